@@ -1,0 +1,37 @@
+# The hosted build: the unchanged service, the names of the Windows API, the simulated tablet and the engineers' tool.
+find_package(Threads REQUIRED)
+find_package(fmt REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(GTest REQUIRED)
+
+if(NOT VANTORD_SANITIZE)
+  find_program(LLD_PROGRAM ld.lld)
+  if(LLD_PROGRAM)
+    add_link_options(-fuse-ld=lld)
+  endif()
+endif()
+
+target_include_directories(vantord_options INTERFACE ${PROJECT_SOURCE_DIR}/platform/win32/include)
+
+add_library(vantord_tablet STATIC)
+file(GLOB tablet_sources CONFIGURE_DEPENDS tablet/*.cpp)
+target_sources(vantord_tablet PRIVATE ${tablet_sources})
+target_include_directories(vantord_tablet PUBLIC ${PROJECT_SOURCE_DIR})
+target_link_libraries(vantord_tablet PUBLIC vantord_options fmt::fmt nlohmann_json::nlohmann_json Threads::Threads)
+
+add_library(vantord_win32 STATIC)
+file(GLOB win32_sources CONFIGURE_DEPENDS platform/win32/*.cpp)
+target_sources(vantord_win32 PRIVATE ${win32_sources})
+target_link_libraries(vantord_win32 PUBLIC vantord_tablet)
+target_link_libraries(vantord_service PUBLIC vantord_win32)
+
+file(GLOB cli_sources CONFIGURE_DEPENDS cli/*.cpp)
+if(cli_sources)
+  add_executable(vantord-tablet ${cli_sources})
+  target_link_libraries(vantord-tablet PRIVATE vantord_service CLI11::CLI11)
+endif()
+
+include(CTest)
+include(GoogleTest)
+add_subdirectory(tests)

@@ -1,0 +1,20 @@
+# What every target of every build shares: warnings are errors, and the macros that each Windows build has.
+find_package(ZLIB REQUIRED)
+
+add_library(vantord_options INTERFACE)
+target_compile_definitions(vantord_options INTERFACE
+  WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE STRSAFE_NO_DEPRECATE)
+target_compile_options(vantord_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
+target_link_libraries(vantord_options INTERFACE ZLIB::ZLIB)
+
+if(VANTORD_SANITIZE)
+  target_compile_options(vantord_options INTERFACE
+    -fsanitize=${VANTORD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  target_link_options(vantord_options INTERFACE -fsanitize=${VANTORD_SANITIZE})
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()

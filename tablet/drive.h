@@ -1,0 +1,128 @@
+// Drive C: over a folder of the host. Names are compared without regard to case and kept as first written; attributes
+// and creation times are DOS's, beside the host's files, never mode bits.
+//
+// The drive owns the folder while the tablet runs: it keeps a map of names per folder and does not see foreign changes.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tablet/clock.h"
+#include "tablet/handles.h"
+#include "tablet/win_error.h"
+
+namespace tablet {
+
+inline constexpr std::uint32_t kAttributeReadOnly = 0x1;
+inline constexpr std::uint32_t kAttributeHidden = 0x2;
+inline constexpr std::uint32_t kAttributeSystem = 0x4;
+inline constexpr std::uint32_t kAttributeDirectory = 0x10;
+inline constexpr std::uint32_t kAttributeArchive = 0x20;
+inline constexpr std::uint32_t kAttributeNormal = 0x80;
+
+struct FileTimes {
+  FileTicks creation = 0;
+  FileTicks access = 0;
+  FileTicks write = 0;
+  bool operator==(const FileTimes&) const = default;
+};
+
+struct FileFacts {
+  std::u16string name;  ///< the last part, in the case it was made with
+  std::uint32_t attributes = 0;
+  FileTimes times;
+  std::uint64_t size = 0;  ///< bytes; 0 for folders
+};
+
+/// CreateFileW's numbers, unchanged.
+struct OpenRequest {
+  std::uint32_t access = 0;
+  std::uint32_t share = 0;
+  std::uint32_t disposition = 0;
+  std::uint32_t flags_and_attributes = 0;
+};
+
+/// An open file. It has a position of its own.
+class OpenFile : public Object {
+ public:
+  std::string_view kind() const override { return "file"; }
+  virtual WinError Read(std::span<std::uint8_t> out, std::uint32_t& read) = 0;  ///< 0 bytes at the end of the file
+  virtual WinError Write(std::span<const std::uint8_t> data, std::uint32_t& written) = 0;
+  /// `origin`: 0 start, 1 current position, 2 end. kNegativeSeek leaves the position alone.
+  virtual WinError Seek(std::int64_t distance, std::uint32_t origin, std::uint64_t& position) = 0;
+  /// A field of 0 leaves that time alone.
+  virtual WinError SetTimes(const FileTimes& times) = 0;
+  virtual std::uint64_t size() const = 0;
+  virtual std::uint64_t position() const = 0;
+  virtual const std::u16string& path() const = 0;  ///< full, "C:\..."
+};
+
+/// What a run did to one path.
+struct FileChange {
+  std::u16string path;  ///< full, "C:\..."
+  bool created = false;
+  bool written = false;     ///< its data
+  bool attributes = false;  ///< attributes or times
+  bool folder = false;
+  std::uint64_t bytes = 0;  ///< size now
+};
+
+class Drive {
+ public:
+  /// `root` is the folder that is C:\. `side_file`, a text file outside of it, carries attributes and creation times
+  /// for what was copied by tools that drop extended attributes: lines of "0xATTRIBUTES<TAB>CREATION<TAB>PATH", where
+  /// CREATION is FILETIME ticks in decimal or "-". An extended attribute on the file itself wins.
+  /// Throws InputError for names in one folder that differ only in case and for a malformed side file.
+  Drive(std::filesystem::path root, std::filesystem::path side_file, const Clock& clock);
+  ~Drive();
+  Drive(const Drive&) = delete;
+  Drive& operator=(const Drive&) = delete;
+
+  // The Windows side. Paths as callers give them: with drive letter or relative to the current directory, with either
+  // separator, doubled separators, any case. Each answers a Windows error code.
+
+  WinError Open(std::u16string_view path, const OpenRequest& request, std::shared_ptr<OpenFile>& out, bool& existed);
+  WinError Attributes(std::u16string_view path, std::uint32_t& attributes) const;
+  WinError SetAttributes(std::u16string_view path, std::uint32_t attributes);
+  WinError MakeDirectory(std::u16string_view path);
+  /// What a pattern ("c:\folder\*") matches, "." and ".." included where Windows lists them, in order of name.
+  WinError Find(std::u16string_view pattern, std::vector<FileFacts>& out) const;
+  /// The raw version resource of an executable (the RT_VERSION data of its .rsrc section).
+  WinError VersionResource(std::u16string_view path, std::vector<std::uint8_t>& out) const;
+  const std::u16string& current_directory() const { return current_directory_; }  ///< "C:\Windows\System32"
+
+  // The machine's side.
+
+  void SetCurrentDirectory(std::u16string path) { current_directory_ = std::move(path); }
+  bool Exists(std::u16string_view path) const;
+  FileFacts Facts(std::u16string_view path) const;  ///< throws std::out_of_range when the path does not exist
+  std::vector<std::uint8_t> Contents(std::u16string_view path) const;
+  /// Makes or replaces a file, with its folders; not counted as a change.
+  void Put(std::u16string_view path, std::span<const std::uint8_t> data, std::uint32_t attributes = kAttributeArchive);
+  void PutFolder(std::u16string_view path, std::uint32_t attributes = kAttributeDirectory);
+  void Remove(std::u16string_view path);
+  std::filesystem::path HostPath(std::u16string_view path) const;
+
+  /// What changed since the drive was made, ordered by path.
+  std::vector<FileChange> Changes() const;
+  /// Writes the side file, where the host's file system has no extended attributes or the tablet has a side file.
+  void SaveSideFile() const;
+
+  /// Told of every open of an existing file for reading, and after each read of it (position and size in bytes).
+  std::function<void(const std::u16string& path)> on_open;
+  std::function<void(const std::u16string& path, std::uint64_t position, std::uint64_t size)> on_read;
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> state_;
+  std::u16string current_directory_ = u"C:\\Windows\\System32";
+};
+
+}  // namespace tablet

@@ -1,0 +1,33 @@
+#include "tablet/handles.h"
+
+#include <utility>
+
+namespace tablet {
+
+HandleValue HandleTable::Add(std::shared_ptr<Object> object) {
+  HandleValue const handle = next_;
+  next_ += 4;
+  entries_.emplace(handle, Entry{scheduler_.current_process(), std::move(object)});
+  return handle;
+}
+
+std::shared_ptr<Object> HandleTable::Find(HandleValue handle) const {
+  auto const entry = entries_.find(handle);
+  return entry == entries_.end() ? nullptr : entry->second.object;
+}
+
+bool HandleTable::Close(HandleValue handle) { return entries_.erase(handle) != 0; }
+
+void HandleTable::CloseAllOf(ProcessId process) {
+  std::erase_if(entries_, [&](const auto& entry) { return entry.second.process == process; });
+}
+
+std::vector<std::string> HandleTable::OpenKinds(ProcessId process) const {
+  std::vector<std::string> kinds;
+  for (const auto& [handle, entry] : entries_) {
+    if (entry.process == process) kinds.emplace_back(entry.object->kind());
+  }
+  return kinds;
+}
+
+}  // namespace tablet

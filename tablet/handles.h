@@ -1,0 +1,59 @@
+// The handle table of the simulated processes: files, keys, events, devices, tokens, searches.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tablet/scheduler.h"
+
+namespace tablet {
+
+using HandleValue = std::uint64_t;
+
+/// What a handle stands for. Shared by the handles that name it and by whoever waits for it.
+class Object {
+ public:
+  virtual ~Object() = default;
+  /// "file", "event", "key": what it is, for leak reports and refusals.
+  virtual std::string_view kind() const = 0;
+  /// Whether a wait on it would end now. Only objects that can be waited for override these.
+  virtual bool waitable() const { return false; }
+  virtual bool signaled() const { return false; }
+  /// A wait has ended by this object; an auto-reset event resets itself here.
+  virtual void Consume() {}
+};
+
+class HandleTable {
+ public:
+  explicit HandleTable(const Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  /// A new handle of the running process. Values are multiples of 4 and are never used twice.
+  HandleValue Add(std::shared_ptr<Object> object);
+  /// The object behind a handle; null when the handle is not open.
+  std::shared_ptr<Object> Find(HandleValue handle) const;
+  /// The same when it is a `T`; null otherwise.
+  template <typename T>
+  std::shared_ptr<T> Get(HandleValue handle) const {
+    return std::dynamic_pointer_cast<T>(Find(handle));
+  }
+  /// False when the handle is not open.
+  bool Close(HandleValue handle);
+  void CloseAllOf(ProcessId process);
+  /// The kinds of the open handles of a process, in the order they were opened.
+  std::vector<std::string> OpenKinds(ProcessId process) const;
+
+ private:
+  struct Entry {
+    ProcessId process;
+    std::shared_ptr<Object> object;
+  };
+  const Scheduler& scheduler_;
+  HandleValue next_ = 0x40;
+  std::map<HandleValue, Entry> entries_;
+};
+
+}  // namespace tablet

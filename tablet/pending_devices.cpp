@@ -1,0 +1,4 @@
+#include "tablet/tablet.h"
+namespace tablet {
+void PlugInDevices(const Description&, Tablet&) {}
+}  // namespace tablet

@@ -1,0 +1,107 @@
+// The service manager as one service of its own process meets it: start, dispatcher, controls, status reports, and
+// the end of the process.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tablet/handles.h"
+#include "tablet/journal.h"
+#include "tablet/scheduler.h"
+#include "tablet/win_error.h"
+
+namespace tablet {
+
+/// SERVICE_STATUS, field by field.
+struct ServiceStatus {
+  std::uint32_t type = 0;
+  std::uint32_t state = 1;  ///< 1 stopped, 2 start pending, 3 stop pending, 4 running, ...
+  std::uint32_t controls_accepted = 0;
+  std::uint32_t exit_code = 0;
+  std::uint32_t specific_exit_code = 0;
+  std::uint32_t check_point = 0;
+  std::uint32_t wait_hint = 0;  ///< milliseconds
+};
+
+inline constexpr std::uint32_t kServiceStopped = 1;
+inline constexpr std::uint32_t kServiceStartPending = 2;
+inline constexpr std::uint32_t kServiceStopPending = 3;
+inline constexpr std::uint32_t kServiceRunning = 4;
+
+inline constexpr std::uint32_t kControlStop = 1;
+inline constexpr std::uint32_t kControlInterrogate = 4;
+inline constexpr std::uint32_t kControlShutdown = 5;
+inline constexpr std::uint32_t kControlPowerEvent = 13;
+inline constexpr std::uint32_t kControlPreshutdown = 15;
+
+/// The Windows name of a state without its prefix: "START_PENDING"; its number when it has none.
+std::string StateName(std::uint32_t state);
+
+/// How the service's process ended.
+struct ProcessEnd {
+  bool died = false;   ///< an exception left a thread
+  std::string reason;  ///< of a death
+  int exit_code = 0;   ///< what main returned otherwise
+};
+
+class ServiceManager {
+ public:
+  using ServiceMain = std::function<void(const std::vector<std::u16string>& arguments)>;
+  using Handler = std::function<std::uint32_t(std::uint32_t control, std::uint32_t event_type, void* data)>;
+
+  ServiceManager(Scheduler& scheduler, Journal& journal, HandleTable& handles);
+
+  // The machine's side.
+
+  /// Starts the service: a process whose first thread runs `process_main`.
+  void Start(std::u16string service, std::function<int()> process_main);
+  /// Sends a control: kServiceNotActive or kServiceCannotAcceptControl when Windows would refuse it. Controls are
+  /// delivered one after the other on the dispatcher's thread; this does not wait for that.
+  /// `data`, when given, stays valid until the handler has returned.
+  WinError Send(std::uint32_t control, std::uint32_t event_type = 0, std::shared_ptr<void> data = nullptr);
+
+  bool started() const { return process_ != kMachineProcess; }
+  ProcessId process() const { return process_; }
+  const ServiceStatus& status() const { return status_; }
+  const std::optional<ProcessEnd>& ended() const { return ended_; }
+  /// The service runs and every one of its threads waits without a deadline.
+  bool IsParked() const;
+
+  // The service process's side.
+
+  /// Runs the dispatcher on the calling thread until the service has stopped. kControllerConnectFailed when the
+  /// process was not started by the service manager.
+  WinError RunDispatcher(const std::u16string& name, ServiceMain service_main);
+  /// 0 when the service is not one of this process.
+  HandleValue RegisterHandler(const std::u16string& name, Handler handler);
+  WinError Report(HandleValue handle, const ServiceStatus& status);
+
+ private:
+  struct Control {
+    std::uint32_t code;
+    std::uint32_t event_type;
+    std::shared_ptr<void> data;
+  };
+
+  void OnDeath(ProcessId process, const std::string& thread, const std::string& why);
+  void EndOfProcess(ProcessEnd end);
+
+  Scheduler& scheduler_;
+  Journal& journal_;
+  HandleTable& handles_;
+  std::u16string service_;
+  ProcessId process_ = kMachineProcess;
+  ProcessId next_process_ = 1;
+  ServiceStatus status_;
+  Handler handler_;
+  HandleValue status_handle_ = 0;
+  std::deque<Control> controls_;
+  bool handling_control_ = false;
+  std::optional<ProcessEnd> ended_;
+};
+
+}  // namespace tablet

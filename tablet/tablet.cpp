@@ -1,0 +1,38 @@
+#include "tablet/tablet.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tablet {
+
+namespace {
+Tablet* g_current = nullptr;
+}
+
+Tablet::Tablet(const Description& description, const std::filesystem::path& folder, Scheduler::Options options)
+    : scheduler_(options),
+      clock_(scheduler_, description.power_on, description.utc_offset_minutes),
+      journal_(scheduler_),
+      handles_(scheduler_),
+      drive_(folder / "C", folder / "attributes.txt", clock_),
+      trace_(journal_),
+      services_(scheduler_, journal_, handles_) {
+  g_current = this;
+  for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
+  for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
+  PlugInDevices(description, *this);
+}
+
+Tablet::~Tablet() {
+  if (g_current == this) g_current = nullptr;
+}
+
+Tablet& Tablet::Current() {
+  if (g_current == nullptr) {
+    std::fputs("a call of the Windows API needs a tablet: make a tablet::Tablet first\n", stderr);
+    std::abort();
+  }
+  return *g_current;
+}
+
+}  // namespace tablet

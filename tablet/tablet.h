@@ -1,0 +1,69 @@
+// The simulated tablet: one machine with its registry, drive C:, firmware, devices, service manager, trace controller
+// and time. The names of the Windows API act on the one that is current.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "tablet/clock.h"
+#include "tablet/description.h"
+#include "tablet/device_bus.h"
+#include "tablet/drive.h"
+#include "tablet/faults.h"
+#include "tablet/firmware.h"
+#include "tablet/handles.h"
+#include "tablet/journal.h"
+#include "tablet/registry.h"
+#include "tablet/scheduler.h"
+#include "tablet/service_manager.h"
+#include "tablet/trace_controller.h"
+
+namespace tablet {
+
+class Tablet {
+ public:
+  /// Powers a tablet on. `folder` holds drive C: in its subfolder C (made when missing); registry and firmware start
+  /// empty. The calling thread becomes the scheduler's thread 0 and the tablet the current one.
+  Tablet(const Description& description, const std::filesystem::path& folder, Scheduler::Options options = {});
+  ~Tablet();
+  Tablet(const Tablet&) = delete;
+  Tablet& operator=(const Tablet&) = delete;
+
+  Scheduler& scheduler() { return scheduler_; }
+  Clock& clock() { return clock_; }
+  Journal& journal() { return journal_; }
+  HandleTable& handles() { return handles_; }
+  Faults& faults() { return faults_; }
+  Registry& registry() { return registry_; }
+  Drive& drive() { return drive_; }
+  Firmware& firmware() { return firmware_; }
+  DeviceBus& devices() { return devices_; }
+  TraceController& trace() { return trace_; }
+  ServiceManager& services() { return services_; }
+
+  /// The tablet that the calls of the Windows API act on. Aborts when there is none.
+  static Tablet& Current();
+
+ private:
+  Scheduler scheduler_;
+  Clock clock_;
+  Journal journal_;
+  HandleTable handles_;
+  Faults faults_;
+  Registry registry_;
+  Drive drive_;
+  Firmware firmware_;
+  DeviceBus devices_;
+  TraceController trace_;
+  ServiceManager services_;
+};
+
+/// The interface class of the modem's control device.
+extern const Guid kModemControlClass;
+/// The interface class of the driver that gives access to firmware variables.
+extern const Guid kSafiClass;
+
+/// Makes the devices that a description names arrive on the bus.
+void PlugInDevices(const Description& description, Tablet& machine);
+
+}  // namespace tablet

@@ -1,0 +1,52 @@
+#include "tests/testing/tablet_fixture.h"
+
+#include <cstdlib>
+
+namespace testing_support {
+
+namespace {
+constexpr tablet::FileTicks kMorningOfMarch2 = tablet::kUnixEpoch + 1'772'438'400ULL * tablet::kTicksPerSecond;
+constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
+}  // namespace
+
+ScratchFolder::ScratchFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "vantord-test-XXXXXX").string();
+  path_ = ::mkdtemp(pattern.data());
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+TabletTest::TabletTest() { PowerOn(DefaultDescription()); }
+
+tablet::Description TabletTest::DefaultDescription() {
+  tablet::Description description;
+  description.name = "test";
+  description.power_on = kMorningOfMarch2;
+  description.utc_offset_minutes = 60;
+  description.modem_links = {u"\\\\?\\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}"};
+  description.firmware_driver_link = u"\\\\?\\ROOT#SAFI#0000#{fd9ff848-46d1-4ce7-8940-6df2f1e6eff6}";
+  return description;
+}
+
+void TabletTest::PowerOn(const tablet::Description& description, tablet::Scheduler::Options options) {
+  machine_.reset();
+  folder_ = std::make_unique<ScratchFolder>();
+  machine_ = std::make_unique<tablet::Tablet>(description, folder_->path(), options);
+  machine_->journal().WantCalls(true);
+  if (description.trace_collected) machine_->trace().Collect(*tablet::Guid::Parse(kServiceProvider), 1, 5);
+}
+
+std::vector<std::string> TabletTest::formatted() {
+  std::vector<std::string> texts;
+  for (const tablet::CallEvent& call : machine_->journal().Calls("_vsnwprintf")) texts.push_back(call.args);
+  return texts;
+}
+
+void TabletTest::Inject(std::string call, tablet::WinError error, std::uint32_t first, std::uint32_t count) {
+  machine_->faults().Add({.call = std::move(call), .error = error, .first = first, .count = count});
+}
+
+}  // namespace testing_support

@@ -1,0 +1,56 @@
+// A tablet in a folder of its own, powered on for the length of a test. The test body is the tablet's thread 0: it
+// calls the Windows API directly.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tablet/tablet.h"
+
+namespace testing_support {
+
+/// A folder that is removed, with what is in it, at the end.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ~ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+class TabletTest : public ::testing::Test {
+ protected:
+  /// Powered on with the defaults: a modem, a firmware driver, 2026-03-02 08:00 UTC, one hour ahead of UTC, the
+  /// service's trace collected, calls recorded.
+  TabletTest();
+
+  /// Powers on again with another description or seed; registry, drive and firmware start empty.
+  void PowerOn(const tablet::Description& description, tablet::Scheduler::Options options = {});
+  static tablet::Description DefaultDescription();
+
+  tablet::Tablet& machine() { return *machine_; }
+  tablet::Registry& registry() { return machine_->registry(); }
+  tablet::Drive& drive() { return machine_->drive(); }
+  std::vector<std::string> messages() { return machine_->journal().Messages(); }
+  /// Everything the wide formatter made so far, delivered or not.
+  std::vector<std::string> formatted();
+
+  /// Makes an injected error: the call fails from its `first` next occurrence on, `count` times.
+  void Inject(std::string call, tablet::WinError error, std::uint32_t first = 1,
+              std::uint32_t count = tablet::Fault::kEvery);
+
+ private:
+  std::unique_ptr<ScratchFolder> folder_;
+  std::unique_ptr<tablet::Tablet> machine_;
+};
+
+}  // namespace testing_support
