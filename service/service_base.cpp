@@ -26,7 +26,7 @@ void CServiceBase::Run(CServiceBase& service) {
   s_service = &service;
   SERVICE_TABLE_ENTRYW const table[] = {{const_cast<LPWSTR>(service.m_name), ServiceMain}, {nullptr, nullptr}};
   // Kept on purpose: one would expect a word to whoever starts the program by hand
-  // (pinned by ServiceProcess.OutsideTheServiceManagerItEndsQuietlyWithExitCodeZero).
+  // (pinned by ServiceBase.ADispatcherThatCannotBeReachedEndsTheProgramQuietly).
   ::StartServiceCtrlDispatcherW(table);
 }
 

@@ -84,6 +84,10 @@ WinError ServiceManager::Send(std::uint32_t control, std::uint32_t event_type, s
   return kSuccess;
 }
 
+void ServiceManager::SendUnchecked(std::uint32_t control, std::uint32_t event_type, std::shared_ptr<void> data) {
+  controls_.push_back({control, event_type, std::move(data)});
+}
+
 bool ServiceManager::IsParked() const {
   return started() && !ended_ && status_.state == kServiceRunning && controls_.empty() &&
          scheduler_.IsProcessParked(process_);
@@ -99,7 +103,7 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
     if (status_.state == kServiceStopped) return kSuccess;
     Control const control = controls_.front();
     controls_.pop_front();
-    if (handler_) handler_(control.code, control.event_type, control.data.get());
+    if (handler_) last_answer_ = handler_(control.code, control.event_type, control.data.get());
   }
 }
 

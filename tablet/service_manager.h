@@ -65,6 +65,11 @@ class ServiceManager {
   /// `data`, when given, stays valid until the handler has returned.
   WinError Send(std::uint32_t control, std::uint32_t event_type = 0, std::shared_ptr<void> data = nullptr);
 
+  /// Puts a control to the handler whatever the service accepts, as Windows never would; for tests of the handler.
+  void SendUnchecked(std::uint32_t control, std::uint32_t event_type, std::shared_ptr<void> data = nullptr);
+  /// What the handler answered to the control it handled last.
+  std::uint32_t last_answer() const { return last_answer_; }
+
   bool started() const { return process_ != kMachineProcess; }
   ProcessId process() const { return process_; }
   const ServiceStatus& status() const { return status_; }
@@ -101,6 +106,7 @@ class ServiceManager {
   Handler handler_;
   HandleValue status_handle_ = 0;
   std::deque<Control> controls_;
+  std::uint32_t last_answer_ = 0;
   std::optional<ProcessEnd> ended_;
 };
 
