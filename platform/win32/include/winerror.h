@@ -4,6 +4,7 @@
 
 #define ERROR_SUCCESS 0L
 #define NO_ERROR 0L
+#define SUCCEEDED(hr) ((static_cast<HRESULT>(hr)) >= 0)
 #define ERROR_INVALID_FUNCTION 1L
 #define ERROR_FILE_NOT_FOUND 2L
 #define ERROR_PATH_NOT_FOUND 3L
