@@ -4,7 +4,7 @@
 #include <cfgmgr32.h>
 #include <dbt.h>
 #include <objbase.h>
-#include <powersetting.h>
+#include <powrprof.h>
 
 #include "common/diagnostic_log.h"
 #include "service/service_base.h"

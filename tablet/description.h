@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "tablet/clock.h"
+#include "tablet/partner.h"
+#include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
 
 namespace tablet {
@@ -30,6 +32,9 @@ struct Description {
 
   std::vector<std::u16string> denied_keys;     ///< any access answers access denied
   std::vector<std::u16string> read_only_keys;  ///< writing answers access denied
+
+  PartnerDescription partner;  ///< the service "Pelt"
+  RadioDescription radio;      ///< the radio interface layer's proxy
 
   bool trace_collected = true;  ///< a trace session listens to the service from power-on
 

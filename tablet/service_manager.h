@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tablet/failure_actions.h"
 #include "tablet/handles.h"
 #include "tablet/journal.h"
 #include "tablet/scheduler.h"
@@ -70,6 +71,13 @@ class ServiceManager {
   /// What the handler answered to the control it handled last.
   std::uint32_t last_answer() const { return last_answer_; }
 
+  const std::u16string& name() const { return service_; }
+  /// Whoever opens the service manager is refused.
+  void DenyManager() { manager_denied_ = true; }
+  bool manager_denied() const { return manager_denied_; }
+  void SetFailureActions(FailureActions actions) { failure_actions_ = std::move(actions); }
+  const FailureActions& failure_actions() const { return failure_actions_; }
+
   bool started() const { return process_ != kMachineProcess; }
   ProcessId process() const { return process_; }
   const ServiceStatus& status() const { return status_; }
@@ -103,6 +111,8 @@ class ServiceManager {
   ProcessId process_ = kMachineProcess;
   ProcessId next_process_ = 1;
   ServiceStatus status_;
+  FailureActions failure_actions_;
+  bool manager_denied_ = false;
   Handler handler_;
   HandleValue status_handle_ = 0;
   std::deque<Control> controls_;

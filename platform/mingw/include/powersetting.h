@@ -1,11 +1,8 @@
-// mingw-w64 has no header of this name; its powrprof import library has the calls. Declared as Microsoft documents
-// them. On the include path of mingw-w64 builds only.
+// Notifications of power settings: mingw-w64 10 has them in the import library of powrprof.dll, but no such header.
 #pragma once
-
-#include <windows.h>
 
 extern "C" {
 DWORD WINAPI PowerSettingRegisterNotification(LPCGUID setting, DWORD flags, HANDLE recipient,
-                                              PHPOWERNOTIFY registration);
-DWORD WINAPI PowerSettingUnregisterNotification(HPOWERNOTIFY registration);
+                                              PHPOWERNOTIFY notification);
+DWORD WINAPI PowerSettingUnregisterNotification(HPOWERNOTIFY notification);
 }
