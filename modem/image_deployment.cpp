@@ -18,8 +18,8 @@ constexpr WCHAR kModemFolder[] = TEXT("c:\\windows\\system32\\modem_core");
 constexpr WCHAR kModemPattern[] = TEXT("c:\\windows\\system32\\modem_core\\*");
 constexpr WCHAR kTargetFolder[] = TEXT("c:\\windows\\system32\\");
 
-/// Makes room for a file that an earlier deployment may have left read-only. Kept on purpose: the attributes of a target
-/// that is not there have every bit set, so the call is made for it too and fails without harm (pinned by
+/// Makes room for a file that an earlier deployment may have left read-only. Kept on purpose: the attributes of a
+/// target that is not there have every bit set, so the call is made for it too and fails without harm (pinned by
 /// ImageDeployment.AMissingTargetIsAskedToGiveUpItsReadOnlyBit).
 void ClearReadOnly(const WCHAR* path) {
   DWORD const attributes = ::GetFileAttributesW(path);
@@ -46,8 +46,8 @@ DWORD CImageSelector::SelectAndDeployImage() {
   ModemBinaryName modemBinary = {};
   WCHAR archivePath[MAX_PATH] = {};
   FormatWideTo(archivePath, TEXT("%s\\%s"), kToastFolder, kToastArchive);
-  // Kept on purpose: the modem's firmware does not depend on a notice's pictures, so the result is not looked at (pinned
-  // by ImageDeployment.AMissingToastArchiveDoesNotStopTheModem).
+  // Kept on purpose: the modem's firmware does not depend on a notice's pictures, so the result is not looked at
+  // (pinned by ImageDeployment.AMissingToastArchiveDoesNotStopTheModem).
   UnzipBinary(archivePath, kToastFolder);
 
   if (!DetermineImageByCSC(modemBinary)) DetermineImageByModemID(modemBinary);
@@ -66,8 +66,8 @@ DWORD CImageSelector::SelectAndDeployImage() {
   return 1;
 }
 
-// Kept on purpose: an entry that fails makes the result 0 but stops no other, and what is extracted stays. An empty file
-// is such an entry although it is written. An archive without entries succeeds (pinned by
+// Kept on purpose: an entry that fails makes the result 0 but stops no other, and what is extracted stays. An empty
+// file is such an entry although it is written. An archive without entries succeeds (pinned by
 // ImageDeployment.ACorruptEntryDoesNotStopTheOthers, ImageDeployment.AnEmptyFileFailsTheDeploymentThoughItIsWritten and
 // ImageDeployment.AnArchiveWithoutEntriesCountsAsDeployed).
 DWORD CImageSelector::UnzipBinary(const WCHAR* archivePath, const WCHAR* targetFolder) {

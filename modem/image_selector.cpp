@@ -49,8 +49,8 @@ LSTATUS QueryCut(HKEY map, const WCHAR* name, DWORD bytes, ModemBinaryName& mode
   return status;
 }
 
-/// Reads a map's entry as SGetRegistrySZ does, with one difference. Kept on purpose: an entry that is too long is cut to
-/// 9 characters, where SGetRegistrySZ would fail and another image would be chosen (pinned by
+/// Reads a map's entry as SGetRegistrySZ does, with one difference. Kept on purpose: an entry that is too long is cut
+/// to 9 characters, where SGetRegistrySZ would fail and another image would be chosen (pinned by
 /// ImageSelector.AMapEntryOf15CharactersIsCutTo9). What a failed query leaves in the buffer is undefined, so the cut
 /// needs a query of its own.
 bool ReadMapEntry(const WCHAR* mapKey, const WCHAR* name, ModemBinaryName& modemBinary) {
@@ -108,7 +108,8 @@ bool CImageSelector::GetRegMapsCSC(const char* code, ModemBinaryName& modemBinar
 }
 
 // Kept on purpose: an ID in the registry that the map does not know leads to the default image; the firmware's ID is
-// asked for only where the registry has none (pinned by ImageSelector.AnUnmappedRegistryIdIsNotRetriedWithTheFirmwareId).
+// asked for only where the registry has none (pinned by
+// ImageSelector.AnUnmappedRegistryIdIsNotRetriedWithTheFirmwareId).
 void CImageSelector::DetermineImageByModemID(ModemBinaryName& modemBinary) {
   ModemImageId id = {};
   if (!GetRegModemID(id) && !GetUEFIModemID(id)) {

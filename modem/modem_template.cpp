@@ -18,8 +18,8 @@ struct ProductVersion {
   int part[4];  ///< most significant first
 };
 
-/// Kept on purpose: a file without a version block, with one of more than 4096 bytes or with an unreadable one is passed
-/// over without a message (pinned by PackageVersions.ABlockOf4097BytesIsPassedOverInSilence).
+/// Kept on purpose: a file without a version block, with one of more than 4096 bytes or with an unreadable one is
+/// passed over without a message (pinned by PackageVersions.ABlockOf4097BytesIsPassedOverInSilence).
 bool ReadProductVersion(const WCHAR* path, ProductVersion& version) {
   DWORD ignored = 0;
   DWORD const size = ::GetFileVersionInfoSizeW(path, &ignored);
