@@ -23,6 +23,7 @@ inline constexpr WinError kInsufficientBuffer = 122;
 inline constexpr WinError kInvalidName = 123;
 inline constexpr WinError kNegativeSeek = 131;
 inline constexpr WinError kDirNotEmpty = 145;
+inline constexpr WinError kBadPathName = 161;
 inline constexpr WinError kAlreadyExists = 183;
 inline constexpr WinError kEnvironmentVariableNotFound = 203;
 inline constexpr WinError kFilenameTooLong = 206;
