@@ -31,6 +31,7 @@ inline constexpr WinError kMoreData = 234;
 inline constexpr WinError kNoMoreItems = 259;
 inline constexpr WinError kDirectory = 267;
 inline constexpr WinError kKeyDeleted = 1018;
+inline constexpr WinError kInvalidServiceControl = 1052;
 inline constexpr WinError kServiceCannotAcceptControl = 1061;
 inline constexpr WinError kServiceNotActive = 1062;
 inline constexpr WinError kControllerConnectFailed = 1063;
