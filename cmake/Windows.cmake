@@ -1,4 +1,16 @@
 # The product itself.
-add_executable(Vantord service/main.cpp)
-target_link_libraries(Vantord PRIVATE vantord_service advapi32 cfgmgr32 setupapi ole32 version)
-target_link_options(Vantord PRIVATE -municode -static)
+
+# What this version of mingw-w64 does not declare, under the names of Windows' own headers: as system headers, so that they
+# may use #include_next.
+target_include_directories(vantord_options SYSTEM INTERFACE ${PROJECT_SOURCE_DIR}/platform/mingw/include)
+
+# The process entry belongs to the program. Off Windows it belongs to the library: there the tablet calls it.
+get_target_property(service_sources vantord_service SOURCES)
+list(REMOVE_ITEM service_sources ${PROJECT_SOURCE_DIR}/service/main.cpp)
+set_property(TARGET vantord_service PROPERTY SOURCES ${service_sources})
+
+if(EXISTS ${PROJECT_SOURCE_DIR}/service/main.cpp)
+  add_executable(Vantord service/main.cpp)
+  target_link_libraries(Vantord PRIVATE vantord_service advapi32 cfgmgr32 ole32 powrprof setupapi version)
+  target_link_options(Vantord PRIVATE -municode -static)
+endif()

@@ -17,9 +17,9 @@ bool SGetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD& valu
 /// Writes a REG_DWORD; creates the key when it is missing.
 bool SSetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD value);
 
-/// Reads a text into `buffer` of `bufferBytes` bytes. The buffer's last character is forced to 0, whatever was read,
-/// also when the read fails; a value larger than the buffer is a failure. The caller zeroes the buffer beforehand.
-/// A missing key is created, empty. A key that cannot be opened leaves the buffer alone and logs nothing.
+/// Reads a text into `buffer` of `bufferBytes` bytes, at least 2. The buffer's last character is forced to 0, whatever
+/// was read, also when the read fails; a value larger than the buffer is a failure. The caller zeroes the buffer
+/// beforehand. A missing key is created, empty. A key that cannot be opened leaves the buffer alone and logs nothing.
 bool SGetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, WCHAR* buffer, DWORD bufferBytes);
 
 /// Writes a REG_SZ with its terminator; creates the key when it is missing.

@@ -1,5 +1,7 @@
 #include "common/wide_format.h"
 
+#include <cwchar>
+
 std::size_t FormatWideV(WCHAR* out, std::size_t capacity, const WCHAR* format, std::va_list arguments) {
   if (capacity == 0) return 0;
   // The legacy form stores the cut text and answers -1; exactly capacity - 1 characters fit beside the terminator.

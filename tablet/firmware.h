@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <filesystem>
-#include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,23 +25,39 @@ struct FirmwareVariable {
   bool operator==(const FirmwareVariable&) const = default;
 };
 
+/// What the driver in front of the variables does wrong, on demand. Each request that meets its trouble leaves the
+/// variables alone.
+struct FirmwareTrouble {
+  static constexpr std::uint32_t kEvery = UINT32_MAX;
+
+  WinError status = 0;              ///< the reply's status; 0: none of this trouble
+  std::uint32_t count = kEvery;     ///< for how many requests
+  WinError request_error = 0;       ///< with it, the request itself fails, its status written all the same
+  std::deque<std::uint32_t> sizes;  ///< answers to the next requests for a size, in place of the truth
+};
+
 class Firmware {
  public:
   using Variables = std::map<FirmwareKey, FirmwareVariable>;
 
-  /// Reads the folder (which may be absent: no variables). Throws InputError for a file name that is no NAME-GUID and
-  /// for files of fewer than 4 bytes.
+  /// Reads the folder (which may be absent: no variables). Throws InputError for a file name that is no NAME-GUID, for
+  /// two files of one variable and for files of fewer than 4 bytes.
   void Load(const std::filesystem::path& efi_folder);
-  /// Writes the folder as it is now; files of variables that are gone are removed.
+  /// Writes the folder as it is now; files of variables that are gone are removed. Throws InputError for what cannot
+  /// be written.
   void Save(const std::filesystem::path& efi_folder) const;
 
   const FirmwareVariable* Find(const FirmwareKey& key) const;
+  /// Makes the variable or replaces its data; attributes of an existing one stay.
   void Put(const FirmwareKey& key, std::vector<std::uint8_t> data);
   void Remove(const FirmwareKey& key) { variables_.erase(key); }
   const Variables& variables() const { return variables_; }
 
+  FirmwareTrouble& trouble() { return trouble_; }
+
  private:
   Variables variables_;
+  FirmwareTrouble trouble_;
 };
 
 }  // namespace tablet

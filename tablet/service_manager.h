@@ -59,10 +59,16 @@ class ServiceManager {
 
   /// Starts the service: a process whose first thread runs `process_main`.
   void Start(std::u16string service, std::function<int()> process_main);
-  /// Sends a control: kServiceNotActive or kServiceCannotAcceptControl when Windows would refuse it. Controls are
+  /// Sends a control. Where Windows would refuse it: kServiceNotActive, kServiceCannotAcceptControl (the service is in
+  /// a pending state) or kInvalidServiceControl (not in its accepted mask, or nobody can send it). Controls are
   /// delivered one after the other on the dispatcher's thread; this does not wait for that.
   /// `data`, when given, stays valid until the handler has returned.
   WinError Send(std::uint32_t control, std::uint32_t event_type = 0, std::shared_ptr<void> data = nullptr);
+
+  /// Puts a control to the handler whatever the service accepts, as Windows never would; for tests of the handler.
+  void SendUnchecked(std::uint32_t control, std::uint32_t event_type, std::shared_ptr<void> data = nullptr);
+  /// What the handler answered to the control it handled last.
+  std::uint32_t last_answer() const { return last_answer_; }
 
   bool started() const { return process_ != kMachineProcess; }
   ProcessId process() const { return process_; }
@@ -100,7 +106,7 @@ class ServiceManager {
   Handler handler_;
   HandleValue status_handle_ = 0;
   std::deque<Control> controls_;
-  bool handling_control_ = false;
+  std::uint32_t last_answer_ = 0;
   std::optional<ProcessEnd> ended_;
 };
 

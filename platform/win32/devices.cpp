@@ -1,0 +1,34 @@
+// I/O control requests to opened devices.
+#include "platform/win32/call.h"
+
+namespace {
+
+/// The request and the lengths of its buffers; what is in them is the driver's affair.
+std::string Describe(HANDLE device, DWORD code, DWORD in_size, DWORD out_size) {
+  return fmt::format("{}, {:#x}, {} in, {} out", win32::ShowHandle(device), code, in_size, out_size);
+}
+
+}  // namespace
+
+BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out, DWORD outSize,
+                            LPDWORD returned, LPOVERLAPPED overlapped) {
+  auto describe = [&] { return Describe(device, code, inSize, outSize); };
+  win32::Call call("DeviceIoControl", describe);
+  if (overlapped != nullptr) win32::RefuseUnmodelled("DeviceIoControl", "an overlapped request");
+  if ((in == nullptr && inSize != 0) || (out == nullptr && outSize != 0)) {
+    win32::RefuseUnmodelled("DeviceIoControl", "a length without a buffer");
+  }
+  if (returned != nullptr) *returned = 0;
+  if (call.fault() != 0) return call.Fail(FALSE);
+
+  std::shared_ptr<tablet::Object> const object = win32::Machine().handles().Find(win32::Number(device));
+  if (object == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+  auto const file = std::dynamic_pointer_cast<tablet::DeviceFile>(object);
+  if (file == nullptr) return call.Fail(FALSE, ERROR_INVALID_FUNCTION);
+
+  DWORD bytes = 0;
+  tablet::WinError const error =
+      file->Control(code, {static_cast<const BYTE*>(in), inSize}, {static_cast<BYTE*>(out), outSize}, bytes);
+  if (returned != nullptr) *returned = bytes;
+  return error == 0 ? call.Done(TRUE) : call.Fail(FALSE, error);
+}

@@ -1,4 +1,0 @@
-#include "tablet/tablet.h"
-namespace tablet {
-void PlugInDevices(const Description&, Tablet&) {}
-}  // namespace tablet

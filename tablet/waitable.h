@@ -1,0 +1,24 @@
+// Events of the simulated processes.
+#pragma once
+
+#include "tablet/handles.h"
+
+namespace tablet {
+
+class EventObject final : public Object {
+ public:
+  EventObject(bool manual_reset, bool signaled) : manual_reset_(manual_reset), signaled_(signaled) {}
+  std::string_view kind() const override { return "event"; }
+  bool waitable() const override { return true; }
+  bool signaled() const override { return signaled_; }
+  void Consume() override {
+    if (!manual_reset_) signaled_ = false;
+  }
+  void Set() { signaled_ = true; }
+
+ private:
+  bool manual_reset_;
+  bool signaled_;
+};
+
+}  // namespace tablet
