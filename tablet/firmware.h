@@ -31,10 +31,10 @@ struct FirmwareVariable {
 struct FirmwareTrouble {
   static constexpr std::uint32_t kEvery = UINT32_MAX;
 
-  WinError status = 0;              ///< the reply's status; 0: none of this trouble
-  std::uint32_t count = kEvery;     ///< for how many requests
-  WinError request_error = 0;       ///< with it, the request itself fails, its status written all the same
-  std::deque<std::uint32_t> sizes;  ///< answers to the next requests for a size, in place of the truth
+  WinError status = 0;                   ///< the reply's status; 0: none of this trouble
+  std::uint32_t count = kEvery;          ///< for how many requests
+  WinError request_error = 0;            ///< with it, the request itself fails, its status written all the same
+  std::deque<std::uint32_t> sizes = {};  ///< answers to the next requests for a size, in place of the truth
 };
 
 class Firmware {

@@ -12,6 +12,7 @@
 #include "tablet/faults.h"
 #include "tablet/firmware.h"
 #include "tablet/handles.h"
+#include "tablet/heap.h"
 #include "tablet/journal.h"
 #include "tablet/registry.h"
 #include "tablet/scheduler.h"
@@ -33,6 +34,7 @@ class Tablet {
   Clock& clock() { return clock_; }
   Journal& journal() { return journal_; }
   HandleTable& handles() { return handles_; }
+  Heap& heap() { return heap_; }
   Faults& faults() { return faults_; }
   Registry& registry() { return registry_; }
   Drive& drive() { return drive_; }
@@ -49,6 +51,7 @@ class Tablet {
   Clock clock_;
   Journal journal_;
   HandleTable handles_;
+  Heap heap_;
   Faults faults_;
   Registry registry_;
   Drive drive_;

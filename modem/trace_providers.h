@@ -1,0 +1,11 @@
+// The trace providers that the factory line listens to.
+#pragma once
+
+#include <windows.h>
+
+inline constexpr WCHAR kFactorySessionName[] = TEXT("KAVRIL10");
+inline constexpr DWORD kFactoryProviderCount = 12;
+inline constexpr DWORD kFactoryMinimumBuffers = 64;
+
+/// In the order in which they are enabled; the third is this service's own.
+extern const GUID kFactoryProviders[kFactoryProviderCount];
