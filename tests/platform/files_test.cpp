@@ -1,0 +1,354 @@
+#include <windows.h>
+
+#include "tablet/text.h"
+#include "tests/testing/file_calls.h"
+#include "tests/testing/tablet_fixture.h"
+
+namespace {
+
+using testing_support::CreateAlways;
+using testing_support::Handle;
+using testing_support::OpenForReading;
+using testing_support::ReadText;
+using testing_support::WriteText;
+
+class Files : public testing_support::TabletTest {
+ protected:
+  void Put(std::u16string_view path, std::string_view text, DWORD attributes = FILE_ATTRIBUTE_ARCHIVE) {
+    drive().Put(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, attributes);
+  }
+  std::string TextOf(std::u16string_view path) {
+    auto const data = drive().Contents(path);
+    return {data.begin(), data.end()};
+  }
+  /// The last error of an open that is expected to fail; 0 when it succeeded.
+  DWORD OpenError(const WCHAR* path, DWORD access, DWORD disposition, DWORD attributes = FILE_ATTRIBUTE_NORMAL,
+                  DWORD share = 7) {
+    Handle const file(::CreateFileW(path, access, share, nullptr, disposition, attributes, nullptr));
+    return file.valid() ? 0 : ::GetLastError();
+  }
+  DWORD AttributesError(const WCHAR* path) {
+    return ::GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES ? ::GetLastError() : 0;
+  }
+};
+
+TEST_F(Files, AFileReadsBackWhatWasWrittenInAnyCaseAndSpelling) {
+  drive().PutFolder(u"c:\\Windows\\System32");
+  {
+    Handle const file(CreateAlways(TEXT("C:\\Windows\\Modem.bin")));
+    ASSERT_TRUE(file.valid());
+    EXPECT_TRUE(WriteText(file, "firmware"));
+  }
+  for (const WCHAR* path : {TEXT("c:\\windows\\MODEM.BIN"), TEXT("C:/Windows//modem.bin"), TEXT("\\windows\\modem.bin"),
+                            TEXT("..\\modem.bin"), TEXT("c:..\\modem.bin"), TEXT("c:\\gone\\..\\windows\\.\\modem.bin"),
+                            TEXT("c:\\windows\\modem.bin. .")}) {
+    Handle const file(OpenForReading(path));
+    ASSERT_TRUE(file.valid()) << tablet::ToUtf8(path);
+    EXPECT_EQ(ReadText(file, 100), "firmware");
+  }
+  EXPECT_EQ(drive().Facts(u"c:\\windows\\modem.bin").name, u"Modem.bin");
+}
+
+TEST_F(Files, PathsThatLeadNowhereGiveWindowsCodes) {
+  Put(u"c:\\folder\\file.txt", "x");
+  EXPECT_EQ(AttributesError(TEXT("c:\\folder\\missing.txt")), 2u);
+  EXPECT_EQ(AttributesError(TEXT("c:\\missing\\file.txt")), 3u);
+  EXPECT_EQ(AttributesError(TEXT("c:\\folder\\file.txt\\below")), 3u);
+  EXPECT_EQ(AttributesError(TEXT("d:\\folder\\file.txt")), 3u);
+  EXPECT_EQ(AttributesError(TEXT("\\\\server\\share\\file.txt")), 3u);
+  EXPECT_EQ(AttributesError(TEXT("")), 3u);
+  EXPECT_EQ(AttributesError(nullptr), 3u);
+  for (const WCHAR* name : {TEXT("c:\\fol<der"), TEXT("c:\\a>b"), TEXT("c:\\a|b"), TEXT("c:\\a\"b"), TEXT("c:\\a?b"),
+                            TEXT("c:\\a*b"), TEXT("c:\\a:b"), TEXT("c:\\a\tb"), TEXT("1:\\a")}) {
+    EXPECT_EQ(AttributesError(name), 123u) << tablet::ToUtf8(name);
+  }
+  EXPECT_EQ(OpenError(TEXT(""), GENERIC_READ, OPEN_EXISTING), 3u);
+  EXPECT_EQ(OpenError(TEXT("c:\\folder\\file.txt\\"), GENERIC_READ, OPEN_EXISTING), 123u);
+  EXPECT_EQ(OpenError(TEXT("c:\\folder\\new\\"), GENERIC_ALL, CREATE_ALWAYS), 123u);
+}
+
+TEST_F(Files, APathMayHave259CharactersAndAFolder247) {
+  std::u16string const file = u"c:\\" + std::u16string(255, u'f');
+  EXPECT_EQ(OpenError((file + u"f").c_str(), GENERIC_ALL, CREATE_NEW), 123u) << "a name has at most 255 characters";
+  std::u16string const folder = u"c:\\" + std::u16string(244, u'd');
+  EXPECT_EQ(::CreateDirectoryW((folder + u"d").c_str(), nullptr), FALSE);
+  EXPECT_EQ(::GetLastError(), 206u);
+  EXPECT_EQ(::CreateDirectoryW(folder.c_str(), nullptr), TRUE);
+  std::u16string const longest = folder + u"\\" + std::u16string(11, u'f');
+  ASSERT_EQ(longest.size(), 259u);
+  EXPECT_EQ(OpenError(longest.c_str(), GENERIC_ALL, CREATE_NEW), 0u);
+  EXPECT_EQ(OpenError((longest + u"f").c_str(), GENERIC_ALL, CREATE_NEW), 3u);
+}
+
+TEST_F(Files, EachDispositionDoesWhatWindowsDoes) {
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, OPEN_EXISTING), 2u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, TRUNCATE_EXISTING), 2u);
+  EXPECT_FALSE(drive().Exists(u"c:\\a"));
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, CREATE_NEW), 0u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, CREATE_NEW), 80u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, TRUNCATE_EXISTING), 87u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, 0), 87u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, 6), 87u);
+
+  Put(u"c:\\a", "old");
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, OPEN_ALWAYS), 0u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "old");
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, TRUNCATE_EXISTING), 0u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "");
+  Put(u"c:\\a", "old");
+  EXPECT_EQ(OpenError(TEXT("C:\\A"), GENERIC_WRITE, CREATE_ALWAYS), 0u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "");
+  EXPECT_EQ(drive().Facts(u"c:\\A").name, u"a") << "the name keeps the case it was made with";
+}
+
+TEST_F(Files, CreateAlwaysAndOpenAlwaysTellByTheLastErrorWhetherTheFileWasThere) {
+  for (DWORD const disposition : {CREATE_ALWAYS, OPEN_ALWAYS}) {
+    drive().Remove(u"c:\\a");
+    for (DWORD const expected : {0u, 183u}) {
+      ::SetLastError(1);
+      Handle const file(::CreateFileW(TEXT("c:\\a"), GENERIC_WRITE, 0, nullptr, disposition, 0, nullptr));
+      EXPECT_TRUE(file.valid());
+      EXPECT_EQ(::GetLastError(), expected);
+    }
+  }
+}
+
+TEST_F(Files, ReadOnlyFilesAreNeitherWrittenNorReplaced) {
+  Put(u"c:\\a", "kept", FILE_ATTRIBUTE_READONLY);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, OPEN_EXISTING), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, OPEN_EXISTING), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, CREATE_ALWAYS, FILE_ATTRIBUTE_READONLY), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, CREATE_ALWAYS), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, OPEN_EXISTING), 0u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "kept");
+  ASSERT_TRUE(::SetFileAttributesW(TEXT("c:\\a"), FILE_ATTRIBUTE_NORMAL));
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, CREATE_ALWAYS), 0u);
+}
+
+TEST_F(Files, AFileMadeReadOnlyIsStillWrittenThroughTheHandleThatMadeIt) {
+  Handle file(CreateAlways(TEXT("c:\\a"), FILE_ATTRIBUTE_READONLY));
+  ASSERT_TRUE(file.valid());
+  EXPECT_TRUE(WriteText(file, "text"));
+  file.Close();
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\a")), 0x21u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "text");
+}
+
+TEST_F(Files, HiddenAndSystemFilesAreReplacedOnlyByRequestsWithThoseBits) {
+  Put(u"c:\\a", "kept", FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, CREATE_ALWAYS), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, CREATE_ALWAYS, FILE_ATTRIBUTE_HIDDEN), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, TRUNCATE_EXISTING, FILE_ATTRIBUTE_SYSTEM), 5u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "kept");
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, OPEN_EXISTING), 0u) << "opening them is another matter";
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, CREATE_ALWAYS, FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM), 0u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "");
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\a")), 0x26u);
+}
+
+TEST_F(Files, NewFilesAreToBeArchivedBesideTheBitsAskedFor) {
+  Handle const plain(CreateAlways(TEXT("c:\\plain")));
+  Handle const hidden(CreateAlways(TEXT("c:\\hidden"), FILE_ATTRIBUTE_HIDDEN));
+  Handle const folder_bit(CreateAlways(TEXT("c:\\folderbit"), FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_SYSTEM));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\plain")), 0x20u);
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\hidden")), 0x22u);
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\folderbit")), 0x24u);
+}
+
+TEST_F(Files, AttributesAreReplacedWholeAndNormalClearsThem) {
+  Put(u"c:\\a", "x");
+  EXPECT_TRUE(::SetFileAttributesW(TEXT("c:\\a"), FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\a")), 0x6u);
+  EXPECT_TRUE(::SetFileAttributesW(TEXT("c:\\a"), FILE_ATTRIBUTE_NORMAL));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\a")), 0x80u);
+  EXPECT_TRUE(::SetFileAttributesW(TEXT("c:\\a"), FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\a")), 0x2u) << "a file does not become a folder";
+  EXPECT_FALSE(::SetFileAttributesW(TEXT("c:\\missing"), FILE_ATTRIBUTE_NORMAL));
+  EXPECT_EQ(::GetLastError(), 2u);
+}
+
+TEST_F(Files, AFolderKeepsItsDirectoryBit) {
+  ASSERT_TRUE(::CreateDirectoryW(TEXT("c:\\Folder\\"), nullptr));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\folder")), 0x10u);
+  EXPECT_TRUE(::SetFileAttributesW(TEXT("c:\\folder\\"), FILE_ATTRIBUTE_HIDDEN));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\folder")), 0x12u);
+  EXPECT_TRUE(::SetFileAttributesW(TEXT("c:\\folder"), FILE_ATTRIBUTE_NORMAL));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\folder\\")), 0x10u);
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\")), 0x10u);
+}
+
+TEST_F(Files, FoldersAreMadeOneAtATime) {
+  auto const error = [](const WCHAR* path) { return ::CreateDirectoryW(path, nullptr) ? 0 : ::GetLastError(); };
+  Put(u"c:\\file", "x");
+  EXPECT_EQ(error(TEXT("c:\\a\\b")), 3u);
+  EXPECT_EQ(error(TEXT("c:\\a")), 0u);
+  EXPECT_EQ(error(TEXT("c:\\A")), 183u);
+  EXPECT_EQ(error(TEXT("c:\\a\\b\\")), 0u);
+  EXPECT_EQ(error(TEXT("c:\\file")), 183u);
+  EXPECT_EQ(error(TEXT("c:\\")), 5u);
+  EXPECT_EQ(error(TEXT("")), 3u);
+  EXPECT_EQ(error(TEXT("e:\\a")), 3u);
+}
+
+TEST_F(Files, AFolderIsNotOpenedAsAFile) {
+  drive().PutFolder(u"c:\\folder");
+  EXPECT_EQ(OpenError(TEXT("c:\\folder"), GENERIC_READ, OPEN_EXISTING), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\folder"), 0, OPEN_EXISTING), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\folder"), GENERIC_ALL, CREATE_ALWAYS), 5u);
+  EXPECT_EQ(OpenError(TEXT("c:\\folder"), GENERIC_ALL, CREATE_NEW), 80u);
+}
+
+TEST_F(Files, OpenersShareOnlyWhatBothAllow) {
+  Put(u"c:\\a", "x");
+  Handle first(OpenForReading(TEXT("c:\\a"), FILE_SHARE_READ));
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, OPEN_EXISTING, 0, FILE_SHARE_READ), 0u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, OPEN_EXISTING, 0, 0), 32u) << "does not let the first one read";
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, OPEN_EXISTING), 32u);
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, CREATE_ALWAYS), 32u) << "emptying is writing";
+  EXPECT_EQ(TextOf(u"c:\\a"), "x");
+  first.Close();
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, OPEN_EXISTING), 0u) << "a closed handle stands in nobody's way";
+}
+
+TEST_F(Files, OpeningWithoutAnyAccessTakesNoPartInSharing) {
+  Put(u"c:\\a", "x");
+  Handle const exclusive(CreateAlways(TEXT("c:\\a")));
+  ASSERT_TRUE(exclusive.valid());
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, OPEN_EXISTING), 32u);
+  Handle const looker(::CreateFileW(TEXT("c:\\a"), 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  EXPECT_TRUE(looker.valid());
+}
+
+TEST_F(Files, AHandleDoesOnlyWhatItWasOpenedFor) {
+  Put(u"c:\\a", "text");
+  char buffer[4] = {};
+  DWORD count = 99;
+  {
+    Handle const writer(::CreateFileW(TEXT("c:\\a"), GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_FALSE(::ReadFile(writer, buffer, 4, &count, nullptr));
+    EXPECT_EQ(::GetLastError(), 5u);
+    EXPECT_EQ(count, 0u);
+  }
+  Handle const reader(OpenForReading(TEXT("c:\\a")));
+  EXPECT_FALSE(::WriteFile(reader, "xxxx", 4, &count, nullptr));
+  EXPECT_EQ(::GetLastError(), 5u);
+  FILETIME const time{1, 1};
+  EXPECT_FALSE(::SetFileTime(reader, &time, &time, &time));
+  EXPECT_EQ(::GetLastError(), 5u);
+  EXPECT_EQ(TextOf(u"c:\\a"), "text");
+}
+
+TEST_F(Files, TheEndOfTheFileIsNoError) {
+  Put(u"c:\\a", "text");
+  Handle const file(OpenForReading(TEXT("c:\\a")));
+  EXPECT_EQ(ReadText(file, 10), "text");
+  EXPECT_EQ(ReadText(file, 10), "");
+}
+
+TEST_F(Files, SeekingCountsFromTheStartThePositionAndTheEnd) {
+  Put(u"c:\\a", "0123456789");
+  Handle const file(OpenForReading(TEXT("c:\\a")));
+  EXPECT_EQ(::SetFilePointer(file, 4, nullptr, FILE_BEGIN), 4u);
+  EXPECT_EQ(ReadText(file, 1), "4");
+  EXPECT_EQ(::SetFilePointer(file, -2, nullptr, FILE_CURRENT), 3u);
+  EXPECT_EQ(::SetFilePointer(file, -1, nullptr, FILE_END), 9u);
+  EXPECT_EQ(ReadText(file, 5), "9");
+  EXPECT_EQ(::SetFilePointer(file, -11, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
+  EXPECT_EQ(::GetLastError(), 131u);
+  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, FILE_CURRENT), 10u) << "a refused seek leaves the position alone";
+  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, 3), INVALID_SET_FILE_POINTER);
+  EXPECT_EQ(::GetLastError(), 87u);
+}
+
+TEST_F(Files, AHighHalfMakesSeeks64BitsWide) {
+  Put(u"c:\\a", "0123456789");
+  Handle const file(OpenForReading(TEXT("c:\\a")));
+  LONG high = 1;
+  EXPECT_EQ(::SetFilePointer(file, 5, &high, FILE_BEGIN), 5u);
+  EXPECT_EQ(high, 1);
+  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER) << "does not fit 32 bits";
+  EXPECT_EQ(::GetLastError(), 87u);
+  high = -1;
+  EXPECT_EQ(::SetFilePointer(file, -6, &high, FILE_CURRENT), 0xFFFFFFFFu);
+  EXPECT_EQ(high, 0);
+  EXPECT_EQ(::GetLastError(), 0u) << "tells this position from the failure value";
+}
+
+TEST_F(Files, WritingAfterTheEndLeavesZeroesBetween) {
+  Handle const file(CreateAlways(TEXT("c:\\a")));
+  ::SetFilePointer(file, 3, nullptr, FILE_BEGIN);
+  EXPECT_TRUE(WriteText(file, "x"));
+  EXPECT_EQ(TextOf(u"c:\\a"), std::string("\0\0\0x", 4));
+}
+
+TEST_F(Files, AReaderSeesWhatAnotherHandleWroteInBetween) {
+  Put(u"c:\\a", "old old old");
+  Handle const reader(OpenForReading(TEXT("c:\\a"), FILE_SHARE_READ | FILE_SHARE_WRITE));
+  Handle const writer(::CreateFileW(TEXT("c:\\a"), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(writer.valid());
+  EXPECT_EQ(ReadText(reader, 1), "o");
+  EXPECT_TRUE(WriteText(writer, "NEW NEW NEW NEW"));
+  EXPECT_EQ(ReadText(reader, 20), "EW NEW NEW NEW");
+}
+
+TEST_F(Files, SmallAndLargeReadsGiveTheSameBytes) {
+  std::string text;
+  for (int i = 0; i < 3000; ++i) text += std::to_string(i);
+  Put(u"c:\\a", text);
+  for (DWORD const step : {1u, 7u, 4095u, 4096u, 5000u}) {
+    Handle const file(OpenForReading(TEXT("c:\\a")));
+    std::string all;
+    for (std::string part = ReadText(file, step); !part.empty(); part = ReadText(file, step)) all += part;
+    EXPECT_EQ(all, text) << "in steps of " << step;
+  }
+}
+
+TEST_F(Files, TheCurrentDirectoryIsThatOfServices) {
+  WCHAR buffer[MAX_PATH] = {};
+  EXPECT_EQ(::GetCurrentDirectoryW(MAX_PATH, buffer), 19u);
+  EXPECT_EQ(std::u16string(buffer), u"C:\\Windows\\System32");
+  WCHAR small[19] = {u'?'};
+  EXPECT_EQ(::GetCurrentDirectoryW(19, small), 20u) << "the size it takes, the terminator counted";
+  EXPECT_EQ(small[0], u'?');
+  EXPECT_EQ(::GetCurrentDirectoryW(20, buffer), 19u);
+}
+
+TEST_F(Files, ClosedAndUnknownHandlesAreRefused) {
+  HANDLE const file = CreateAlways(TEXT("c:\\a"));
+  EXPECT_TRUE(::CloseHandle(file));
+  DWORD count = 0;
+  char byte = 0;
+  EXPECT_FALSE(::CloseHandle(file));
+  EXPECT_EQ(::GetLastError(), 6u);
+  EXPECT_FALSE(::CloseHandle(INVALID_HANDLE_VALUE));
+  EXPECT_EQ(::GetLastError(), 6u);
+  EXPECT_FALSE(::ReadFile(file, &byte, 1, &count, nullptr));
+  EXPECT_EQ(::GetLastError(), 6u);
+  EXPECT_FALSE(::WriteFile(file, &byte, 1, &count, nullptr));
+  EXPECT_EQ(::GetLastError(), 6u);
+  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
+  EXPECT_EQ(::GetLastError(), 6u);
+}
+
+TEST_F(Files, InjectedFaultsFailTheCallAndChangeNothing) {
+  Put(u"c:\\a", "text");
+  Handle const file(::CreateFileW(TEXT("c:\\a"), GENERIC_ALL, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  for (const char* call : {"CreateFileW", "ReadFile", "WriteFile", "SetFileAttributesW", "CreateDirectoryW"}) {
+    Inject(call, 112, 1, 1);
+  }
+  DWORD count = 99;
+  EXPECT_FALSE(::WriteFile(file, "new", 3, &count, nullptr));
+  EXPECT_EQ(::GetLastError(), 112u);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(ReadText(file, 4), "read failed");
+  EXPECT_EQ(ReadText(file, 4), "text") << "only the first one fails";
+  EXPECT_EQ(OpenError(TEXT("c:\\b"), GENERIC_ALL, CREATE_ALWAYS), 112u);
+  EXPECT_FALSE(::SetFileAttributesW(TEXT("c:\\a"), FILE_ATTRIBUTE_HIDDEN));
+  EXPECT_FALSE(::CreateDirectoryW(TEXT("c:\\d"), nullptr));
+  EXPECT_EQ(TextOf(u"c:\\a"), "text");
+  EXPECT_FALSE(drive().Exists(u"c:\\b"));
+  EXPECT_FALSE(drive().Exists(u"c:\\d"));
+  EXPECT_EQ(::GetFileAttributesW(TEXT("c:\\a")), 0x20u);
+}
+
+}  // namespace
