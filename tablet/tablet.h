@@ -14,6 +14,7 @@
 #include "tablet/handles.h"
 #include "tablet/heap.h"
 #include "tablet/journal.h"
+#include "tablet/privileges.h"
 #include "tablet/registry.h"
 #include "tablet/scheduler.h"
 #include "tablet/service_manager.h"
@@ -35,6 +36,7 @@ class Tablet {
   Journal& journal() { return journal_; }
   HandleTable& handles() { return handles_; }
   Heap& heap() { return heap_; }
+  Privileges& privileges() { return privileges_; }
   Faults& faults() { return faults_; }
   Registry& registry() { return registry_; }
   Drive& drive() { return drive_; }
@@ -52,6 +54,7 @@ class Tablet {
   Journal journal_;
   HandleTable handles_;
   Heap heap_;
+  Privileges privileges_;
   Faults faults_;
   Registry registry_;
   Drive drive_;
