@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -54,6 +55,9 @@ class Firmware {
   const Variables& variables() const { return variables_; }
 
   FirmwareTrouble& trouble() { return trouble_; }
+
+  /// Told of every look-up: which variable and what it is, null when there is none.
+  std::function<void(const FirmwareKey& key, const FirmwareVariable* variable)> on_find;
 
  private:
   Variables variables_;
