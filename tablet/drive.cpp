@@ -5,11 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
-#include <stdexcept>
 
 #include "tablet/drive_state.h"
-#include "tablet/input_error.h"
 #include "tablet/text.h"
 
 namespace tablet {

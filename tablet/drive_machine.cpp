@@ -120,6 +120,22 @@ std::filesystem::path Drive::HostPath(std::u16string_view path) const {
   return host;
 }
 
+void Drive::OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes) {
+  DrivePath parsed;
+  if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
+    throw InputError(ToUtf8(path), "is no path on drive C:", "");
+  }
+  state_->version_block_sizes[FoldCase(parsed.Text())] = bytes;
+}
+
+std::optional<std::uint32_t> Drive::OverriddenVersionBlockSize(std::u16string_view path) const {
+  DrivePath parsed;
+  if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) return std::nullopt;
+  auto const found = state_->version_block_sizes.find(FoldCase(parsed.Text()));
+  if (found == state_->version_block_sizes.end()) return std::nullopt;
+  return found->second;
+}
+
 std::vector<FileChange> Drive::Changes() const {
   std::vector<FileChange> changes;
   Walk(*state_->root, [&](const DriveNode& node) {

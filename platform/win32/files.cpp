@@ -6,6 +6,7 @@
 #include <span>
 
 #include "platform/win32/call.h"
+#include "platform/win32/paths.h"
 #include "tablet/drive_path.h"
 
 namespace win32 {
@@ -18,13 +19,6 @@ constexpr DWORD kModelledShare = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE
 constexpr DWORD kModelledAttributes = 0x1 | 0x2 | 0x4 | 0x10 | 0x20 | 0x80 | 0x100 | 0x1000 | 0x2000;
 /// What a server may do with the caller's identity: nothing that a local file or driver looks at.
 constexpr DWORD kSecurityOfService = 0x001F0000;
-
-bool IsDevicePath(LPCWSTR path) {
-  std::u16string_view const text = path == nullptr ? std::u16string_view() : path;
-  return text.starts_with(u"\\\\?\\") || text.starts_with(u"\\\\.\\");
-}
-
-std::u16string_view View(LPCWSTR path) { return path == nullptr ? std::u16string_view() : path; }
 
 /// Stops the run for what CreateFileW takes on Windows and does not here.
 void RefuseUnmodelledOpen(DWORD access, DWORD share, const void* security, DWORD flags, HANDLE template_file) {
@@ -53,18 +47,19 @@ DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out,
   if ((request.flags_and_attributes & FILE_FLAG_OVERLAPPED) != 0) {
     RefuseUnmodelled("CreateFileW", "overlapped reading and writing of files");
   }
-  if (tablet::NamesDosDevice(View(path))) {
+  std::u16string_view const target = DrivePathOf("CreateFileW", path);
+  if (tablet::NamesDosDevice(target)) {
     RefuseUnmodelled("CreateFileW", fmt::format("the device name {}", Show(path)));
   }
   if (request.disposition < CREATE_NEW || request.disposition > TRUNCATE_EXISTING) return ERROR_INVALID_PARAMETER;
   if (request.disposition == TRUNCATE_EXISTING && (request.access & GENERIC_WRITE) == 0) return ERROR_INVALID_PARAMETER;
   std::shared_ptr<tablet::OpenFile> file;
-  if (DWORD const error = Machine().drive().Open(View(path), request, file, existed)) return error;
+  if (DWORD const error = Machine().drive().Open(target, request, file, existed)) return error;
   out = ToHandle(Machine().handles().Add(std::move(file)));
   return NO_ERROR;
 }
 
-/// The open file behind a handle. Null, after the right last error was found, for anything else.
+/// The open file behind a handle; null when the handle is none of a file.
 std::shared_ptr<tablet::OpenFile> FileBehind(const char* call, HANDLE handle) {
   auto const object = Machine().handles().Find(Number(handle));
   if (object != nullptr && object->kind() == "device") RefuseUnmodelled(call, "a device's handle");
@@ -174,7 +169,7 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR fileName) {
   Call call("GetFileAttributesW", describe);
   if (call.fault() != 0) return call.Fail(INVALID_FILE_ATTRIBUTES);
   std::uint32_t attributes = 0;
-  DWORD const error = Machine().drive().Attributes(View(fileName), attributes);
+  DWORD const error = Machine().drive().Attributes(DrivePathOf("GetFileAttributesW", fileName), attributes);
   if (error != NO_ERROR) return call.Fail(INVALID_FILE_ATTRIBUTES, error);
   return call.Done(DWORD{attributes});
 }
@@ -183,7 +178,7 @@ BOOL WINAPI SetFileAttributesW(LPCWSTR fileName, DWORD attributes) {
   auto const describe = [&] { return fmt::format("{}, {:#x}", Show(fileName), attributes); };
   Call call("SetFileAttributesW", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
-  DWORD const error = Machine().drive().SetAttributes(View(fileName), attributes);
+  DWORD const error = Machine().drive().SetAttributes(DrivePathOf("SetFileAttributesW", fileName), attributes);
   if (error != NO_ERROR) return call.Fail(FALSE, error);
   return call.Done(TRUE);
 }
@@ -193,7 +188,7 @@ BOOL WINAPI CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES security) {
   Call call("CreateDirectoryW", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
   if (security != nullptr) RefuseUnmodelled("CreateDirectoryW", "security attributes");
-  DWORD const error = Machine().drive().MakeDirectory(View(path));
+  DWORD const error = Machine().drive().MakeDirectory(DrivePathOf("CreateDirectoryW", path));
   if (error != NO_ERROR) return call.Fail(FALSE, error);
   return call.Done(TRUE);
 }
