@@ -67,7 +67,7 @@ TEST_F(SafiDriver, EveryRequestOpensTheDriverAndClosesIt) {
   ExpectAllReleased();
 }
 
-TEST_F(SafiDriver, DebuggerGetsTheToBytesTheTextsAsTheyAre) {
+TEST_F(SafiDriver, DebuggerGetsTheBytesOfTheTextsAsTheyAre) {
   WriteDebugger("abc%d");
   EXPECT_THAT(machine().journal().DebuggerTexts(), ElementsAre(tablet::ToUtf8(u"\u6261\u2563\u0064")));
 }
