@@ -103,7 +103,8 @@ std::string Describe(const tablet::RegistryChange& change) {
     case Kind::kValueAdded:
       return fmt::format("[{}] {} = {} is new", key, ValueName(change), ShowValue(*change.after));
     case Kind::kValueChanged:
-      return fmt::format("[{}] {} = {}, was {}", key, ValueName(change), ShowValue(*change.after), ShowValue(*change.before));
+      return fmt::format("[{}] {} = {}, was {}", key, ValueName(change), ShowValue(*change.after),
+                         ShowValue(*change.before));
     case Kind::kValueRemoved:
       return fmt::format("[{}] {} is gone, was {}", key, ValueName(change), ShowValue(*change.before));
   }
@@ -122,8 +123,9 @@ std::string Describe(const tablet::FileChange& change, const tablet::Drive& driv
   if (!drive.Exists(change.path)) return fmt::format("{} is gone", path);
   std::uint32_t const attributes = drive.Facts(change.path).attributes;
   std::string letters;
-  for (auto const& [bit, letter] : {std::pair{tablet::kAttributeReadOnly, 'R'}, std::pair{tablet::kAttributeHidden, 'H'},
-                                    std::pair{tablet::kAttributeSystem, 'S'}, std::pair{tablet::kAttributeArchive, 'A'}}) {
+  for (auto const& [bit, letter] :
+       {std::pair{tablet::kAttributeReadOnly, 'R'}, std::pair{tablet::kAttributeHidden, 'H'},
+        std::pair{tablet::kAttributeSystem, 'S'}, std::pair{tablet::kAttributeArchive, 'A'}}) {
     if ((attributes & bit) != 0) letters += letter;
   }
   if (change.folder) return fmt::format("{:<10}  {:>9}  {:<4}  {}", what, "folder", letters, path);
@@ -156,12 +158,9 @@ nlohmann::ordered_json ToJson(const Changes& changes) {
     if (!change.after.empty()) entry["after"] = change.after;
     firmware.push_back(std::move(entry));
   }
-  return {{"files_written", changes.files_written},
-          {"bytes_written", changes.bytes_written},
-          {"folders_made", changes.folders_made},
-          {"files", std::move(files)},
-          {"registry", std::move(registry)},
-          {"firmware", std::move(firmware)}};
+  return {{"files_written", changes.files_written}, {"bytes_written", changes.bytes_written},
+          {"folders_made", changes.folders_made},   {"files", std::move(files)},
+          {"registry", std::move(registry)},        {"firmware", std::move(firmware)}};
 }
 
 }  // namespace cli

@@ -48,12 +48,14 @@ void Console::Line(std::string_view text) {
 
 void Console::Progress(std::string_view label, std::uint64_t done, std::uint64_t whole) {
   if (!terminal_ || whole == 0) return;
-  auto const now = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+  auto const now =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
   if (drawn_ && now.count() - drawn_at_ < kRedrawAfter) return;
   drawn_at_ = now.count();
   done = std::min(done, whole);
   int const filled = static_cast<int>(done * kBarWidth / whole);
-  std::string const bar = std::string(static_cast<std::size_t>(filled), '#') + std::string(static_cast<std::size_t>(kBarWidth - filled), '.');
+  std::string const bar = std::string(static_cast<std::size_t>(filled), '#') +
+                          std::string(static_cast<std::size_t>(kBarWidth - filled), '.');
   std::string line = fmt::format("{:>13}[{}] {:3d} %  {}", "", bar, done * 100 / whole, label);
   auto const width = static_cast<std::size_t>(TerminalWidth());
   if (line.size() >= width) line.resize(width - 1);

@@ -36,13 +36,16 @@ struct Fields {
 }  // namespace
 
 ordered_json ToJson(const tablet::Event& event, std::uint64_t seq) {
-  ordered_json out{{"seq", seq}, {"time_ms", event.time.count()}, {"thread", event.thread}, {"kind", tablet::KindOf(event)}};
+  ordered_json out{
+      {"seq", seq}, {"time_ms", event.time.count()}, {"thread", event.thread}, {"kind", tablet::KindOf(event)}};
   std::visit(Fields{out}, event.what);
   return out;
 }
 
-EventFile::EventFile(const std::filesystem::path& file, bool with_calls) : file_(file), out_(file), with_calls_(with_calls) {
-  if (!out_) throw tablet::InputError(file.string(), "cannot be written", "choose a file in a folder that can be written");
+EventFile::EventFile(const std::filesystem::path& file, bool with_calls)
+    : file_(file), out_(file), with_calls_(with_calls) {
+  if (!out_)
+    throw tablet::InputError(file.string(), "cannot be written", "choose a file in a folder that can be written");
 }
 
 void EventFile::Write(const tablet::Event& event) {
@@ -53,7 +56,8 @@ void EventFile::Write(const tablet::Event& event) {
 
 void EventFile::Close() {
   out_.close();
-  if (!out_) throw tablet::InputError(file_.string(), "could not be written completely", "check the space of its folder");
+  if (!out_)
+    throw tablet::InputError(file_.string(), "could not be written completely", "check the space of its folder");
 }
 
 }  // namespace cli

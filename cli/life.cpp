@@ -139,8 +139,8 @@ std::optional<LifeEnd> Life::End() {
   const tablet::ServiceStatus& status = services.status();
   if (end.died) return LifeEnd{Kind::kDied, "the service's process died of " + end.reason};
   if (status.state != tablet::kServiceStopped) {
-    return LifeEnd{Kind::kFailed, fmt::format("the service's process ended while its status was {}",
-                                              tablet::StateName(status.state))};
+    return LifeEnd{Kind::kFailed,
+                   fmt::format("the service's process ended while its status was {}", tablet::StateName(status.state))};
   }
   if (status.exit_code != 0 || end.exit_code != 0) {
     std::uint32_t const code = status.exit_code != 0 ? status.exit_code : static_cast<std::uint32_t>(end.exit_code);

@@ -54,8 +54,11 @@ void DefineRun(CLI::App& app, Arguments& out) {
       run.add_option("--events", out.run.events, "write every status report, message and event, one JSON per line")
           ->type_name("FILE");
   run.add_flag("--calls", out.run.calls, "with --events: each call of the Windows API too")->needs(events);
-  run.add_option("--until", out.run.until, "end the run at this virtual time")->type_name("MS")->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
-  run.add_option("--seed", out.run.seed, "draw which thread runs next; 0: first come, first served")->capture_default_str();
+  run.add_option("--until", out.run.until, "end the run at this virtual time")
+      ->type_name("MS")
+      ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
+  run.add_option("--seed", out.run.seed, "draw which thread runs next; 0: first come, first served")
+      ->capture_default_str();
   run.add_flag("--realtime", out.run.realtime, "let the tablet's clock wait instead of jumping");
   run.add_flag("--json", out.run.json, "one JSON document and nothing else");
   auto* quiet = run.add_flag("--quiet,-q", out.run.quiet, "the summary only");
@@ -90,7 +93,8 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error, const std
   std::vector<std::string_view> const known(names.begin(), names.end());
   for (const std::string& word : words) {
     std::string const option = word.substr(0, word.find('='));
-    if (option.size() < 2 || option.front() != '-' || std::find(known.begin(), known.end(), option) != known.end()) continue;
+    if (option.size() < 2 || option.front() != '-' || std::find(known.begin(), known.end(), option) != known.end())
+      continue;
     if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) continue;
     return fmt::format("unknown option \"{}\"; {}", option, tablet::SuggestOneOf(option, known));
   }
@@ -104,8 +108,8 @@ int Report(bool json, int code, const std::string& place, const std::string& pro
     std::printf("%s\n", document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
     return code;
   }
-  std::string const text =
-      fmt::format("vantord-tablet: {}{}{}{}", place, place.empty() ? "" : ": ", problem, next.empty() ? "" : "; " + next);
+  std::string const text = fmt::format("vantord-tablet: {}{}{}{}", place, place.empty() ? "" : ": ", problem,
+                                       next.empty() ? "" : "; " + next);
   std::fprintf(stderr, "%s\n", text.c_str());
   return code;
 }
@@ -113,8 +117,9 @@ int Report(bool json, int code, const std::string& place, const std::string& pro
 int Dispatch(const CLI::App& app, Arguments& arguments, cli::Console& console) {
   if (app.got_subcommand("init")) {
     cli::MakeSample(arguments.sample, arguments.small, arguments.init_folder);
-    console.Line(fmt::format("{} is a tablet now ({}{}); \"vantord-tablet run {}\" boots it", arguments.init_folder.string(),
-                             arguments.sample, arguments.small ? ", small" : "", arguments.init_folder.string()));
+    console.Line(fmt::format("{} is a tablet now ({}{}); \"vantord-tablet run {}\" boots it",
+                             arguments.init_folder.string(), arguments.sample, arguments.small ? ", small" : "",
+                             arguments.init_folder.string()));
     return cli::kDone;
   }
   if (app.got_subcommand("run")) {

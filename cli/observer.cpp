@@ -89,13 +89,15 @@ void Observer::OnCall(const tablet::CallEvent& call) {
     std::string const path = FirstQuoted(call.args);
     if (IsArchive(path)) {
       bool const opened = call.result != "0xffffffffffffffff";
-      archives_.push_back({.path = path, .opened = opened, .error = opened ? 0 : call.last_error, .entries = 0, .failures = {}});
+      archives_.push_back(
+          {.path = path, .opened = opened, .error = opened ? 0 : call.last_error, .entries = 0, .failures = {}});
     } else if (!archives_.empty()) {
       extracting_ = path;
     }
   }
   // Only behind a complete extraction the service goes to its parameters to settle the request for it.
-  bool const parameters = call.name == "RegOpenKeyExW" && ContainsIgnoringCase(call.args, "Services\\Vantord\\Parameters\"");
+  bool const parameters =
+      call.name == "RegOpenKeyExW" && ContainsIgnoringCase(call.args, "Services\\Vantord\\Parameters\"");
   if (parameters && ModemArchive() != nullptr && ModemArchive()->opened) request_settled_ = true;
 }
 
@@ -166,7 +168,8 @@ std::string Observer::WhyThisArchive() const {
   if (archive == nullptr) return "the service went for no archive";
   std::string const name = LastPart(archive->path);
   for (const LookUp& look_up : look_ups_) {
-    if (IsMap(look_up) && look_up.found) return fmt::format("the registry value {} names {}", look_up.name, *look_up.found);
+    if (IsMap(look_up) && look_up.found)
+      return fmt::format("the registry value {} names {}", look_up.name, *look_up.found);
   }
   return fmt::format("nothing that was looked up names an archive, {} is the service's default", name);
 }

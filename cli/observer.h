@@ -14,7 +14,7 @@ namespace cli {
 
 /// Something the service looked up that bears on the archive it takes.
 struct LookUp {
-  std::string where;                 ///< "firmware variable", "registry value"
+  std::string where;  ///< "firmware variable", "registry value"
   std::string name;
   std::optional<std::string> found;  ///< nullopt: it is not there
 };
@@ -23,9 +23,9 @@ struct LookUp {
 struct ArchiveUse {
   std::string path;
   bool opened = false;
-  std::uint32_t error = 0;  ///< the last error when it could not be opened
-  std::uint64_t entries = 0;               ///< extractions that were tried
-  std::vector<std::string> failures;       ///< "C:\...\a.bin: 0x5000000"
+  std::uint32_t error = 0;            ///< the last error when it could not be opened
+  std::uint64_t entries = 0;          ///< extractions that were tried
+  std::vector<std::string> failures;  ///< "C:\...\a.bin: 0x5000000"
 };
 
 struct Deployment {

@@ -27,7 +27,8 @@ WorkFolder MakeWorkFolder(const RunOptions& options) {
   if (!options.save) return WorkFolder::Temporary();
   const fs::path& target = *options.save;
   bool const usable = !fs::exists(target) || (fs::is_directory(target) && fs::is_empty(target));
-  if (!usable) throw tablet::InputError(target.string(), "exists already", "name a folder that does not exist or is empty");
+  if (!usable)
+    throw tablet::InputError(target.string(), "exists already", "name a folder that does not exist or is empty");
   fs::path plain = fs::absolute(target).lexically_normal();
   if (!plain.has_filename()) plain = plain.parent_path();
   return WorkFolder(plain.string() + fmt::format(".making-{}", ::getpid()));

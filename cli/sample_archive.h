@@ -13,8 +13,8 @@ struct ArchiveEntry {
   std::string name;
   std::uint64_t size = 0;  ///< bytes of content; never 0 for files: the service refuses empty ones
   bool read_only = false;
-  bool stored = false;           ///< not compressed
-  std::int64_t written_at = 0;   ///< seconds since 1970; goes into the entry's extended time stamps
+  bool stored = false;          ///< not compressed
+  std::int64_t written_at = 0;  ///< seconds since 1970; goes into the entry's extended time stamps
 };
 
 /// Firmware-like bytes, the same for the same name and size: code that hardly compresses, tables that do, padding.

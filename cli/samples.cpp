@@ -106,8 +106,8 @@ std::vector<ArchiveEntry> ModemEntries(bool small) {
       {"modem_fw/config/", 0, false, false, kImageDay + 300},
   };
   for (int i = 0; i < (small ? 2 : 16); ++i) {
-    entries.push_back({fmt::format("modem_fw/config/carrier{:02}.mbn", i), 192 * kKilo, i % 2 == 1, i % 3 == 0,
-                       kImageDay + 360 + i});
+    entries.push_back(
+        {fmt::format("modem_fw/config/carrier{:02}.mbn", i), 192 * kKilo, i % 2 == 1, i % 3 == 0, kImageDay + 360 + i});
   }
   for (ArchiveEntry& entry : entries) entry.size = entry.size == 0 ? 0 : Scale(entry.size, small);
   return entries;
@@ -182,10 +182,11 @@ void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
   WriteText(folder / "registry" / "10-image.reg", kRegistryOfAll);
   if (modem) {
     bool const deployed = sample.name == "already-deployed";
-    WriteText(folder / "registry" / "20-modem-class.reg",
-              fmt::format(kModemClass,
-                          deployed ? R"(\\SystemRoot\\System32\\qcdsp1v2850.mbn)" : R"(\\SystemRoot\\System32\\qcdsp1v2.mbn)",
-                          deployed ? R"(\\SystemRoot\\System32\\qcdsp2850.mbn)" : R"(\\SystemRoot\\System32\\qcdsp2.mbn)"));
+    WriteText(
+        folder / "registry" / "20-modem-class.reg",
+        fmt::format(kModemClass,
+                    deployed ? R"(\\SystemRoot\\System32\\qcdsp1v2850.mbn)" : R"(\\SystemRoot\\System32\\qcdsp1v2.mbn)",
+                    deployed ? R"(\\SystemRoot\\System32\\qcdsp2850.mbn)" : R"(\\SystemRoot\\System32\\qcdsp2.mbn)"));
   }
   tablet::Tablet machine(tablet::ReadDescription(folder / "tablet.json"), folder);
   if (modem) {
@@ -218,7 +219,9 @@ void MakeSample(std::string_view name, bool small, const fs::path& wanted) {
   try {
     std::error_code failure;
     fs::create_directories(making, failure);
-    if (failure) throw tablet::InputError(wanted.string(), "cannot be made: " + failure.message(), "name a folder that can be written");
+    if (failure)
+      throw tablet::InputError(wanted.string(), "cannot be made: " + failure.message(),
+                               "name a folder that can be written");
     WriteTablet(*sample, small, making);
     fs::rename(making, folder);
   } catch (...) {

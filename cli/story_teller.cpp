@@ -119,7 +119,8 @@ void StoryTeller::Flush() {
   out_({.time = last_repeat_,
         .kind = {},
         .who = {},
-        .text = fmt::format("... and {} more like {}, the last at {} s", count, count == 1 ? "it" : "these", FormatTime(last_repeat_))});
+        .text = fmt::format("... and {} more like {}, the last at {} s", count, count == 1 ? "it" : "these",
+                            FormatTime(last_repeat_))});
 }
 
 }  // namespace cli

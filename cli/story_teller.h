@@ -21,7 +21,8 @@ struct StoryLine {
 class StoryTeller {
  public:
   /// `everything`: nothing is left out or counted together.
-  StoryTeller(std::function<void(const StoryLine&)> out, bool everything) : out_(std::move(out)), everything_(everything) {}
+  StoryTeller(std::function<void(const StoryLine&)> out, bool everything)
+      : out_(std::move(out)), everything_(everything) {}
 
   void Tell(const tablet::Event& event);
   /// Tells what is still held back. Call at the end and before anything else is shown.

@@ -56,9 +56,11 @@ std::vector<const tablet::Event*> StatusEvents(Life& life) {
 }
 
 std::string FilesText(const Changes& changes) {
-  std::string text = fmt::format("{} written, {}", Counted(changes.files_written, "file"), HumanBytes(changes.bytes_written));
+  std::string text =
+      fmt::format("{} written, {}", Counted(changes.files_written, "file"), HumanBytes(changes.bytes_written));
   if (changes.folders_made != 0) text += fmt::format("; {} made", Counted(changes.folders_made, "folder"));
-  if (changes.attributes_changed != 0) text += fmt::format("; {} with other attributes", Counted(changes.attributes_changed, "path"));
+  if (changes.attributes_changed != 0)
+    text += fmt::format("; {} with other attributes", Counted(changes.attributes_changed, "path"));
   return text;
 }
 
@@ -95,8 +97,11 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
   Deployment const outcome = seen.Outcome();
   ordered_json archive;
   if (const ArchiveUse* use = seen.ModemArchive()) {
-    archive = {{"path", use->path},   {"opened", use->opened},     {"why", seen.WhyThisArchive()},
-               {"entries", use->entries}, {"failures", use->failures}};
+    archive = {{"path", use->path},
+               {"opened", use->opened},
+               {"why", seen.WhyThisArchive()},
+               {"entries", use->entries},
+               {"failures", use->failures}};
   }
   ordered_json look_ups = ordered_json::array();
   for (const LookUp& look_up : seen.look_ups()) {

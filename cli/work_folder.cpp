@@ -87,7 +87,8 @@ WorkFolder::WorkFolder(WorkFolder&& other) noexcept : path_(std::exchange(other.
 void WorkFolder::KeepAs(const fs::path& target) {
   std::error_code failure;
   fs::rename(path_, target, failure);
-  if (failure) throw tablet::InputError(target.string(), "cannot be made: " + failure.message(), "choose another folder");
+  if (failure)
+    throw tablet::InputError(target.string(), "cannot be made: " + failure.message(), "choose another folder");
   Forget(path_);
   path_.clear();
 }

@@ -23,7 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void Fail(const fs::path& place, const char* what) {
-  throw InputError(place.string(), fmt::format("{}: {}", what, std::strerror(errno)), "check the folder's rights and space");
+  throw InputError(place.string(), fmt::format("{}: {}", what, std::strerror(errno)),
+                   "check the folder's rights and space");
 }
 
 /// A file descriptor that closes itself.
@@ -102,7 +103,8 @@ void CopyTree(const fs::path& from, const fs::path& to) {
     if (failure) throw InputError(to.string(), "cannot copy: " + failure.message(), "check the folder's rights");
   } else if (S_ISDIR(facts.st_mode)) {
     if (::mkdir(to.c_str(), 0777) != 0) Fail(to, "cannot make the folder");
-    for (const fs::directory_entry& entry : fs::directory_iterator(from)) CopyTree(entry.path(), to / entry.path().filename());
+    for (const fs::directory_entry& entry : fs::directory_iterator(from))
+      CopyTree(entry.path(), to / entry.path().filename());
     Descriptor const source(from, O_RDONLY | O_DIRECTORY);
     Descriptor const target(to, O_RDONLY | O_DIRECTORY);
     CopyExtendedAttributes(from, source.get(), target.get());
