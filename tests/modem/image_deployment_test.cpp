@@ -5,10 +5,10 @@
 
 namespace {
 
-using modem_tests::BytesOf;
 using modem_tests::kModemFolder;
 using modem_tests::kParameters;
 using modem_tests::kVzwArchive;
+using modem_tests::ToBytes;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -46,7 +46,7 @@ class ImageDeployment : public modem_tests::ModemTest {
 /// Central and local header are fine, the deflated data is not.
 void AddCorrupt(ZipBuilder& archive, std::string name) {
   ZipItem& item = archive.Add(std::move(name), testing_support::Compressible(500));
-  item.data = BytesOf("\xff\xff\xff\xff this never was a deflated stream");
+  item.data = ToBytes("\xff\xff\xff\xff this never was a deflated stream");
 }
 
 // The whole operation.
@@ -56,18 +56,18 @@ TEST_F(ImageDeployment, TheChosenArchiveIsUnpackedIntoTheSystemFolder) {
   registry().PutText(modem_tests::kCscMap, u"KOO", u"KOR.bin");
   PutArchive();
   ZipBuilder korea;
-  korea.Add("qcdsp2850.mbn", BytesOf("software of Korea"));
-  korea.Add("sub/part.mbn", BytesOf("part"), 0);
+  korea.Add("qcdsp2850.mbn", ToBytes("software of Korea"));
+  korea.Add("sub/part.mbn", ToBytes("part"), 0);
   PutArchive(korea, u"c:\\windows\\system32\\modem_core\\KOR.bin");
   ZipBuilder toast;
-  toast.Add("toast.png", BytesOf("picture"));
+  toast.Add("toast.png", ToBytes("picture"));
   PutArchive(toast, kToastArchive);
   Request();
 
   EXPECT_EQ(Deploy(), 1u);
-  EXPECT_EQ(drive().Contents(InSystem32(u"qcdsp2850.mbn")), BytesOf("software of Korea"));
-  EXPECT_EQ(drive().Contents(InSystem32(u"sub\\part.mbn")), BytesOf("part"));
-  EXPECT_EQ(drive().Contents(u"c:\\Windows\\ToastGenerator\\toast.png"), BytesOf("picture"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"qcdsp2850.mbn")), ToBytes("software of Korea"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"sub\\part.mbn")), ToBytes("part"));
+  EXPECT_EQ(drive().Contents(u"c:\\Windows\\ToastGenerator\\toast.png"), ToBytes("picture"));
   EXPECT_FALSE(IsDeployed()) << "that is in the archive that was not chosen";
   EXPECT_FALSE(IsRequested());
   EXPECT_THAT(MessagesOf("CImageSelector::UnzipBinary"),
@@ -150,7 +150,7 @@ TEST_F(ImageDeployment, AMissingModemArchiveFailsAndKeepsTheRequest) {
 }
 
 TEST_F(ImageDeployment, AFileThatIsNoArchiveFails) {
-  drive().Put(kVzwArchive, BytesOf("not an archive"));
+  drive().Put(kVzwArchive, ToBytes("not an archive"));
   EXPECT_EQ(Deploy(), 0u);
   EXPECT_THAT(messages(), Contains(HasSubstr("Failure in Unzipping c:\\windows\\system32\\modem_core\\VZW.bin")));
 }
@@ -167,16 +167,16 @@ TEST_F(ImageDeployment, AnArchiveWithoutEntriesCountsAsDeployed) {
 
 TEST_F(ImageDeployment, ACorruptEntryDoesNotStopTheOthers) {
   ZipBuilder archive;
-  archive.Add("first.mbn", BytesOf("first"));
+  archive.Add("first.mbn", ToBytes("first"));
   AddCorrupt(archive, "second.mbn");
-  archive.Add("third.mbn", BytesOf("third"));
-  archive.Add("fourth.mbn", BytesOf("fourth"), 0);
+  archive.Add("third.mbn", ToBytes("third"));
+  archive.Add("fourth.mbn", ToBytes("fourth"), 0);
   PutArchive(archive);
   Request();
   EXPECT_EQ(Deploy(), 0u);
-  EXPECT_EQ(drive().Contents(InSystem32(u"first.mbn")), BytesOf("first"));
-  EXPECT_EQ(drive().Contents(InSystem32(u"third.mbn")), BytesOf("third"));
-  EXPECT_EQ(drive().Contents(InSystem32(u"fourth.mbn")), BytesOf("fourth"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"first.mbn")), ToBytes("first"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"third.mbn")), ToBytes("third"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"fourth.mbn")), ToBytes("fourth"));
   EXPECT_TRUE(IsRequested());
   EXPECT_THAT(MessagesOf("CImageSelector::UnzipBinary:269"),
               ElementsAre("CImageSelector::UnzipBinary:269 : Unzipping status 0",
@@ -188,13 +188,13 @@ TEST_F(ImageDeployment, ACorruptEntryDoesNotStopTheOthers) {
 TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedDoesNotPassForTheFolderBeforeIt) {
   ZipBuilder archive;
   archive.AddFolder("folder/");
-  archive.Add("broken.mbn", BytesOf("broken")).edit_local = [](testing_support::LocalHeader& header) {
+  archive.Add("broken.mbn", ToBytes("broken")).edit_local = [](testing_support::LocalHeader& header) {
     header.signature = 0;
   };
-  archive.Add("last.mbn", BytesOf("last"));
+  archive.Add("last.mbn", ToBytes("last"));
   PutArchive(archive);
   EXPECT_EQ(Deploy(), 0u);
-  EXPECT_EQ(drive().Contents(InSystem32(u"last.mbn")), BytesOf("last"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"last.mbn")), ToBytes("last"));
   EXPECT_EQ(AttributesOf(InSystem32(u"folder")) & kDirectory, kDirectory);
   EXPECT_THAT(MessagesOf("CImageSelector::UnzipBinary:269"),
               ElementsAre("CImageSelector::UnzipBinary:269 : Unzipping status 0",
@@ -204,7 +204,7 @@ TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedDoesNotPassForTheFolderBefor
 
 TEST_F(ImageDeployment, AnEmptyFileFailsTheDeploymentThoughItIsWritten) {
   ZipBuilder archive;
-  archive.Add("qcdsp1v2850.mbn", BytesOf("firmware"));
+  archive.Add("qcdsp1v2850.mbn", ToBytes("firmware"));
   archive.Add("empty.txt", {}, 0);
   PutArchive(archive);
   Request();
@@ -217,14 +217,14 @@ TEST_F(ImageDeployment, AnEmptyFileFailsTheDeploymentThoughItIsWritten) {
 
 TEST_F(ImageDeployment, AReadOnlyFileOfAnEarlierDeploymentIsReplaced) {
   PutArchive();
-  drive().Put(InSystem32(u"qcdsp1v2850.mbn"), BytesOf("old"), kReadOnly | kArchive);
+  drive().Put(InSystem32(u"qcdsp1v2850.mbn"), ToBytes("old"), kReadOnly | kArchive);
   EXPECT_EQ(Deploy(), 1u);
-  EXPECT_EQ(drive().Contents(InSystem32(u"qcdsp1v2850.mbn")), BytesOf("firmware"));
+  EXPECT_EQ(drive().Contents(InSystem32(u"qcdsp1v2850.mbn")), ToBytes("firmware"));
 }
 
 TEST_F(ImageDeployment, AReadOnlyFileKeepsItsOtherAttributesUntilItIsReplaced) {
   PutArchive();
-  drive().Put(InSystem32(u"qcdsp1v2850.mbn"), BytesOf("old"), kReadOnly | kArchive);
+  drive().Put(InSystem32(u"qcdsp1v2850.mbn"), ToBytes("old"), kReadOnly | kArchive);
   Deploy();
   EXPECT_THAT(machine().journal().Calls("SetFileAttributesW"),
               Contains(testing::Field(&tablet::CallEvent::args,
@@ -233,7 +233,7 @@ TEST_F(ImageDeployment, AReadOnlyFileKeepsItsOtherAttributesUntilItIsReplaced) {
 
 TEST_F(ImageDeployment, AWritableFileIsReplacedWithoutTouchingItsAttributes) {
   PutArchive();
-  drive().Put(InSystem32(u"qcdsp1v2850.mbn"), BytesOf("old"));
+  drive().Put(InSystem32(u"qcdsp1v2850.mbn"), ToBytes("old"));
   EXPECT_EQ(Deploy(), 1u);
   EXPECT_THAT(machine().journal().Calls("SetFileAttributesW"),
               Not(Contains(testing::Field(&tablet::CallEvent::args, HasSubstr("qcdsp1v2850.mbn")))));
@@ -308,7 +308,7 @@ TEST_F(ImageDeployment, AFullListingIsNoError) {
 }
 
 TEST_F(ImageDeployment, TheArchivesAreHiddenEvenWhenTheExtractionFails) {
-  drive().Put(kVzwArchive, BytesOf("not an archive"));
+  drive().Put(kVzwArchive, ToBytes("not an archive"));
   EXPECT_EQ(Deploy(), 0u);
   EXPECT_EQ(AttributesOf(kVzwArchive), kArchive | kHidden);
   EXPECT_EQ(AttributesOf(kModemFolder), kDirectory | kHidden);

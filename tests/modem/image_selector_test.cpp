@@ -310,7 +310,7 @@ TEST_F(ImageSelector, WithoutARegistryIdNothingIsMirroredAndNothingSaid) {
   PutFirmwareImageId("KOR");
   CImageSelector selector;
   selector.UpdateUEFIModemIDinAudit();
-  EXPECT_EQ(FirmwareImageId(), modem_tests::BytesOf("KOR"));
+  EXPECT_EQ(FirmwareImageId(), modem_tests::ToBytes("KOR"));
   EXPECT_EQ(DriverRequests(), 0u);
   EXPECT_THAT(MessagesOf("CImageSelector::UpdateUEFI"), IsEmpty());
 }

@@ -29,8 +29,7 @@ inline constexpr char16_t kModemFolder[] = u"c:\\windows\\system32\\modem_core";
 inline constexpr char16_t kVzwArchive[] = u"c:\\windows\\system32\\modem_core\\VZW.bin";
 
 using testing_support::Bytes;
-
-inline Bytes BytesOf(std::string_view text) { return testing_support::ToBytes(text); }
+using testing_support::ToBytes;
 
 /// A text as the registry stores it, terminator included.
 tablet::RegistryValue TextValue(std::u16string_view text);

@@ -76,7 +76,7 @@ TEST_F(PackageVersions, ABlockOf4097BytesIsPassedOverInSilence) {
 }
 
 TEST_F(PackageVersions, FilesWithoutAVersionArePassedOverInSilence) {
-  drive().Put(kServiceExecutable, modem_tests::BytesOf("no executable"));
+  drive().Put(kServiceExecutable, modem_tests::ToBytes("no executable"));
   EXPECT_THAT(Read(), IsEmpty());
 }
 
