@@ -9,7 +9,8 @@
 
 namespace {
 
-std::size_t failing_size = 0;  ///< nothrow allocations of this size fail; 0: none
+constexpr std::size_t kNone = SIZE_MAX;
+std::size_t failing_size = kNone;  ///< nothrow allocations of this size fail
 bool inflater_fails = false;
 
 }  // namespace
@@ -51,7 +52,7 @@ class AllocationTest : public testing_support::TabletTest {
  protected:
   AllocationTest() { zip_.Add("a", ToBytes("content")); }
   ~AllocationTest() override {
-    failing_size = 0;
+    failing_size = kNone;
     inflater_fails = false;
   }
   ZipBuilder zip_;
@@ -64,7 +65,7 @@ TEST_F(AllocationTest, AnEntryWithoutMemoryForItsStateOrBufferDoesNotOpen) {
     EXPECT_EQ(OpenCurrentEntry(archive.reader.get(), nullptr), ZIP_OUT_OF_MEMORY);
     EXPECT_EQ(archive.reader->entryReadState, nullptr);
   }
-  failing_size = 0;
+  failing_size = kNone;
   EXPECT_EQ(OpenCurrentEntry(archive.reader.get(), nullptr), ZIP_OK);
 }
 
@@ -74,7 +75,7 @@ TEST_F(AllocationTest, AnArchiveWithoutMemoryForTheSearchOrTheReaderDoesNotOpen)
     failing_size = size;
     EXPECT_EQ(OpenZipArchive(MemoryStream(bytes)), nullptr);
   }
-  failing_size = 0;
+  failing_size = kNone;
   EXPECT_NE(OpenZipArchive(MemoryStream(bytes)), nullptr);
 }
 
@@ -106,7 +107,7 @@ TEST_F(AllocationTest, AnExtractionWithoutMemoryForTheObjectTheHandleOrTheBuffer
   ASSERT_EQ(unzip.Open(u"c:\\a.zip"), UNZIP_OK);
   EXPECT_EQ(unzip.Unzip(0, u"c:\\a"), UNZIP_BAD_DATA);
   EXPECT_EQ(drive().Contents(u"c:\\a").size(), 0u);
-  failing_size = 0;
+  failing_size = kNone;
   EXPECT_EQ(unzip.Unzip(0, u"c:\\a"), UNZIP_OK);
 }
 
