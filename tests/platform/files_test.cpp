@@ -222,6 +222,13 @@ TEST_F(Files, OpeningWithoutAnyAccessTakesNoPartInSharing) {
   EXPECT_TRUE(looker.valid());
 }
 
+TEST_F(Files, WhoOnlyLooksKeepsNobodyOut) {
+  Put(u"c:\\a", "x");
+  Handle const looker(::CreateFileW(TEXT("c:\\a"), 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  EXPECT_TRUE(looker.valid());
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, 0), 0u);
+}
+
 TEST_F(Files, AHandleDoesOnlyWhatItWasOpenedFor) {
   Put(u"c:\\a", "text");
   char buffer[4] = {};
