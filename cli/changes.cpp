@@ -93,22 +93,26 @@ Changes ChangesOf(Life& life) {
   return changes;
 }
 
-std::string Describe(const tablet::RegistryChange& change) {
-  std::string const key = tablet::ToUtf8(change.key);
-  switch (change.kind) {
-    case Kind::kKeyAdded:
-      return fmt::format("[{}] is new", key);
-    case Kind::kKeyRemoved:
-      return fmt::format("[{}] is gone", key);
-    case Kind::kValueAdded:
-      return fmt::format("[{}] {} = {} is new", key, ValueName(change), ShowValue(*change.after));
-    case Kind::kValueChanged:
-      return fmt::format("[{}] {} = {}, was {}", key, ValueName(change), ShowValue(*change.after),
-                         ShowValue(*change.before));
-    case Kind::kValueRemoved:
-      return fmt::format("[{}] {} is gone, was {}", key, ValueName(change), ShowValue(*change.before));
+std::vector<std::string> Describe(const std::vector<tablet::RegistryChange>& changes) {
+  std::vector<std::string> lines;
+  std::u16string key;
+  for (const tablet::RegistryChange& change : changes) {
+    std::string const name = tablet::ToUtf8(change.key);
+    if (change.kind == Kind::kKeyAdded || change.kind == Kind::kKeyRemoved) {
+      lines.push_back(fmt::format("[{}] is {}", name, change.kind == Kind::kKeyAdded ? "new" : "gone"));
+      key = change.key;
+      continue;
+    }
+    if (change.key != key) lines.push_back(fmt::format("[{}]", name));
+    key = change.key;
+    std::string line = "  " + ValueName(change);
+    if (change.after) line += " = " + ShowValue(*change.after);
+    if (change.kind == Kind::kValueAdded) line += " is new";
+    if (change.kind == Kind::kValueRemoved) line += " is gone";
+    if (change.before) line += ", was " + ShowValue(*change.before);
+    lines.push_back(std::move(line));
   }
-  return key;
+  return lines;
 }
 
 std::string Describe(const FirmwareChange& change) {
@@ -128,8 +132,9 @@ std::string Describe(const tablet::FileChange& change, const tablet::Drive& driv
         std::pair{tablet::kAttributeSystem, 'S'}, std::pair{tablet::kAttributeArchive, 'A'}}) {
     if ((attributes & bit) != 0) letters += letter;
   }
-  if (change.folder) return fmt::format("{:<10}  {:>9}  {:<4}  {}", what, "folder", letters, path);
-  return fmt::format("{:<10}  {:>9}  {:<4}  {}", what, change.bytes, letters, path);
+  std::string size = change.folder ? "folder" : fmt::format("{}", change.bytes);
+  if (!change.created && !change.written) size.clear();
+  return fmt::format("{:<10}  {:>9}  {:<4}  {}", what, size, letters, path);
 }
 
 nlohmann::ordered_json ToJson(const Changes& changes) {

@@ -28,10 +28,10 @@ struct Changes {
 
 Changes ChangesOf(Life& life);
 
-/// One line each: "HKEY_LOCAL_MACHINE\... "Name" = "new", was "old"".
-std::string Describe(const tablet::RegistryChange& change);
+/// The changes under a line for each key: [HKEY_LOCAL_MACHINE\...], then "Name" = "new", was "old".
+std::vector<std::string> Describe(const std::vector<tablet::RegistryChange>& changes);
 std::string Describe(const FirmwareChange& change);
-/// "made", "written", "attributes": what happened to a path, with its size and attributes now.
+/// What happened to a path ("new", "written", "attributes"), its size if that is new too, and its attributes now.
 std::string Describe(const tablet::FileChange& change, const tablet::Drive& drive);
 
 nlohmann::ordered_json ToJson(const Changes& changes);

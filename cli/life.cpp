@@ -119,6 +119,7 @@ void Life::Start() {
 
 void Life::Send(std::uint32_t control) {
   tablet::WinError const refusal = machine_.services().Send(control);
+  told_ = told_ || refusal == 0;
   machine_.journal().Note(refusal == 0 ? fmt::format("{} control sent", WordOf(control))
                                        : fmt::format("{} control refused with error {}", WordOf(control), refusal));
 }
@@ -146,7 +147,8 @@ std::optional<LifeEnd> Life::End() {
     std::uint32_t const code = status.exit_code != 0 ? status.exit_code : static_cast<std::uint32_t>(end.exit_code);
     return LifeEnd{Kind::kFailed, fmt::format("the service stopped with error {}", code)};
   }
-  return LifeEnd{Kind::kStopped, "the service stopped by itself or as it was told, without an error"};
+  return LifeEnd{Kind::kStopped,
+                 told_ ? "the service stopped as it was told" : "the service stopped by itself, without an error"};
 }
 
 std::optional<LifeEnd> Life::WaitFor(Millis deadline, const std::function<bool()>& enough) {

@@ -81,6 +81,7 @@ class Life {
   std::unique_ptr<tablet::Registry> registry_before_;
   tablet::Firmware::Variables firmware_before_;
   std::size_t events_to_come_ = 0;
+  bool told_ = false;  ///< a control that ends the service was sent
   std::atomic<std::uint64_t> ticks_{0};
   std::function<void(const LifeEnd&)> on_hang_;
 };

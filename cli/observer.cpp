@@ -61,7 +61,8 @@ bool IsOfInterest(std::string_view key, std::string_view value) {
   return map || std::find(kValues.begin(), kValues.end(), value) != kValues.end();
 }
 
-bool IsMap(const LookUp& look_up) { return look_up.name.find("\\Parameters\\") != std::string::npos; }
+/// The maps are the keys below the service's parameters.
+bool IsMap(const LookUp& look_up) { return ContainsIgnoringCase(look_up.key, "\\Parameters\\"); }
 
 }  // namespace
 
@@ -118,19 +119,19 @@ void Observer::OnQuery(std::u16string_view key, std::u16string_view value, table
   if (!IsOfInterest(key_name, value_name)) return;
   std::optional<std::string> found;
   if (result == tablet::kSuccess) found = Show(data);
-  Note({"registry value", key_name + "\\" + value_name, std::move(found)});
+  Note({LookUp::Store::kRegistry, key_name, value_name, std::move(found)});
 }
 
 void Observer::OnFirmware(const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable) {
   std::optional<std::string> found;
   if (variable != nullptr) found = Show(*variable);
-  Note({"firmware variable", tablet::ToUtf8(key.name), std::move(found)});
+  Note({LookUp::Store::kFirmware, {}, tablet::ToUtf8(key.name), std::move(found)});
 }
 
 void Observer::Note(LookUp look_up) {
   // Sizes and attempts are asked for again and again; the last answer counts.
   auto const same = std::find_if(look_ups_.begin(), look_ups_.end(), [&](const LookUp& seen) {
-    return seen.where == look_up.where && seen.name == look_up.name;
+    return seen.store == look_up.store && seen.key == look_up.key && seen.name == look_up.name;
   });
   if (same == look_ups_.end()) {
     look_ups_.push_back(std::move(look_up));
@@ -166,23 +167,24 @@ const ArchiveUse* Observer::ModemArchive() const {
 std::string Observer::WhyThisArchive() const {
   const ArchiveUse* archive = ModemArchive();
   if (archive == nullptr) return "the service went for no archive";
-  std::string const name = LastPart(archive->path);
   for (const LookUp& look_up : look_ups_) {
     if (IsMap(look_up) && look_up.found)
-      return fmt::format("the registry value {} names {}", look_up.name, *look_up.found);
+      return fmt::format("{} maps {} to {}", look_up.key, look_up.name, *look_up.found);
   }
-  return fmt::format("nothing that was looked up names an archive, {} is the service's default", name);
+  return fmt::format("nothing that was looked up names an archive, {} is the service's default",
+                     LastPart(archive->path));
 }
 
 Deployment Observer::Outcome() const {
   const ArchiveUse* archive = ModemArchive();
   if (archive == nullptr) {
+    if (look_ups_.empty()) return {false, "the service ended before it came to the firmware"};
     std::string seen;
     for (const LookUp& look_up : look_ups_) {
-      seen += fmt::format("{}{} {}", seen.empty() ? "" : ", ", LastPart(look_up.name),
-                          look_up.found ? "is " + *look_up.found : "is not set");
+      std::string const found = look_up.found ? "is " + *look_up.found : "is not set";
+      seen += fmt::format("{}{} {}", seen.empty() ? "" : ", ", look_up.name, found);
     }
-    return {false, "no archive was opened" + (seen.empty() ? "" : ": " + seen)};
+    return {false, "no archive was opened: " + seen};
   }
   if (!archive->opened) return {false, fmt::format("{} could not be opened, error {}", archive->path, archive->error)};
   if (request_settled_) return {true, fmt::format("{} was extracted completely", archive->path)};

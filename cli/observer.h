@@ -14,8 +14,9 @@ namespace cli {
 
 /// Something the service looked up that bears on the archive it takes.
 struct LookUp {
-  std::string where;  ///< "firmware variable", "registry value"
-  std::string name;
+  enum class Store { kRegistry, kFirmware } store = Store::kRegistry;
+  std::string key;                   ///< of registry values; below HKEY_LOCAL_MACHINE
+  std::string name;                  ///< of the value or variable
   std::optional<std::string> found;  ///< nullopt: it is not there
 };
 

@@ -129,7 +129,8 @@ std::vector<ArchiveEntry> ToastEntries() {
 }
 
 void PutProgram(tablet::Drive& drive, std::u16string_view name, std::array<std::uint16_t, 4> version) {
-  drive.Put(std::u16string(kSystem32) + std::u16string(name), tablet::MakeExecutableWithVersion(version));
+  drive.Put(std::u16string(kSystem32) + std::u16string(name),
+            tablet::MakeExecutableWithVersion(version[0], version[1], version[2], version[3]));
 }
 
 /// What an earlier start of the service has left behind.

@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <csignal>
 #include <fstream>
@@ -138,6 +140,7 @@ class LifePlayer {
 
  private:
   void Tell(StoryLine line) {
+    if (quiet_ && (line.kind == "message" || line.kind.empty())) return;
     line.text = WithoutBuildTime(std::move(line.text));
     Add(Format(line));
   }
@@ -154,6 +157,10 @@ class LifePlayer {
     if (over_) Refuse(verb, "the service has ended", "\"boot\" begins another life");
     std::optional<LifeEnd> end;
     if (boots) {
+      if (!verb.rest.empty() && verb.rest != "quietly") {
+        Refuse(verb, fmt::format("\"{}\" is not known here", verb.rest), "write \"boot\" or \"boot quietly\"");
+      }
+      quiet_ = verb.rest == "quietly";
       started_ = true;
       life_.Start();
       end = life_.RunUntilRest();
@@ -176,7 +183,7 @@ class LifePlayer {
     teller_.Flush();
     AddFact("end", end.message);
     Changes const changes = ChangesOf(life_);
-    for (const auto& change : changes.registry) AddFact("registry", Describe(change));
+    for (const std::string& line : Describe(changes.registry)) AddFact("registry", line);
     for (const auto& change : changes.firmware) AddFact("firmware", Describe(change));
     for (const auto& change : changes.files) AddFact("file", Describe(change, life_.machine().drive()));
     if (changes.registry.empty() && changes.firmware.empty() && changes.files.empty()) AddFact("changes", "none");
@@ -240,6 +247,7 @@ class LifePlayer {
   Lines lines_;
   bool started_ = false;
   bool over_ = false;
+  bool quiet_ = false;  ///< messages are not told
 };
 
 void WriteAll(int pipe, const nlohmann::json& document) {

@@ -28,9 +28,14 @@ class Table {
   Console& console_;
 };
 
+/// What was found, where: in columns, with the ends of long keys.
 std::string FoundText(const LookUp& look_up) {
-  return fmt::format("{:<17}  {}  {}", look_up.where, look_up.name,
-                     look_up.found ? fmt::format("= {}", *look_up.found) : std::string("is not there"));
+  std::string place = "in firmware";
+  if (look_up.store == LookUp::Store::kRegistry) {
+    std::size_t const parent = look_up.key.rfind('\\', look_up.key.rfind('\\') - 1);
+    place = "in ..." + (parent == std::string::npos ? "\\" + look_up.key : look_up.key.substr(parent));
+  }
+  return fmt::format("{:<16}  {:<38}  {}", look_up.name, look_up.found.value_or("is not set"), place);
 }
 
 template <typename Items, typename Show>
@@ -79,7 +84,7 @@ void PrintSummary(Console& console, const Summary& summary, Life& life, const Ob
   if (archive != nullptr) table.More("because " + seen.WhyThisArchive());
   Paragraph(table, "Looked up", seen.look_ups(), "nothing that bears on the choice of an archive", FoundText);
   table.Row("Files", FilesText(changes));
-  Paragraph(table, "Registry", changes.registry, "unchanged", [](const auto& change) { return Describe(change); });
+  Paragraph(table, "Registry", Describe(changes.registry), "unchanged", [](const auto& line) { return line; });
   Paragraph(table, "Variables", changes.firmware, "unchanged", [](const auto& change) { return Describe(change); });
   Paragraph(table, "Status", StatusEvents(life), "never reported", [](const tablet::Event* event) {
     const auto& status = std::get<tablet::StatusEvent>(event->what);
@@ -105,7 +110,11 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
   }
   ordered_json look_ups = ordered_json::array();
   for (const LookUp& look_up : seen.look_ups()) {
-    ordered_json entry{{"where", look_up.where}, {"name", look_up.name}, {"found", nullptr}};
+    bool const registry = look_up.store == LookUp::Store::kRegistry;
+    ordered_json entry{{"where", registry ? "registry" : "firmware"}};
+    if (registry) entry["key"] = look_up.key;
+    entry["name"] = look_up.name;
+    entry["found"] = nullptr;
     if (look_up.found) entry["found"] = *look_up.found;
     look_ups.push_back(std::move(entry));
   }

@@ -43,7 +43,7 @@ DWORD OpenDevice(LPCWSTR path, DWORD disposition, HANDLE& out) {
 
 DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out, bool& existed) {
   // No name is no file, whatever is wanted of it.
-  if (path == nullptr || path[0] == 0) return ERROR_PATH_NOT_FOUND;
+  if (path[0] == 0) return ERROR_PATH_NOT_FOUND;
   if ((request.flags_and_attributes & FILE_FLAG_OVERLAPPED) != 0) {
     RefuseUnmodelled("CreateFileW", "overlapped reading and writing of files");
   }
