@@ -42,6 +42,11 @@ DWORD OpenDevice(LPCWSTR path, DWORD disposition, HANDLE& out) {
 }
 
 DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out, bool& existed) {
+  // No name is no file, whatever is wanted of it.
+  if (path[0] == 0) return ERROR_PATH_NOT_FOUND;
+  if ((request.flags_and_attributes & FILE_FLAG_OVERLAPPED) != 0) {
+    RefuseUnmodelled("CreateFileW", "overlapped reading and writing of files");
+  }
   std::u16string_view const target = DrivePathOf("CreateFileW", path);
   if (tablet::NamesDosDevice(target)) {
     RefuseUnmodelled("CreateFileW", fmt::format("the device name {}", Show(path)));
@@ -50,10 +55,6 @@ DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out,
   if (request.disposition == TRUNCATE_EXISTING && (request.access & GENERIC_WRITE) == 0) return ERROR_INVALID_PARAMETER;
   std::shared_ptr<tablet::OpenFile> file;
   if (DWORD const error = Machine().drive().Open(target, request, file, existed)) return error;
-  // A file that cannot be opened fails alike with either way of working; only one that can is asked for too much.
-  if ((request.flags_and_attributes & FILE_FLAG_OVERLAPPED) != 0) {
-    RefuseUnmodelled("CreateFileW", "overlapped reading and writing of files");
-  }
   out = ToHandle(Machine().handles().Add(std::move(file)));
   return NO_ERROR;
 }

@@ -7,9 +7,9 @@
 
 namespace {
 
-using modem_tests::BytesOf;
 using modem_tests::kSalesCodeGuid;
 using modem_tests::kSalesCodeName;
+using modem_tests::ToBytes;
 using tablet::Millis;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -117,7 +117,7 @@ TEST_F(UefiHandler, WithoutADeviceAReadFailsWithTheErrorOfTheLookup) {
 TEST_F(UefiHandler, AWriteRunsReadyTwice) {
   EXPECT_TRUE(Write("0123456789"));
   EXPECT_THAT(messages(), ElementsAre(kAlreadyPerformed));
-  EXPECT_EQ(machine().firmware().variables().begin()->second.data, BytesOf("0123456789"));
+  EXPECT_EQ(machine().firmware().variables().begin()->second.data, ToBytes("0123456789"));
 }
 
 TEST_F(UefiHandler, TheSecondReadyOfAWriteDecides) {

@@ -7,12 +7,11 @@
 namespace {
 
 using modem_tests::Bytes;
-using modem_tests::BytesOf;
 using modem_tests::kSalesCodeGuid;
 using modem_tests::kSalesCodeName;
+using modem_tests::ToBytes;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 constexpr const char* kDeviceName = "DeviceName = (%S)\r\n";
 constexpr const char* kOpened = "Opened the device successfully.\r\n";
@@ -229,8 +228,8 @@ TEST_F(SafiDriver, APathThatDoesNotEndWithin512CharactersFails) {
 
 TEST_F(SafiDriver, OnlyTheFirst130CharactersOfTheKeyReachTheDriver) {
   tablet::Guid const vendor = *tablet::Guid::Parse(tablet::ToUtf8(kSalesCodeGuid));
-  machine().firmware().Put({std::u16string(92, u'n'), vendor}, BytesOf("cut"));
-  machine().firmware().Put({std::u16string(93, u'n'), vendor}, BytesOf("all"));
+  machine().firmware().Put({std::u16string(92, u'n'), vendor}, ToBytes("cut"));
+  machine().firmware().Put({std::u16string(93, u'n'), vendor}, ToBytes("all"));
   EXPECT_EQ(SafiGetVariable(std::u16string(93, u'n').c_str(), kSalesCodeGuid, buffer_, 4), 3u);
   EXPECT_EQ(std::string_view(buffer_, 3), "cut");
 }
@@ -282,7 +281,7 @@ TEST_F(SafiDriver, AReadRequestWithoutMemoryFails) {
 
 TEST_F(SafiDriver, AWriteIsAlwaysTenBytes) {
   EXPECT_TRUE(Write("0123456789and more"));
-  EXPECT_EQ(SalesCode(), BytesOf("0123456789"));
+  EXPECT_EQ(SalesCode(), ToBytes("0123456789"));
   EXPECT_THAT(Requests(), ElementsAre("0x68922002, 1055 in, 4 out"));
   EXPECT_THAT(Debugger(), ElementsAre(kDeviceName, kOpened));
   ExpectAllReleased();
@@ -311,7 +310,7 @@ TEST_F(SafiDriver, AWriteFailsAsAReadDoes) {
   EXPECT_THAT(Debugger(), ElementsAre(kDeviceName, kOpened, kStatus,                  //
                                       kDeviceName, kOpened, kRequestFailed, kStatus,  //
                                       kDeviceName, kNotOpened, kNoDriver));
-  EXPECT_EQ(SalesCode(), BytesOf("VZW"));
+  EXPECT_EQ(SalesCode(), ToBytes("VZW"));
   ExpectAllReleased();
 }
 
