@@ -9,7 +9,7 @@ target_link_libraries(vantord_options INTERFACE ZLIB::ZLIB)
 
 if(VANTORD_SANITIZE)
   target_compile_options(vantord_options INTERFACE
-    -fsanitize=${VANTORD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    -fsanitize=${VANTORD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vantord_options INTERFACE -fsanitize=${VANTORD_SANITIZE})
 endif()
 

@@ -14,6 +14,8 @@ constexpr int kAttempts = 40;
 constexpr DWORD kRetryDelayMs = 500;
 
 /// Copies the first text of a multi-string; an empty list gives an empty path.
+/// Kept on purpose: the path may have 519 characters, where one would expect MAX_PATH to end it
+/// (DeviceInterface.APathOf519CharactersIsUsedWhole).
 void GetFirstInterface(const WCHAR* list, WCHAR* path, DWORD pathCharacters) {
   HelperDebugPrint(TEXT("%S:%d : DeviceName : %s"), "GetFirstInterface", 1973, list);
   CopyWide(path, pathCharacters, list);

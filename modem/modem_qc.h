@@ -11,7 +11,7 @@ class CModemQC : public CModemTemplate {
   DWORD Init() override;
   void Deinit(DWORD flag) override;
 
-  // Kept on purpose: CModemQC reacts to none of these (pinned by ModemQc.EventOperationsDoNothing).
+  // Kept on purpose: this modem reacts to none of these (pinned by ModemQc.EventOperationsDoNothing).
   void OnSuspend() override {}
   void OnResume() override {}
   void OnDeviceRemoved(const WCHAR*) override {}

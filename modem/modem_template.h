@@ -28,15 +28,17 @@ class CModemTemplate {
   /// Logs the versions of the package and of the two services' executables.
   void ReadMobileBroadBandPackageVer();
 
-  /// Set by the service's power-event handling: 1 display on, 0 off. Kept on purpose: no modem class reads it.
+  /// Set by the service's power-event handling: 1 display on, 0 off. Kept on purpose: no modem class reads it (pinned
+  /// by ModemQc.TheDisplayMakesNoDifference).
   DWORD m_bDisplayOn;
 
  protected:
   CModemTemplate();
   /// Kept on purpose: not virtual; CModemQC adds the virtual destructor. Whoever owns a modem object owns it as the
-  /// class it was made as.
+  /// class it was made as (pinned by the assertion at the head of the modem's tests).
   ~CModemTemplate() = default;
 
   CModemCtrlDevice* m_pModemCtrl;  ///< owned by the derived class's destructor; null when allocation failed
-  DWORD m_modemState[2];           ///< Kept on purpose: cleared, never used
+  /// Kept on purpose: cleared, never used (pinned by ModemQc.TheModemStateIsClearedAndStaysSo).
+  DWORD m_modemState[2];
 };

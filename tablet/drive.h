@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -92,9 +93,12 @@ class Drive {
   WinError Attributes(std::u16string_view path, std::uint32_t& attributes) const;
   WinError SetAttributes(std::u16string_view path, std::uint32_t attributes);
   WinError MakeDirectory(std::u16string_view path);
-  /// What a pattern ("c:\folder\*") matches, "." and ".." included where Windows lists them, in order of name.
+  /// What a pattern ("c:\folder\*") matches, "." and ".." first where Windows lists them, then in order of name
+  /// ignoring case. kFileNotFound when nothing matches, kPathNotFound when the folder is missing, kDirectory when it is
+  /// a file.
   WinError Find(std::u16string_view pattern, std::vector<FileFacts>& out) const;
-  /// The raw version resource of an executable (the RT_VERSION data of its .rsrc section).
+  /// The raw version resource of an executable (the RT_VERSION data of its .rsrc section). kResourceDataNotFound when
+  /// it has no resources, kResourceTypeNotFound when none of them is a version.
   WinError VersionResource(std::u16string_view path, std::vector<std::uint8_t>& out) const;
   const std::u16string& current_directory() const { return current_directory_; }  ///< "C:\Windows\System32"
 
@@ -109,6 +113,11 @@ class Drive {
   void PutFolder(std::u16string_view path, std::uint32_t attributes = kAttributeDirectory);
   void Remove(std::u16string_view path);
   std::filesystem::path HostPath(std::u16string_view path) const;
+
+  /// Makes the call for the size of a file's version block answer this many bytes, whatever the file holds: sizes that
+  /// no resource gives can then be tried. The file need not exist.
+  void OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes);
+  std::optional<std::uint32_t> OverriddenVersionBlockSize(std::u16string_view path) const;
 
   /// What changed since the drive was made, ordered by path.
   std::vector<FileChange> Changes() const;

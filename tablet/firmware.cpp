@@ -108,8 +108,10 @@ void Firmware::Save(const std::filesystem::path& efi_folder) const {
 }
 
 const FirmwareVariable* Firmware::Find(const FirmwareKey& key) const {
-  auto const variable = variables_.find(key);
-  return variable == variables_.end() ? nullptr : &variable->second;
+  auto const found = variables_.find(key);
+  const FirmwareVariable* const variable = found == variables_.end() ? nullptr : &found->second;
+  if (on_find) on_find(key, variable);
+  return variable;
 }
 
 void Firmware::Put(const FirmwareKey& key, std::vector<std::uint8_t> data) { variables_[key].data = std::move(data); }

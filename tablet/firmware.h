@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -30,10 +31,10 @@ struct FirmwareVariable {
 struct FirmwareTrouble {
   static constexpr std::uint32_t kEvery = UINT32_MAX;
 
-  WinError status = 0;              ///< the reply's status; 0: none of this trouble
-  std::uint32_t count = kEvery;     ///< for how many requests
-  WinError request_error = 0;       ///< with it, the request itself fails, its status written all the same
-  std::deque<std::uint32_t> sizes;  ///< answers to the next requests for a size, in place of the truth
+  WinError status = 0;                   ///< the reply's status; 0: none of this trouble
+  std::uint32_t count = kEvery;          ///< for how many requests
+  WinError request_error = 0;            ///< with it, the request itself fails, its status written all the same
+  std::deque<std::uint32_t> sizes = {};  ///< answers to the next requests for a size, in place of the truth
 };
 
 class Firmware {
@@ -54,6 +55,9 @@ class Firmware {
   const Variables& variables() const { return variables_; }
 
   FirmwareTrouble& trouble() { return trouble_; }
+
+  /// Told of every look-up: which variable and what it is, null when there is none.
+  std::function<void(const FirmwareKey& key, const FirmwareVariable* variable)> on_find;
 
  private:
   Variables variables_;

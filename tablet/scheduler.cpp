@@ -189,6 +189,7 @@ void Scheduler::AsMachine(const std::function<void()>& work) {
 }
 
 void Scheduler::HandOver() {
+  calls_.fetch_add(1, std::memory_order_relaxed);
   if (++calls_since_time_moved_ > options_.call_limit) {
     HaltRun({Halt::Reason::kCallLimit, "more than " + std::to_string(options_.call_limit) +
                                            " calls without any movement of the clock: thread \"" + current_->name +

@@ -7,6 +7,7 @@
 // body, the engineers' program). It runs like any other, and is woken when everything has come to rest.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -55,6 +56,8 @@ class Scheduler {
   Scheduler& operator=(const Scheduler&) = delete;
 
   Millis Now() const { return now_; }
+  /// Calls of the Windows API so far. May be asked from any thread of the host: whoever watches for a standstill does.
+  std::uint64_t calls() const { return calls_.load(std::memory_order_relaxed); }
 
   /// Makes a thread that runs `body` once it is chosen. A body that an exception leaves ends its process.
   ThreadId Start(ProcessId process, std::string name, std::function<void()> body);
@@ -127,6 +130,7 @@ class Scheduler {
   Options options_;
   std::mt19937_64 random_;
   Millis now_{0};
+  std::atomic<std::uint64_t> calls_{0};
   std::uint64_t calls_since_time_moved_ = 0;
   std::uint64_t next_turn_ = 1;
   std::uint64_t next_action_ = 1;

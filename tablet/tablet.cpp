@@ -14,6 +14,7 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
       clock_(scheduler_, description.power_on, description.utc_offset_minutes),
       journal_(scheduler_),
       handles_(scheduler_),
+      heap_(scheduler_),
       drive_(folder / "C", folder / "attributes.txt", clock_),
       trace_(journal_),
       services_(scheduler_, journal_, handles_),

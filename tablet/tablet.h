@@ -12,9 +12,11 @@
 #include "tablet/faults.h"
 #include "tablet/firmware.h"
 #include "tablet/handles.h"
+#include "tablet/heap.h"
 #include "tablet/journal.h"
 #include "tablet/notifications.h"
 #include "tablet/partner.h"
+#include "tablet/privileges.h"
 #include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
 #include "tablet/scheduler.h"
@@ -36,6 +38,8 @@ class Tablet {
   Clock& clock() { return clock_; }
   Journal& journal() { return journal_; }
   HandleTable& handles() { return handles_; }
+  Heap& heap() { return heap_; }
+  Privileges& privileges() { return privileges_; }
   Faults& faults() { return faults_; }
   Registry& registry() { return registry_; }
   Drive& drive() { return drive_; }
@@ -55,6 +59,8 @@ class Tablet {
   Clock clock_;
   Journal journal_;
   HandleTable handles_;
+  Heap heap_;
+  Privileges privileges_;
   Faults faults_;
   Registry registry_;
   Drive drive_;

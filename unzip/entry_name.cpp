@@ -1,5 +1,7 @@
 #include "unzip/entry_name.h"
 
+#include <initializer_list>
+
 namespace {
 
 /// Behind the first step up to a parent folder in `text`, or null. The four spellings are looked for one after the

@@ -4,22 +4,14 @@
 
 #include <cfgmgr32.h>
 
-#include <cstring>
+#include "platform/win32/guid.h"
 
 namespace {
-
-tablet::Guid ToGuid(const GUID& guid) {
-  tablet::Guid out;
-  std::memcpy(out.bytes.data(), &guid, out.bytes.size());
-  return out;
-}
-
-std::string ShowGuid(LPGUID guid) { return guid == nullptr ? "null" : ToGuid(*guid).ToString(); }
 
 /// The links of a class one behind the other, each terminated, and the terminator of the whole.
 std::u16string MultiStringOf(const GUID& interface_class) {
   std::u16string list;
-  for (const std::u16string& link : win32::Machine().devices().Links(ToGuid(interface_class))) {
+  for (const std::u16string& link : win32::Machine().devices().Links(win32::ToGuid(interface_class))) {
     list += link;
     list += u'\0';
   }
@@ -38,7 +30,7 @@ void RefuseOtherLists(const char* call, const WCHAR* device, ULONG flags) {
 CONFIGRET WINAPI CM_Get_Device_Interface_List_SizeW(PULONG length, LPGUID interfaceClass, DEVINSTID_W device,
                                                     ULONG flags) {
   auto describe = [&] {
-    return fmt::format("{}, {}", ShowGuid(interfaceClass), length == nullptr ? "null" : std::to_string(*length));
+    return fmt::format("{}, {}", win32::ShowGuid(interfaceClass), length == nullptr ? "null" : std::to_string(*length));
   };
   win32::Call call("CM_Get_Device_Interface_List_SizeW", describe);
   RefuseOtherLists("CM_Get_Device_Interface_List_SizeW", device, flags);
@@ -50,7 +42,7 @@ CONFIGRET WINAPI CM_Get_Device_Interface_List_SizeW(PULONG length, LPGUID interf
 
 CONFIGRET WINAPI CM_Get_Device_Interface_ListW(LPGUID interfaceClass, DEVINSTID_W device, PWSTR buffer, ULONG length,
                                                ULONG flags) {
-  auto describe = [&] { return fmt::format("{}, {} characters", ShowGuid(interfaceClass), length); };
+  auto describe = [&] { return fmt::format("{}, {} characters", win32::ShowGuid(interfaceClass), length); };
   win32::Call call("CM_Get_Device_Interface_ListW", describe);
   RefuseOtherLists("CM_Get_Device_Interface_ListW", device, flags);
   if (call.fault() != 0) return call.Done(CONFIGRET{call.fault()});

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "platform/win32/guid.h"
+
 namespace {
 
 /// The size field of a record is not the one this call takes.
@@ -23,20 +25,12 @@ class DeviceSet : public tablet::Object {
   std::vector<std::u16string> const links;
 };
 
-tablet::Guid ToGuid(const GUID& guid) {
-  tablet::Guid out;
-  std::memcpy(out.bytes.data(), &guid, out.bytes.size());
-  return out;
-}
-
 std::shared_ptr<DeviceSet> SetOf(HDEVINFO set) { return win32::Machine().handles().Get<DeviceSet>(win32::Number(set)); }
 
 }  // namespace
 
 HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, LPCWSTR enumerator, HWND parent, DWORD flags) {
-  auto describe = [&] {
-    return fmt::format("{}, {:#x}", classGuid == nullptr ? "null" : ToGuid(*classGuid).ToString(), flags);
-  };
+  auto describe = [&] { return fmt::format("{}, {:#x}", win32::ShowGuid(classGuid), flags); };
   win32::Call call("SetupDiGetClassDevsW", describe);
   if (enumerator != nullptr || parent != nullptr) {
     win32::RefuseUnmodelled("SetupDiGetClassDevsW", "an enumerator or a window");
@@ -47,7 +41,7 @@ HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, LPCWSTR enumerator, 
   if (call.fault() != 0) return call.Fail(HDEVINFO{INVALID_HANDLE_VALUE});
   if (classGuid == nullptr) return call.Fail(HDEVINFO{INVALID_HANDLE_VALUE}, ERROR_INVALID_PARAMETER);
   tablet::Tablet& machine = win32::Machine();
-  tablet::Guid const guid = ToGuid(*classGuid);
+  tablet::Guid const guid = win32::ToGuid(*classGuid);
   auto set = std::make_shared<DeviceSet>(guid, machine.devices().Links(guid));
   return call.Done(win32::ToHandle<HDEVINFO>(machine.handles().Add(std::move(set))));
 }
@@ -62,7 +56,7 @@ BOOL WINAPI SetupDiEnumDeviceInterfaces(HDEVINFO set, PSP_DEVINFO_DATA device, c
   if (found == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   if (interfaceClass == nullptr || data == nullptr) return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
   if (data->cbSize != sizeof(SP_DEVICE_INTERFACE_DATA)) return call.Fail(FALSE, kInvalidUserBuffer);
-  if (index >= found->links.size() || ToGuid(*interfaceClass) != found->interface_class) {
+  if (index >= found->links.size() || win32::ToGuid(*interfaceClass) != found->interface_class) {
     return call.Fail(FALSE, ERROR_NO_MORE_ITEMS);
   }
   data->InterfaceClassGuid = *interfaceClass;

@@ -2,7 +2,6 @@
 
 #include "modem/modem_qc.h"
 #include "tests/modem/modem_fixture.h"
-#include "tests/modem/modem_archives.h"
 
 namespace {
 
@@ -22,7 +21,7 @@ constexpr std::uint32_t kAccessDenied = 5;
 /// A tablet on which every deployment succeeds: what becomes of the paths is then the paths' own business.
 class ImagePaths : public modem_tests::ModemTest {
  protected:
-  ImagePaths() { drive().Put(u"c:\\windows\\system32\\modem_core\\VZW.bin", modem_tests::ArchiveOf({})); }
+  ImagePaths() { PutArchive(); }
 
   void StartModem() {
     CModemQC modem;
@@ -35,7 +34,6 @@ class ImagePaths : public modem_tests::ModemTest {
   std::optional<std::u16string> SoftwarePathOf(std::u16string_view instance) {
     return registry().GetText(Instance(instance), u"AmssSwImagePath");
   }
-  bool Deployed() { return !MessagesOf("CImageSelector::UnzipBinary:247").empty(); }
 };
 
 TEST_F(ImagePaths, AnOldPathIsReplacedTogetherWithTheSoftwarePath) {
@@ -47,18 +45,17 @@ TEST_F(ImagePaths, AnOldPathIsReplacedTogetherWithTheSoftwarePath) {
   EXPECT_THAT(MessagesOf("CModemQC::CheckImageRegPath"),
               ElementsAre("CModemQC::CheckImageRegPath:124 : Needs to be updated from "
                           "\\SystemRoot\\System32\\shipped.mbn"));
-  EXPECT_THAT(
-      MessagesOf("CModemQC::UpdateImageRegPath"),
-      ElementsAre("CModemQC::UpdateImageRegPath:145 : Update QC_AMSS_FW_IMAGE_REG_NAME = "
-                  "\\SystemRoot\\System32\\qcdsp1v2850.mbn!!!",
-                  "CModemQC::UpdateImageRegPath:149 : Update QC_AMSS_SW_IMAGE_REG_NAME = "
-                  "\\SystemRoot\\System32\\qcdsp2850.mbn!!!"));
+  EXPECT_THAT(MessagesOf("CModemQC::UpdateImageRegPath"),
+              ElementsAre("CModemQC::UpdateImageRegPath:145 : Update QC_AMSS_FW_IMAGE_REG_NAME = "
+                          "\\SystemRoot\\System32\\qcdsp1v2850.mbn!!!",
+                          "CModemQC::UpdateImageRegPath:149 : Update QC_AMSS_SW_IMAGE_REG_NAME = "
+                          "\\SystemRoot\\System32\\qcdsp2850.mbn!!!"));
 }
 
 TEST_F(ImagePaths, TheRightPathInAnotherLetterCaseIsRight) {
   PutInstance(u"0000", u"\\SYSTEMROOT\\SYSTEM32\\QCDSP1V2850.MBN");
   StartModem();
-  EXPECT_FALSE(Deployed());
+  EXPECT_FALSE(IsDeployed());
   EXPECT_EQ(FirmwarePathOf(u"0000"), u"\\SYSTEMROOT\\SYSTEM32\\QCDSP1V2850.MBN");
   EXPECT_THAT(
       MessagesOf("CModemQC::CheckImageRegPath"),
@@ -107,13 +104,13 @@ TEST_F(ImagePaths, TheFirstInstanceWithAPathDecides) {
   PutInstance(u"0001", kShippedPath);
   PutInstance(u"0000", kFirmwarePath);
   StartModem();
-  EXPECT_FALSE(Deployed());
+  EXPECT_FALSE(IsDeployed());
   EXPECT_EQ(FirmwarePathOf(u"0001"), kShippedPath);
 
   PutInstance(u"0000", kShippedPath);
   PutInstance(u"0001", u"another");
   StartModem();
-  EXPECT_TRUE(Deployed());
+  EXPECT_TRUE(IsDeployed());
   EXPECT_EQ(FirmwarePathOf(u"0000"), kFirmwarePath);
   EXPECT_EQ(FirmwarePathOf(u"0001"), u"another");
 }
@@ -122,7 +119,7 @@ TEST_F(ImagePaths, TheSoftwarePathIsNeverLookedAt) {
   PutInstance(u"0000", kFirmwarePath);
   registry().PutText(Instance(u"0000"), u"AmssSwImagePath", u"old");
   StartModem();
-  EXPECT_FALSE(Deployed());
+  EXPECT_FALSE(IsDeployed());
   EXPECT_EQ(SoftwarePathOf(u"0000"), u"old");
 }
 
@@ -150,7 +147,7 @@ TEST_F(ImagePaths, AKeyThatMayNotBeWrittenIsLeftInSilence) {
   PutInstance(u"0000", kShippedPath);
   registry().Guard(Instance(u"0000"), tablet::KeyGuard::kReadOnly);
   StartModem();
-  EXPECT_TRUE(Deployed());
+  EXPECT_TRUE(IsDeployed());
   EXPECT_EQ(FirmwarePathOf(u"0000"), kShippedPath);
   EXPECT_THAT(MessagesOf("CModemQC::UpdateImageRegPath"), IsEmpty());
   EXPECT_THAT(messages(), Not(Contains(HasSubstr("RegSetValueEx fail"))));
@@ -160,7 +157,7 @@ TEST_F(ImagePaths, ADeploymentForcedByTheRequestLeavesRightPathsAlone) {
   PutInstance(u"0000", kFirmwarePath);
   registry().PutDword(kParameters, u"Distribute", 1);
   StartModem();
-  EXPECT_TRUE(Deployed());
+  EXPECT_TRUE(IsDeployed());
   EXPECT_EQ(SoftwarePathOf(u"0000"), std::nullopt);
   EXPECT_THAT(MessagesOf("CModemQC::UpdateImageRegPath"), IsEmpty());
   EXPECT_THAT(machine().journal().Calls("RegSetValueExW"), IsEmpty());
@@ -168,11 +165,11 @@ TEST_F(ImagePaths, ADeploymentForcedByTheRequestLeavesRightPathsAlone) {
 
 TEST_F(ImagePaths, WithoutInstancesThereIsNothingToUpdate) {
   StartModem();
-  EXPECT_FALSE(Deployed());
+  EXPECT_FALSE(IsDeployed());
   EXPECT_THAT(messages(), Contains("SRegistrySubKeys:1083 : RegistrySubKeys fail"));
   registry().MakeKey(kModemClass);
   StartModem();
-  EXPECT_FALSE(Deployed());
+  EXPECT_FALSE(IsDeployed());
 }
 
 TEST_F(ImagePaths, TheInstancesAreOnlyListedForWhoAsksForModemInformation) {

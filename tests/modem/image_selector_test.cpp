@@ -52,9 +52,8 @@ TEST_F(ImageSelector, TheSalesCodesMapEntryNamesTheArchive) {
   EXPECT_EQ(choice.name, u"KOR.bin");
   EXPECT_THAT(MessagesOf("CImageSelector::GetRegMapsCSC"),
               ElementsAre("CImageSelector::GetRegMapsCSC:96 : Registry CSC(KOO) ModemBinary(KOR.bin)"));
-  EXPECT_THAT(
-      MessagesOf("CImageSelector::DetermineImageByCSC"),
-      ElementsAre("CImageSelector::DetermineImageByCSC:62 : DetermineModemBinary KOR.bin by CSC KOO"));
+  EXPECT_THAT(MessagesOf("CImageSelector::DetermineImageByCSC"),
+              ElementsAre("CImageSelector::DetermineImageByCSC:62 : DetermineModemBinary KOR.bin by CSC KOO"));
 }
 
 TEST_F(ImageSelector, ASalesCodeIsLookedUpWithoutRegardToCase) {
@@ -292,10 +291,9 @@ TEST_F(ImageSelector, AMirroredIdIsToldTwice) {
   CImageSelector selector;
   selector.UpdateUEFIModemIDinAudit();
   EXPECT_EQ(FirmwareImageId(), (Bytes{'A', 'T', 'T', 0, 0, 0, 0, 0, 0, 0}));
-  EXPECT_THAT(
-      MessagesOf("CImageSelector::UpdateUEFIModemID"),
-      ElementsAre("CImageSelector::UpdateUEFIModemID:175 : Update UEFI Modem Image ID = ATT!!!",
-                  "CImageSelector::UpdateUEFIModemIDinAudit:141 : Update UEFI Modem Image ID = ATT!!!"));
+  EXPECT_THAT(MessagesOf("CImageSelector::UpdateUEFIModemID"),
+              ElementsAre("CImageSelector::UpdateUEFIModemID:175 : Update UEFI Modem Image ID = ATT!!!",
+                          "CImageSelector::UpdateUEFIModemIDinAudit:141 : Update UEFI Modem Image ID = ATT!!!"));
 }
 
 TEST_F(ImageSelector, AnIdThatCannotBeMirroredIsReported) {
@@ -312,7 +310,7 @@ TEST_F(ImageSelector, WithoutARegistryIdNothingIsMirroredAndNothingSaid) {
   PutFirmwareImageId("KOR");
   CImageSelector selector;
   selector.UpdateUEFIModemIDinAudit();
-  EXPECT_EQ(FirmwareImageId(), modem_tests::BytesOf("KOR"));
+  EXPECT_EQ(FirmwareImageId(), modem_tests::ToBytes("KOR"));
   EXPECT_EQ(DriverRequests(), 0u);
   EXPECT_THAT(MessagesOf("CImageSelector::UpdateUEFI"), IsEmpty());
 }

@@ -44,9 +44,9 @@ void ModemTest::PutFirmware(const char16_t* name, const char* vendor, Bytes data
   machine().firmware().Put({name, *tablet::Guid::Parse(vendor)}, std::move(data));
 }
 
-void ModemTest::PutSalesCode(std::string_view code) { PutFirmware(u"SALES_CODE", kSalesCodeVendor, BytesOf(code)); }
+void ModemTest::PutSalesCode(std::string_view code) { PutFirmware(u"SALES_CODE", kSalesCodeVendor, ToBytes(code)); }
 
-void ModemTest::PutFirmwareImageId(std::string_view id) { PutFirmware(u"ModemImageID", kImageIdVendor, BytesOf(id)); }
+void ModemTest::PutFirmwareImageId(std::string_view id) { PutFirmware(u"ModemImageID", kImageIdVendor, ToBytes(id)); }
 
 Bytes ModemTest::FirmwareImageId() {
   auto const* const variable = machine().firmware().Find({u"ModemImageID", *tablet::Guid::Parse(kImageIdVendor)});
@@ -56,6 +56,18 @@ Bytes ModemTest::FirmwareImageId() {
 void ModemTest::EnterAuditMode() {
   registry().PutText(kSetupState, u"ImageState", u"IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT");
 }
+
+void ModemTest::PutArchive(const testing_support::ZipBuilder& archive, std::u16string_view path) {
+  drive().Put(path, archive.Build());
+}
+
+void ModemTest::PutArchive() {
+  testing_support::ZipBuilder archive;
+  archive.Add("qcdsp1v2850.mbn", ToBytes("firmware"));
+  PutArchive(archive);
+}
+
+bool ModemTest::IsDeployed() { return drive().Exists(u"c:\\windows\\system32\\qcdsp1v2850.mbn"); }
 
 std::vector<std::string> ModemTest::MessagesOf(std::string_view start) {
   std::vector<std::string> found;

@@ -9,6 +9,7 @@
 
 #include "common/diagnostic_log.h"
 #include "tests/testing/tablet_fixture.h"
+#include "tests/testing/zip_builder.h"
 
 namespace modem_tests {
 
@@ -24,9 +25,11 @@ inline constexpr char16_t kFirmwarePath[] = u"\\SystemRoot\\System32\\qcdsp1v285
 inline constexpr char16_t kSoftwarePath[] = u"\\SystemRoot\\System32\\qcdsp2850.mbn";
 inline constexpr char16_t kShippedPath[] = u"\\SystemRoot\\System32\\shipped.mbn";
 
-using Bytes = std::vector<std::uint8_t>;
+inline constexpr char16_t kModemFolder[] = u"c:\\windows\\system32\\modem_core";
+inline constexpr char16_t kVzwArchive[] = u"c:\\windows\\system32\\modem_core\\VZW.bin";
 
-inline Bytes BytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+using testing_support::Bytes;
+using testing_support::ToBytes;
 
 /// A text as the registry stores it, terminator included.
 tablet::RegistryValue TextValue(std::u16string_view text);
@@ -51,6 +54,13 @@ class ModemTest : public testing_support::TabletTest {
   Bytes FirmwareImageId();
 
   void EnterAuditMode();
+
+  /// Puts an archive under the default image's name, or another.
+  void PutArchive(const testing_support::ZipBuilder& archive, std::u16string_view path = kVzwArchive);
+  /// Puts an archive of one file, "qcdsp1v2850.mbn", under the default image's name.
+  void PutArchive();
+  /// Whether that file has been extracted.
+  bool IsDeployed();
 
   /// The messages that begin with `start`, a function's name for instance, in order.
   std::vector<std::string> MessagesOf(std::string_view start);

@@ -3,7 +3,6 @@
 #include <type_traits>
 
 #include "modem/modem_qc.h"
-#include "tests/modem/modem_archives.h"
 #include "tests/modem/modem_fixture.h"
 
 namespace {
@@ -13,9 +12,7 @@ using modem_tests::kParameters;
 using modem_tests::kService;
 using modem_tests::kShippedPath;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
@@ -24,7 +21,6 @@ constexpr std::uint32_t kAccessDenied = 5;
 constexpr std::uint32_t kRegSz = 1;
 constexpr std::uint32_t kRegBinary = 3;
 constexpr std::uint32_t kRegQword = 11;
-constexpr char16_t kVzwArchive[] = u"c:\\windows\\system32\\modem_core\\VZW.bin";
 constexpr char16_t kReady[] = u"PELT_KNOW_TO_GO_SSR";
 
 static_assert(!std::has_virtual_destructor_v<CModemTemplate> && std::has_virtual_destructor_v<CModemQC>,
@@ -46,10 +42,6 @@ class ModemQc : public modem_tests::ModemTest {
     CModemQC modem;
     modem.Init();
   }
-  void PutArchive() {
-    drive().Put(kVzwArchive, modem_tests::ArchiveOf({{.name = "qcdsp1v2850.mbn", .content = "firmware"}}));
-  }
-  bool Deployed() { return drive().Exists(u"c:\\windows\\system32\\qcdsp1v2850.mbn"); }
 
   /// The handle of the stop event of the modem object made last.
   HANDLE StopEvent() {
@@ -79,7 +71,7 @@ TEST_F(ModemQc, ATabletThatWasNeverDeployedGetsItsImage) {
   registry().PutDword(kParameters, u"Distribute", 1);
   registry().PutDword(kParameters, kReady, 5);
   StartModem();
-  EXPECT_TRUE(Deployed());
+  EXPECT_TRUE(IsDeployed());
   EXPECT_EQ(registry().GetText(Instance(u"0000"), u"AmssFwImagePath"), kFirmwarePath);
   EXPECT_EQ(registry().GetDword(kParameters, u"Distribute"), std::nullopt);
   EXPECT_EQ(Ready(), 5u) << "a start that deploys does not touch the partner's value";
@@ -103,7 +95,7 @@ TEST_F(ModemQc, ARequestDeploysOverRightPathsAndLeavesThePartnersValue) {
   PutInstance(u"0000", kFirmwarePath);
   registry().PutDword(kParameters, u"Distribute", 1);
   StartModem();
-  EXPECT_TRUE(Deployed());
+  EXPECT_TRUE(IsDeployed());
   EXPECT_EQ(Ready(), std::nullopt);
   EXPECT_EQ(registry().GetDword(kParameters, u"Distribute"), std::nullopt);
 
@@ -129,7 +121,7 @@ class ModemQcRequest : public ModemQc {
     PutInstance(u"0000", kFirmwarePath);
     registry().Put(kParameters, u"Distribute", {.type = type, .data = std::move(data)});
     StartModem();
-    return Deployed();
+    return IsDeployed();
   }
 };
 
@@ -138,7 +130,7 @@ TEST_F(ModemQcRequest, AnyOtherNumberIsNoRequest) {
   PutInstance(u"0000", kFirmwarePath);
   registry().PutDword(kParameters, u"Distribute", 2);
   StartModem();
-  EXPECT_FALSE(Deployed());
+  EXPECT_FALSE(IsDeployed());
   EXPECT_EQ(registry().GetDword(kParameters, u"Distribute"), 2u);
 }
 

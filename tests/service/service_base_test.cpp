@@ -234,9 +234,9 @@ TEST_F(ServiceBase, TheHandlerAlwaysAnswersNoError) {
 TEST_F(ServiceBase, AFailingStatusReportIsIgnored) {
   Inject("SetServiceStatus", ERROR_INVALID_HANDLE, 1, 2);
   Boot();
-  Send(SERVICE_CONTROL_INTERROGATE);
-  EXPECT_THAT(behaviour_.seen, ElementsAre("start"));
-  EXPECT_FALSE(machine().services().ended().has_value());
+  SendForced(SERVICE_CONTROL_STOP);
+  EXPECT_THAT(behaviour_.seen, ElementsAre("start", "stop"));
+  EXPECT_THAT(States(), ElementsAre("STOP_PENDING", "STOPPED"));
 }
 
 TEST_F(ServiceBase, WithoutAControlHandlerTheProcessDiesOfTheErrorCode) {

@@ -33,13 +33,7 @@ using WMIDPREQUEST = ULONG(WINAPI*)(WMIDPREQUESTCODE request, PVOID context, ULO
 struct WNODE_HEADER {
   ULONG BufferSize;  ///< bytes of the whole block, the names behind the structure included
   ULONG ProviderId;
-  union {
-    ULONG64 HistoricalContext;
-    struct {
-      ULONG Version;
-      ULONG Linkage;
-    };
-  };
+  ULONG64 HistoricalContext;  ///< in a provider's callback: the logger handle
   union {
     ULONG CountLost;
     HANDLE KernelHandle;

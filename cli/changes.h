@@ -1,0 +1,42 @@
+// What a life has changed: files, registry, firmware; as data, as lines for people and as JSON.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "cli/life.h"
+
+namespace cli {
+
+struct FirmwareChange {
+  std::string name;  ///< "ModemImageID-{GUID}"
+  std::string before;
+  std::string after;  ///< texts; "" where there was or is none
+};
+
+struct Changes {
+  std::vector<tablet::FileChange> files;
+  std::vector<tablet::RegistryChange> registry;
+  std::vector<FirmwareChange> firmware;
+
+  std::size_t files_written = 0;
+  std::uint64_t bytes_written = 0;
+  std::size_t folders_made = 0;
+  std::size_t attributes_changed = 0;  ///< of paths that were neither made nor written
+};
+
+Changes ChangesOf(Life& life);
+
+/// The changes under a line for each key: [HKEY_LOCAL_MACHINE\...], then "Name" = "new", was "old".
+std::vector<std::string> Describe(const std::vector<tablet::RegistryChange>& changes);
+std::string Describe(const FirmwareChange& change);
+/// What happened to a path ("new", "written", "attributes"), its size if that is new too, and its attributes now.
+std::string Describe(const tablet::FileChange& change, const tablet::Drive& drive);
+
+nlohmann::ordered_json ToJson(const Changes& changes);
+
+/// A registry value as .reg files write it: "text", dword:00000001, hex(7):...
+std::string ShowValue(const tablet::RegistryValue& value);
+
+}  // namespace cli

@@ -1,0 +1,200 @@
+#include <windows.h>
+// windows.h stands first, as everywhere.
+#include <fmt/format.h>
+#include <sched.h>
+
+#include "cli/exit_code.h"
+#include "cli/life.h"
+#include "cli/watchdog.h"
+#include "tablet/folder.h"
+
+/// The service's own entry.
+extern "C" int wmain(int argumentCount, WCHAR** arguments);
+
+namespace cli {
+
+namespace {
+
+using Kind = LifeEnd::Kind;
+using tablet::Millis;
+
+/// A service that neither stops nor comes to rest is sent a stop after this much virtual time, and given up after as
+/// much again.
+constexpr Millis kLongEnough = std::chrono::hours(1);
+
+constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
+constexpr std::uint32_t kAllFlags = 1;
+constexpr std::uint8_t kAllLevels = 5;
+
+/// Simulated threads hand a baton to each other; that is twenty times faster on one processor than across two.
+void StayOnThisProcessor() {
+  int const here = ::sched_getcpu();
+  if (here < 0) return;
+  cpu_set_t only;
+  CPU_ZERO(&only);
+  CPU_SET(here, &only);
+  ::sched_setaffinity(0, sizeof only, &only);
+}
+
+int RunService() {
+  WCHAR name[] = TEXT("Vantord.exe");
+  WCHAR* arguments[] = {name, nullptr};
+  return wmain(1, arguments);
+}
+
+std::string_view WordOf(std::uint32_t control) {
+  return control == tablet::kControlStop ? "stop" : control == tablet::kControlPreshutdown ? "preshutdown" : "other";
+}
+
+std::uint32_t ControlOf(tablet::TimelineEvent::Kind kind) {
+  return kind == tablet::TimelineEvent::Kind::kStop ? tablet::kControlStop : tablet::kControlPreshutdown;
+}
+
+}  // namespace
+
+std::string_view NameOf(Kind kind) {
+  switch (kind) {
+    case Kind::kStopped:
+      return "stopped";
+    case Kind::kFailed:
+      return "failed";
+    case Kind::kDied:
+      return "died";
+    case Kind::kHung:
+      return "hung";
+    case Kind::kTimeLimit:
+      return "time limit";
+    case Kind::kCallLimit:
+      return "call limit";
+    case Kind::kNotModelled:
+      return "not modelled";
+  }
+  return "unknown";
+}
+
+int ExitCodeOf(Kind kind) {
+  switch (kind) {
+    case Kind::kStopped:
+      return kDone;
+    case Kind::kFailed:
+    case Kind::kDied:
+    case Kind::kHung:
+      return kServiceFailed;
+    case Kind::kTimeLimit:
+    case Kind::kCallLimit:
+      return kLimitReached;
+    case Kind::kNotModelled:
+      return kOperationFailed;
+  }
+  return kOperationFailed;
+}
+
+Life::Life(const tablet::Description& description, const std::filesystem::path& folder,
+           const std::filesystem::path& work, LifeOptions options)
+    : description_(description),
+      options_(options),
+      machine_(description, work, {.seed = options.seed, .realtime = options.realtime}) {
+  tablet::LoadState(folder, machine_);
+  registry_before_ = machine_.registry().Snapshot();
+  firmware_before_ = machine_.firmware().variables();
+  if (description.trace_collected) {
+    machine_.trace().Collect(*tablet::Guid::Parse(kServiceProvider), kAllFlags, kAllLevels);
+  }
+  machine_.scheduler().OnTick([this] { ticks_.fetch_add(1, std::memory_order_relaxed); });
+}
+
+Life::~Life() = default;
+
+void Life::Start() {
+  StayOnThisProcessor();
+  for (const tablet::TimelineEvent& event : description_.timeline) {
+    ++events_to_come_;
+    machine_.scheduler().At(event.at, [this, kind = event.kind] {
+      --events_to_come_;
+      Send(ControlOf(kind));
+    });
+  }
+  machine_.services().Start(u"Vantord", RunService);
+}
+
+void Life::Send(std::uint32_t control) {
+  tablet::WinError const refusal = machine_.services().Send(control);
+  told_ = told_ || refusal == 0;
+  machine_.journal().Note(refusal == 0 ? fmt::format("{} control sent", WordOf(control))
+                                       : fmt::format("{} control refused with error {}", WordOf(control), refusal));
+}
+
+bool Life::IsResting() {
+  return events_to_come_ == 0 && machine_.services().status().state == tablet::kServiceRunning &&
+         machine_.services().IsParked();
+}
+
+std::optional<LifeEnd> Life::End() {
+  const tablet::ServiceManager& services = machine_.services();
+  if (const auto& halt = machine_.scheduler().halted()) {
+    bool const polls = halt->reason == tablet::Halt::Reason::kCallLimit;
+    return LifeEnd{polls ? Kind::kCallLimit : Kind::kNotModelled, halt->message};
+  }
+  if (!services.ended()) return std::nullopt;
+  const tablet::ProcessEnd& end = *services.ended();
+  const tablet::ServiceStatus& status = services.status();
+  if (end.died) return LifeEnd{Kind::kDied, "the service's process died of " + end.reason};
+  if (status.state != tablet::kServiceStopped) {
+    return LifeEnd{Kind::kFailed,
+                   fmt::format("the service's process ended while its status was {}", tablet::StateName(status.state))};
+  }
+  if (status.exit_code != 0 || end.exit_code != 0) {
+    std::uint32_t const code = status.exit_code != 0 ? status.exit_code : static_cast<std::uint32_t>(end.exit_code);
+    return LifeEnd{Kind::kFailed, fmt::format("the service stopped with error {}", code)};
+  }
+  return LifeEnd{Kind::kStopped,
+                 told_ ? "the service stopped as it was told" : "the service stopped by itself, without an error"};
+}
+
+std::optional<LifeEnd> Life::WaitFor(Millis deadline, const std::function<bool()>& enough) {
+  tablet::Scheduler& scheduler = machine_.scheduler();
+  Watchdog const watchdog(
+      [this, &scheduler] { return scheduler.calls() + ticks_.load(std::memory_order_relaxed); }, options_.patience,
+      [this] {
+        on_hang_({Kind::kHung, fmt::format("the service hangs: no call of the Windows API for {:.1f} s of real time",
+                                           static_cast<double>(options_.patience.count()) / 1000)});
+      });
+  tablet::Wake const wake =
+      scheduler.Wait(deadline, [&] { return machine_.services().ended().has_value() || enough(); });
+  if (std::optional<LifeEnd> end = End()) return end;
+  if (wake == tablet::Wake::kStalled) {
+    return LifeEnd{Kind::kHung, fmt::format("the service hangs: its status is {} and none of its threads will ever run",
+                                            tablet::StateName(machine_.services().status().state))};
+  }
+  return std::nullopt;
+}
+
+std::optional<LifeEnd> Life::RunUntilRest(Millis deadline) {
+  return WaitFor(deadline, [this] { return IsResting(); });
+}
+
+std::optional<LifeEnd> Life::Advance(Millis duration) {
+  return WaitFor(machine_.scheduler().Now() + duration, [] { return false; });
+}
+
+LifeEnd Life::Run(std::optional<Millis> until) {
+  tablet::Scheduler& scheduler = machine_.scheduler();
+  Start();
+  bool told_to_stop = false;
+  for (;;) {
+    Millis limit = until ? *until : scheduler.Now() + kLongEnough;
+    // The timeline's last event may lie far ahead.
+    if (!until && events_to_come_ != 0) limit = std::max(limit, description_.timeline.back().at + kLongEnough);
+    if (std::optional<LifeEnd> end = RunUntilRest(limit)) return *end;
+    bool const resting = IsResting();
+    if (!resting && (until || told_to_stop)) {
+      return {Kind::kTimeLimit, fmt::format("virtual time reached {:.3f} s; the service's status is {}",
+                                            static_cast<double>(scheduler.Now().count()) / 1000,
+                                            tablet::StateName(machine_.services().status().state))};
+    }
+    told_to_stop = true;
+    Send(tablet::kControlStop);
+  }
+}
+
+}  // namespace cli

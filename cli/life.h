@@ -1,0 +1,89 @@
+// One life of a tablet: power-on, the unchanged service, controls, the end. The service keeps process-wide state, so a
+// process of the host lives one life at most.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tablet/tablet.h"
+
+namespace cli {
+
+struct LifeOptions {
+  std::uint64_t seed = 0;
+  bool realtime = false;
+  /// The watchdog's: real time without a call of the Windows API after which the service counts as hung.
+  std::chrono::milliseconds patience{10'000};
+};
+
+/// How a life ended.
+struct LifeEnd {
+  enum class Kind {
+    kStopped,      ///< reported STOPPED without an error code; its process has ended
+    kFailed,       ///< reported STOPPED with an error code, or ended without such a report
+    kDied,         ///< an exception left one of its threads
+    kHung,         ///< neither ended nor ever runs again
+    kTimeLimit,    ///< the wanted virtual time was reached first
+    kCallLimit,    ///< it polls for ever
+    kNotModelled,  ///< it called what the simulation does not model
+  };
+  Kind kind = Kind::kStopped;
+  std::string message;  ///< a sentence for people, without a full stop
+};
+
+/// The end's name in documents: "stopped", "failed", ...
+std::string_view NameOf(LifeEnd::Kind kind);
+/// The exit code that an end leads to.
+int ExitCodeOf(LifeEnd::Kind kind);
+
+class Life {
+ public:
+  /// Powers on: registry and firmware from `folder`, a tablet; drive C: in `work` (see tablet::CopyDrive).
+  Life(const tablet::Description& description, const std::filesystem::path& folder, const std::filesystem::path& work,
+       LifeOptions options);
+  ~Life();
+
+  tablet::Tablet& machine() { return machine_; }
+  const tablet::Registry& registry_before() const { return *registry_before_; }
+  const tablet::Firmware::Variables& firmware_before() const { return firmware_before_; }
+
+  /// What the watchdog does with a hung service; it must not return. Set before Start.
+  void OnHang(std::function<void(const LifeEnd&)> act) { on_hang_ = std::move(act); }
+
+  /// Starts the service and schedules the description's timeline.
+  void Start();
+  /// Runs until the service has ended, or rests (parked, with no event of the timeline to come), or the clock reaches
+  /// `deadline`. Answers the end when there is one: kHung for a service that stands still without being parked.
+  std::optional<LifeEnd> RunUntilRest(tablet::Millis deadline = tablet::kForever);
+  /// Lets virtual time pass; ends early when the service ends.
+  std::optional<LifeEnd> Advance(tablet::Millis duration);
+  /// Sends a control; notes a refusal in the journal.
+  void Send(std::uint32_t control);
+
+  /// Start to end: follows the timeline; without a stop there, the service is sent a stop once it is parked. At
+  /// `until`, when given, the run is over.
+  LifeEnd Run(std::optional<tablet::Millis> until);
+
+ private:
+  std::optional<LifeEnd> WaitFor(tablet::Millis deadline, const std::function<bool()>& enough);
+  std::optional<LifeEnd> End();
+  bool IsResting();
+
+  tablet::Description description_;
+  LifeOptions options_;
+  tablet::Tablet machine_;
+  std::unique_ptr<tablet::Registry> registry_before_;
+  tablet::Firmware::Variables firmware_before_;
+  std::size_t events_to_come_ = 0;
+  bool told_ = false;  ///< a control that ends the service was sent
+  std::atomic<std::uint64_t> ticks_{0};
+  std::function<void(const LifeEnd&)> on_hang_;
+};
+
+}  // namespace cli

@@ -1,0 +1,147 @@
+#include "cli/run_command.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "cli/event_json.h"
+#include "cli/exit_code.h"
+#include "cli/story_teller.h"
+#include "cli/summary.h"
+#include "cli/work_folder.h"
+#include "tablet/folder.h"
+#include "tablet/input_error.h"
+
+namespace cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using Style = Console::Style;
+
+/// Where the run's drive stands: beside the place it may be kept at, so that keeping it is a rename.
+WorkFolder MakeWorkFolder(const RunOptions& options) {
+  if (options.in_place) return WorkFolder(options.folder / fmt::format(".run-{}", ::getpid()));
+  if (!options.save) return WorkFolder::Temporary();
+  const fs::path& target = *options.save;
+  bool const usable = !fs::exists(target) || (fs::is_directory(target) && fs::is_empty(target));
+  if (!usable)
+    throw tablet::InputError(target.string(), "exists already", "name a folder that does not exist or is empty");
+  fs::path plain = fs::absolute(target).lexically_normal();
+  if (!plain.has_filename()) plain = plain.parent_path();
+  try {
+    return WorkFolder(plain.string() + fmt::format(".making-{}", ::getpid()));
+  } catch (const tablet::InputError& error) {
+    throw tablet::InputError(target.string(), error.problem(), error.next());
+  }
+}
+
+/// One run, from the folder to the summary.
+class Session {
+ public:
+  Session(const RunOptions& options, Console& console)
+      : options_(options),
+        console_(console),
+        begun_(Clock::now()),
+        description_(tablet::ReadTabletFolder(options.folder)),
+        work_(MakeWorkFolder(options)),
+        teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
+    if (options.events) events_.emplace(*options.events, options.calls);
+    tablet::CopyDrive(options.folder, work_.path());
+    life_ = std::make_unique<Life>(description_, options.folder, work_.path(),
+                                   LifeOptions{options.seed, options.realtime, options.patience});
+    observer_ = std::make_unique<Observer>(*life_);
+  }
+
+  int Run() {
+    Listen();
+    life_->OnHang([this](const LifeEnd& end) {
+      // On the watchdog's thread: the service runs on and cannot be brought to an end, the program can.
+      int code = kOperationFailed;
+      try {
+        code = Finish(end, false);
+      } catch (const std::exception& error) {
+        std::fprintf(stderr, "vantord-tablet: %s\n", error.what());
+      }
+      std::fflush(stdout);
+      RemoveWorkFolders();
+      ::_exit(code);
+    });
+    std::optional<tablet::Millis> until;
+    if (options_.until) until = tablet::Millis(*options_.until);
+    LifeEnd const end = life_->Run(until);
+    return Finish(end, true);
+  }
+
+ private:
+  bool Tells() const { return !options_.json && !options_.quiet; }
+
+  void Listen() {
+    if (!options_.json) console_.Line(console_.Styled(Style::kStrong, description_.name));
+    life_->machine().journal().Listen([this](const tablet::Event& event) {
+      if (events_) events_->Write(event);
+      if (Tells()) teller_.Tell(event);
+    });
+    if (!Tells() || !console_.is_terminal()) return;
+    observer_->on_progress = [this](const std::string& path, std::uint64_t done, std::uint64_t whole) {
+      console_.Progress(fmt::format("of {}", path), done, whole);
+    };
+  }
+
+  void Show(const StoryLine& line) {
+    Style style = Style::kPlain;
+    if (line.kind == "status") style = Style::kAccent;
+    if (line.kind == "event") style = Style::kStrong;
+    if (line.kind.empty()) style = Style::kDim;
+    console_.Line(console_.Styled(style, Format(line)));
+  }
+
+  int Finish(const LifeEnd& end, bool may_keep) {
+    teller_.Flush();
+    console_.EndProgress();
+    Summary summary{description_.name, end, ExitCodeOf(end.kind), 0, {}};
+    if (may_keep) summary.kept = Keep();
+    if (events_) events_->Close();
+    summary.real_seconds = std::chrono::duration<double>(Clock::now() - begun_).count();
+    if (options_.json) {
+      auto const document = SummaryJson(summary, *life_, *observer_);
+      console_.Line(document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    } else {
+      PrintSummary(console_, summary, *life_, *observer_);
+    }
+    return summary.exit_code;
+  }
+
+  std::string Keep() {
+    SignalsWait const whole;
+    if (options_.in_place) {
+      tablet::ReplaceState(options_.folder, life_->machine(), work_.path());
+      return options_.folder.string();
+    }
+    if (!options_.save) return {};
+    tablet::CompleteFolder(options_.folder, life_->machine(), work_.path());
+    work_.KeepAs(*options_.save);
+    return options_.save->string();
+  }
+
+  RunOptions options_;
+  Console& console_;
+  Clock::time_point begun_;
+  tablet::Description description_;
+  WorkFolder work_;
+  std::optional<EventFile> events_;
+  StoryTeller teller_;
+  std::unique_ptr<Life> life_;
+  std::unique_ptr<Observer> observer_;
+};
+
+}  // namespace
+
+int Run(const RunOptions& options, Console& console) {
+  Session session(options, console);
+  return session.Run();
+}
+
+}  // namespace cli

@@ -1,0 +1,31 @@
+// vantord-tablet run: one life of a tablet, told as it happens, and a summary.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+#include "cli/console.h"
+
+namespace cli {
+
+struct RunOptions {
+  std::filesystem::path folder;
+  std::optional<std::filesystem::path> save;    ///< keeps the tablet as it ended there
+  bool in_place = false;                        ///< or in `folder` itself
+  std::optional<std::filesystem::path> events;  ///< a file of JSON Lines
+  bool calls = false;                           ///< each call of the Windows API among the events
+  std::optional<std::int64_t> until;            ///< milliseconds of virtual time
+  std::uint64_t seed = 0;
+  bool realtime = false;
+  bool json = false;
+  bool quiet = false;    ///< the summary only
+  bool verbose = false;  ///< every message
+  std::chrono::milliseconds patience{10'000};
+};
+
+/// Answers the exit code. Throws InputError for bad input; nothing of the given tablet has changed then.
+int Run(const RunOptions& options, Console& console);
+
+}  // namespace cli

@@ -1,0 +1,20 @@
+// vantord-tablet story: plays stories, compares or records.
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+#include "cli/console.h"
+
+namespace cli {
+
+struct StoryOptions {
+  std::vector<std::filesystem::path> files;
+  bool rewrite = false;
+  bool json = false;
+};
+
+/// Answers the exit code: kNotAsExpected when a story tells something else than it records. Throws InputError.
+int PlayStories(const StoryOptions& options, Console& console);
+
+}  // namespace cli

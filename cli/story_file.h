@@ -1,0 +1,37 @@
+// Golden transcripts: a preface, a tablet, verbs, and under each verb the indented record of what happened.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+struct StoryVerb {
+  int line = 0;                       ///< in the file, from 1
+  std::vector<std::string> lead;      ///< empty lines and comments in front of it
+  std::string text;                   ///< as written
+  std::string word;                   ///< its first word
+  std::string rest;                   ///< what follows, without blanks around it
+  std::vector<std::string> recorded;  ///< the record, without its indentation
+};
+
+struct Story {
+  std::filesystem::path file;
+  std::vector<std::string> preface;  ///< three lines that begin with "# "
+  std::vector<StoryVerb> verbs;
+};
+
+/// Throws InputError (file, line) for what is no story: another preface, an unknown verb, a record without a verb, a
+/// first verb that is not "tablet", kLongestStory lines or more.
+Story ReadStory(const std::filesystem::path& file);
+
+/// The story as text again; reading it gives the same story.
+std::string ToText(const Story& story);
+
+/// Throws InputError when the story has become too long or the file cannot be written.
+void WriteStory(const Story& story);
+
+inline constexpr std::size_t kLongestStory = 120;
+
+}  // namespace cli

@@ -1,0 +1,379 @@
+#include "cli/story_player.h"
+
+#include <fmt/format.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <sstream>
+
+#include "cli/changes.h"
+#include "cli/life.h"
+#include "cli/samples.h"
+#include "cli/story_teller.h"
+#include "cli/work_folder.h"
+#include "tablet/folder.h"
+#include "tablet/input_error.h"
+#include "tablet/json_source.h"
+#include "tablet/reg_text.h"
+
+namespace cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+[[noreturn]] void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next) {
+  throw tablet::InputError(fmt::format("line {}: {}", verb.line, verb.word), problem, next);
+}
+
+/// Rest of a verb as a first word and what follows.
+std::pair<std::string, std::string> Split(const std::string& rest) {
+  std::size_t const blank = rest.find(' ');
+  if (blank == std::string::npos) return {rest, {}};
+  return {rest.substr(0, blank), rest.substr(rest.find_first_not_of(' ', blank))};
+}
+
+/// Rest of a verb as a path, quoted where it holds blanks, and what follows.
+std::pair<std::string, std::string> SplitPath(const StoryVerb& verb) {
+  if (!verb.rest.starts_with('"')) return Split(verb.rest);
+  std::size_t const end = verb.rest.find('"', 1);
+  if (end == std::string::npos) Refuse(verb, "a quote is missing", "close the path with \"");
+  auto [none, tail] = Split(verb.rest.substr(end + 1));
+  return {verb.rest.substr(1, end - 1), tail};
+}
+
+// --- verbs between lives ------------------------------------------------------------------------------------------
+
+/// set KEY JSON: a key of tablet.json, its sections separated by dots.
+void DoSet(const StoryVerb& verb, const fs::path& folder) {
+  auto const [key, value] = Split(verb.rest);
+  fs::path const file = folder / "tablet.json";
+  std::ifstream in(file);
+  nlohmann::ordered_json document = nlohmann::ordered_json::parse(in);
+  nlohmann::ordered_json const parsed = nlohmann::ordered_json::parse(value, nullptr, false);
+  if (parsed.is_discarded()) Refuse(verb, fmt::format("\"{}\" is no JSON", value), "write: set modem.present false");
+  std::string pointer;
+  for (char const c : key) pointer += c == '.' ? '/' : c;
+  document[nlohmann::ordered_json::json_pointer("/" + pointer)] = parsed;
+  std::ofstream(file) << document.dump(2) << '\n';
+  tablet::ReadDescription(file);
+}
+
+/// registry [KEY] LINE: a line as in .reg files; registry [-KEY] removes a key.
+void DoRegistry(const StoryVerb& verb, const fs::path& folder) {
+  std::size_t const close = verb.rest.find(']');
+  if (!verb.rest.starts_with('[') || close == std::string::npos) {
+    Refuse(verb, "no key in brackets", "write: registry [HKEY_LOCAL_MACHINE\\...] \"Name\"=dword:00000001");
+  }
+  std::string const text =
+      fmt::format("\n{}\n{}\n", verb.rest.substr(0, close + 1), Split(verb.rest.substr(close + 1)).second);
+  constexpr std::string_view kHeader = "Windows Registry Editor Version 5.00\n";
+  tablet::Registry trial;
+  tablet::ReadRegText(std::string(kHeader) + text, fmt::format("line {}", verb.line), trial);
+  fs::path const file = folder / "registry" / tablet::kSavedRegistryFile;
+  bool const is_new = !fs::exists(file);
+  std::ofstream out(file, std::ios::app);
+  if (is_new) out << kHeader;
+  out << text;
+}
+
+/// firmware NAME-GUID TEXT, or "-" to remove the variable.
+void DoFirmware(const StoryVerb& verb, const fs::path& folder) {
+  auto const [name, text] = Split(verb.rest);
+  if (name.empty() || text.empty()) Refuse(verb, "no name and text", "write: firmware SALES_CODE-... KOR");
+  fs::path const file = folder / "efi" / name;
+  if (text == "-") {
+    fs::remove(file);
+    return;
+  }
+  std::ofstream(file, std::ios::binary) << std::string("\x07\0\0\0", 4) << text;
+}
+
+// --- one life -----------------------------------------------------------------------------------------------------
+
+/// The build's own time would make each build tell another story.
+std::string WithoutBuildTime(std::string text) {
+  constexpr std::string_view kStart = "VantorService OnStart [";
+  if (text.starts_with(kStart) && text.ends_with(']')) text = std::string(kStart) + "BUILD DATE, BUILD TIME]";
+  return text;
+}
+
+/// The verbs of one life, played in the process that is made for it.
+class LifePlayer {
+ public:
+  LifePlayer(const fs::path& folder, const fs::path& work)
+      : life_(tablet::ReadTabletFolder(folder), folder, work, {}),
+        teller_([this](const StoryLine& line) { Tell(line); }, false) {
+    life_.machine().journal().Listen([this](const tablet::Event& event) { teller_.Tell(event); });
+  }
+
+  Life& life() { return life_; }
+
+  Lines Play(const StoryVerb& verb) {
+    lines_.clear();
+    if (verb.word == "show") {
+      Show(verb);
+    } else if (verb.word == "file") {
+      PutFile(verb);
+    } else {
+      Act(verb);
+    }
+    return std::exchange(lines_, {});
+  }
+
+  /// What there is to say of a service that hangs.
+  Lines HangingLines(const LifeEnd& end) {
+    AfterEnd(end);
+    return std::exchange(lines_, {});
+  }
+
+ private:
+  void Tell(StoryLine line) {
+    if (quiet_ && (line.kind == "message" || line.kind.empty())) return;
+    line.text = WithoutBuildTime(std::move(line.text));
+    Add(Format(line));
+  }
+  void Add(std::string line) {
+    line.erase(line.find_last_not_of(' ') + 1);
+    lines_.push_back(std::move(line));
+  }
+  void AddFact(std::string_view kind, std::string_view text) { Add(fmt::format("{:>9}  {:<8}  {}", "", kind, text)); }
+
+  void Act(const StoryVerb& verb) {
+    bool const boots = verb.word == "boot";
+    if (boots == started_)
+      Refuse(verb, boots ? "the service was booted already" : "no service runs", "begin a life with \"boot\"");
+    if (over_) Refuse(verb, "the service has ended", "\"boot\" begins another life");
+    std::optional<LifeEnd> end;
+    if (boots) {
+      if (!verb.rest.empty() && verb.rest != "quietly") {
+        Refuse(verb, fmt::format("\"{}\" is not known here", verb.rest), "write \"boot\" or \"boot quietly\"");
+      }
+      quiet_ = verb.rest == "quietly";
+      started_ = true;
+      life_.Start();
+      end = life_.RunUntilRest();
+    } else if (verb.word == "wait") {
+      std::int64_t duration = 0;
+      auto const [last, error] = std::from_chars(verb.rest.data(), verb.rest.data() + verb.rest.size(), duration);
+      bool const whole = error == std::errc() && last == verb.rest.data() + verb.rest.size() && duration > 0;
+      if (!whole) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
+      end = life_.Advance(tablet::Millis(duration));
+    } else {
+      life_.Send(verb.word == "stop" ? tablet::kControlStop : tablet::kControlPreshutdown);
+      end = life_.RunUntilRest();
+    }
+    teller_.Flush();
+    if (end) AfterEnd(*end);
+  }
+
+  void AfterEnd(const LifeEnd& end) {
+    over_ = true;
+    teller_.Flush();
+    AddFact("end", end.message);
+    Changes const changes = ChangesOf(life_);
+    for (const std::string& line : Describe(changes.registry)) AddFact("registry", line);
+    for (const auto& change : changes.firmware) AddFact("firmware", Describe(change));
+    for (const auto& change : changes.files) AddFact("file", Describe(change, life_.machine().drive()));
+    if (changes.registry.empty() && changes.firmware.empty() && changes.files.empty()) AddFact("changes", "none");
+  }
+
+  void PutFile(const StoryVerb& verb) {
+    auto const [path, text] = SplitPath(verb);
+    if (started_) Refuse(verb, "the tablet is on", "change files before \"boot\"");
+    if (path.empty() || text.empty())
+      Refuse(verb, "no path and text", "write: file C:\\folder\\name text, or - to remove it");
+    tablet::Drive& drive = life_.machine().drive();
+    if (text != "-") {
+      drive.Put(tablet::ToUtf16(path), std::vector<std::uint8_t>(text.begin(), text.end()));
+    } else if (drive.Exists(tablet::ToUtf16(path))) {
+      drive.Remove(tablet::ToUtf16(path));
+    } else {
+      Refuse(verb, fmt::format("there is no {}", path), "check the path");
+    }
+  }
+
+  void Show(const StoryVerb& verb) {
+    auto const [what, name] = Split(verb.rest);
+    if (what == "registry") {
+      ShowKey(verb, name);
+    } else if (what == "file") {
+      tablet::Drive& drive = life_.machine().drive();
+      std::u16string const path = tablet::ToUtf16(name);
+      if (!drive.Exists(path)) {
+        AddFact("file", name + " is not there");
+        return;
+      }
+      tablet::FileFacts const facts = drive.Facts(path);
+      AddFact("file", fmt::format("{}: attributes {:#x}, {} bytes", name, facts.attributes, facts.size));
+    } else if (what == "firmware") {
+      for (auto const& [key, variable] : life_.machine().firmware().variables()) {
+        std::string const text(variable.data.begin(), variable.data.end());
+        AddFact("firmware", fmt::format("{} = {:?}", tablet::ToUtf8(key.name), text));
+      }
+    } else {
+      Refuse(verb, fmt::format("\"{}\" cannot be shown", what), "show registry KEY, show file PATH or show firmware");
+    }
+  }
+
+  void ShowKey(const StoryVerb& verb, const std::string& name) {
+    constexpr std::string_view kHive = "HKEY_LOCAL_MACHINE\\";
+    if (!name.starts_with(kHive)) Refuse(verb, "no key", "write: show registry HKEY_LOCAL_MACHINE\\...");
+    const tablet::Registry& registry = life_.machine().registry();
+    std::u16string const key = tablet::ToUtf16(name.substr(kHive.size()));
+    if (!registry.HasKey(key)) {
+      AddFact("registry", "there is no such key");
+      return;
+    }
+    for (const std::u16string& value : registry.ValueNames(key)) {
+      std::string const shown = value.empty() ? "@" : '"' + tablet::ToUtf8(value) + '"';
+      AddFact("registry", fmt::format("{}={}", shown, ShowValue(*registry.Get(key, value))));
+    }
+  }
+
+  Life life_;
+  StoryTeller teller_;
+  Lines lines_;
+  bool started_ = false;
+  bool over_ = false;
+  bool quiet_ = false;  ///< messages are not told
+};
+
+void WriteAll(int pipe, const nlohmann::json& document) {
+  std::string const text = document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  for (std::size_t done = 0; done < text.size();) {
+    ssize_t const written = ::write(pipe, text.data() + done, text.size() - done);
+    if (written <= 0) return;
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+/// The child's side: plays a life, keeps the tablet as it ends, and answers with the lines of each verb.
+void PlayLife(std::span<const StoryVerb> verbs, const fs::path& folder, int pipe) {
+  nlohmann::json answer{{"lines", nlohmann::json::array()}};
+  try {
+    WorkFolder const work(folder / ".life");
+    tablet::CopyDrive(folder, work.path());
+    LifePlayer player(folder, work.path());
+    player.life().OnHang([&](const LifeEnd& end) {
+      answer["lines"].push_back(player.HangingLines(end));
+      WriteAll(pipe, answer);
+      RemoveWorkFolders();
+      ::_exit(0);
+    });
+    for (const StoryVerb& verb : verbs) answer["lines"].push_back(player.Play(verb));
+    tablet::ReplaceState(folder, player.life().machine(), work.path());
+  } catch (const tablet::InputError& error) {
+    answer["error"] = {error.place(), error.problem(), error.next()};
+  }
+  WriteAll(pipe, answer);
+}
+
+std::string ReadAll(int pipe) {
+  std::string text;
+  std::array<char, 65536> buffer{};
+  for (;;) {
+    ssize_t const count = ::read(pipe, buffer.data(), buffer.size());
+    if (count <= 0) return text;
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::vector<Lines> PlayLifeInChild(std::span<const StoryVerb> verbs, const fs::path& folder) {
+  std::array<int, 2> pipe{};
+  if (::pipe(pipe.data()) != 0) throw std::runtime_error("no pipe can be made");
+  pid_t const child = ::fork();
+  if (child < 0) throw std::runtime_error("no process can be made");
+  if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::close(pipe[0]);
+    PlayLife(verbs, folder, pipe[1]);
+    ::_exit(0);
+  }
+  ::close(pipe[1]);
+  std::string const text = ReadAll(pipe[0]);
+  ::close(pipe[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  nlohmann::json const answer = nlohmann::json::parse(text, nullptr, false);
+  if (answer.is_discarded() || status != 0) {
+    std::string const how = WIFSIGNALED(status) ? fmt::format("by signal {}", WTERMSIG(status))
+                                                : fmt::format("with exit code {}", WEXITSTATUS(status));
+    throw std::runtime_error(
+        fmt::format("the process of the life that begins in line {} ended {}", verbs.front().line, how));
+  }
+  if (answer.contains("error")) {
+    const auto& error = answer["error"];
+    throw tablet::InputError(error[0].get<std::string>(), error[1].get<std::string>(), error[2].get<std::string>());
+  }
+  auto lines = answer["lines"].get<std::vector<Lines>>();
+  lines.resize(verbs.size());
+  return lines;
+}
+
+/// Verbs that act on a powered-on tablet; each "boot" begins another life.
+bool BelongsToLife(const StoryVerb& verb) {
+  static constexpr std::array<std::string_view, 6> kWords{"boot", "file", "preshutdown", "show", "stop", "wait"};
+  return std::find(kWords.begin(), kWords.end(), verb.word) != kWords.end();
+}
+
+void DoSetUp(const StoryVerb& verb, const fs::path& folder) {
+  if (verb.word == "tablet") {
+    MakeSample(verb.rest, true, folder);
+  } else if (verb.word == "set") {
+    DoSet(verb, folder);
+  } else if (verb.word == "registry") {
+    DoRegistry(verb, folder);
+  } else {
+    DoFirmware(verb, folder);
+  }
+}
+
+std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
+  std::vector<Lines> told;
+  for (std::size_t i = 0; i < story.verbs.size();) {
+    const StoryVerb& verb = story.verbs[i];
+    if (!BelongsToLife(verb)) {
+      DoSetUp(verb, folder);
+      told.emplace_back();
+      ++i;
+      continue;
+    }
+    std::size_t end = i;
+    bool booted = false;
+    while (end < story.verbs.size() && BelongsToLife(story.verbs[end])) {
+      bool const boots = story.verbs[end].word == "boot";
+      if (booted && (boots || story.verbs[end].word == "file")) break;
+      booted = booted || boots;
+      ++end;
+    }
+    auto lines = PlayLifeInChild(std::span(story.verbs).subspan(i, end - i), folder);
+    told.insert(told.end(), lines.begin(), lines.end());
+    i = end;
+  }
+  return told;
+}
+
+}  // namespace
+
+std::vector<Lines> PlayStory(const Story& story) {
+  WorkFolder const work = WorkFolder::Temporary();
+  try {
+    return PlayIn(story, work.path() / "tablet");
+  } catch (const tablet::InputError& error) {
+    throw tablet::InputError(fmt::format("{}: {}", story.file.string(), error.place()), error.problem(), error.next());
+  }
+}
+
+}  // namespace cli

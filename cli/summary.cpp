@@ -1,0 +1,147 @@
+#include "cli/summary.h"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+#include "cli/story_teller.h"
+
+namespace cli {
+
+namespace {
+
+using Style = Console::Style;
+using nlohmann::ordered_json;
+
+/// Paragraphs under a heading in the first column.
+class Table {
+ public:
+  explicit Table(Console& console) : console_(console) {}
+
+  void Row(std::string_view heading, std::string_view text, Style style = Style::kPlain) {
+    std::string const first = fmt::format("{:<10}", heading);
+    console_.Line(fmt::format("{}  {}", console_.Styled(Style::kStrong, first), console_.Styled(style, text)));
+  }
+  void More(std::string_view text) { console_.Line(fmt::format("{:<10}  {}", "", text)); }
+
+ private:
+  Console& console_;
+};
+
+/// What was found, where: in columns, with the ends of long keys.
+std::string FoundText(const LookUp& look_up) {
+  std::string place = "in firmware";
+  if (look_up.store == LookUp::Store::kRegistry) {
+    std::size_t const parent = look_up.key.rfind('\\', look_up.key.rfind('\\') - 1);
+    place = "in ..." + (parent == std::string::npos ? "\\" + look_up.key : look_up.key.substr(parent));
+  }
+  return fmt::format("{:<16}  {:<38}  {}", look_up.name, look_up.found.value_or("is not set"), place);
+}
+
+template <typename Items, typename Show>
+void Paragraph(Table& table, std::string_view heading, const Items& items, std::string_view without, Show show) {
+  if (items.empty()) table.Row(heading, without);
+  bool first = true;
+  for (const auto& item : items) {
+    if (first) {
+      table.Row(heading, show(item));
+    } else {
+      table.More(show(item));
+    }
+    first = false;
+  }
+}
+
+std::vector<const tablet::Event*> StatusEvents(Life& life) {
+  std::vector<const tablet::Event*> events;
+  for (const tablet::Event& event : life.machine().journal().events()) {
+    if (std::holds_alternative<tablet::StatusEvent>(event.what)) events.push_back(&event);
+  }
+  return events;
+}
+
+std::string FilesText(const Changes& changes) {
+  std::string text =
+      fmt::format("{} written, {}", Counted(changes.files_written, "file"), HumanBytes(changes.bytes_written));
+  if (changes.folders_made != 0) text += fmt::format("; {} made", Counted(changes.folders_made, "folder"));
+  if (changes.attributes_changed != 0)
+    text += fmt::format("; {} with other attributes", Counted(changes.attributes_changed, "path"));
+  return text;
+}
+
+}  // namespace
+
+void PrintSummary(Console& console, const Summary& summary, Life& life, const Observer& seen) {
+  Deployment const outcome = seen.Outcome();
+  Changes const changes = ChangesOf(life);
+  const ArchiveUse* archive = seen.ModemArchive();
+  Table table(console);
+  console.Line("");
+  table.Row("Tablet", summary.tablet);
+  table.Row("Firmware", (outcome.deployed ? "deployed: " : "not deployed: ") + outcome.reason,
+            outcome.deployed ? Style::kGood : Style::kPlain);
+  table.Row("Archive", archive == nullptr ? "none" : archive->path);
+  if (archive != nullptr) table.More("because " + seen.WhyThisArchive());
+  Paragraph(table, "Looked up", seen.look_ups(), "nothing that bears on the choice of an archive", FoundText);
+  table.Row("Files", FilesText(changes));
+  Paragraph(table, "Registry", Describe(changes.registry), "unchanged", [](const auto& line) { return line; });
+  Paragraph(table, "Variables", changes.firmware, "unchanged", [](const auto& change) { return Describe(change); });
+  Paragraph(table, "Status", StatusEvents(life), "never reported", [](const tablet::Event* event) {
+    const auto& status = std::get<tablet::StatusEvent>(event->what);
+    return fmt::format("{:>9}  {}{}", FormatTime(event->time), status.state,
+                       status.exit_code == 0 ? "" : fmt::format(", exit code {}", status.exit_code));
+  });
+  table.Row("Service", summary.end.message, summary.exit_code == 0 ? Style::kGood : Style::kBad);
+  table.Row("Time", fmt::format("{} s on the tablet, {:.2f} s here", FormatTime(life.machine().scheduler().Now()),
+                                summary.real_seconds));
+  table.Row("Kept", summary.kept.empty() ? "nothing: the tablet is as it was (--save OUT keeps what the run made of it)"
+                                         : summary.kept);
+}
+
+ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& seen) {
+  Deployment const outcome = seen.Outcome();
+  ordered_json archive;
+  if (const ArchiveUse* use = seen.ModemArchive()) {
+    archive = {{"path", use->path},
+               {"opened", use->opened},
+               {"why", seen.WhyThisArchive()},
+               {"entries", use->entries},
+               {"failures", use->failures}};
+  }
+  ordered_json look_ups = ordered_json::array();
+  for (const LookUp& look_up : seen.look_ups()) {
+    bool const registry = look_up.store == LookUp::Store::kRegistry;
+    ordered_json entry{{"where", registry ? "registry" : "firmware"}};
+    if (registry) entry["key"] = look_up.key;
+    entry["name"] = look_up.name;
+    entry["found"] = nullptr;
+    if (look_up.found) entry["found"] = *look_up.found;
+    look_ups.push_back(std::move(entry));
+  }
+  ordered_json statuses = ordered_json::array();
+  for (const tablet::Event* event : StatusEvents(life)) {
+    const auto& status = std::get<tablet::StatusEvent>(event->what);
+    statuses.push_back({{"time_ms", event->time.count()},
+                        {"state", status.state},
+                        {"controls_accepted", status.controls_accepted},
+                        {"exit_code", status.exit_code},
+                        {"check_point", status.check_point}});
+  }
+  ordered_json kept;
+  if (!summary.kept.empty()) kept = summary.kept;
+  return {{"schema", 1},
+          {"tablet", summary.tablet},
+          {"end", NameOf(summary.end.kind)},
+          {"message", summary.end.message},
+          {"exit_code", summary.exit_code},
+          {"deployed", outcome.deployed},
+          {"reason", outcome.reason},
+          {"archive", std::move(archive)},
+          {"looked_up", std::move(look_ups)},
+          {"changes", ToJson(ChangesOf(life))},
+          {"status", std::move(statuses)},
+          {"virtual_ms", life.machine().scheduler().Now().count()},
+          {"kept", std::move(kept)}};
+}
+
+}  // namespace cli

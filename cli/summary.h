@@ -1,0 +1,28 @@
+// What a run came to, for people and as JSON.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "cli/changes.h"
+#include "cli/console.h"
+#include "cli/life.h"
+#include "cli/observer.h"
+
+namespace cli {
+
+struct Summary {
+  std::string tablet;
+  LifeEnd end;
+  int exit_code = 0;
+  double real_seconds = 0;
+  std::string kept;  ///< where the tablet as it ended was written; empty: nowhere
+};
+
+void PrintSummary(Console& console, const Summary& summary, Life& life, const Observer& seen);
+
+/// Real time is left out: the same run gives the same document.
+nlohmann::ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& seen);
+
+}  // namespace cli

@@ -1,0 +1,35 @@
+// Ends a run that makes no progress: some archives keep the service in a loop that calls nothing, where virtual time
+// stands still for ever.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace cli {
+
+class Watchdog {
+ public:
+  /// While it lives, calls `on_hang` once on a thread of its own when `beats` has given the same number for `patience`
+  /// of real time. `beats` is asked on that thread. `on_hang` must not return.
+  Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, std::function<void()> on_hang);
+  ~Watchdog();
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+
+ private:
+  void Watch();
+
+  std::function<std::uint64_t()> beats_;
+  std::chrono::milliseconds patience_;
+  std::function<void()> on_hang_;
+  std::mutex mutex_;
+  std::condition_variable woken_;
+  bool done_ = false;
+  std::thread thread_;
+};
+
+}  // namespace cli

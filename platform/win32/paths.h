@@ -1,0 +1,26 @@
+// Paths as the calls of drive C: take them.
+#pragma once
+
+#include <windows.h>
+
+#include <string_view>
+
+#include "platform/win32/call.h"
+
+namespace win32 {
+
+/// Whether a path is handed to the object manager as it stands: "\\?\..." and "\\.\...".
+inline bool IsDevicePath(LPCWSTR path) {
+  std::u16string_view const text = path == nullptr ? std::u16string_view() : path;
+  return text.starts_with(u"\\\\?\\") || text.starts_with(u"\\\\.\\");
+}
+
+/// A path for the drive; a null one is empty, which the drive refuses with Windows' code. Stops the run for a device
+/// path: only CreateFileW models those.
+inline std::u16string_view DrivePathOf(const char* call, LPCWSTR path) {
+  if (path == nullptr) return {};
+  if (IsDevicePath(path)) RefuseUnmodelled(call, fmt::format("the device path {}", Show(path)));
+  return path;
+}
+
+}  // namespace win32

@@ -1,0 +1,204 @@
+#include "tablet/drive.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "tablet/drive_state.h"
+#include "tablet/text.h"
+
+namespace tablet {
+
+namespace {
+
+constexpr std::uint32_t kGenericRead = 0x80000000;
+constexpr std::uint32_t kGenericWrite = 0x40000000;
+constexpr std::uint32_t kGenericAll = 0x10000000;
+
+enum Disposition : std::uint32_t { kCreateNew = 1, kCreateAlways, kOpenExisting, kOpenAlways, kTruncateExisting };
+
+/// Makes an empty file of the host, or empties it. 0 or the host's error.
+int MakeEmptyFile(const std::filesystem::path& host) {
+  int const descriptor = ::open(host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (descriptor < 0) return errno;
+  ::close(descriptor);
+  return 0;
+}
+
+/// An existing file that is to be emptied must be asked for with the hidden and system bits that it has.
+bool LacksHiddenOrSystem(std::uint32_t requested, std::uint32_t present) {
+  return (present & (kAttributeHidden | kAttributeSystem) & ~requested) != 0;
+}
+
+/// What stands between a request and a file that exists, in the order in which Windows looks.
+WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Opener& opener) {
+  if (request.disposition == kCreateNew) return kFileExists;
+  if (node.folder) return kAccessDenied;
+  bool const empties = request.disposition == kCreateAlways || request.disposition == kTruncateExisting;
+  bool const writes = empties || (opener.rights & kMayWrite) != 0;
+  if (writes && (node.attributes & kAttributeReadOnly) != 0) return kAccessDenied;
+  // Emptying a file is writing to it, whatever the handle may do later.
+  Opener const at_open{opener.rights | (empties ? kMayWrite : 0), opener.share};
+  if (!node.SharesWith(at_open)) return kSharingViolation;
+  if (empties && LacksHiddenOrSystem(request.flags_and_attributes, node.attributes)) return kAccessDenied;
+  return kSuccess;
+}
+
+/// CREATE_ALWAYS and TRUNCATE_EXISTING on an existing file: its data go and its attributes are replaced; it keeps its
+/// name's case and its time of creation.
+WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now) {
+  if (int const error = MakeEmptyFile(node.host)) return FromHostError(error);
+  node.size = 0;
+  ++node.version;
+  node.written = true;
+  node.SetAttributes(attributes | kAttributeArchive);
+  node.times.access = node.times.write = now;
+  node.SyncTimes();
+  return kSuccess;
+}
+
+}  // namespace
+
+WinError FromHostError(int error) {
+  switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+      return kDiskFull;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return kAccessDenied;
+    case ENAMETOOLONG:  // the host counts bytes where Windows counts characters
+      return kInvalidName;
+    case ENOENT:
+      return kFileNotFound;
+    default:
+      return kIoDevice;
+  }
+}
+
+std::uint32_t RightsOf(std::uint32_t access) {
+  std::uint32_t rights = 0;
+  if ((access & kGenericRead) != 0) rights |= kMayRead;
+  if ((access & kGenericWrite) != 0) rights |= kMayWrite;
+  if ((access & kGenericAll) != 0) rights |= kMayAll;
+  return rights;
+}
+
+WinError Drive::Implementation::Find(const DrivePath& path, DrivePlace& out) const {
+  out = {.node = root, .folder = nullptr, .name = {}, .trailing_separator = path.trailing_separator};
+  for (const std::u16string& part : path.parts) {
+    if (out.node == nullptr || !out.node->folder) return kPathNotFound;
+    out.folder = out.node;
+    out.node = out.folder->Child(part);
+    out.name = part;
+  }
+  return kSuccess;
+}
+
+WinError Drive::Implementation::Find(std::u16string_view path, std::u16string_view current_directory,
+                                     DrivePlace& out) const {
+  DrivePath parsed;
+  if (WinError const error = ParseDrivePath(path, current_directory, false, parsed)) return error;
+  return Find(parsed, out);
+}
+
+std::shared_ptr<DriveNode> Drive::Implementation::Lookup(std::u16string_view path,
+                                                         std::u16string_view current_directory) const {
+  DrivePlace place;
+  return Find(path, current_directory, place) == kSuccess ? place.node : nullptr;
+}
+
+std::shared_ptr<DriveNode> Drive::Implementation::MakeNode(DriveNode& folder, std::u16string_view name,
+                                                           bool is_folder) const {
+  auto node = std::make_shared<DriveNode>();
+  node->name = name;
+  node->path = folder.path + (folder.name.empty() ? u"" : u"\\") + node->name;
+  node->host = folder.host / ToUtf8(name);
+  node->drive_host = host;
+  node->folder = is_folder;
+  return node;
+}
+
+void Drive::Implementation::Adopt(DriveNode& folder, const std::shared_ptr<DriveNode>& child,
+                                  std::uint32_t attributes) const {
+  FileTicks const now = clock.UtcNow();
+  folder.children.emplace(FoldCase(child->name), child);
+  child->SetAttributes(attributes);
+  child->SetCreation(now);
+  child->times.access = child->times.write = now;
+  child->SyncTimes();
+  folder.TouchFolder(now);
+}
+
+Drive::Drive(std::filesystem::path root, std::filesystem::path side_file, const Clock& clock)
+    : state_(std::make_unique<Implementation>(std::move(root), std::move(side_file), clock)) {}
+
+Drive::~Drive() = default;
+
+WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::shared_ptr<OpenFile>& out,
+                     bool& existed) {
+  existed = false;
+  DrivePlace place;
+  if (WinError const error = state_->Find(path, current_directory_, place)) return error;
+  if (place.trailing_separator) return kInvalidName;  // a file was asked for
+  Opener const opener{RightsOf(request.access), request.share & kMayAll};
+  std::shared_ptr<DriveNode> node = place.node;
+  existed = node != nullptr;
+  if (existed) {
+    if (WinError const error = RefusalOf(*node, request, opener)) return error;
+    if (request.disposition == kCreateAlways || request.disposition == kTruncateExisting) {
+      WinError const error = EmptyFile(*node, request.flags_and_attributes, state_->clock.UtcNow());
+      if (error != kSuccess) return error;
+    }
+  } else {
+    if (request.disposition == kOpenExisting || request.disposition == kTruncateExisting) return kFileNotFound;
+    node = state_->MakeNode(*place.folder, place.name, false);
+    if (int const error = MakeEmptyFile(node->host)) return FromHostError(error);
+    node->created = true;
+    state_->Adopt(*place.folder, node, request.flags_and_attributes | kAttributeArchive);
+  }
+  WinError const error = OpenNode(node, opener, state_->clock, on_read, out);
+  if (error == kSuccess && existed && (opener.rights & kMayRead) != 0 && on_open) on_open(node->path);
+  return error;
+}
+
+WinError Drive::Attributes(std::u16string_view path, std::uint32_t& attributes) const {
+  DrivePlace place;
+  if (WinError const error = state_->Find(path, current_directory_, place)) return error;
+  if (place.node == nullptr) return kFileNotFound;
+  if (place.trailing_separator && !place.node->folder) return kInvalidName;
+  attributes = place.node->attributes == 0 ? kAttributeNormal : place.node->attributes;
+  return kSuccess;
+}
+
+WinError Drive::SetAttributes(std::u16string_view path, std::uint32_t attributes) {
+  DrivePlace place;
+  if (WinError const error = state_->Find(path, current_directory_, place)) return error;
+  if (place.node == nullptr) return kFileNotFound;
+  if (place.trailing_separator && !place.node->folder) return kInvalidName;
+  place.node->SetAttributes(attributes);
+  place.node->facts_changed = true;
+  return kSuccess;
+}
+
+WinError Drive::MakeDirectory(std::u16string_view path) {
+  DrivePath parsed;
+  WinError const error = ParseDrivePath(path, current_directory_, false, parsed);
+  // Folders have a limit, and a code for it, of their own.
+  if (parsed.Text().size() >= kMaxFolderPath && error != kInvalidName) return kFilenameTooLong;
+  if (error != kSuccess) return error;
+  if (parsed.parts.empty()) return kAccessDenied;
+  DrivePlace place;
+  if (WinError const missing = state_->Find(parsed, place)) return missing;
+  if (place.node != nullptr) return kAlreadyExists;
+  std::shared_ptr<DriveNode> const node = state_->MakeNode(*place.folder, place.name, true);
+  if (::mkdir(node->host.c_str(), 0777) != 0) return FromHostError(errno);
+  node->created = true;
+  state_->Adopt(*place.folder, node, kAttributeDirectory);
+  return kSuccess;
+}
+
+}  // namespace tablet

@@ -1,0 +1,168 @@
+// The machine's side of drive C:: what tests, the engineers' program and summaries ask of it.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "tablet/drive_state.h"
+#include "tablet/input_error.h"
+#include "tablet/text.h"
+
+namespace tablet {
+
+namespace {
+
+/// The node and everything below it, parents first.
+template <typename Visit>
+void Walk(const DriveNode& node, const Visit& visit) {
+  visit(node);
+  for (const auto& [name, child] : node.children) Walk(*child, visit);
+}
+
+void WriteHostFile(const std::filesystem::path& host, std::span<const std::uint8_t> data) {
+  std::ofstream out(host, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+  out.close();
+  if (!out) throw InputError(host.string(), "cannot be written", "check the folder's permissions and free space");
+}
+
+}  // namespace
+
+bool Drive::Exists(std::u16string_view path) const { return state_->Lookup(path, current_directory_) != nullptr; }
+
+FileFacts Drive::Facts(std::u16string_view path) const {
+  auto const node = state_->Lookup(path, current_directory_);
+  if (node == nullptr) throw std::out_of_range("no such path on drive C:: " + ToUtf8(path));
+  return node->Facts();
+}
+
+std::vector<std::uint8_t> Drive::Contents(std::u16string_view path) const {
+  auto const node = state_->Lookup(path, current_directory_);
+  if (node == nullptr || node->folder) throw std::out_of_range("no such file on drive C:: " + ToUtf8(path));
+  std::ifstream in(node->host, std::ios::binary);
+  std::vector<std::uint8_t> data(std::istreambuf_iterator<char>(in), {});
+  if (in.bad() || data.size() != node->size) {
+    throw InputError(node->host.string(), "cannot be read whole", "leave the tablet's folder alone while it runs");
+  }
+  node->SyncTimes();
+  return data;
+}
+
+void Drive::Put(std::u16string_view path, std::span<const std::uint8_t> data, std::uint32_t attributes) {
+  DrivePath parsed;
+  WinError const error = ParseDrivePath(path, current_directory_, false, parsed);
+  if (error != kSuccess || parsed.parts.empty()) throw InputError(ToUtf8(path), "is no path of a file on drive C:", "");
+  DrivePath folder = parsed;
+  folder.parts.pop_back();
+  PutFolder(folder.Text());
+  DrivePlace place;
+  state_->Find(parsed, place);
+  if (place.node == nullptr) {
+    auto const node = state_->MakeNode(*place.folder, place.name, false);
+    WriteHostFile(node->host, data);
+    node->size = data.size();
+    state_->Adopt(*place.folder, node, attributes);
+    return;
+  }
+  if (place.node->folder) throw InputError(ToUtf8(path), "is a folder", "");
+  WriteHostFile(place.node->host, data);
+  place.node->size = data.size();
+  ++place.node->version;
+  place.node->SetAttributes(attributes);
+  place.node->times.access = place.node->times.write = state_->clock.UtcNow();
+  place.node->SyncTimes();
+}
+
+void Drive::PutFolder(std::u16string_view path, std::uint32_t attributes) {
+  DrivePath parsed;
+  if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
+    throw InputError(ToUtf8(path), "is no path of a folder on drive C:", "");
+  }
+  std::shared_ptr<DriveNode> folder = state_->root;
+  for (const std::u16string& part : parsed.parts) {
+    std::shared_ptr<DriveNode> child = folder->Child(part);
+    if (child != nullptr && !child->folder) throw InputError(ToUtf8(child->path), "is a file", "");
+    if (child == nullptr) {
+      child = state_->MakeNode(*folder, part, true);
+      if (::mkdir(child->host.c_str(), 0777) != 0) throw InputError(child->host.string(), std::strerror(errno), "");
+      bool const is_last = &part == &parsed.parts.back();
+      state_->Adopt(*folder, child, is_last ? attributes : kAttributeDirectory);
+    }
+    folder = std::move(child);
+  }
+}
+
+void Drive::Remove(std::u16string_view path) {
+  DrivePlace place;
+  if (state_->Find(path, current_directory_, place) != kSuccess || place.node == nullptr) return;
+  if (place.folder == nullptr) throw InputError(ToUtf8(path), "the root cannot be removed", "");
+  std::filesystem::remove_all(place.node->host);
+  place.folder->children.erase(FoldCase(place.name));
+  place.folder->TouchFolder(state_->clock.UtcNow());
+}
+
+std::filesystem::path Drive::HostPath(std::u16string_view path) const {
+  DrivePath parsed;
+  if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
+    throw InputError(ToUtf8(path), "is no path on drive C:", "");
+  }
+  // What is there is named as the host has it, the rest as asked.
+  std::filesystem::path host = state_->root->host;
+  std::shared_ptr<DriveNode> node = state_->root;
+  for (const std::u16string& part : parsed.parts) {
+    if (node != nullptr) node = node->Child(part);
+    host /= ToUtf8(node == nullptr ? part : node->name);
+  }
+  return host;
+}
+
+void Drive::OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes) {
+  DrivePath parsed;
+  if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
+    throw InputError(ToUtf8(path), "is no path on drive C:", "");
+  }
+  state_->version_block_sizes[FoldCase(parsed.Text())] = bytes;
+}
+
+std::optional<std::uint32_t> Drive::OverriddenVersionBlockSize(std::u16string_view path) const {
+  DrivePath parsed;
+  if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) return std::nullopt;
+  auto const found = state_->version_block_sizes.find(FoldCase(parsed.Text()));
+  if (found == state_->version_block_sizes.end()) return std::nullopt;
+  return found->second;
+}
+
+std::vector<FileChange> Drive::Changes() const {
+  std::vector<FileChange> changes;
+  Walk(*state_->root, [&](const DriveNode& node) {
+    if (!node.created && !node.written && !node.facts_changed) return;
+    changes.push_back({.path = node.path,
+                       .created = node.created,
+                       .written = node.written,
+                       .attributes = node.facts_changed,
+                       .folder = node.folder,
+                       .bytes = node.size});
+  });
+  std::sort(changes.begin(), changes.end(),
+            [](const FileChange& left, const FileChange& right) { return LessIgnoringCase(left.path, right.path); });
+  return changes;
+}
+
+void Drive::SaveSideFile() const {
+  if (state_->host->keeps_attributes && !std::filesystem::exists(state_->side_file)) return;
+  std::vector<SideFileEntry> entries;
+  Walk(*state_->root, [&](const DriveNode& node) {
+    bool const plain = node.attributes == (node.folder ? kAttributeDirectory : kAttributeArchive);
+    if (&node == state_->root.get() || (plain && !node.creation_known)) return;
+    std::optional<FileTicks> creation;
+    if (node.creation_known) creation = node.times.creation;
+    entries.push_back({node.path, node.attributes, creation});
+  });
+  WriteSideFile(state_->side_file, entries);
+}
+
+}  // namespace tablet

@@ -1,0 +1,102 @@
+#include "tablet/drive_node.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "tablet/input_error.h"
+#include "tablet/text.h"
+
+namespace tablet {
+
+namespace {
+
+constexpr std::int64_t kNanosPerTick = 100;
+constexpr std::int64_t kTicksPerSecondSigned = static_cast<std::int64_t>(kTicksPerSecond);
+
+FileTicks ToTicks(const timespec& time) {
+  std::int64_t const unix_ticks = time.tv_sec * kTicksPerSecondSigned + time.tv_nsec / kNanosPerTick;
+  return static_cast<FileTicks>(std::max<std::int64_t>(0, unix_ticks + static_cast<std::int64_t>(kUnixEpoch)));
+}
+
+timespec ToTimespec(FileTicks ticks) {
+  std::int64_t const unix_ticks = static_cast<std::int64_t>(ticks) - static_cast<std::int64_t>(kUnixEpoch);
+  std::int64_t seconds = unix_ticks / kTicksPerSecondSigned;
+  std::int64_t rest = unix_ticks % kTicksPerSecondSigned;
+  if (rest < 0) {
+    --seconds;
+    rest += kTicksPerSecondSigned;
+  }
+  return {.tv_sec = seconds, .tv_nsec = rest * kNanosPerTick};
+}
+
+}  // namespace
+
+std::shared_ptr<DriveNode> DriveNode::Child(std::u16string_view child_name) const {
+  auto const found = children.find(FoldCase(child_name));
+  return found == children.end() ? nullptr : found->second;
+}
+
+void DriveNode::SetAttributes(std::uint32_t new_attributes) {
+  attributes = (new_attributes & kKeptAttributes) | (folder ? kAttributeDirectory : 0);
+  if (!WriteAttributes(host, attributes)) drive_host->keeps_attributes = false;
+}
+
+void DriveNode::SetCreation(FileTicks creation) {
+  times.creation = creation;
+  creation_known = true;
+  if (!WriteCreation(host, creation)) drive_host->keeps_attributes = false;
+}
+
+void DriveNode::SyncTimes() const {
+  std::array<timespec, 2> const host_times = {ToTimespec(times.access), ToTimespec(times.write)};
+  ::utimensat(AT_FDCWD, host.c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
+}
+
+void DriveNode::TouchFolder(FileTicks now) {
+  times.access = times.write = now;
+  SyncTimes();
+}
+
+bool DriveNode::SharesWith(const Opener& opener) const {
+  if (opener.rights == 0) return true;
+  return std::all_of(openers.begin(), openers.end(), [&](const Opener& other) {
+    return other.rights == 0 || ((opener.rights & ~other.share) == 0 && (other.rights & ~opener.share) == 0);
+  });
+}
+
+std::shared_ptr<DriveNode> LoadNode(const std::filesystem::path& host, std::u16string name, std::u16string path,
+                                    std::shared_ptr<DriveHost> drive_host, const KeptFacts* kept) {
+  struct stat status;
+  if (::lstat(host.c_str(), &status) != 0) {
+    throw InputError(host.string(), std::strerror(errno), "make it readable or remove it");
+  }
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    throw InputError(host.string(), "is neither a file nor a folder", "replace it by what it stands for");
+  }
+  KeptFacts facts = ReadExtendedAttributes(host);
+  if (kept != nullptr) {
+    if (!facts.attributes) facts.attributes = kept->attributes;
+    if (!facts.creation) facts.creation = kept->creation;
+  }
+  auto node = std::make_shared<DriveNode>();
+  node->name = std::move(name);
+  node->path = std::move(path);
+  node->host = host;
+  node->drive_host = std::move(drive_host);
+  node->folder = S_ISDIR(status.st_mode);
+  std::uint32_t const kind = node->folder ? kAttributeDirectory : 0;
+  // What nobody described is as Windows makes it: a new file is to be archived.
+  node->attributes = (facts.attributes.value_or(node->folder ? 0 : kAttributeArchive) & kKeptAttributes) | kind;
+  node->times = {.creation = 0, .access = ToTicks(status.st_atim), .write = ToTicks(status.st_mtim)};
+  node->creation_known = facts.creation.has_value();
+  node->times.creation = facts.creation.value_or(node->times.write);
+  node->size = node->folder ? 0 : static_cast<std::uint64_t>(status.st_size);
+  return node;
+}
+
+}  // namespace tablet

@@ -1,0 +1,77 @@
+// One file or folder of drive C:, as the drive holds it in memory. For the drive's own sources only.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tablet/dos_attributes.h"
+#include "tablet/drive.h"
+
+namespace tablet {
+
+// What an opener may do, and what it lets others do: the bits of CreateFileW's share mode.
+inline constexpr std::uint32_t kMayRead = 1;
+inline constexpr std::uint32_t kMayWrite = 2;
+inline constexpr std::uint32_t kMayDelete = 4;
+inline constexpr std::uint32_t kMayAll = kMayRead | kMayWrite | kMayDelete;
+
+struct Opener {
+  std::uint32_t rights = 0;
+  std::uint32_t share = 0;
+};
+
+/// Facts about the host that all nodes of a drive share.
+struct DriveHost {
+  bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
+};
+
+/// Memory leads: the host's file follows each change at once, so that a tablet that stops anywhere leaves its folder
+/// as the run left it.
+struct DriveNode {
+  std::u16string name;         ///< as first written; "" for the root
+  std::u16string path;         ///< full, "C:\..."
+  std::filesystem::path host;  ///< of the host's file
+  std::shared_ptr<DriveHost> drive_host;
+  bool folder = false;
+  std::uint32_t attributes = 0;
+  FileTimes times;
+  bool creation_known = false;  ///< kept on its own, not made up from the time of writing
+  std::uint64_t size = 0;
+  std::uint64_t version = 0;  ///< rises with every change of the data
+  std::list<Opener> openers;
+  std::map<std::u16string, std::shared_ptr<DriveNode>> children;  ///< by upper-case name, so in Windows' order
+
+  // What happened since the drive was made.
+  bool created = false;
+  bool written = false;
+  bool facts_changed = false;
+
+  FileFacts Facts() const { return {name, attributes, times, size}; }
+  std::shared_ptr<DriveNode> Child(std::u16string_view child_name) const;
+
+  /// Keeps the directory bit as it is and drops the normal bit; the host follows.
+  void SetAttributes(std::uint32_t new_attributes);
+  void SetCreation(FileTicks creation);
+  /// Gives the host's file the node's times of writing and access.
+  void SyncTimes() const;
+  /// Something was made or removed in this folder.
+  void TouchFolder(FileTicks now);
+
+  /// Whether someone with these rights, letting others do `share`, may open it beside those who have it open.
+  bool SharesWith(const Opener& opener) const;
+};
+
+/// The bits of an attribute word that the drive keeps.
+inline constexpr std::uint32_t kKeptAttributes = 0x1 | 0x2 | 0x4 | 0x20 | 0x100 | 0x1000 | 0x2000;
+
+/// Reads one host's file or folder. `kept` is the side file's knowledge of it, null when it has none; an extended
+/// attribute wins over it. Throws InputError when the file cannot be read or is neither a file nor a folder.
+std::shared_ptr<DriveNode> LoadNode(const std::filesystem::path& host, std::u16string name, std::u16string path,
+                                    std::shared_ptr<DriveHost> drive_host, const KeptFacts* kept);
+
+}  // namespace tablet

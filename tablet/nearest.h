@@ -1,0 +1,17 @@
+// For messages about unknown words: the known word that was probably meant.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tablet {
+
+/// The candidate that is fewest edits (insertions, deletions, replacements, swaps of neighbours) away from `word`,
+/// without regard to case; the first of several. Empty when there are no candidates.
+std::string_view NearestOf(std::string_view word, std::span<const std::string_view> candidates);
+
+/// "did you mean \"stop\"? Known are: preshutdown, stop"
+std::string SuggestOneOf(std::string_view word, std::span<const std::string_view> candidates);
+
+}  // namespace tablet

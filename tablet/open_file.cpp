@@ -1,0 +1,184 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "tablet/drive_state.h"
+
+namespace tablet {
+
+namespace {
+
+constexpr std::size_t kPageSize = 4096;
+
+class NodeFile final : public OpenFile {
+ public:
+  using OnRead = std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>;
+
+  NodeFile(std::shared_ptr<DriveNode> node, const Opener& opener, int descriptor, const Clock& clock,
+           const OnRead& on_read)
+      : node_(std::move(node)), rights_(opener.rights), descriptor_(descriptor), clock_(clock), on_read_(on_read) {
+    opener_ = node_->openers.insert(node_->openers.end(), opener);
+  }
+  ~NodeFile() override {
+    node_->openers.erase(opener_);
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+
+  WinError Read(std::span<std::uint8_t> out, std::uint32_t& read) override;
+  WinError Write(std::span<const std::uint8_t> data, std::uint32_t& written) override;
+  WinError Seek(std::int64_t distance, std::uint32_t origin, std::uint64_t& position) override;
+  WinError SetTimes(const FileTimes& times) override;
+  std::uint64_t size() const override { return node_->size; }
+  std::uint64_t position() const override { return position_; }
+  const std::u16string& path() const override { return node_->path; }
+
+ private:
+  /// Reads up to the buffer's size at an offset; -1 with errno set.
+  ssize_t ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const;
+  /// The part of the page at the current position; empty at the end of the file. False when the host failed.
+  bool FillPage(std::span<const std::uint8_t>& rest);
+
+  std::shared_ptr<DriveNode> node_;
+  std::uint32_t rights_;
+  int descriptor_;  ///< -1: opened for its attributes only
+  const Clock& clock_;
+  const OnRead& on_read_;
+  std::list<Opener>::iterator opener_;
+  std::uint64_t position_ = 0;
+
+  // Archives are read byte by byte in places: one page is kept, until anybody changes the file.
+  std::array<std::uint8_t, kPageSize> page_;
+  std::uint64_t page_start_ = 0;
+  std::size_t page_size_ = 0;
+  std::uint64_t page_version_ = 0;
+
+  // Times that SetTimes gave stay: what this handle writes later does not move them.
+  bool write_time_set_ = false;
+  bool access_time_set_ = false;
+};
+
+ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const {
+  std::size_t done = 0;
+  while (done < out.size()) {
+    ssize_t const count = ::pread(descriptor_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return -1;
+    if (count == 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+bool NodeFile::FillPage(std::span<const std::uint8_t>& rest) {
+  bool const inside = position_ >= page_start_ && position_ < page_start_ + page_size_;
+  if (!inside || page_version_ != node_->version) {
+    page_start_ = position_ - position_ % kPageSize;
+    ssize_t const count = ReadHost(page_, page_start_);
+    page_size_ = count < 0 ? 0 : static_cast<std::size_t>(count);
+    page_version_ = node_->version;
+    if (count < 0) return false;
+  }
+  std::size_t const skip = static_cast<std::size_t>(std::min<std::uint64_t>(position_ - page_start_, page_size_));
+  rest = std::span<const std::uint8_t>(page_).subspan(skip, page_size_ - skip);
+  return true;
+}
+
+WinError NodeFile::Read(std::span<std::uint8_t> out, std::uint32_t& read) {
+  read = 0;
+  if ((rights_ & kMayRead) == 0) return kAccessDenied;
+  std::uint64_t const start = position_;
+  if (out.size() >= kPageSize) {
+    ssize_t const count = ReadHost(out, position_);
+    if (count < 0) return kIoDevice;
+    position_ += static_cast<std::uint64_t>(count);
+  } else {
+    while (!out.empty()) {
+      std::span<const std::uint8_t> rest;
+      if (!FillPage(rest)) return kIoDevice;
+      if (rest.empty()) break;
+      std::size_t const count = std::min(out.size(), rest.size());
+      std::memcpy(out.data(), rest.data(), count);
+      out = out.subspan(count);
+      position_ += count;
+    }
+  }
+  read = static_cast<std::uint32_t>(position_ - start);
+  if (on_read_) on_read_(node_->path, start, read);
+  return kSuccess;
+}
+
+WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& written) {
+  written = 0;
+  if ((rights_ & kMayWrite) == 0) return kAccessDenied;
+  if (data.empty()) return kSuccess;
+  std::size_t done = 0;
+  int failure = 0;
+  while (done < data.size() && failure == 0) {
+    ssize_t const count =
+        ::pwrite(descriptor_, data.data() + done, data.size() - done, static_cast<off_t>(position_ + done));
+    if (count >= 0) done += static_cast<std::size_t>(count);
+    if (count < 0 && errno != EINTR) failure = errno;
+  }
+  ++node_->version;
+  if (failure != 0) {
+    // Windows extends a file before it writes: a write that does not fit leaves the length alone.
+    static_cast<void>(!::ftruncate(descriptor_, static_cast<off_t>(node_->size)));
+    node_->SyncTimes();
+    return FromHostError(failure);
+  }
+  position_ += done;
+  written = static_cast<std::uint32_t>(done);
+  node_->size = std::max(node_->size, position_);
+  node_->written = true;
+  if ((node_->attributes & kAttributeArchive) == 0) node_->SetAttributes(node_->attributes | kAttributeArchive);
+  FileTicks const now = clock_.UtcNow();
+  if (!write_time_set_) node_->times.write = now;
+  if (!access_time_set_) node_->times.access = now;
+  node_->SyncTimes();
+  return kSuccess;
+}
+
+WinError NodeFile::Seek(std::int64_t distance, std::uint32_t origin, std::uint64_t& position) {
+  position = position_;
+  if (origin > 2) return kInvalidParameter;
+  std::uint64_t const base = origin == 0 ? 0 : origin == 1 ? position_ : node_->size;
+  std::int64_t target = 0;
+  if (__builtin_add_overflow(static_cast<std::int64_t>(base), distance, &target)) return kInvalidParameter;
+  if (target < 0) return kNegativeSeek;
+  position_ = position = static_cast<std::uint64_t>(target);
+  return kSuccess;
+}
+
+WinError NodeFile::SetTimes(const FileTimes& times) {
+  if ((rights_ & kMayWrite) == 0) return kAccessDenied;
+  if (times.creation != 0) node_->SetCreation(times.creation);
+  if (times.access != 0) node_->times.access = times.access;
+  if (times.write != 0) node_->times.write = times.write;
+  access_time_set_ = access_time_set_ || times.access != 0;
+  write_time_set_ = write_time_set_ || times.write != 0;
+  node_->facts_changed = true;
+  node_->SyncTimes();
+  return kSuccess;
+}
+
+}  // namespace
+
+WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, const Clock& clock,
+                  const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
+                  std::shared_ptr<OpenFile>& out) {
+  int descriptor = -1;
+  if (opener.rights != 0) {
+    int const flags = ((opener.rights & kMayWrite) != 0 ? O_RDWR : O_RDONLY) | O_CLOEXEC;
+    descriptor = ::open(node->host.c_str(), flags | O_NOATIME);
+    if (descriptor < 0 && errno == EPERM) descriptor = ::open(node->host.c_str(), flags);
+    if (descriptor < 0) return FromHostError(errno);
+  }
+  out = std::make_shared<NodeFile>(std::move(node), opener, descriptor, clock, on_read);
+  return kSuccess;
+}
+
+}  // namespace tablet

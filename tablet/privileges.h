@@ -1,0 +1,36 @@
+// The privileges of the simulated processes, which all run as the local system account.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+
+#include "tablet/handles.h"
+#include "tablet/scheduler.h"
+
+namespace tablet {
+
+/// An open access to a process's token.
+struct TokenAccess : Object {
+  TokenAccess(ProcessId of, std::uint32_t with) : process(of), access(with) {}
+  std::string_view kind() const override { return "token"; }
+  ProcessId const process;
+  std::uint32_t const access;  ///< the rights it was opened with
+};
+
+class Privileges {
+ public:
+  /// The number by which Windows knows a privilege ("SeDebugPrivilege", in any case); nothing for a name that is none.
+  static std::optional<std::uint32_t> Number(std::u16string_view name);
+
+  /// Enables or disables one; false when the account does not hold it.
+  bool Set(ProcessId process, std::uint32_t number, bool enabled);
+  bool IsEnabled(ProcessId process, std::uint32_t number) const;
+
+ private:
+  std::map<ProcessId, std::set<std::uint32_t>> enabled_;
+};
+
+}  // namespace tablet
