@@ -13,7 +13,7 @@ namespace tablet {
 /// A logon session, with the processes that each has.
 struct SessionDescription {
   std::uint32_t id = 1;
-  std::u16string user;  ///< who is logged on; empty: it shows the logon screen
+  std::u16string user = u"";  ///< who is logged on; empty: it shows the logon screen
 };
 
 /// One process. The errors are what the calls about it fail with; 0: they succeed.
@@ -46,15 +46,15 @@ struct AmssDescription {
 /// Setup comes to another state.
 struct ImageStateChange {
   Millis at{0};  ///< since power-on
-  std::u16string state;
+  std::u16string state = u"";
 };
 
 struct CrashDescription {
   std::vector<SessionDescription> sessions{{}};
-  std::vector<ProcessDescription> processes;  ///< besides those that every tablet and every session has
-  ToastDescription toast;
-  AmssDescription amss;
-  std::vector<ImageStateChange> setup;
+  std::vector<ProcessDescription> processes{};  ///< besides those that every tablet and every session has
+  ToastDescription toast{};
+  AmssDescription amss{};
+  std::vector<ImageStateChange> setup{};
 };
 
 }  // namespace tablet

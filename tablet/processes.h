@@ -49,7 +49,8 @@ struct StartedProgram {
   std::u16string user;     ///< who is logged on in that session; empty: nobody
   std::u16string account;  ///< that it runs under
   std::uint32_t flags = 0;
-  std::vector<std::u16string> environment;  ///< "NAME=value"; without a block of its own: the service's
+  std::uint32_t start_information_bytes = 0;  ///< the size field of the start information
+  std::vector<std::u16string> environment;    ///< "NAME=value"; without a block of its own: the service's
 };
 
 class Processes {

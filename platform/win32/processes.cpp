@@ -34,7 +34,9 @@ std::vector<std::u16string> VariablesOf(const void* block) {
   return variables;
 }
 
-bool IsEmpty(const STARTUPINFOW& info) {
+/// Whether nothing is said but, perhaps, the structure's size.
+bool SaysNothing(STARTUPINFOW info) {
+  if (info.cb == sizeof(info)) info.cb = 0;
   auto const* const bytes = reinterpret_cast<const BYTE*>(&info);
   return std::all_of(bytes, bytes + sizeof(info), [](BYTE byte) { return byte == 0; });
 }
@@ -46,7 +48,7 @@ void RefuseUnmodelledStart(LPCWSTR application, const void* process_security, co
   if (process_security != nullptr || thread_security != nullptr) RefuseUnmodelled(kCall, "security attributes");
   if (inherit != FALSE) RefuseUnmodelled(kCall, "handles that are inherited");
   if (directory != nullptr) RefuseUnmodelled(kCall, "a current directory");
-  if (!IsEmpty(info)) RefuseUnmodelled(kCall, "start information that is not all 0");
+  if (!SaysNothing(info)) RefuseUnmodelled(kCall, "start information beyond its size");
   if ((flags & ~(CREATE_NEW_CONSOLE | NORMAL_PRIORITY_CLASS | CREATE_UNICODE_ENVIRONMENT)) != 0) {
     RefuseUnmodelled(kCall, fmt::format("flags {:#x}", flags));
   }
@@ -182,6 +184,7 @@ BOOL WINAPI CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR comma
   tablet::StartedProgram program;
   program.path = application;
   program.flags = flags;
+  program.start_information_bytes = startupInfo->cb;
   if (commandLine != nullptr) {
     program.command_line = commandLine;
     // Windows may write into the text, so that a text which nobody may write to ends the process; and what it leaves
