@@ -16,7 +16,9 @@ inline constexpr DWORD ZONE_INFO = 0x8;           ///< life of the service: star
 inline constexpr DWORD ZONE_MODEM_INFO = 0x4000;  ///< the modem object's start-up; off by default
 inline constexpr DWORD ZONE_DETAIL = 0x40000;     ///< successes in detail, contents of events
 
-/// The mask while the registry has not set another. Bit 0x4 is set and tested by no call site.
+/// The mask while the registry has not set another.
+/// Kept on purpose: bit 0x4 is set and no call site tests it, where one would expect a zone of that bit or none. Pinned
+/// by DiagnosticLogTest.TheDefaultMaskSetsABitThatNoZoneUses.
 inline constexpr DWORD kDefaultZoneMask = 0x4000F;
 
 /// Zones that are logged. Written by GetDebugZoneMask, read by every thread.

@@ -22,13 +22,14 @@ namespace tablet {
 
 /// Settings of a session as its starter gave them.
 struct TraceSessionSettings {
-  std::u16string name;
+  std::u16string name{};
+  Guid guid{};  ///< zero: whichever the system makes
   std::uint32_t buffer_kb = 0;
   std::uint32_t minimum_buffers = 0;
   std::uint32_t maximum_buffers = 0;
   std::uint32_t log_file_mode = 0;
   std::uint32_t clock = 0;  ///< 1: performance counter
-  std::u16string log_file;  ///< empty: none
+  std::u16string log_file{};  ///< empty: none
 };
 
 struct EnabledProvider {

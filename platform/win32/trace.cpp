@@ -138,6 +138,7 @@ ULONG StartTraceW(PTRACEHANDLE session, LPCWSTR name, PEVENT_TRACE_PROPERTIES pr
 
   tablet::TraceSessionSettings settings;
   settings.name = name;
+  settings.guid = FromWindows(properties->Wnode.Guid);
   settings.buffer_kb = properties->BufferSize;
   settings.minimum_buffers = properties->MinimumBuffers;
   settings.maximum_buffers = properties->MaximumBuffers;

@@ -38,7 +38,7 @@ TEST_F(DebugTest, ErrorNumbersHaveWindowsTexts) {
   DWORD const length =
       ::FormatMessageW(kModelled, nullptr, ERROR_NO_MORE_ITEMS, 0x400, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
   ASSERT_NE(text, nullptr);
-  EXPECT_STREQ(text, TEXT("No more data is available.\r\n"));
+  EXPECT_EQ(std::u16string_view(text), TEXT("No more data is available.\r\n"));
   EXPECT_EQ(length, wcslen(text));
   EXPECT_EQ(::LocalFree(text), nullptr);
   EXPECT_THAT(machine().heap().LiveBlocks(tablet::kMachineProcess), IsEmpty());

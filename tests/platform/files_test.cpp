@@ -1,6 +1,9 @@
 #include <windows.h>
+// The version calls need <windows.h> first.
+#include <winver.h>
 
 #include "tablet/text.h"
+#include "tests/platform/refusal.h"
 #include "tests/testing/file_calls.h"
 #include "tests/testing/tablet_fixture.h"
 
@@ -328,6 +331,67 @@ TEST_F(Files, ClosedAndUnknownHandlesAreRefused) {
   EXPECT_EQ(::GetLastError(), 6u);
   EXPECT_EQ(::SetFilePointer(file, 0, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
   EXPECT_EQ(::GetLastError(), 6u);
+}
+
+TEST_F(Files, WhatIsNotModelledStopsTheRunAndIsNamed) {
+  Put(u"c:\\a", "text");
+  struct Case {
+    std::function<void()> body;
+    const char* text;
+  };
+  static SECURITY_ATTRIBUTES security = {};
+  static OVERLAPPED overlapped = {};
+  static char byte = 0;
+  static DWORD count = 0;
+  auto const open = [](const WCHAR* path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD flags,
+                       HANDLE template_file) {
+    return [=] { ::CreateFileW(path, access, share, attributes, OPEN_EXISTING, flags, template_file); };
+  };
+  const WCHAR* const path = TEXT("c:\\a");
+  for (const Case& refused : std::vector<Case>{
+           {open(path, GENERIC_READ, 0, &security, 0, nullptr), "CreateFileW: not modelled by this stand-in: security"},
+           {open(path, GENERIC_READ, 0, nullptr, 0, &byte), "a template file"},
+           {open(path, GENERIC_EXECUTE, 0, nullptr, 0, nullptr), "desired access 0x20000000"},
+           {open(path, GENERIC_READ, 8, nullptr, 0, nullptr), "share mode 0x8"},
+           {open(path, GENERIC_READ, 0, nullptr, 0x02000000, nullptr), "flags 0x2000000"},
+           {open(path, GENERIC_READ, 0, nullptr, FILE_FLAG_OVERLAPPED, nullptr), "overlapped"},
+           {open(TEXT("c:\\dir\\nul.txt"), GENERIC_READ, 0, nullptr, 0, nullptr),
+            "the device name \"c:\\dir\\nul.txt\""},
+           {[] { ::GetFileAttributesW(TEXT("\\\\?\\c:\\a")); }, "GetFileAttributesW: not modelled"},
+           {[] { ::CreateDirectoryW(TEXT("c:\\d"), &security); }, "CreateDirectoryW: not modelled"},
+           {[] { ::ReadFile(nullptr, &byte, 1, &count, &overlapped); }, "ReadFile: not modelled"},
+           {[] { ::ReadFile(nullptr, &byte, 1, nullptr, nullptr); }, "no place for the number of bytes"},
+           {[] { ::WriteFile(nullptr, nullptr, 1, &count, nullptr); }, "a null buffer"},
+           {[] { ::VerQueryValueW(&byte, TEXT("\\StringFileInfo"), reinterpret_cast<void**>(&byte), &count); },
+            "the sub-block"},
+       }) {
+    EXPECT_THAT(testing_support::RefusalOf(machine(), refused.body), testing::HasSubstr(refused.text));
+    PowerOn(DefaultDescription());
+  }
+}
+
+TEST_F(Files, TheIdentityThatAServiceMayTakeMakesNoDifference) {
+  Put(u"c:\\a", "text");
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | SECURITY_IMPERSONATION), 0u);
+}
+
+TEST_F(Files, DevicePathsLeadToTheDeviceBus) {
+  auto const* const link = TEXT("\\\\?\\TEST#device");
+  EXPECT_EQ(OpenError(link, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING), 2u);
+  class Device : public tablet::DeviceFile {
+    tablet::WinError Control(std::uint32_t, std::span<const std::uint8_t>, std::span<std::uint8_t>,
+                             std::uint32_t&) override {
+      return tablet::kInvalidFunction;
+    }
+  };
+  machine().devices().Arrive({{}, link, [](std::shared_ptr<tablet::DeviceFile>& out) {
+                                out = std::make_shared<Device>();
+                                return tablet::kSuccess;
+                              }});
+  Handle const device(::CreateFileW(link, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_OVERLAPPED | SECURITY_IMPERSONATION, nullptr));
+  EXPECT_TRUE(device.valid());
+  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), testing::ElementsAre("device"));
 }
 
 TEST_F(Files, InjectedFaultsFailTheCallAndChangeNothing) {

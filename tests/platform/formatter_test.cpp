@@ -35,7 +35,7 @@ class FormatterTest : public testing_support::TabletTest {};
 TEST_F(FormatterTest, ATextThatFitsIsTerminated) {
   WCHAR out[8] = {kUntouched, kUntouched, kUntouched, kUntouched, kUntouched};
   EXPECT_EQ(Format(out, 4, TEXT("%d"), 123), 3);
-  EXPECT_STREQ(out, TEXT("123"));
+  EXPECT_EQ(std::u16string_view(out), TEXT("123"));
   EXPECT_EQ(out[4], kUntouched);
 }
 

@@ -41,7 +41,7 @@ TEST_F(TextTest, CaseIsIgnoredForAsciiLettersAlone) {
 TEST_F(TextTest, Utf8BecomesWideAndBack) {
   WCHAR wide[8] = {};
   EXPECT_EQ(::MultiByteToWideChar(CP_UTF8, 0, "\u20AC\U0001F600x", -1, wide, 8), 5);
-  EXPECT_STREQ(wide, TEXT("\u20AC\U0001F600x"));
+  EXPECT_EQ(std::u16string_view(wide), TEXT("\u20AC\U0001F600x"));
   char narrow[16] = {};
   EXPECT_EQ(::WideCharToMultiByte(CP_UTF8, 0, wide, -1, narrow, 16, nullptr, nullptr), 9);
   EXPECT_STREQ(narrow, "\u20AC\U0001F600x");
@@ -91,7 +91,7 @@ TEST_F(TextTest, ArgumentsThatMakeNoSenseFailWithError87) {
 TEST_F(TextTest, TheAnsiCodePageIs1252) {
   WCHAR wide[8] = {};
   EXPECT_EQ(::MultiByteToWideChar(CP_ACP, 0, "\x80\xE9\x9F\x81", -1, wide, 8), 5);
-  EXPECT_STREQ(wide, TEXT("\u20AC\u00E9\u0178\u0081"));
+  EXPECT_EQ(std::u16string_view(wide), TEXT("\u20AC\u00E9\u0178\u0081"));
   char narrow[8] = {};
   BOOL used = TRUE;
   EXPECT_EQ(::WideCharToMultiByte(CP_ACP, 0, wide, -1, narrow, 8, nullptr, &used), 5);
@@ -105,7 +105,7 @@ TEST_F(TextTest, TheAnsiCodePageIs1252) {
 TEST_F(TextTest, BytesThatAreNoUtf8BecomeReplacementCharacters) {
   WCHAR wide[8] = {};
   EXPECT_EQ(::MultiByteToWideChar(CP_UTF8, 0, "a\xFFz", -1, wide, 8), 4);
-  EXPECT_STREQ(wide, TEXT("a\uFFFDz"));
+  EXPECT_EQ(std::u16string_view(wide), TEXT("a\uFFFDz"));
 }
 
 TEST_F(TextTest, AFaultFailsAConversionWithItsError) {
@@ -127,7 +127,7 @@ TEST_F(TextTest, AGuidIsWrittenBracedInUpperCase) {
   constexpr GUID kGuid = {0xfd9ff848, 0x46d1, 0x4ce7, {0x89, 0x40, 0x6d, 0xf2, 0xf1, 0xe6, 0xef, 0xf6}};
   WCHAR text[50] = {};
   EXPECT_EQ(::StringFromGUID2(kGuid, text, 50), 39);
-  EXPECT_STREQ(text, TEXT("{FD9FF848-46D1-4CE7-8940-6DF2F1E6EFF6}"));
+  EXPECT_EQ(std::u16string_view(text), TEXT("{FD9FF848-46D1-4CE7-8940-6DF2F1E6EFF6}"));
   WCHAR exact[39] = {};
   EXPECT_EQ(::StringFromGUID2(kGuid, exact, 39), 39);
   EXPECT_EQ(::StringFromGUID2(kGuid, exact, 38), 0);
