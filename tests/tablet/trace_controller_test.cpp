@@ -157,7 +157,7 @@ TEST_F(TraceControllerTest, EntryAndExitHaveAFunctionAndNoTag) {
 
 TEST_F(TraceControllerTest, OtherTextsHaveNeither) {
   for (auto const text : {u"", u"plain", u"plain text: 12 : x", u"C::Init: (*)", u":12 : x", u"F:12", u"F:1x : y",
-                          u"F:99999999999 : y", u"F:12: y", u"F::Init : x"}) {
+                          u"F:99999999999 : y", u"F:12: y", u"F:12 y", u"F::Init : x"}) {
     tablet::TraceEvent const event = Sent(text);
     EXPECT_EQ(event.function, "") << event.text;
     EXPECT_EQ(event.line, std::nullopt) << event.text;
