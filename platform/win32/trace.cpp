@@ -91,7 +91,12 @@ ULONG GetTraceEnableFlags(TRACEHANDLE logger) {
 
 ULONG TraceMessage(TRACEHANDLE logger, ULONG flags, LPCGUID messageGuid, USHORT messageNumber, ...) {
   std::va_list arguments;
+// The number is 16 bits wide in Windows' own declaration. Compilers for this machine pass it as they pass an int, which
+// is what the warning is about.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
   va_start(arguments, messageNumber);
+#pragma GCC diagnostic pop
   auto const* const text = va_arg(arguments, const WCHAR*);
   SIZE_T const bytes = text == nullptr ? 0 : va_arg(arguments, SIZE_T);
   bool const ends_there = text != nullptr && va_arg(arguments, const void*) == nullptr;
