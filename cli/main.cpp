@@ -154,6 +154,8 @@ int main(int count, char** values) {
     return Report(json, ExitCode::kUsage, "", error.what(), "");
   } catch (const tablet::InputError& error) {
     return Report(json, ExitCode::kBadInput, error.place(), error.problem(), error.next());
+  } catch (const std::filesystem::filesystem_error& error) {
+    return Report(json, ExitCode::kBadInput, error.path1().string(), error.code().message(), "check its rights");
   } catch (const std::exception& error) {
     return Report(json, ExitCode::kOperationFailed, "", error.what(), "");
   }

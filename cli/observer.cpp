@@ -66,8 +66,8 @@ bool IsMap(const LookUp& look_up) { return ContainsIgnoringCase(look_up.key, "\\
 
 }  // namespace
 
-Observer::Observer(Life& life) {
-  tablet::Tablet& machine = life.machine();
+Observer::Observer(Life& life) : machine_(life.machine()) {
+  tablet::Tablet& machine = machine_;
   machine.journal().WantCalls(true);
   machine.journal().Listen([this](const tablet::Event& event) { OnEvent(event); });
   machine.registry().on_query = [this](std::u16string_view key, std::u16string_view value, tablet::WinError result,
@@ -75,8 +75,8 @@ Observer::Observer(Life& life) {
   machine.firmware().on_find = [this](const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable) {
     OnFirmware(key, variable);
   };
-  machine.drive().on_read = [this](const std::u16string& path, std::uint64_t position, std::uint64_t size) {
-    OnRead(path, position, size);
+  machine.drive().on_read = [this](const std::u16string& path, std::uint64_t, std::uint64_t count) {
+    OnRead(path, count);
   };
 }
 
@@ -90,8 +90,12 @@ void Observer::OnCall(const tablet::CallEvent& call) {
     std::string const path = FirstQuoted(call.args);
     if (IsArchive(path)) {
       bool const opened = call.result != "0xffffffffffffffff";
-      archives_.push_back(
-          {.path = path, .opened = opened, .error = opened ? 0 : call.last_error, .entries = 0, .failures = {}});
+      archives_.push_back({.path = path,
+                           .opened = opened,
+                           .error = opened ? 0 : call.last_error,
+                           .unreadable = false,
+                           .entries = 0,
+                           .failures = {}});
     } else if (!archives_.empty()) {
       extracting_ = path;
     }
@@ -103,6 +107,9 @@ void Observer::OnCall(const tablet::CallEvent& call) {
 }
 
 void Observer::OnMessage(const tablet::TraceEvent& message) {
+  if (!archives_.empty() && message.text.find("Failure in Unzipping") != std::string::npos) {
+    archives_.back().unreadable = true;
+  }
   constexpr std::string_view kStatus = "Unzipping status ";
   std::size_t const at = message.text.find(kStatus);
   if (at == std::string::npos || archives_.empty()) return;
@@ -140,21 +147,18 @@ void Observer::Note(LookUp look_up) {
   }
 }
 
-void Observer::OnRead(const std::u16string& path, std::uint64_t position, std::uint64_t size) {
+void Observer::OnRead(const std::u16string& path, std::uint64_t count) {
   if (!on_progress) return;
   if (path != read_path_) {
     read_path_ = path;
-    read_position_ = position;
+    read_size_ = machine_.drive().Facts(path).size;
     read_done_ = 0;
-    return;
   }
-  // The reader jumps about for its headers, byte by byte; data it reads in large pieces.
-  constexpr std::uint64_t kSmallestPiece = 512;
-  constexpr std::uint64_t kLargestPiece = 1 << 20;
-  bool const piece = position >= read_position_ + kSmallestPiece && position <= read_position_ + kLargestPiece;
-  if (piece) read_done_ += position - read_position_;
-  read_position_ = position;
-  if (piece && read_done_ < size) on_progress(tablet::ToUtf8(path), read_done_, size);
+  // Headers are read byte by byte and again and again; what is read in large pieces is data, and read once.
+  constexpr std::uint64_t kSmallestPiece = 2048;
+  if (count < kSmallestPiece) return;
+  read_done_ += count;
+  on_progress(tablet::ToUtf8(path), read_done_, read_size_);
 }
 
 const ArchiveUse* Observer::ModemArchive() const {
@@ -182,13 +186,15 @@ Deployment Observer::Outcome() const {
     std::string seen;
     for (const LookUp& look_up : look_ups_) {
       std::string const found = look_up.found ? "is " + *look_up.found : "is not set";
-      seen += fmt::format("{}{} {}", seen.empty() ? "" : ", ", look_up.name, found);
+      std::string const place = look_up.key.empty() ? std::string{} : LastPart(look_up.key) + "\\";
+      seen += fmt::format("{}{}{} {}", seen.empty() ? "" : ", ", place, look_up.name, found);
     }
     return {false, "no archive was opened: " + seen};
   }
   if (!archive->opened) return {false, fmt::format("{} could not be opened, error {}", archive->path, archive->error)};
   if (request_settled_) return {true, fmt::format("{} was extracted completely", archive->path)};
-  if (archive->failures.empty()) return {false, fmt::format("the extraction of {} did not succeed", archive->path)};
+  if (archive->unreadable) return {false, fmt::format("{} is no archive that the service can read", archive->path)};
+  if (archive->failures.empty()) return {false, fmt::format("the extraction of {} was not completed", archive->path)};
   return {false, fmt::format("{} of {} entries of {} failed, the first: {}", archive->failures.size(), archive->entries,
                              archive->path, archive->failures.front())};
 }

@@ -25,6 +25,7 @@ struct ArchiveUse {
   std::string path;
   bool opened = false;
   std::uint32_t error = 0;            ///< the last error when it could not be opened
+  bool unreadable = false;            ///< the service could make nothing of it
   std::uint64_t entries = 0;          ///< extractions that were tried
   std::vector<std::string> failures;  ///< "C:\...\a.bin: 0x5000000"
 };
@@ -60,15 +61,16 @@ class Observer {
   void OnQuery(std::u16string_view key, std::u16string_view value, tablet::WinError result,
                const tablet::RegistryValue& data);
   void OnFirmware(const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable);
-  void OnRead(const std::u16string& path, std::uint64_t position, std::uint64_t size);
+  void OnRead(const std::u16string& path, std::uint64_t count);
   void Note(LookUp look_up);
 
+  tablet::Tablet& machine_;
   std::vector<LookUp> look_ups_;
   std::vector<ArchiveUse> archives_;
   std::string extracting_;        ///< the file that is being written
   bool request_settled_ = false;  ///< behind a complete extraction of the modem's archive
   std::u16string read_path_;
-  std::uint64_t read_position_ = 0;
+  std::uint64_t read_size_ = 0;
   std::uint64_t read_done_ = 0;
 };
 

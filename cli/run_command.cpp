@@ -31,7 +31,11 @@ WorkFolder MakeWorkFolder(const RunOptions& options) {
     throw tablet::InputError(target.string(), "exists already", "name a folder that does not exist or is empty");
   fs::path plain = fs::absolute(target).lexically_normal();
   if (!plain.has_filename()) plain = plain.parent_path();
-  return WorkFolder(plain.string() + fmt::format(".making-{}", ::getpid()));
+  try {
+    return WorkFolder(plain.string() + fmt::format(".making-{}", ::getpid()));
+  } catch (const tablet::InputError& error) {
+    throw tablet::InputError(target.string(), error.problem(), error.next());
+  }
 }
 
 /// One run, from the folder to the summary.
@@ -111,6 +115,7 @@ class Session {
   }
 
   std::string Keep() {
+    SignalsWait const whole;
     if (options_.in_place) {
       tablet::ReplaceState(options_.folder, life_->machine(), work_.path());
       return options_.folder.string();

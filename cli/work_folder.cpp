@@ -33,6 +33,12 @@ Folders& AllFolders() {
   return *folders;
 }
 
+/// Held by whoever keeps a tablet, and by the signal thread once it ends the program.
+std::mutex& EndsMutex() {
+  static auto* const mutex = new std::mutex;
+  return *mutex;
+}
+
 void Add(const fs::path& path) {
   Folders& folders = AllFolders();
   std::lock_guard const lock(folders.mutex);
@@ -93,6 +99,9 @@ void WorkFolder::KeepAs(const fs::path& target) {
   path_.clear();
 }
 
+SignalsWait::SignalsWait() { EndsMutex().lock(); }
+SignalsWait::~SignalsWait() { EndsMutex().unlock(); }
+
 void RemoveWorkFolders() noexcept {
   Folders& folders = AllFolders();
   std::lock_guard const lock(folders.mutex);
@@ -111,6 +120,7 @@ void EndOrderlyOnSignals(std::function<void()> restore) {
   std::thread([ends, restore = std::move(restore)] {
     int signal = 0;
     sigwait(&ends, &signal);
+    EndsMutex().lock();
     restore();
     RemoveWorkFolders();
     ::_exit(kInterrupted);

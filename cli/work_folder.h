@@ -24,6 +24,15 @@ class WorkFolder {
   std::filesystem::path path_;
 };
 
+/// While it lives, a signal waits with ending the program: something is being kept that must not be left half done.
+class SignalsWait {
+ public:
+  SignalsWait();
+  ~SignalsWait();
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+};
+
 /// Removes the work folders of this process now, for ends that run no destructors.
 void RemoveWorkFolders() noexcept;
 

@@ -1,6 +1,8 @@
 #include "tablet/folder.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <stdio.h>
 
 #include <algorithm>
 #include <fstream>
@@ -60,6 +62,21 @@ void Rename(const fs::path& from, const fs::path& to) {
   if (failure) throw InputError(to.string(), "cannot be replaced: " + failure.message(), "check the folder's rights");
 }
 
+/// Gives `to` what stands at `from`, and `from` what stood at `to`: at no moment is there nothing at `to`.
+void Exchange(const fs::path& from, const fs::path& to) {
+  if (!fs::exists(to)) return Rename(from, to);
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) return;
+  // Not every file system can. The old one comes back when the new one cannot take its place.
+  fs::path const aside = from.string() + ".before";
+  Rename(to, aside);
+  try {
+    Rename(from, to);
+  } catch (const InputError&) {
+    Rename(aside, to);
+    throw;
+  }
+}
+
 }  // namespace
 
 Description ReadTabletFolder(const fs::path& folder) {
@@ -111,11 +128,9 @@ void ReplaceState(const fs::path& folder, Tablet& machine, const fs::path& work)
   machine.firmware().Save(work / kFirmware);
   WriteText(work / kSavedRegistryFile, changes);
 
-  Rename(folder / kDrive, work / "C.before");
-  Rename(work / kDrive, folder / kDrive);
+  Exchange(work / kDrive, folder / kDrive);
   if (fs::exists(work / kSideFile)) Rename(work / kSideFile, folder / kSideFile);
-  if (fs::exists(folder / kFirmware)) Rename(folder / kFirmware, work / "efi.before");
-  if (fs::exists(work / kFirmware)) Rename(work / kFirmware, folder / kFirmware);
+  if (fs::exists(work / kFirmware)) Exchange(work / kFirmware, folder / kFirmware);
   fs::path const saved = folder / kRegistry / kSavedRegistryFile;
   if (changes.empty()) {
     fs::remove(saved);

@@ -37,7 +37,7 @@ void CopyDrive(const std::filesystem::path& folder, const std::filesystem::path&
 void CompleteFolder(const std::filesystem::path& original, Tablet& machine, const std::filesystem::path& work);
 
 /// Puts the state of `machine`, whose drive stands in `work`, into `folder`, part by part: each is written aside and
-/// then renamed into its place. `work` must be on the same file system.
+/// then takes the place of the old one, which goes to `work`. `work` must be on the same file system.
 void ReplaceState(const std::filesystem::path& folder, Tablet& machine, const std::filesystem::path& work);
 
 }  // namespace tablet

@@ -14,7 +14,15 @@ namespace {
 
 char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 
+bool Contains(std::string_view whole, std::string_view part) {
+  return std::search(whole.begin(), whole.end(), part.begin(), part.end(),
+                     [](char a, char b) { return Lower(a) == Lower(b); }) != whole.end();
+}
+
 std::size_t Distance(std::string_view from, std::string_view to) {
+  // Half a word is meant for the whole one, however much is missing.
+  constexpr std::size_t kHalfAWord = 3;
+  if (from.size() >= kHalfAWord && from.size() < to.size() && Contains(to, from)) return 1;
   // cost[i][j]: edits that turn the first i characters of `from` into the first j of `to`.
   std::vector<std::vector<std::size_t>> cost(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
   for (std::size_t i = 0; i <= from.size(); ++i) {

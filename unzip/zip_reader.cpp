@@ -74,7 +74,9 @@ int ReadEndRecord(ZipArchiveReader& reader) {
   // would expect to give up here. The archive is refused for the missing record. Pinned by
   // ExtractionTest.WithoutAnEndRecordItsFieldsAreReadAllTheSame.
   if (lufseek(*reader.stream, reader.endRecordPosition) != 0) fields.Fail();
-  fields.U32();  // the signature, which the search has seen
+  // Kept on purpose: the signature is not looked at again; one would expect that, since the seek above proves nothing.
+  // Pinned by ExtractionTest.TheEndRecordsSignatureIsNotLookedAtAgain.
+  fields.U32();
   std::uint32_t const thisDisk = fields.U16();
   std::uint32_t const directoryDisk = fields.U16();
   // Kept on purpose: the number of entries is believed; one would expect it to be held against the directory's size.

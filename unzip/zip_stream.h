@@ -17,7 +17,9 @@ struct ZipInputStream {
   bool canSeek = false;          ///< file: the handle answered a position query when it was opened
   bool mustCloseHandle = false;  ///< file: the handle is closed with the stream
   HANDLE handle = INVALID_HANDLE_VALUE;
-  bool hadError = false;            ///< a ReadFile has failed at some time; never cleared
+  /// A ReadFile has failed at some time. Kept on purpose: never cleared; one would expect the next seek to do so.
+  /// Pinned by ZipStreamTest.AReadErrorFailsTheFieldAndIsNeverForgotten.
+  bool hadError = false;
   std::uint32_t initialOffset = 0;  ///< file: where the archive's data starts; every offset is relative to it
   const BYTE* buffer = nullptr;     ///< memory: not owned
   std::uint32_t length = 0;         ///< memory: bytes in `buffer`

@@ -42,12 +42,12 @@ DWORD OpenDevice(LPCWSTR path, DWORD disposition, HANDLE& out) {
 }
 
 DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out, bool& existed) {
+  std::u16string_view const target = DrivePathOf("CreateFileW", path);
   // No name is no file, whatever is wanted of it.
-  if (path[0] == 0) return ERROR_PATH_NOT_FOUND;
+  if (target.empty()) return ERROR_PATH_NOT_FOUND;
   if ((request.flags_and_attributes & FILE_FLAG_OVERLAPPED) != 0) {
     RefuseUnmodelled("CreateFileW", "overlapped reading and writing of files");
   }
-  std::u16string_view const target = DrivePathOf("CreateFileW", path);
   if (tablet::NamesDosDevice(target)) {
     RefuseUnmodelled("CreateFileW", fmt::format("the device name {}", Show(path)));
   }

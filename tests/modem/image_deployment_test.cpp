@@ -202,6 +202,17 @@ TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedDoesNotPassForTheFolderBefor
                           "CImageSelector::UnzipBinary:269 : Unzipping status 0"));
 }
 
+TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedLeavesTheFileBeforeItReadOnly) {
+  ZipBuilder archive;
+  archive.Add("first.mbn", ToBytes("first")).external_attributes = kReadOnly | kArchive;
+  archive.Add("broken.mbn", ToBytes("broken")).edit_local = [](testing_support::LocalHeader& header) {
+    header.signature = 0;
+  };
+  PutArchive(archive);
+  EXPECT_EQ(Deploy(), 0u);
+  EXPECT_EQ(AttributesOf(InSystem32(u"first.mbn")) & kReadOnly, kReadOnly);
+}
+
 TEST_F(ImageDeployment, AnEmptyFileFailsTheDeploymentThoughItIsWritten) {
   ZipBuilder archive;
   archive.Add("qcdsp1v2850.mbn", ToBytes("firmware"));
@@ -253,10 +264,11 @@ TEST_F(ImageDeployment, AMissingTargetIsAskedToGiveUpItsReadOnlyBit) {
 // Hiding.
 
 TEST_F(ImageDeployment, TheArchivesAndTheirFolderAreHiddenAndKeepTheirOtherAttributes) {
+  drive().PutFolder(kModemFolder, kDirectory | kSystem);
   drive().Put(kVzwArchive, {}, kArchive | kReadOnly);
   drive().Put(u"c:\\windows\\system32\\modem_core\\KOR.bin", {}, kSystem);
   Hide();
-  EXPECT_EQ(AttributesOf(kModemFolder), kDirectory | kHidden);
+  EXPECT_EQ(AttributesOf(kModemFolder), kDirectory | kSystem | kHidden);
   EXPECT_EQ(AttributesOf(kVzwArchive), kArchive | kReadOnly | kHidden);
   EXPECT_EQ(AttributesOf(u"c:\\windows\\system32\\modem_core\\KOR.bin"), kSystem | kHidden);
   EXPECT_THAT(

@@ -274,7 +274,7 @@ TEST_F(ImageSelector, AnIdBeyondAsciiIsLookedUpByOtherLetters) {
   EXPECT_EQ(Choose().name, u"OTHER.bin");
 }
 
-TEST_F(ImageSelector, AnIdOfMoreThan10ToBytesUtf8StillCountsAsRead) {
+TEST_F(ImageSelector, AnIdOfMoreThan10BytesOfUtf8StillCountsAsRead) {
   PutRegistryId(u"\u00c4\u00c4\u00c4\u00c4\u00c4\u00c4");
   PutFirmwareImageId("KOR");
   MapId(u"KOR", u"KOR.bin");

@@ -3,9 +3,8 @@
 #include <winver.h>
 
 #include "tablet/text.h"
+#include "tests/platform/files_fixture.h"
 #include "tests/platform/refusal.h"
-#include "tests/testing/file_calls.h"
-#include "tests/testing/tablet_fixture.h"
 
 namespace {
 
@@ -15,25 +14,7 @@ using testing_support::OpenForReading;
 using testing_support::ReadText;
 using testing_support::WriteText;
 
-class Files : public testing_support::TabletTest {
- protected:
-  void Put(std::u16string_view path, std::string_view text, DWORD attributes = FILE_ATTRIBUTE_ARCHIVE) {
-    drive().Put(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, attributes);
-  }
-  std::string TextOf(std::u16string_view path) {
-    auto const data = drive().Contents(path);
-    return {data.begin(), data.end()};
-  }
-  /// The last error of an open that is expected to fail; 0 when it succeeded.
-  DWORD OpenError(const WCHAR* path, DWORD access, DWORD disposition, DWORD attributes = FILE_ATTRIBUTE_NORMAL,
-                  DWORD share = 7) {
-    Handle const file(::CreateFileW(path, access, share, nullptr, disposition, attributes, nullptr));
-    return file.valid() ? 0 : ::GetLastError();
-  }
-  DWORD AttributesError(const WCHAR* path) {
-    return ::GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES ? ::GetLastError() : 0;
-  }
-};
+using Files = testing_support::FilesTest;
 
 TEST_F(Files, AFileReadsBackWhatWasWrittenInAnyCaseAndSpelling) {
   drive().PutFolder(u"c:\\Windows\\System32");
@@ -222,88 +203,11 @@ TEST_F(Files, OpeningWithoutAnyAccessTakesNoPartInSharing) {
   EXPECT_TRUE(looker.valid());
 }
 
-TEST_F(Files, AHandleDoesOnlyWhatItWasOpenedFor) {
-  Put(u"c:\\a", "text");
-  char buffer[4] = {};
-  DWORD count = 99;
-  {
-    Handle const writer(::CreateFileW(TEXT("c:\\a"), GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr));
-    EXPECT_FALSE(::ReadFile(writer, buffer, 4, &count, nullptr));
-    EXPECT_EQ(::GetLastError(), 5u);
-    EXPECT_EQ(count, 0u);
-  }
-  Handle const reader(OpenForReading(TEXT("c:\\a")));
-  EXPECT_FALSE(::WriteFile(reader, "xxxx", 4, &count, nullptr));
-  EXPECT_EQ(::GetLastError(), 5u);
-  FILETIME const time{1, 1};
-  EXPECT_FALSE(::SetFileTime(reader, &time, &time, &time));
-  EXPECT_EQ(::GetLastError(), 5u);
-  EXPECT_EQ(TextOf(u"c:\\a"), "text");
-}
-
-TEST_F(Files, TheEndOfTheFileIsNoError) {
-  Put(u"c:\\a", "text");
-  Handle const file(OpenForReading(TEXT("c:\\a")));
-  EXPECT_EQ(ReadText(file, 10), "text");
-  EXPECT_EQ(ReadText(file, 10), "");
-}
-
-TEST_F(Files, SeekingCountsFromTheStartThePositionAndTheEnd) {
-  Put(u"c:\\a", "0123456789");
-  Handle const file(OpenForReading(TEXT("c:\\a")));
-  EXPECT_EQ(::SetFilePointer(file, 4, nullptr, FILE_BEGIN), 4u);
-  EXPECT_EQ(ReadText(file, 1), "4");
-  EXPECT_EQ(::SetFilePointer(file, -2, nullptr, FILE_CURRENT), 3u);
-  EXPECT_EQ(::SetFilePointer(file, -1, nullptr, FILE_END), 9u);
-  EXPECT_EQ(ReadText(file, 5), "9");
-  EXPECT_EQ(::SetFilePointer(file, -11, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
-  EXPECT_EQ(::GetLastError(), 131u);
-  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, FILE_CURRENT), 10u) << "a refused seek leaves the position alone";
-  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, 3), INVALID_SET_FILE_POINTER);
-  EXPECT_EQ(::GetLastError(), 87u);
-}
-
-TEST_F(Files, AHighHalfMakesSeeks64BitsWide) {
-  Put(u"c:\\a", "0123456789");
-  Handle const file(OpenForReading(TEXT("c:\\a")));
-  LONG high = 1;
-  EXPECT_EQ(::SetFilePointer(file, 5, &high, FILE_BEGIN), 5u);
-  EXPECT_EQ(high, 1);
-  EXPECT_EQ(::SetFilePointer(file, 0, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER) << "does not fit 32 bits";
-  EXPECT_EQ(::GetLastError(), 87u);
-  high = -1;
-  EXPECT_EQ(::SetFilePointer(file, -6, &high, FILE_CURRENT), 0xFFFFFFFFu);
-  EXPECT_EQ(high, 0);
-  EXPECT_EQ(::GetLastError(), 0u) << "tells this position from the failure value";
-}
-
-TEST_F(Files, WritingAfterTheEndLeavesZeroesBetween) {
-  Handle const file(CreateAlways(TEXT("c:\\a")));
-  ::SetFilePointer(file, 3, nullptr, FILE_BEGIN);
-  EXPECT_TRUE(WriteText(file, "x"));
-  EXPECT_EQ(TextOf(u"c:\\a"), std::string("\0\0\0x", 4));
-}
-
-TEST_F(Files, AReaderSeesWhatAnotherHandleWroteInBetween) {
-  Put(u"c:\\a", "old old old");
-  Handle const reader(OpenForReading(TEXT("c:\\a"), FILE_SHARE_READ | FILE_SHARE_WRITE));
-  Handle const writer(::CreateFileW(TEXT("c:\\a"), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-  ASSERT_TRUE(writer.valid());
-  EXPECT_EQ(ReadText(reader, 1), "o");
-  EXPECT_TRUE(WriteText(writer, "NEW NEW NEW NEW"));
-  EXPECT_EQ(ReadText(reader, 20), "EW NEW NEW NEW");
-}
-
-TEST_F(Files, SmallAndLargeReadsGiveTheSameBytes) {
-  std::string text;
-  for (int i = 0; i < 3000; ++i) text += std::to_string(i);
-  Put(u"c:\\a", text);
-  for (DWORD const step : {1u, 7u, 4095u, 4096u, 5000u}) {
-    Handle const file(OpenForReading(TEXT("c:\\a")));
-    std::string all;
-    for (std::string part = ReadText(file, step); !part.empty(); part = ReadText(file, step)) all += part;
-    EXPECT_EQ(all, text) << "in steps of " << step;
-  }
+TEST_F(Files, WhoOnlyLooksKeepsNobodyOut) {
+  Put(u"c:\\a", "x");
+  Handle const looker(::CreateFileW(TEXT("c:\\a"), 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  EXPECT_TRUE(looker.valid());
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_ALL, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, 0), 0u);
 }
 
 TEST_F(Files, TheCurrentDirectoryIsThatOfServices) {

@@ -133,7 +133,7 @@ TEST_F(VantordService, AStopUnregistersTheTraceProviderAndSaysNothingAfterIt) {
 TEST_F(VantordService, AStopDuringTheStartUpWaitsForItInStepsOfTwoSeconds) {
   // A firmware that keeps failing costs the start-up 400 attempts with 15 ms between them: 6 s and more.
   registry().PutText(std::u16string(kModemClass) + u"\\0000", u"AmssFwImagePath", u"\\SystemRoot\\old.mbn");
-  machine().firmware().trouble() = {.status = ERROR_IO_DEVICE, .requests = tablet::Fault::kEvery};
+  machine().firmware().trouble().status = ERROR_IO_DEVICE;
   Start();
   machine().scheduler().Sleep(Millis{1000});
   Stop();

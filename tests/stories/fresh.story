@@ -55,10 +55,10 @@ stop
              registry  [SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318}\0001]
              registry    "AmssFwImagePath" = "\SystemRoot\System32\qcdsp1v2850.mbn", was "\SystemRoot\System32\qcdsp1v2.mbn"
              registry    "AmssSwImagePath" = "\SystemRoot\System32\qcdsp2850.mbn", was "\SystemRoot\System32\qcdsp2.mbn"
-             file      attributes     folder  H     C:\Windows\System32\modem_core
-             file      attributes       1482  HA    C:\Windows\System32\modem_core\ATT.bin
-             file      attributes       1482  HA    C:\Windows\System32\modem_core\KOR.bin
-             file      attributes      39124  HA    C:\Windows\System32\modem_core\VZW.bin
+             file      attributes             H     C:\Windows\System32\modem_core
+             file      attributes             HA    C:\Windows\System32\modem_core\ATT.bin
+             file      attributes             HA    C:\Windows\System32\modem_core\KOR.bin
+             file      attributes             HA    C:\Windows\System32\modem_core\VZW.bin
              file      new            folder        C:\Windows\System32\modem_fw
              file      new            folder        C:\Windows\System32\modem_fw\config
              file      new               192  A     C:\Windows\System32\modem_fw\config\carrier00.mbn

@@ -39,6 +39,15 @@ TEST_F(ExtractionTest, AFailedSeekInTheFileIsNotNoticed) {
   EXPECT_EQ(drive().Contents(u"c:\\a"), ToBytes("namecon"));
 }
 
+TEST_F(ExtractionTest, TheEndRecordsSignatureIsNotLookedAtAgain) {
+  zip_.Add("a", ToBytes("content"));
+  Bytes archive = zip_.Build();
+  // Without the seek to it, what follows the searched bytes is read as the record: behind the end, all zeros.
+  Inject("SetFilePointer", ERROR_INVALID_FUNCTION, 4, 1);
+  ASSERT_NE(OpenBytes(archive), nullptr);
+  EXPECT_EQ(Get(-1).index, 0);
+}
+
 TEST_F(ExtractionTest, AReadErrorInTheEndRecordRefusesTheArchive) {
   zip_.Add("a", ToBytes("1"));
   Inject("ReadFile", ERROR_IO_DEVICE, 5, 1);

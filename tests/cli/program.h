@@ -1,0 +1,48 @@
+// The engineers' program as its users meet it: started with arguments, judged by what it writes and how it ends.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/testing/tablet_fixture.h"
+
+namespace testing_support {
+
+struct ProgramResult {
+  int exit_code = -1;  ///< 128 + N for an end by signal N
+  std::string out;
+  std::string err;
+};
+
+class ProgramTest : public ::testing::Test {
+ protected:
+  ProgramTest();
+
+  /// Runs the program in the scratch folder until it ends.
+  ProgramResult Run(const std::vector<std::string>& arguments);
+  /// The same with --json; expects one document and nothing else on standard output.
+  nlohmann::json RunJson(std::vector<std::string> arguments, int expected_code = 0);
+  /// Makes a small twin of a sample and answers its name.
+  std::string Make(const std::string& sample);
+
+  std::filesystem::path In(const std::string& name) const { return folder_.path() / name; }
+  std::string Read(const std::string& name) const;
+  void Write(const std::string& name, const std::string& text) const;
+  /// Each file of a folder with its content, each folder with "": what must not change.
+  std::map<std::string, std::string> Contents(const std::string& name) const;
+  /// Whether the program left something in the folder for temporary files.
+  bool LeftSomething() const;
+
+  const std::filesystem::path& scratch() const { return folder_.path(); }
+
+ private:
+  ScratchFolder folder_;
+};
+
+}  // namespace testing_support
