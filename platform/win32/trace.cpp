@@ -91,8 +91,8 @@ ULONG GetTraceEnableFlags(TRACEHANDLE logger) {
 
 ULONG TraceMessage(TRACEHANDLE logger, ULONG flags, LPCGUID messageGuid, USHORT messageNumber, ...) {
   std::va_list arguments;
-// The number is 16 bits wide in Windows' own declaration. Compilers for this machine pass it as they pass an int, which
-// is what the warning is about.
+  // The last named parameter is narrower than an int, as it is in Windows' own declaration. The C++ rules leave that
+  // open; gcc and clang keep to the calling convention, in which the argument takes a whole place.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wvarargs"
   va_start(arguments, messageNumber);
