@@ -33,6 +33,9 @@ namespace {
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
+/// A service that does not come to rest, as in first-boot setup that never ends, is left alone after this long.
+constexpr tablet::Millis kLongestWait = std::chrono::hours(1);
+
 [[noreturn]] void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next) {
   throw tablet::InputError(fmt::format("line {}: {}", verb.line, verb.word), problem, next);
 }
@@ -163,7 +166,7 @@ class LifePlayer {
       quiet_ = verb.rest == "quietly";
       started_ = true;
       life_.Start();
-      end = life_.RunUntilRest();
+      end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
     } else if (verb.word == "wait") {
       std::int64_t duration = 0;
       auto const [last, error] = std::from_chars(verb.rest.data(), verb.rest.data() + verb.rest.size(), duration);
@@ -172,7 +175,7 @@ class LifePlayer {
       end = life_.Advance(tablet::Millis(duration));
     } else {
       life_.Happen(*tablet::MakeEvent(verb.word, verb.rest));
-      end = life_.RunUntilRest();
+      end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
     }
     teller_.Flush();
     if (end) AfterEnd(*end);
