@@ -102,6 +102,7 @@ void CVantord::StopWorker(DWORD flag) {
   // Kept on purpose: no upper bound. A start-up that is still at work is waited for, however long it takes
   // (pinned by VantordService.AStopDuringTheStartUpWaitsForItInStepsOfTwoSeconds).
   while (m_fStopped == 0) ::Sleep(kStopPollMilliseconds);
-  // Kept on purpose: nothing is logged from here on, not even the last status report.
+  // Kept on purpose: nothing is logged from here on, not even the last status report
+  // (pinned by VantordService.AStopUnregistersTheTraceProviderAndSaysNothingAfterIt).
   TraceProviderCleanup();
 }

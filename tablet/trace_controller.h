@@ -28,7 +28,7 @@ struct TraceSessionSettings {
   std::uint32_t minimum_buffers = 0;
   std::uint32_t maximum_buffers = 0;
   std::uint32_t log_file_mode = 0;
-  std::uint32_t clock = 0;  ///< 1: performance counter
+  std::uint32_t clock = 0;    ///< 1: performance counter
   std::u16string log_file{};  ///< empty: none
 };
 

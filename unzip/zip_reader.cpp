@@ -202,11 +202,11 @@ int CheckLocalHeader(const ZipArchiveReader* reader, ZipLocalHeaderInfo& local) 
   fields.Require(fields.U32() == kLocalHeaderSignature);
   // Kept on purpose: the version needed, the time and the name are not compared; one would expect them to have to
   // agree as well. Pinned by ZipReaderTest.VersionTimeAndNameOfTheLocalHeaderMayDiffer.
-  fields.U16();  // version needed
+  [[maybe_unused]] std::uint32_t const versionNeeded = fields.U16();
   std::uint32_t const flags = fields.U16();
   std::uint32_t const method = fields.U16();
   fields.Require(method == central.compressionMethod && (method & ~ZIP_METHOD_DEFLATED) == ZIP_METHOD_STORED);
-  fields.U32();  // time
+  [[maybe_unused]] std::uint32_t const dosDateTime = fields.U32();
   bool const declaredLater = (flags & ZIP_FLAG_DATA_DESCRIPTOR) != 0;
   std::uint32_t const crc32 = fields.U32();
   std::uint32_t const compressedSize = fields.U32();

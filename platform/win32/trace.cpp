@@ -91,7 +91,12 @@ ULONG GetTraceEnableFlags(TRACEHANDLE logger) {
 
 ULONG TraceMessage(TRACEHANDLE logger, ULONG flags, LPCGUID messageGuid, USHORT messageNumber, ...) {
   std::va_list arguments;
+  // The last named parameter is narrower than an int, as it is in Windows' own declaration. The C++ rules leave that
+  // open; gcc and clang keep to the calling convention, in which the argument takes a whole place.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
   va_start(arguments, messageNumber);
+#pragma GCC diagnostic pop
   auto const* const text = va_arg(arguments, const WCHAR*);
   SIZE_T const bytes = text == nullptr ? 0 : va_arg(arguments, SIZE_T);
   bool const ends_there = text != nullptr && va_arg(arguments, const void*) == nullptr;

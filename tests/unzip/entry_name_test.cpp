@@ -40,12 +40,19 @@ TEST(EntryName, EverythingUpToAStepUpIsCutAway) {
 }
 
 TEST(EntryName, TheSpellingsOfAStepUpAreLookedForOneAfterTheOther) {
-  // The backslashes' spelling wins over the one that stands in front of it, and what is cut with it is never seen.
   EXPECT_EQ(Cleaned(u"a/../b\\..\\c"), u"c");
   EXPECT_EQ(Cleaned(u"a\\..\\b/../c"), u"c");
-  // One after the other, both separators shared: "/..\..\" holds "\..\" first.
+  // Where two share a separator, the one that is looked for first leaves less or more of the other.
   EXPECT_EQ(Cleaned(u"a/..\\..\\b"), u"b");
   EXPECT_EQ(Cleaned(u"a/..\\../b"), u"b");
+  EXPECT_EQ(Cleaned(u"a\\../../b"), u"../b");
+  EXPECT_EQ(Cleaned(u"a\\../..\\b"), u"..\\b");
+  EXPECT_EQ(Cleaned(u"a/../..\\b"), u"..\\b");
+}
+
+TEST(EntryName, NothingBehindTheEndOfTheTextIsLookedAt) {
+  EXPECT_EQ(Cleaned(u"\0:x"), u"");
+  EXPECT_EQ(Cleaned(u"C:\0:x"), u"");
 }
 
 TEST(EntryName, ALeadingStepUpAndATrailingOneStay) {

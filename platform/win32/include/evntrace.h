@@ -9,7 +9,8 @@ using TRACEHANDLE = ULONG64;
 using PTRACEHANDLE = TRACEHANDLE*;
 #define INVALID_PROCESSTRACE_HANDLE (static_cast<TRACEHANDLE>(-1))
 
-enum WMIDPREQUESTCODE {
+// Microsoft's enumerations hold any int: a controller may send requests that are not named here.
+enum WMIDPREQUESTCODE : int {
   WMI_GET_ALL_DATA = 0,
   WMI_GET_SINGLE_INSTANCE = 1,
   WMI_SET_SINGLE_INSTANCE = 2,
