@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint32_t kOwnProcess = 0x10;
 constexpr std::uint32_t kProcessAborted = 1067;
+constexpr std::uint32_t kRestartAction = 1;
 constexpr std::uint32_t kFirstCustomControl = 128;
 constexpr std::uint32_t kLastCustomControl = 255;
 
@@ -131,14 +132,36 @@ void ServiceManager::OnDeath(ProcessId process, const std::string& thread, const
   status_.exit_code = kProcessAborted;
   status_.controls_accepted = 0;
   ended_ = ProcessEnd{.died = true, .reason = fmt::format("thread \"{}\" was left by {}", thread, why), .exit_code = 0};
-  handles_.CloseAllOf(process_);
+  ReleaseAllOf(process_);
   journal_.Note("the service's process died: " + ended_->reason);
+  ++deaths_;
+  ActOnFailure();
+}
+
+void ServiceManager::ReleaseAllOf(ProcessId process) {
+  handles_.CloseAllOf(process);
+  if (process_end_hook_) process_end_hook_(process);
+}
+
+void ServiceManager::ActOnFailure() {
+  std::size_t const count = failures_.Add(scheduler_.Now(), failure_actions_.reset_seconds);
+  const FailureAction* const action = failure_actions_.ForFailure(count);
+  if (action == nullptr || action->type != kRestartAction || !make_process_) return;
+  journal_.Note(fmt::format("failure {} of the service: it is restarted after {} ms", count, action->delay));
+  restart_pending_ = true;
+  scheduler_.At(scheduler_.Now() + Millis{action->delay}, [this] {
+    restart_pending_ = false;
+    Start(service_, make_process_());
+  });
 }
 
 void ServiceManager::EndOfProcess(ProcessEnd end) {
   journal_.Note(fmt::format("the service's process ended with exit code {}", end.exit_code));
   ended_ = std::move(end);
-  handles_.CloseAllOf(process_);
+  // A process that ends without having reported STOPPED has failed; one that has reported it with an error code has
+  // not: the service's failure actions are for crashes alone.
+  if (status_.state != kServiceStopped) ActOnFailure();
+  ReleaseAllOf(process_);
   scheduler_.EndProcess(process_);
 }
 

@@ -60,6 +60,16 @@ class ServiceManager {
 
   /// Starts the service: a process whose first thread runs `process_main`.
   void Start(std::u16string service, std::function<int()> process_main);
+  /// Gives the first thread of a process in which the service starts anew, with process-wide state as at the start of a
+  /// process. Without it a process that died is not restarted.
+  void OnRestart(std::function<std::function<int()>()> make_process) { make_process_ = std::move(make_process); }
+  /// Told of the end of a process: what it had registered elsewhere ends with it.
+  void OnProcessEnd(std::function<void(ProcessId)> hook) { process_end_hook_ = std::move(hook); }
+  /// A failure action is still to come.
+  bool restart_pending() const { return restart_pending_; }
+  /// How often the process has died since power-on.
+  std::size_t deaths() const { return deaths_; }
+
   /// Sends a control. Where Windows would refuse it: kServiceNotActive, kServiceCannotAcceptControl (the service is in
   /// a pending state) or kInvalidServiceControl (not in its accepted mask, or nobody can send it). Controls are
   /// delivered one after the other on the dispatcher's thread; this does not wait for that.
@@ -103,6 +113,8 @@ class ServiceManager {
 
   void OnDeath(ProcessId process, const std::string& thread, const std::string& why);
   void EndOfProcess(ProcessEnd end);
+  void ActOnFailure();
+  void ReleaseAllOf(ProcessId process);
 
   Scheduler& scheduler_;
   Journal& journal_;
@@ -112,6 +124,11 @@ class ServiceManager {
   ProcessId next_process_ = 1;
   ServiceStatus status_;
   FailureActions failure_actions_;
+  FailureCount failures_;
+  std::function<std::function<int()>()> make_process_;
+  std::function<void(ProcessId)> process_end_hook_;
+  bool restart_pending_ = false;
+  std::size_t deaths_ = 0;
   bool manager_denied_ = false;
   Handler handler_;
   HandleValue status_handle_ = 0;

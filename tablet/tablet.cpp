@@ -25,6 +25,10 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
   for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
   PlugInDevices(description, *this);
+  services_.OnProcessEnd([this](ProcessId process) {
+    trace_.UnregisterAllOf(process);
+    notifications_.DropAllOf(process);
+  });
 }
 
 Tablet::~Tablet() {
