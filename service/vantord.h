@@ -23,6 +23,8 @@ class CVantord : public CServiceBase {
   void OnDeviceEvent(DWORD eventType, LPVOID eventData) override;
   void OnDefaultControl(DWORD control) override;
 
+  std::shared_ptr<CModemTemplate> m_pModem;  ///< empty until OnStart
+
  private:
   /// Initialises the modem, then waits until the service stops. On a thread of the pool.
   void ServiceWorkerThread();
@@ -42,7 +44,6 @@ class CVantord : public CServiceBase {
   /// Ends the modem and the worker; `flag` is 1 at a stop and 0 at a preshutdown. Waits for the worker without bound.
   void StopWorker(DWORD flag);
 
-  std::shared_ptr<CModemTemplate> m_pModem;  ///< empty until OnStart
-  std::atomic<DWORD> m_fStopped;             ///< set to 1 by the worker once it has seen the stop event
-  HANDLE m_hStoppedEvent;                    ///< manual reset; signalled by StopWorker
+  std::atomic<DWORD> m_fStopped;  ///< set to 1 by the worker once it has seen the stop event
+  HANDLE m_hStoppedEvent;         ///< manual reset; signalled by StopWorker
 };

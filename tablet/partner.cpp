@@ -26,6 +26,7 @@ ServiceStatus Partner::Status() const {
   if (elapsed >= phase->duration) {
     status.state = phase->ends_in;
     status.exit_code = phase->exit_code;
+    status.wait_hint = phase->end_wait_hint;
     return status;
   }
   status.wait_hint = phase->wait_hint;

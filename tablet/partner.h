@@ -14,7 +14,8 @@ struct PartnerPhase {
   Millis check_point_every{0};  ///< how often the check point grows; 0: it stands still
   std::uint32_t wait_hint = 0;  ///< milliseconds
   std::uint32_t ends_in = kServiceStopped;
-  std::uint32_t exit_code = 0;  ///< reported with the state it ends in
+  std::uint32_t exit_code = 0;      ///< reported with the state it ends in
+  std::uint32_t end_wait_hint = 0;  ///< milliseconds; reported with the state it ends in, as services do that leave it
 };
 
 struct PartnerDescription {

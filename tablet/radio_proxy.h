@@ -13,11 +13,12 @@ namespace tablet {
 struct RadioDescription {
   static constexpr std::uint32_t kAlways = UINT32_MAX;
 
-  std::uint32_t failing_attempts = 0;  ///< how many connections fail before one succeeds
-  std::uint32_t notifications = 0;     ///< unsolicited news sent once connected
-  std::uint32_t answers = 1;           ///< completions sent for the command: 0 never, 2 twice
-  Millis answer_after{0};              ///< from the command to its first completion
-  bool answers_null_context = false;   ///< a completion without the client's context comes before the others
+  std::uint32_t failing_attempts = 0;       ///< how many connections fail before one succeeds
+  std::uint32_t notifications = 0;          ///< unsolicited news sent once connected
+  std::uint32_t answers = 1;                ///< completions sent for the command: 0 never, 2 twice
+  Millis answer_after{0};                   ///< from the command to its first completion
+  bool answers_null_context = false;        ///< a completion without the client's context comes before the others
+  bool notifications_null_context = false;  ///< the news come without the client's context
 };
 
 class RadioProxy {
@@ -25,7 +26,7 @@ class RadioProxy {
   /// What a client gave when it connected.
   struct Client {
     std::function<void(bool with_context)> on_result;
-    std::function<void()> on_notify;
+    std::function<void(bool with_context)> on_notify;
   };
 
   RadioProxy(const RadioDescription& description, Scheduler& scheduler, Journal& journal, HandleTable& handles);
@@ -34,7 +35,7 @@ class RadioProxy {
   bool Connect(Client client, HandleValue& handle);
   /// False for a handle that is not connected.
   bool Command(HandleValue handle, std::uint32_t value);
-  /// Ends the connection; completions that are still to come are dropped.
+  /// Ends the connection: waits for a callback that runs, drops those that are still to come.
   bool Release(HandleValue handle);
 
   std::uint32_t attempts() const { return attempts_; }

@@ -13,6 +13,7 @@
 #include "tablet/handles.h"
 #include "tablet/journal.h"
 #include "tablet/scheduler.h"
+#include "tablet/service_watch.h"
 #include "tablet/win_error.h"
 
 namespace tablet {
@@ -32,6 +33,7 @@ inline constexpr std::uint32_t kServiceStopped = 1;
 inline constexpr std::uint32_t kServiceStartPending = 2;
 inline constexpr std::uint32_t kServiceStopPending = 3;
 inline constexpr std::uint32_t kServiceRunning = 4;
+inline constexpr std::uint32_t kServicePaused = 7;
 
 inline constexpr std::uint32_t kControlStop = 1;
 inline constexpr std::uint32_t kControlInterrogate = 4;
@@ -63,8 +65,6 @@ class ServiceManager {
   /// Gives the first thread of a process in which the service starts anew, with process-wide state as at the start of a
   /// process. Without it a process that died is not restarted.
   void OnRestart(std::function<std::function<int()>()> make_process) { make_process_ = std::move(make_process); }
-  /// Told of the end of a process: what it had registered elsewhere ends with it.
-  void OnProcessEnd(std::function<void(ProcessId)> hook) { process_end_hook_ = std::move(hook); }
   /// A failure action is still to come.
   bool restart_pending() const { return restart_pending_; }
   /// How often the process has died since power-on.
@@ -82,6 +82,10 @@ class ServiceManager {
   std::uint32_t last_answer() const { return last_answer_; }
 
   const std::u16string& name() const { return service_; }
+  /// How long the system waits for the service once it was told of a preshutdown.
+  void SetPreshutdownTimeout(Millis timeout) { watch_.SetPreshutdownTimeout(timeout); }
+  /// Told when the service's process has ended, however it did.
+  void OnProcessEnd(std::function<void(ProcessId)> hook) { end_hook_ = std::move(hook); }
   /// Whoever opens the service manager is refused.
   void DenyManager() { manager_denied_ = true; }
   bool manager_denied() const { return manager_denied_; }
@@ -114,7 +118,8 @@ class ServiceManager {
   void OnDeath(ProcessId process, const std::string& thread, const std::string& why);
   void EndOfProcess(ProcessEnd end);
   void ActOnFailure();
-  void ReleaseAllOf(ProcessId process);
+  /// What both ends of a process have in common.
+  void CleanUp();
 
   Scheduler& scheduler_;
   Journal& journal_;
@@ -123,10 +128,11 @@ class ServiceManager {
   ProcessId process_ = kMachineProcess;
   ProcessId next_process_ = 1;
   ServiceStatus status_;
+  ServiceWatch watch_;
+  std::function<void(ProcessId)> end_hook_;
   FailureActions failure_actions_;
   FailureCount failures_;
   std::function<std::function<int()>()> make_process_;
-  std::function<void(ProcessId)> process_end_hook_;
   bool restart_pending_ = false;
   std::size_t deaths_ = 0;
   bool manager_denied_ = false;

@@ -24,11 +24,10 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
   g_current = this;
   for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
+  if (description.manager_denied) services_.DenyManager();
+  services_.SetPreshutdownTimeout(description.preshutdown_timeout);
+  services_.OnProcessEnd([this](ProcessId process) { notifications_.DropAllOf(process); });
   PlugInDevices(description, *this);
-  services_.OnProcessEnd([this](ProcessId process) {
-    trace_.UnregisterAllOf(process);
-    notifications_.DropAllOf(process);
-  });
 }
 
 Tablet::~Tablet() {
