@@ -41,11 +41,11 @@ TEST_F(StoryTest, AnotherEndingIsToldWithItsPlace) {
   recorded.replace(at, 7, "PAUSED");
   ProgramResult const result = Play(recorded);
   EXPECT_EQ(result.exit_code, 5);
-  EXPECT_THAT(result.out, HasSubstr("it.story:8, under \"boot quietly\":"));
+  EXPECT_THAT(result.out, HasSubstr("it.story:9, under \"boot quietly\":"));
   EXPECT_THAT(result.out, HasSubstr("recorded     20.000  status    PAUSED"));
   EXPECT_THAT(result.out, HasSubstr("now          20.000  status    STOPPED"));
   Write("it.story", kPreface + recorded);
-  EXPECT_EQ(RunJson({"story", "it.story"}, 5)["stories"][0]["differences"][0]["line"], 8);
+  EXPECT_EQ(RunJson({"story", "it.story"}, 5)["stories"][0]["differences"][0]["line"], 9);
 }
 
 TEST_F(StoryTest, VerbsChangeTheTabletBetweenLives) {

@@ -67,7 +67,8 @@ TEST_F(ServiceClient, HandlesAreClosedOnce) {
   EXPECT_EQ(::CloseServiceHandle(service), TRUE);
   EXPECT_EQ(::CloseServiceHandle(service), FALSE);
   EXPECT_EQ(::GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-  EXPECT_EQ(::CloseServiceHandle(::CreateEventW(nullptr, FALSE, FALSE, nullptr)), FALSE) << "an event is none";
+  auto const event = reinterpret_cast<SC_HANDLE>(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  EXPECT_EQ(::CloseServiceHandle(event), FALSE) << "an event is none";
 }
 
 TEST_F(ServiceClient, AServiceIsOpenedThroughTheManager) {

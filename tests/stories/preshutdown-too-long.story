@@ -13,7 +13,7 @@ preshutdown
       0.000  event     preshutdown control sent
       0.000  status    STOP_PENDING, check point 2, accepts stop, power event, preshutdown
       0.001  event     note: no progress reported for longer than the wait hint of 0 ms while STOP_PENDING
-     30.001  event     note: the handler has not returned from control 15 for 30 s; its sender would be told ERROR_SERVICE_REQUEST_TIMEOUT (1053)
+     30.001  event     note: the handler has not returned from control 15 for 30 s, which counts as no answer: ERROR_SERVICE_REQUEST_TIMEOUT (1053)
      60.001  event     note: not stopped within the preshutdown time-out of 60000 ms; Windows would shut down without waiting any longer
     102.000  status    STOPPED
     102.000  event     the service's process ended with exit code 0
