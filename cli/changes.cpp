@@ -122,7 +122,8 @@ std::string Describe(const FirmwareChange& change) {
 }
 
 std::string Describe(const tablet::FileChange& change, const tablet::Drive& drive) {
-  std::string const what = change.created ? "new" : change.written ? "written" : "attributes";
+  bool const moved = !change.moved_from.empty();
+  std::string const what = change.created ? "new" : change.written ? "written" : moved ? "moved" : "attributes";
   std::string const path = tablet::ToUtf8(change.path);
   if (!drive.Exists(change.path)) return fmt::format("{} is gone", path);
   std::uint32_t const attributes = drive.Facts(change.path).attributes;
@@ -134,7 +135,9 @@ std::string Describe(const tablet::FileChange& change, const tablet::Drive& driv
   }
   std::string size = change.folder ? "folder" : fmt::format("{}", change.bytes);
   if (!change.created && !change.written) size.clear();
-  return fmt::format("{:<10}  {:>9}  {:<4}  {}", what, size, letters, path);
+  std::string line = fmt::format("{:<10}  {:>9}  {:<4}  {}", what, size, letters, path);
+  if (moved) line += ", was " + tablet::ToUtf8(change.moved_from);
+  return line;
 }
 
 nlohmann::ordered_json ToJson(const Changes& changes) {
@@ -147,6 +150,7 @@ nlohmann::ordered_json ToJson(const Changes& changes) {
                      {"written", file.written},
                      {"attributes_changed", file.attributes},
                      {"bytes", file.bytes}});
+    if (!file.moved_from.empty()) files.back()["moved_from"] = tablet::ToUtf8(file.moved_from);
   }
   ordered_json registry = ordered_json::array();
   for (const tablet::RegistryChange& change : changes.registry) {

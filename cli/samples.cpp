@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/crash_samples.h"
 #include "cli/sample_archive.h"
 #include "tablet/folder.h"
 #include "tablet/input_error.h"
@@ -21,10 +22,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<Sample, 3> kSamples{
+constexpr std::array<Sample, 8> kSamples{
     Sample{"fresh", "a modem tablet straight from the factory line: its firmware was never deployed"},
     Sample{"wifi-only", "a tablet without a modem"},
     Sample{"already-deployed", "a modem tablet whose firmware was deployed at an earlier start"},
+    Sample{"crashed-modem", "the modem has crashed and left dumps; a user is logged on"},
+    Sample{"crashed-nobody-logged-on", "the modem has crashed and left dumps; nobody is there to be told"},
+    Sample{"crashed-two-sessions", "the modem has crashed; two users are logged on, one of them is at the screen"},
+    Sample{"oobe-then-desktop", "a tablet from the factory line in first-boot setup, which ends after 12 seconds"},
+    Sample{"no-amss-driver", "a tablet from the factory line without the driver that resets the modem"},
 };
 
 constexpr std::uint64_t kKilo = 1024;
@@ -86,9 +92,15 @@ constexpr std::string_view kDescription = R"({{
   "firmware_driver": {{ "present": true }},
   "registry": {{ "denied": [], "read_only": [] }},
   "trace": {{ "collect": true }},
-  "timeline": []
+{3}  "timeline": []
 }}
 )";
+
+/// The sample whose registry and drive a sample has.
+std::string_view BaseOf(std::string_view sample) {
+  const CrashSample* const crash = FindCrashSample(sample);
+  return crash == nullptr ? sample : crash->base;
+}
 
 constexpr std::u16string_view kSystem32 = u"C:\\Windows\\System32\\";
 constexpr std::u16string_view kArchives = u"C:\\Windows\\System32\\modem_core";
@@ -148,7 +160,7 @@ void PutDeployedFirmware(tablet::Drive& drive, bool small) {
 }
 
 void FillDrive(tablet::Drive& drive, std::string_view sample, bool small) {
-  bool const deployed = sample == "already-deployed";
+  bool const deployed = BaseOf(sample) == "already-deployed";
   std::uint32_t const hidden = deployed ? tablet::kAttributeHidden : 0;
   PutProgram(drive, u"Vantord.exe", {1, 0, 25, 0});
   PutProgram(drive, u"PeltService.exe", {1, 0, 12, 3});
@@ -166,6 +178,7 @@ void FillDrive(tablet::Drive& drive, std::string_view sample, bool small) {
   put(u"KOR.bin", OtherCarrierEntries("KOR", small));
   put(u"ATT.bin", OtherCarrierEntries("ATT", small));
   if (deployed) PutDeployedFirmware(drive, small);
+  if (const CrashSample* crash = FindCrashSample(sample)) PutCrash(*crash, small, drive);
 }
 
 void WriteText(const fs::path& file, std::string_view text) {
@@ -177,12 +190,15 @@ void WriteText(const fs::path& file, std::string_view text) {
 
 void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
   bool const modem = sample.name != "wifi-only";
+  const CrashSample* const crash = FindCrashSample(sample.name);
   fs::create_directories(folder / "registry");
   fs::create_directories(folder / "efi");
-  WriteText(folder / "tablet.json", fmt::format(kDescription, sample.name, sample.shows, modem));
+  WriteText(folder / "tablet.json",
+            fmt::format(kDescription, sample.name, sample.shows, modem, crash == nullptr ? "" : crash->keys));
   WriteText(folder / "registry" / "10-image.reg", kRegistryOfAll);
+  if (crash != nullptr) WriteText(folder / "registry" / "30-crash.reg", CrashRegistry(*crash));
   if (modem) {
-    bool const deployed = sample.name == "already-deployed";
+    bool const deployed = BaseOf(sample.name) == "already-deployed";
     WriteText(
         folder / "registry" / "20-modem-class.reg",
         fmt::format(kModemClass,

@@ -34,6 +34,9 @@ namespace {
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
+/// A service that does not come to rest, as in first-boot setup that never ends, is left alone after this long.
+constexpr tablet::Millis kLongestWait = std::chrono::hours(1);
+
 // --- one life -----------------------------------------------------------------------------------------------------
 
 /// The build's own time would make each build tell another story.
@@ -99,7 +102,7 @@ class LifePlayer {
       quiet_ = verb.rest == "quietly";
       started_ = true;
       life_.Start();
-      end = life_.RunUntilRest();
+      end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
     } else if (verb.word == "wait") {
       std::int64_t duration = 0;
       auto const [last, error] = std::from_chars(verb.rest.data(), verb.rest.data() + verb.rest.size(), duration);
@@ -108,7 +111,7 @@ class LifePlayer {
       end = life_.Advance(tablet::Millis(duration));
     } else {
       life_.Happen(EventOf(verb));
-      end = life_.RunUntilRest();
+      end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
     }
     teller_.Flush();
     if (end) AfterEnd(*end);

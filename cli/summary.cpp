@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "cli/crash_report.h"
 #include "cli/story_teller.h"
 
 namespace cli {
@@ -83,6 +84,10 @@ void PrintSummary(Console& console, const Summary& summary, Life& life, const Ob
   table.Row("Archive", archive == nullptr ? "none" : archive->path);
   if (archive != nullptr) table.More("because " + seen.WhyThisArchive());
   Paragraph(table, "Looked up", seen.look_ups(), "nothing that bears on the choice of an archive", FoundText);
+  CrashReport const crash = CrashReport::Of(life);
+  table.Row("Modem", crash.ResetText());
+  table.Row("Dumps", crash.DumpsText());
+  table.Row("Toast", crash.ToastText());
   table.Row("Files", FilesText(changes));
   Paragraph(table, "Registry", Describe(changes.registry), "unchanged", [](const auto& line) { return line; });
   Paragraph(table, "Variables", changes.firmware, "unchanged", [](const auto& change) { return Describe(change); });
@@ -138,6 +143,7 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
           {"reason", outcome.reason},
           {"archive", std::move(archive)},
           {"looked_up", std::move(look_ups)},
+          {"crash", ToJson(CrashReport::Of(life))},
           {"changes", ToJson(ChangesOf(life))},
           {"status", std::move(statuses)},
           {"virtual_ms", life.machine().scheduler().Now().count()},

@@ -10,7 +10,7 @@ list(REMOVE_ITEM service_sources ${PROJECT_SOURCE_DIR}/service/main.cpp)
 set_property(TARGET vantord_service PROPERTY SOURCES ${service_sources})
 
 add_executable(Vantord service/main.cpp)
-target_link_libraries(Vantord PRIVATE vantord_service advapi32 cfgmgr32 ole32 powrprof setupapi version)
+target_link_libraries(Vantord PRIVATE vantord_service advapi32 cfgmgr32 ole32 powrprof psapi setupapi userenv version)
 target_link_options(Vantord PRIVATE -municode -static)
 
 # The version resource.

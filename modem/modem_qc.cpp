@@ -4,6 +4,8 @@
 #include "common/log_session.h"
 #include "common/registry.h"
 #include "common/system_state.h"
+#include "crash/silent_reset.h"
+#include "crash/ssr_dump.h"
 #include "modem/image_selector.h"
 #include "modem/registry_names.h"
 #include "modem/trace_providers.h"
@@ -62,7 +64,7 @@ DWORD CModemQC::Init() {
     selector.UpdateUEFIModemIDinAudit();
   }
 
-  // The modem's crash dumps are collected here once there is a collector, if the system keeps dumps at all.
+  if (IsDiagnosisDumpEnabled()) CheckSSRDumpFile();
   return 0;
 }
 
@@ -73,7 +75,13 @@ void CModemQC::DeployModemImage() {
   // Without a complete image the driver keeps what it has, and the request stays for the next start.
   if (selector.SelectAndDeployImage() == 0) return;
   UpdateImageRegPath();
-  // The silent reset follows here once first-boot setup is watched; it is due whether or not a path was written.
+  // Due whether or not a path was written.
+  // Kept on purpose: the thread is on its own from here, where one would expect the destructor to wait for it. It gets
+  // the event itself, which is set before it is closed; a thread that is between two waits then finds it closed and
+  // polls until the process ends, which is at once. A stop that came before this line ends it only while setup runs.
+  // Pinned by the tests ModemRestart.NobodyWaitsForTheSilentReset and AStopDuringTheDeploymentDoesNotHoldTheResetBack.
+  HANDLE const thread = ::CreateThread(nullptr, 0, ExecuteSilentResetQCThread, m_hExitEvent, 0, nullptr);
+  if (thread != nullptr) ::CloseHandle(thread);
 }
 
 // Kept on purpose: stop and preshutdown end the modem in the same way (pinned by ModemQc.StopAndPreshutdownAreAlike).

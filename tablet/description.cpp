@@ -110,9 +110,9 @@ void ReadDevices(const Section& root, const std::string& file, Description& out)
 }  // namespace
 
 Description ReadDescription(const std::filesystem::path& path) {
-  static constexpr std::array<std::string_view, 11> kRoot{"clock",    "firmware_driver", "modem",    "name",
-                                                          "partner",  "radio",           "registry", "schema",
-                                                          "services", "timeline",        "trace"};
+  static constexpr std::array<std::string_view, 16> kRoot{
+      "amss",     "clock",  "firmware_driver", "modem",    "name",  "partner",  "processes", "radio",
+      "registry", "schema", "services",        "sessions", "setup", "timeline", "toast",     "trace"};
   static constexpr std::array<std::string_view, 2> kRegistry{"denied", "read_only"};
   static constexpr std::array<std::string_view, 1> kTrace{"collect"};
   std::string const file = path.string();
@@ -138,6 +138,7 @@ Description ReadDescription(const std::filesystem::path& path) {
   if (const JsonNode* node = root.Find("trace"))
     out.trace_collected = Section(*node, file, "trace", kTrace).Flag("collect", true);
   ReadServices(root, file, out);
+  ReadCrash(root, file, out);
   ReadTimeline(root, file, out);
   return out;
 }

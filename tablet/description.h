@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tablet/clock.h"
+#include "tablet/crash_description.h"
 #include "tablet/partner.h"
 #include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
@@ -33,6 +34,8 @@ struct Description {
   RadioDescription radio;       ///< the radio interface layer's proxy
   bool manager_denied = false;  ///< whoever opens the service manager is refused
   Millis preshutdown_timeout = kPreshutdownTimeout;
+
+  CrashDescription crash;  ///< sessions, processes, the statistics driver, first-boot setup
 
   bool trace_collected = true;  ///< a trace session listens to the service from power-on
 

@@ -10,6 +10,8 @@ namespace tablet {
 
 /// "partner", "radio" and "services".
 void ReadServices(const Section& root, const std::string& file, Description& out);
+/// "amss", "processes", "sessions", "setup" and "toast"; behind "modem".
+void ReadCrash(const Section& root, const std::string& file, Description& out);
 /// "timeline", ordered by time.
 void ReadTimeline(const Section& root, const std::string& file, Description& out);
 

@@ -67,7 +67,8 @@ class OpenFile : public Object {
 
 /// What a run did to one path.
 struct FileChange {
-  std::u16string path;  ///< full, "C:\..."
+  std::u16string path;        ///< full, "C:\..."
+  std::u16string moved_from;  ///< where it was when the drive was made; empty: it has not moved
   bool created = false;
   bool written = false;     ///< its data
   bool attributes = false;  ///< attributes or times
@@ -93,6 +94,9 @@ class Drive {
   WinError Attributes(std::u16string_view path, std::uint32_t& attributes) const;
   WinError SetAttributes(std::u16string_view path, std::uint32_t attributes);
   WinError MakeDirectory(std::u16string_view path);
+  /// Gives a file another name or another folder; data, attributes and times go with it. kAlreadyExists when the name
+  /// is taken, kSharingViolation when somebody has it open who does not let it be deleted. Folders are not moved here.
+  WinError Move(std::u16string_view from, std::u16string_view to);
   /// What a pattern ("c:\folder\*") matches, "." and ".." first where Windows lists them, then in order of name
   /// ignoring case. kFileNotFound when nothing matches, kPathNotFound when the folder is missing, kDirectory when it is
   /// a file.

@@ -139,8 +139,9 @@ std::optional<std::uint32_t> Drive::OverriddenVersionBlockSize(std::u16string_vi
 std::vector<FileChange> Drive::Changes() const {
   std::vector<FileChange> changes;
   Walk(*state_->root, [&](const DriveNode& node) {
-    if (!node.created && !node.written && !node.facts_changed) return;
+    if (!node.created && !node.written && !node.facts_changed && node.moved_from.empty()) return;
     changes.push_back({.path = node.path,
+                       .moved_from = node.moved_from,
                        .created = node.created,
                        .written = node.written,
                        .attributes = node.facts_changed,

@@ -48,6 +48,7 @@ struct DriveNode {
 
   // What happened since the drive was made.
   bool created = false;
+  std::u16string moved_from;  ///< its first path; empty: it has not moved
   bool written = false;
   bool facts_changed = false;
 

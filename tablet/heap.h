@@ -12,7 +12,7 @@
 namespace tablet {
 
 /// Which pair of calls a block belongs to; a block is freed by the calls it came from.
-enum class HeapKind { kProcess, kLocal };
+enum class HeapKind { kProcess, kLocal, kEnvironment };
 
 class Heap {
  public:

@@ -24,6 +24,7 @@ void PlugInDevices(const Description& description, Tablet& machine) {
   if (description.modem_present) {
     for (const std::u16string& link : description.modem_links) machine.devices().Arrive(MakeModemInterface(link));
   }
+  if (description.crash.amss.present) machine.devices().Arrive(machine.amss().Device());
   if (description.firmware_driver_present) {
     Firmware& firmware = machine.firmware();
     machine.devices().Arrive(

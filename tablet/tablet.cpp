@@ -3,11 +3,15 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tablet/text.h"
+
 namespace tablet {
 
 namespace {
 Tablet* g_current = nullptr;
-}
+
+constexpr std::u16string_view kSetupStateKey = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Setup\\State";
+}  // namespace
 
 Tablet::Tablet(const Description& description, const std::filesystem::path& folder, Scheduler::Options options)
     : scheduler_(options),
@@ -20,7 +24,9 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
       services_(scheduler_, journal_, handles_),
       notifications_(scheduler_, journal_),
       partner_(description.partner, scheduler_, journal_),
-      radio_(description.radio, scheduler_, journal_, handles_) {
+      radio_(description.radio, scheduler_, journal_, handles_),
+      processes_(description.crash, scheduler_, journal_),
+      amss_(description.crash.amss, scheduler_, journal_) {
   g_current = this;
   for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
@@ -31,6 +37,12 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
     trace_.UnregisterAllOf(process);
   });
   PlugInDevices(description, *this);
+  for (const ImageStateChange& change : description.crash.setup) {
+    scheduler_.At(change.at, [this, change] {
+      registry_.PutText(kSetupStateKey, u"ImageState", change.state);
+      journal_.Note("first-boot setup comes to " + ToUtf8(change.state));
+    });
+  }
 }
 
 Tablet::~Tablet() {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "tablet/amss_driver.h"
 #include "tablet/clock.h"
 #include "tablet/description.h"
 #include "tablet/device_bus.h"
@@ -17,6 +18,7 @@
 #include "tablet/notifications.h"
 #include "tablet/partner.h"
 #include "tablet/privileges.h"
+#include "tablet/processes.h"
 #include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
 #include "tablet/scheduler.h"
@@ -50,6 +52,8 @@ class Tablet {
   Notifications& notifications() { return notifications_; }
   Partner& partner() { return partner_; }
   RadioProxy& radio() { return radio_; }
+  Processes& processes() { return processes_; }
+  AmssDriver& amss() { return amss_; }
 
   /// The tablet that the calls of the Windows API act on. Aborts when there is none.
   static Tablet& Current();
@@ -71,6 +75,8 @@ class Tablet {
   Notifications notifications_;
   Partner partner_;
   RadioProxy radio_;
+  Processes processes_;
+  AmssDriver amss_;
 };
 
 /// The interface class of the modem's control device.

@@ -36,6 +36,7 @@ inline constexpr WinError kServiceCannotAcceptControl = 1061;
 inline constexpr WinError kServiceNotActive = 1062;
 inline constexpr WinError kControllerConnectFailed = 1063;
 inline constexpr WinError kIoDevice = 1117;
+inline constexpr WinError kBadTokenType = 1349;
 inline constexpr WinError kResourceDataNotFound = 1812;
 inline constexpr WinError kResourceTypeNotFound = 1813;
 

@@ -3,16 +3,18 @@
 
 namespace {
 
-/// The request and the lengths of its buffers; what is in them is the driver's affair.
-std::string Describe(HANDLE device, DWORD code, DWORD in_size, DWORD out_size) {
-  return fmt::format("{}, {:#x}, {} in, {} out", win32::ShowHandle(device), code, in_size, out_size);
+/// The request, the lengths of its buffers, and whether the caller asks for the bytes that were returned; what is in
+/// the buffers is the driver's affair.
+std::string Describe(HANDLE device, DWORD code, DWORD in_size, DWORD out_size, bool counts) {
+  return fmt::format("{}, {:#x}, {} in, {} out{}", win32::ShowHandle(device), code, in_size, out_size,
+                     counts ? "" : ", not counted");
 }
 
 }  // namespace
 
 BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out, DWORD outSize,
                             LPDWORD returned, LPOVERLAPPED overlapped) {
-  auto describe = [&] { return Describe(device, code, inSize, outSize); };
+  auto describe = [&] { return Describe(device, code, inSize, outSize, returned != nullptr); };
   win32::Call call("DeviceIoControl", describe);
   if (overlapped != nullptr) win32::RefuseUnmodelled("DeviceIoControl", "an overlapped request");
   if ((in == nullptr && inSize != 0) || (out == nullptr && outSize != 0)) {

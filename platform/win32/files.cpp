@@ -193,6 +193,22 @@ BOOL WINAPI CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES security) {
   return call.Done(TRUE);
 }
 
+BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR target, DWORD flags) {
+  auto const describe = [&] { return fmt::format("{}, {}, {:#x}", Show(existing), Show(target), flags); };
+  Call call("MoveFileExW", describe);
+  if (call.fault() != 0) return call.Fail(FALSE);
+  if (flags != 0) RefuseUnmodelled("MoveFileExW", fmt::format("flags {:#x}", flags));
+  std::u16string_view const from = DrivePathOf("MoveFileExW", existing);
+  std::u16string_view const to = DrivePathOf("MoveFileExW", target);
+  std::uint32_t attributes = 0;
+  if (Machine().drive().Attributes(from, attributes) == NO_ERROR && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    RefuseUnmodelled("MoveFileExW", fmt::format("the folder {}", Show(existing)));
+  }
+  DWORD const error = Machine().drive().Move(from, to);
+  if (error != NO_ERROR) return call.Fail(FALSE, error);
+  return call.Done(TRUE);
+}
+
 DWORD WINAPI GetCurrentDirectoryW(DWORD bufferLength, LPWSTR buffer) {
   auto const describe = [&] { return fmt::format("{}", bufferLength); };
   Call call("GetCurrentDirectoryW", describe);

@@ -1,4 +1,4 @@
-// Sleep, events, waits and the thread pool.
+// Sleep, events, waits, threads and the thread pool.
 #include "platform/win32/call.h"
 #include "tablet/waitable.h"
 
@@ -12,6 +12,19 @@ using win32::ShowHandle;
 namespace {
 
 Millis Duration(DWORD milliseconds) { return milliseconds == INFINITE ? tablet::kForever : Millis{milliseconds}; }
+
+/// A thread that CreateThread has made; a wait for it ends when it has ended.
+class ThreadObject final : public tablet::Object {
+ public:
+  ThreadObject(const tablet::Scheduler& scheduler, tablet::ThreadId id) : m_scheduler(scheduler), m_id(id) {}
+  std::string_view kind() const override { return "thread"; }
+  bool waitable() const override { return true; }
+  bool signaled() const override { return m_scheduler.IsThreadDone(m_id); }
+
+ private:
+  const tablet::Scheduler& m_scheduler;
+  tablet::ThreadId m_id;
+};
 
 }  // namespace
 
@@ -78,5 +91,20 @@ BOOL WINAPI QueueUserWorkItem(LPTHREAD_START_ROUTINE function, PVOID context, UL
   tablet::Scheduler& scheduler = Machine().scheduler();
   scheduler.Start(scheduler.current_process(), "worker", [function, context] { function(context); });
   return call.Done(TRUE);
+}
+
+HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES security, SIZE_T stackBytes, LPTHREAD_START_ROUTINE function,
+                           LPVOID parameter, DWORD flags, LPDWORD threadId) {
+  auto describe = [&] { return fmt::format("flags={:#x}", flags); };
+  Call call("CreateThread", describe);
+  if (security != nullptr || stackBytes != 0 || flags != 0) {
+    RefuseUnmodelled("CreateThread", "security attributes, a size of the stack, or flags");
+  }
+  if (call.fault() != 0) return call.Fail(HANDLE{});
+  tablet::Scheduler& scheduler = Machine().scheduler();
+  tablet::ThreadId const id =
+      scheduler.Start(scheduler.current_process(), "thread", [function, parameter] { function(parameter); });
+  if (threadId != nullptr) *threadId = id;
+  return call.Done(win32::ToHandle(Machine().handles().Add(std::make_shared<ThreadObject>(scheduler, id))));
 }
 }

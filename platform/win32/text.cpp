@@ -52,6 +52,16 @@ int _wcsicmp(const WCHAR* left, const WCHAR* right) {
   return lower(*left) - lower(*right);
 }
 
+int _wtoi(const WCHAR* text) {
+  while (*text == u' ' || (*text >= u'\t' && *text <= u'\r')) ++text;
+  bool const negative = *text == u'-';
+  if (*text == u'-' || *text == u'+') ++text;
+  std::int64_t number = 0;
+  for (; *text >= u'0' && *text <= u'9'; ++text)
+    number = std::min<std::int64_t>(number * 10 + (*text - u'0'), 1LL << 31);
+  return static_cast<int>(negative ? -number : std::min<std::int64_t>(number, INT32_MAX));
+}
+
 namespace win32 {
 namespace {
 

@@ -1,4 +1,4 @@
-// File times: setting them and making them of calendar time.
+// Calendar time, and the times of files: setting them and making them of calendar time.
 #include <windows.h>
 
 #include <chrono>
@@ -46,6 +46,30 @@ BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* a
   DWORD const error = open->SetTimes(times);
   if (error != NO_ERROR) return call.Fail(FALSE, error);
   return call.Done(TRUE);
+}
+
+void WINAPI GetSystemTime(LPSYSTEMTIME systemTime) {
+  auto const describe = [&] {
+    const SYSTEMTIME& t = *systemTime;
+    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}", t.wYear, t.wMonth, t.wDay, t.wHour, t.wMinute,
+                       t.wSecond, t.wMilliseconds);
+  };
+  Call call("GetSystemTime", describe);
+  using namespace std::chrono;
+  sys_days const start = year_month_day{year(1601), month(1), day(1)};
+  milliseconds const since(static_cast<std::int64_t>(Machine().clock().UtcNow() / tablet::kTicksPerMilli));
+  days const whole = floor<days>(since);
+  year_month_day const date{start + whole};
+  hh_mm_ss const time{since - whole};
+  *systemTime = {.wYear = static_cast<WORD>(static_cast<int>(date.year())),
+                 .wMonth = static_cast<WORD>(static_cast<unsigned>(date.month())),
+                 .wDayOfWeek = static_cast<WORD>(weekday{start + whole}.c_encoding()),
+                 .wDay = static_cast<WORD>(static_cast<unsigned>(date.day())),
+                 .wHour = static_cast<WORD>(time.hours().count()),
+                 .wMinute = static_cast<WORD>(time.minutes().count()),
+                 .wSecond = static_cast<WORD>(time.seconds().count()),
+                 .wMilliseconds = static_cast<WORD>(time.subseconds().count())};
+  call.Done();
 }
 
 BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, LPFILETIME fileTime) {

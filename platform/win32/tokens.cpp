@@ -1,4 +1,4 @@
-// The process's own token and its privileges.
+// Tokens: the process's own with its privileges, and those of other processes.
 #include <windows.h>
 
 #include <memory>
@@ -17,11 +17,40 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, PHANDLE token) {
   Call call("OpenProcessToken", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
   if (process != GetCurrentProcess()) {
-    if (Machine().handles().Find(win32::Number(process)) == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    RefuseUnmodelled("OpenProcessToken", "a process other than the caller's own");
+    auto const other = Machine().handles().Get<tablet::ProcessAccess>(win32::Number(process));
+    if (other == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    if (other->process->token_error != 0) return call.Fail(FALSE, other->process->token_error);
+    auto opened = std::make_shared<tablet::ProcessToken>(other->process, access, false);
+    *token = win32::ToHandle(Machine().handles().Add(std::move(opened)));
+    return call.Done(TRUE);
   }
   *token = win32::ToHandle(
       Machine().handles().Add(std::make_shared<tablet::TokenAccess>(Machine().scheduler().current_process(), access)));
+  return call.Done(TRUE);
+}
+
+BOOL DuplicateTokenEx(HANDLE token, DWORD access, LPSECURITY_ATTRIBUTES security, SECURITY_IMPERSONATION_LEVEL level,
+                      TOKEN_TYPE type, PHANDLE duplicate) {
+  auto describe = [&] {
+    return fmt::format("{}, {:#x}, level {}, type {}", win32::ShowHandle(token), access, static_cast<int>(level),
+                       static_cast<int>(type));
+  };
+  Call call("DuplicateTokenEx", describe);
+  if (call.fault() != 0) return call.Fail(FALSE);
+  if (security != nullptr) RefuseUnmodelled("DuplicateTokenEx", "security attributes");
+  if (type != TokenPrimary || access != TOKEN_ALL_ACCESS) {
+    RefuseUnmodelled("DuplicateTokenEx",
+                     fmt::format("a token of type {} with access {:#x}", static_cast<int>(type), access));
+  }
+  auto const source = Machine().handles().Get<tablet::ProcessToken>(win32::Number(token));
+  if (source == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+  if ((source->access & TOKEN_DUPLICATE) == 0) return call.Fail(FALSE, ERROR_ACCESS_DENIED);
+  if (source->process->duplicate_error != 0) {
+    if (source->process->duplicate_clears) *duplicate = nullptr;
+    return call.Fail(FALSE, source->process->duplicate_error);
+  }
+  *duplicate =
+      win32::ToHandle(Machine().handles().Add(std::make_shared<tablet::ProcessToken>(source->process, access, true)));
   return call.Done(TRUE);
 }
 
@@ -48,6 +77,9 @@ BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES newS
                      fmt::format("disabling all, no new state, or a previous state of {} bytes", bufferLength));
   }
   auto const access = Machine().handles().Get<tablet::TokenAccess>(win32::Number(token));
+  if (Machine().handles().Get<tablet::ProcessToken>(win32::Number(token)) != nullptr) {
+    RefuseUnmodelled("AdjustTokenPrivileges", "the token of another process");
+  }
   if (access == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   if ((access->access & TOKEN_ADJUST_PRIVILEGES) == 0) return call.Fail(FALSE, ERROR_ACCESS_DENIED);
 

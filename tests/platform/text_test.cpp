@@ -133,4 +133,14 @@ TEST_F(TextTest, AGuidIsWrittenBracedInUpperCase) {
   EXPECT_EQ(::StringFromGUID2(kGuid, exact, 38), 0);
 }
 
+TEST_F(TextTest, NumbersEndAtTheFirstOtherCharacter) {
+  EXPECT_EQ(_wtoi(TEXT("12")), 12);
+  EXPECT_EQ(_wtoi(TEXT(" \t-7x9")), -7);
+  EXPECT_EQ(_wtoi(TEXT("+3")), 3);
+  EXPECT_EQ(_wtoi(TEXT("")), 0);
+  EXPECT_EQ(_wtoi(TEXT("one")), 0);
+  EXPECT_EQ(_wtoi(TEXT("99999999999999999999")), INT32_MAX);
+  EXPECT_EQ(_wtoi(TEXT("-99999999999999999999")), INT32_MIN);
+}
+
 }  // namespace

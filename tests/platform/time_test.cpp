@@ -137,4 +137,14 @@ TEST_F(FileTimesTest, LocalTimeBecomesUtcByTheTabletsDistanceFromIt) {
   EXPECT_EQ(Ticks(utc), Ticks(local) + 11 * kHour / 2);
 }
 
+TEST_F(FileTimesTest, TheSystemTimeIsInUtc) {
+  Pass(3'661'234);
+  SYSTEMTIME now = {};
+  ::GetSystemTime(&now);
+  EXPECT_EQ(now.wYear * 10000 + now.wMonth * 100 + now.wDay, 20260302);
+  EXPECT_EQ(now.wHour * 10000 + now.wMinute * 100 + now.wSecond, 90101);
+  EXPECT_EQ(now.wMilliseconds, 234);
+  EXPECT_EQ(now.wDayOfWeek, 1) << "a Monday";
+}
+
 }  // namespace

@@ -49,6 +49,10 @@ boot
       0.000  event     partner service is started
       0.000  message   CVantord::StartServiceOEM:119             Service start pending...
       0.000  message   CVantord::StartServiceOEM:91              Service started successfully.
+      0.000  message   IsDefaultSetupState:1587                  Non Default Setup State! (IMAGE_STATE_COMPLETE)
+      0.000  message   ExecuteSilentResetQCThread:4378           Start sending IOCTL_MODEM_RESET
+      0.000  event     the modem is reset
+      0.000  message   ExecuteSilentResetQCThread:4418           Successfully sent IOCTL_REQ_MODEM_RESET to AMSS driver
 stop
       0.000  event     stop control sent
       0.000  message   CServiceBase::SetServiceStatus:101        Service SetServiceStatus, 141

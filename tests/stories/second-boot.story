@@ -7,6 +7,7 @@ boot quietly
       0.000  status    START_PENDING, check point 1
       0.000  status    RUNNING, accepts stop, power event, preshutdown
       0.000  event     partner service is started
+      0.000  event     the modem is reset
 stop
       0.000  event     stop control sent
       0.000  status    STOP_PENDING, check point 2, accepts stop, power event, preshutdown

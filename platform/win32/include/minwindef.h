@@ -71,6 +71,9 @@ using HANDLE = void*;
 using PHANDLE = HANDLE*;
 using HLOCAL = HANDLE;
 
+struct HINSTANCE__;
+using HMODULE = HINSTANCE__*;
+
 // The registry's handles are a type of their own, as under STRICT.
 struct HKEY__;
 using HKEY = HKEY__*;

@@ -18,6 +18,9 @@ WCHAR* wcsstr(WCHAR* text, const WCHAR* part);
 /// Compares without regard to the case of ASCII letters, as Microsoft's runtime does in the "C" locale.
 int _wcsicmp(const WCHAR* left, const WCHAR* right);
 
+/// Reads blanks, a sign and decimal digits; 0 without digits, the nearest limit beyond 32 bits.
+int _wtoi(const WCHAR* text);
+
 /// Microsoft's counted wide formatter with the legacy termination: writes at most `count` characters; returns the
 /// length, which may equal `count` (then nothing terminates the text), or -1 with the first `count` characters stored
 /// when the text is longer. `%s` is wide, `%S` and `%hS` narrow, `%l` and plain integers 32 bits wide.

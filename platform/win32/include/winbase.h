@@ -29,6 +29,10 @@
 #define FILE_FLAG_OVERLAPPED 0x40000000u
 #define SECURITY_IMPERSONATION (SecurityImpersonation << 16)
 
+#define CREATE_NEW_CONSOLE 0x00000010u
+#define NORMAL_PRIORITY_CLASS 0x00000020u
+#define CREATE_UNICODE_ENVIRONMENT 0x00000400u
+
 #define WT_EXECUTELONGFUNCTION 0x00000010u
 
 #define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x00000100u
@@ -88,6 +92,38 @@ struct WIN32_FIND_DATAW {
 using LPWIN32_FIND_DATAW = WIN32_FIND_DATAW*;
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
+struct STARTUPINFOW {
+  DWORD cb;  ///< bytes of the structure
+  LPWSTR lpReserved;
+  LPWSTR lpDesktop;
+  LPWSTR lpTitle;
+  DWORD dwX;
+  DWORD dwY;
+  DWORD dwXSize;
+  DWORD dwYSize;
+  DWORD dwXCountChars;
+  DWORD dwYCountChars;
+  DWORD dwFillAttribute;
+  DWORD dwFlags;
+  WORD wShowWindow;
+  WORD cbReserved2;
+  LPBYTE lpReserved2;
+  HANDLE hStdInput;
+  HANDLE hStdOutput;
+  HANDLE hStdError;
+};
+using LPSTARTUPINFOW = STARTUPINFOW*;
+static_assert(sizeof(STARTUPINFOW) == 104);
+
+struct PROCESS_INFORMATION {
+  HANDLE hProcess;
+  HANDLE hThread;
+  DWORD dwProcessId;
+  DWORD dwThreadId;
+};
+using LPPROCESS_INFORMATION = PROCESS_INFORMATION*;
+static_assert(sizeof(PROCESS_INFORMATION) == 24);
+
 using LPTHREAD_START_ROUTINE = DWORD(WINAPI*)(LPVOID parameter);
 
 extern "C" {
@@ -106,6 +142,7 @@ BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* a
 DWORD WINAPI GetFileAttributesW(LPCWSTR fileName);
 BOOL WINAPI SetFileAttributesW(LPCWSTR fileName, DWORD attributes);
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES security);
+BOOL WINAPI MoveFileExW(LPCWSTR existing, LPCWSTR target, DWORD flags);
 DWORD WINAPI GetCurrentDirectoryW(DWORD bufferLength, LPWSTR buffer);
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data);
 BOOL WINAPI FindNextFileW(HANDLE find, LPWIN32_FIND_DATAW data);
@@ -115,6 +152,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, 
                             LPDWORD returned, LPOVERLAPPED overlapped);
 
 // Time.
+void WINAPI GetSystemTime(LPSYSTEMTIME systemTime);
 BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, LPFILETIME fileTime);
 BOOL WINAPI LocalFileTimeToFileTime(const FILETIME* local, LPFILETIME utc);
 DWORD WINAPI GetTickCount();
@@ -126,7 +164,18 @@ BOOL WINAPI SetEvent(HANDLE event);
 DWORD WINAPI WaitForSingleObject(HANDLE object, DWORD milliseconds);
 BOOL WINAPI QueueUserWorkItem(LPTHREAD_START_ROUTINE function, PVOID context, ULONG flags);
 
-// Process and token.
+HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES security, SIZE_T stackBytes, LPTHREAD_START_ROUTINE function,
+                           LPVOID parameter, DWORD flags, LPDWORD threadId);
+
+// Processes and tokens.
+HANDLE WINAPI OpenProcess(DWORD access, BOOL inherit, DWORD processId);
+BOOL WINAPI ProcessIdToSessionId(DWORD processId, DWORD* sessionId);
+BOOL WINAPI CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR commandLine,
+                                 LPSECURITY_ATTRIBUTES processSecurity, LPSECURITY_ATTRIBUTES threadSecurity,
+                                 BOOL inheritHandles, DWORD flags, LPVOID environment, LPCWSTR currentDirectory,
+                                 LPSTARTUPINFOW startupInfo, LPPROCESS_INFORMATION processInformation);
+BOOL WINAPI DuplicateTokenEx(HANDLE token, DWORD access, LPSECURITY_ATTRIBUTES security,
+                             SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, PHANDLE duplicate);
 HANDLE WINAPI GetCurrentProcess();
 BOOL WINAPI OpenProcessToken(HANDLE process, DWORD access, PHANDLE token);
 BOOL WINAPI LookupPrivilegeValueW(LPCWSTR system, LPCWSTR name, PLUID luid);

@@ -44,8 +44,14 @@
 
 #define SERVICE_WIN32_OWN_PROCESS 0x00000010u
 
+#define MAXIMUM_ALLOWED 0x02000000u
+#define PROCESS_ALL_ACCESS 0x001FFFFFu
+
+#define TOKEN_ASSIGN_PRIMARY 0x0001u
+#define TOKEN_DUPLICATE 0x0002u
 #define TOKEN_QUERY 0x0008u
 #define TOKEN_ADJUST_PRIVILEGES 0x0020u
+#define TOKEN_ALL_ACCESS 0x000F01FFu
 #define SE_PRIVILEGE_ENABLED 0x00000002u
 #define SE_SYSTEM_ENVIRONMENT_NAME TEXT("SeSystemEnvironmentPrivilege")
 
@@ -78,6 +84,8 @@ enum SECURITY_IMPERSONATION_LEVEL {
   SecurityImpersonation,
   SecurityDelegation
 };
+
+enum TOKEN_TYPE { TokenPrimary = 1, TokenImpersonation };
 
 union LARGE_INTEGER {
   struct {
