@@ -42,12 +42,9 @@ int RunService() {
   return wmain(1, arguments);
 }
 
-std::string_view WordOf(std::uint32_t control) {
-  return control == tablet::kControlStop ? "stop" : control == tablet::kControlPreshutdown ? "preshutdown" : "other";
-}
-
-std::uint32_t ControlOf(tablet::TimelineEvent::Kind kind) {
-  return kind == tablet::TimelineEvent::Kind::kStop ? tablet::kControlStop : tablet::kControlPreshutdown;
+bool EndsTheService(const tablet::TimelineEvent& event) {
+  return event.kind == tablet::TimelineEvent::Kind::kControl &&
+         (event.number == tablet::kControlStop || event.number == tablet::kControlPreshutdown);
 }
 
 }  // namespace
@@ -109,19 +106,17 @@ void Life::Start() {
   StayOnThisProcessor();
   for (const tablet::TimelineEvent& event : description_.timeline) {
     ++events_to_come_;
-    machine_.scheduler().At(event.at, [this, kind = event.kind] {
+    machine_.scheduler().At(event.at, [this, event] {
       --events_to_come_;
-      Send(ControlOf(kind));
+      Happen(event);
     });
   }
   machine_.services().Start(u"Vantord", RunService);
 }
 
-void Life::Send(std::uint32_t control) {
-  tablet::WinError const refusal = machine_.services().Send(control);
-  told_ = told_ || refusal == 0;
-  machine_.journal().Note(refusal == 0 ? fmt::format("{} control sent", WordOf(control))
-                                       : fmt::format("{} control refused with error {}", WordOf(control), refusal));
+void Life::Happen(const tablet::TimelineEvent& event) {
+  tablet::WinError const refusal = tablet::Happen(event, machine_);
+  told_ = told_ || (refusal == tablet::kSuccess && EndsTheService(event));
 }
 
 bool Life::IsResting() {
@@ -193,7 +188,7 @@ LifeEnd Life::Run(std::optional<Millis> until) {
                                             tablet::StateName(machine_.services().status().state))};
     }
     told_to_stop = true;
-    Send(tablet::kControlStop);
+    Happen(*tablet::MakeEvent("stop", ""));
   }
 }
 

@@ -63,8 +63,8 @@ class Life {
   std::optional<LifeEnd> RunUntilRest(tablet::Millis deadline = tablet::kForever);
   /// Lets virtual time pass; ends early when the service ends.
   std::optional<LifeEnd> Advance(tablet::Millis duration);
-  /// Sends a control; notes a refusal in the journal.
-  void Send(std::uint32_t control);
+  /// Lets something happen to the tablet now.
+  void Happen(const tablet::TimelineEvent& event);
 
   /// Start to end: follows the timeline; without a stop there, the service is sent a stop once it is parked. At
   /// `until`, when given, the run is over.

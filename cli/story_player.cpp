@@ -171,7 +171,7 @@ class LifePlayer {
       if (!whole) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
       end = life_.Advance(tablet::Millis(duration));
     } else {
-      life_.Send(verb.word == "stop" ? tablet::kControlStop : tablet::kControlPreshutdown);
+      life_.Happen(*tablet::MakeEvent(verb.word, verb.rest));
       end = life_.RunUntilRest();
     }
     teller_.Flush();

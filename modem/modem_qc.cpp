@@ -7,6 +7,7 @@
 #include "modem/image_selector.h"
 #include "modem/registry_names.h"
 #include "modem/trace_providers.h"
+#include "service/ril/ril_handler.h"
 
 namespace {
 
@@ -77,6 +78,8 @@ void CModemQC::DeployModemImage() {
 
 // Kept on purpose: stop and preshutdown end the modem in the same way (pinned by ModemQc.StopAndPreshutdownAreAlike).
 void CModemQC::Deinit(DWORD) {
-  // The radio is shut down here first once there is a client for it.
+  CRILHandler radio;
+  if (radio.Init()) radio.RequestShutdown();
+  // Whether or not the radio was reached. The connection ends after this, with the handler.
   ::SetEvent(m_hExitEvent);
 }

@@ -92,7 +92,7 @@ void CServiceBase::Start(DWORD argumentCount, LPWSTR* arguments) {
   // thread, and the object may be gone.
   try {
     SetServiceStatus(SERVICE_START_PENDING, NO_ERROR);
-    // The service's failure actions are set here, before its own start work.
+    ConfigureFailureActions();
     OnStart(argumentCount, arguments);
     SetServiceStatus(SERVICE_RUNNING, NO_ERROR);
   } catch (DWORD error) {
@@ -109,7 +109,14 @@ void CServiceBase::Stop() {
   try {
     SetServiceStatus(SERVICE_STOP_PENDING, NO_ERROR);
     OnStop();
-    // Device and power notifications are unregistered here, once the service has let go of them.
+    if (DWORD const result = UnregisterDeviceEvent(); result != CR_SUCCESS) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Failed to CM_Unregister_Notification - (%d)"), "CServiceBase::Stop", 138,
+                     result);
+    }
+    if (DWORD const result = UnregisterPowerEvent(); result != ERROR_SUCCESS) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Failed to PowerSettingUnregisterNotification - (%d)"),
+                     "CServiceBase::Stop", 142, result);
+    }
     SetServiceStatus(SERVICE_STOPPED, NO_ERROR);
   } catch (...) {
     SetServiceStatus(before, NO_ERROR);
@@ -120,7 +127,14 @@ void CServiceBase::Preshutdown() {
   try {
     SetServiceStatus(SERVICE_STOP_PENDING, NO_ERROR);
     OnPreshutdown();
-    // As in Stop, the notifications are unregistered here.
+    if (DWORD const result = UnregisterDeviceEvent(); result != CR_SUCCESS) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Failed to CM_Unregister_Notification - (%d)"),
+                     "CServiceBase::Preshutdown", 155, result);
+    }
+    if (DWORD const result = UnregisterPowerEvent(); result != ERROR_SUCCESS) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Failed to PowerSettingUnregisterNotification - (%d)"),
+                     "CServiceBase::Preshutdown", 159, result);
+    }
     SetServiceStatus(SERVICE_STOPPED, NO_ERROR);
   } catch (...) {
     // Kept on purpose: the service stays stop-pending, where Stop goes back to the state before

@@ -4,7 +4,12 @@
 
 #include <windows.h>
 
+#include <cfgmgr32.h>
 #include <winsvc.h>
+
+/// The display state of the console: 0 off, 1 on, 2 dimmed.
+inline constexpr GUID kConsoleDisplayState = {
+    0x6FE69556, 0x704A, 0x47A0, {0x8F, 0x24, 0xC2, 0x8D, 0x93, 0x6F, 0xDA, 0x47}};
 
 class CServiceBase {
  public:
@@ -34,12 +39,24 @@ class CServiceBase {
   virtual void OnPowerEvent(DWORD eventType, LPVOID eventData);
   virtual void OnDefaultControl(DWORD control);
 
+  /// Subscribes to arrival and removal of USB device interfaces, delivered to OnDeviceEvent. A failure is logged.
+  void RegisterDeviceEvent();
+  /// Subscribes to the console's display state, delivered to OnPowerEvent. A failure is logged.
+  void RegisterPowerEvent();
+
   /// Reports a state to the service manager. The wait hint is always 0 ms; the report's own failure is ignored.
   void SetServiceStatus(DWORD state, DWORD exitCode);
 
  private:
   static void WINAPI ServiceMain(DWORD argumentCount, LPWSTR* arguments);
   static DWORD WINAPI ServiceCtrlHandler(DWORD control, DWORD eventType, LPVOID eventData, LPVOID context);
+
+  /// Restarts after a crash: three times after 1 s, counted anew each day. Failures are logged.
+  void ConfigureFailureActions();
+
+  // Undo the registrations, where made, and clear their handles in any case; each answers Windows' code.
+  DWORD UnregisterDeviceEvent();
+  DWORD UnregisterPowerEvent();
 
   // The guarded transitions.
   void Start(DWORD argumentCount, LPWSTR* arguments);
@@ -56,4 +73,6 @@ class CServiceBase {
   SERVICE_STATUS m_status;   ///< as last reported
   DWORD m_controlsAccepted;  ///< reported whenever the service is neither stopped nor start-pending
   SERVICE_STATUS_HANDLE m_statusHandle = nullptr;
+  HPOWERNOTIFY m_hPowerNotify = nullptr;  ///< null: not registered
+  HCMNOTIFICATION m_hCmNotify = nullptr;  ///< null: not registered
 };

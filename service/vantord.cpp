@@ -53,7 +53,8 @@ void CVantord::OnStart(DWORD, LPWSTR*) {
     throw -1;
   }
 
-  // The device and display notifications are registered here.
+  RegisterDeviceEvent();
+  RegisterPowerEvent();
 
   QueueWorker(&CVantord::ServiceWorkerThread);
 }
@@ -79,7 +80,7 @@ DWORD WINAPI CVantord::WorkItemThunk(LPVOID context) {
 void CVantord::ServiceWorkerThread() {
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : ServiceWorkerThread to run"), "CVantord::ServiceWorkerThread", 104);
   m_pModem->Init();
-  // The partner service is started here, once the modem is ready for it.
+  StartServiceOEM();
   if (::WaitForSingleObject(m_hStoppedEvent, INFINITE) != WAIT_OBJECT_0) RaiseLastError();
   // From this store on the object may be destroyed by the thread that stops the service.
   m_fStopped = 1;

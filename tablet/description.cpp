@@ -8,11 +8,9 @@
 #include <chrono>
 #include <cstdio>
 #include <optional>
-#include <span>
 
+#include "tablet/description_parts.h"
 #include "tablet/input_error.h"
-#include "tablet/json_source.h"
-#include "tablet/nearest.h"
 #include "tablet/text.h"
 
 namespace tablet {
@@ -22,77 +20,6 @@ namespace {
 constexpr std::int64_t kSchema = 1;
 constexpr const char16_t* kDefaultModemLink = u"\\\\?\\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}";
 constexpr const char16_t* kDefaultSafiLink = u"\\\\?\\ROOT#SAFI#0000#{fd9ff848-46d1-4ce7-8940-6df2f1e6eff6}";
-
-/// An object of the file, with its place for messages and the keys it may hold.
-class Section {
- public:
-  Section(const JsonNode& node, std::string file, std::string name, std::span<const std::string_view> known)
-      : node_(node), file_(std::move(file)), name_(std::move(name)) {
-    if (node_.kind != JsonNode::Kind::kObject) {
-      throw InputError(Place(node_.line, name_.empty() ? "the file" : name_),
-                       fmt::format("must be an object, is {}", KindName(node_.kind)), "write { ... } here");
-    }
-    for (const JsonNode::Member& member : node_.members) {
-      if (std::find(known.begin(), known.end(), member.key) != known.end()) continue;
-      throw InputError(Place(member.line, Full(member.key)), "unknown key", SuggestOneOf(member.key, known));
-    }
-  }
-
-  const JsonNode* Find(std::string_view key) const {
-    for (const JsonNode::Member& member : node_.members) {
-      if (member.key == key) return &member.value;
-    }
-    return nullptr;
-  }
-  const JsonNode* Find(std::string_view key, JsonNode::Kind kind) const {
-    const JsonNode* value = Find(key);
-    if (value != nullptr) Expect(*value, kind, key);
-    return value;
-  }
-  const JsonNode& Need(std::string_view key, JsonNode::Kind kind) const {
-    const JsonNode* value = Find(key, kind);
-    if (value != nullptr) return *value;
-    throw InputError(Place(node_.line, Full(key)), "the key is missing", fmt::format("add \"{}\" here", key));
-  }
-  void Expect(const JsonNode& value, JsonNode::Kind kind, std::string_view key) const {
-    if (value.kind == kind) return;
-    throw InputError(Place(value.line, Full(key)),
-                     fmt::format("must be {}, is {}", KindName(kind), KindName(value.kind)), "correct the value");
-  }
-  bool Flag(std::string_view key, bool without) const {
-    const JsonNode* value = Find(key, JsonNode::Kind::kBoolean);
-    return value == nullptr ? without : value->boolean;
-  }
-  std::vector<const JsonNode*> List(std::string_view key, JsonNode::Kind items) const {
-    std::vector<const JsonNode*> list;
-    const JsonNode* value = Find(key, JsonNode::Kind::kArray);
-    if (value == nullptr) return list;
-    for (std::size_t i = 0; i < value->items.size(); ++i) {
-      Expect(value->items[i], items, fmt::format("{}[{}]", key, i));
-      list.push_back(&value->items[i]);
-    }
-    return list;
-  }
-  std::vector<std::u16string> Texts(std::string_view key) const {
-    std::vector<std::u16string> texts;
-    for (const JsonNode* item : List(key, JsonNode::Kind::kText)) texts.push_back(ToUtf16(item->text));
-    return texts;
-  }
-  [[noreturn]] void Refuse(const JsonNode& value, std::string_view key, const std::string& problem,
-                           const std::string& next) const {
-    throw InputError(Place(value.line, Full(key)), problem, next);
-  }
-
- private:
-  std::string Place(int line, const std::string& what) const { return fmt::format("{}:{}: {}", file_, line, what); }
-  std::string Full(std::string_view key) const {
-    return name_.empty() ? std::string(key) : fmt::format("{}.{}", name_, key);
-  }
-
-  const JsonNode& node_;
-  std::string file_;
-  std::string name_;
-};
 
 /// "2026-03-02T08:00:00Z", to the second.
 std::optional<FileTicks> ParseUtc(const std::string& text) {
@@ -180,35 +107,12 @@ void ReadDevices(const Section& root, const std::string& file, Description& out)
   }
 }
 
-void ReadTimeline(const Section& root, const std::string& file, Description& out) {
-  static constexpr std::array<std::string_view, 2> kKnown{"at_ms", "event"};
-  static constexpr std::array<std::string_view, 2> kEvents{"preshutdown", "stop"};
-  std::size_t index = 0;
-  for (const JsonNode* node : root.List("timeline", JsonNode::Kind::kObject)) {
-    Section const event(*node, file, fmt::format("timeline[{}]", index++), kKnown);
-    const JsonNode& at = event.Need("at_ms", JsonNode::Kind::kInteger);
-    constexpr std::int64_t kOneYear = 365LL * 24 * 3600 * 1000;
-    if (at.integer < 0 || at.integer > kOneYear) {
-      event.Refuse(at, "at_ms", fmt::format("{} is out of range", at.integer),
-                   "give milliseconds since power-on, up to a year");
-    }
-    const JsonNode& word = event.Need("event", JsonNode::Kind::kText);
-    auto const known = std::find(kEvents.begin(), kEvents.end(), word.text);
-    if (known == kEvents.end()) {
-      event.Refuse(word, "event", fmt::format("unknown event \"{}\"", word.text), SuggestOneOf(word.text, kEvents));
-    }
-    out.timeline.push_back(
-        {Millis(at.integer), word.text == "stop" ? TimelineEvent::Kind::kStop : TimelineEvent::Kind::kPreshutdown});
-  }
-  std::stable_sort(out.timeline.begin(), out.timeline.end(),
-                   [](const TimelineEvent& a, const TimelineEvent& b) { return a.at < b.at; });
-}
-
 }  // namespace
 
 Description ReadDescription(const std::filesystem::path& path) {
-  static constexpr std::array<std::string_view, 8> kRoot{"clock",    "firmware_driver", "modem",    "name",
-                                                         "registry", "schema",          "timeline", "trace"};
+  static constexpr std::array<std::string_view, 11> kRoot{"clock",    "firmware_driver", "modem",    "name",
+                                                          "partner",  "radio",           "registry", "schema",
+                                                          "services", "timeline",        "trace"};
   static constexpr std::array<std::string_view, 2> kRegistry{"denied", "read_only"};
   static constexpr std::array<std::string_view, 1> kTrace{"collect"};
   std::string const file = path.string();
@@ -233,6 +137,7 @@ Description ReadDescription(const std::filesystem::path& path) {
   }
   if (const JsonNode* node = root.Find("trace"))
     out.trace_collected = Section(*node, file, "trace", kTrace).Flag("collect", true);
+  ReadServices(root, file, out);
   ReadTimeline(root, file, out);
   return out;
 }

@@ -7,15 +7,13 @@
 #include <vector>
 
 #include "tablet/clock.h"
+#include "tablet/partner.h"
+#include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
+#include "tablet/service_watch.h"
+#include "tablet/timeline.h"
 
 namespace tablet {
-
-/// One event of the timeline.
-struct TimelineEvent {
-  Millis at{0};  ///< since power-on
-  enum class Kind { kStop, kPreshutdown } kind = Kind::kStop;
-};
 
 struct Description {
   std::string name;            ///< for people
@@ -30,6 +28,11 @@ struct Description {
 
   std::vector<std::u16string> denied_keys;     ///< any access answers access denied
   std::vector<std::u16string> read_only_keys;  ///< writing answers access denied
+
+  PartnerDescription partner;   ///< the service "Pelt"
+  RadioDescription radio;       ///< the radio interface layer's proxy
+  bool manager_denied = false;  ///< whoever opens the service manager is refused
+  Millis preshutdown_timeout = kPreshutdownTimeout;
 
   bool trace_collected = true;  ///< a trace session listens to the service from power-on
 

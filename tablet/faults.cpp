@@ -13,4 +13,12 @@ WinError Faults::Ask(std::string_view call) {
   return error;
 }
 
+std::vector<std::string> Faults::Unused() const {
+  std::vector<std::string> calls;
+  for (const Counted& entry : faults_) {
+    if (entry.seen < entry.fault.first) calls.push_back(entry.fault.call);
+  }
+  return calls;
+}
+
 }  // namespace tablet

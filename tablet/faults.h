@@ -28,6 +28,9 @@ class Faults {
   /// Counts one occurrence of `call` and answers the error it must fail with, or 0. The fault added first wins.
   WinError Ask(std::string_view call);
 
+  /// The calls of faults that never came to pass.
+  std::vector<std::string> Unused() const;
+
  private:
   struct Counted {
     Fault fault;

@@ -227,8 +227,13 @@ void Scheduler::Sleep(Millis duration) {
   WaitFor(duration, [] { return false; });
 }
 
-void Scheduler::At(Millis when, std::function<void()> action) {
-  actions_.push_back({std::max(when, now_), next_action_++, std::move(action)});
+std::uint64_t Scheduler::At(Millis when, std::function<void()> action) {
+  actions_.push_back({std::max(when, now_), next_action_, std::move(action)});
+  return next_action_++;
+}
+
+void Scheduler::Cancel(std::uint64_t action) {
+  std::erase_if(actions_, [action](const Action& entry) { return entry.order == action; });
 }
 
 void Scheduler::EndProcess(ProcessId process) {

@@ -71,8 +71,11 @@ class Scheduler {
   Wake WaitFor(Millis duration, std::function<bool()> ready);
   void Sleep(Millis duration);
 
-  /// Runs `action` when the clock reaches `when`, on whatever thread moved the clock. It must not wait.
-  void At(Millis when, std::function<void()> action);
+  /// Runs `action` when the clock reaches `when`, on whatever thread moved the clock. It must not wait. Answers the
+  /// action's number, never 0.
+  std::uint64_t At(Millis when, std::function<void()> action);
+  /// Forgets an action that has not run; does nothing for any other number.
+  void Cancel(std::uint64_t action);
 
   /// Asked when no thread can run and no deadline is left. Answers whether it made something runnable.
   void OnIdle(std::function<bool()> hook) { idle_hook_ = std::move(hook); }

@@ -33,6 +33,14 @@ std::optional<std::uint32_t> AcceptBit(std::uint32_t control) {
   }
 }
 
+/// Start, stop, pause or continue under way.
+bool IsPending(std::uint32_t state) {
+  constexpr std::uint32_t kContinuePending = 5;
+  constexpr std::uint32_t kPausePending = 6;
+  return state == kServiceStartPending || state == kServiceStopPending || state == kContinuePending ||
+         state == kPausePending;
+}
+
 /// Controls that the system sends of itself; the others come through ControlService, which looks at the state too.
 bool IsSystemControl(std::uint32_t control) {
   return control == kControlShutdown || control == kControlPowerEvent || control == kControlPreshutdown;
@@ -53,7 +61,7 @@ std::string StateName(std::uint32_t state) {
 }
 
 ServiceManager::ServiceManager(Scheduler& scheduler, Journal& journal, HandleTable& handles)
-    : scheduler_(scheduler), journal_(journal), handles_(handles) {
+    : scheduler_(scheduler), journal_(journal), handles_(handles), watch_(scheduler, journal) {
   scheduler_.OnDeath(
       [this](ProcessId process, const std::string& thread, const std::string& why) { OnDeath(process, thread, why); });
 }
@@ -80,6 +88,7 @@ WinError ServiceManager::Send(std::uint32_t control, std::uint32_t event_type, s
   bool const pending = status_.state == kServiceStartPending || status_.state == kServiceStopPending;
   if (pending && !IsSystemControl(control)) return kServiceCannotAcceptControl;
   if (*bit != 0 && (status_.controls_accepted & *bit) == 0) return kInvalidServiceControl;
+  if (control == kControlPreshutdown) watch_.PreshutdownSent();
   controls_.push_back({control, event_type, std::move(data)});
   return kSuccess;
 }
@@ -103,7 +112,10 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
     if (status_.state == kServiceStopped) return kSuccess;
     Control const control = controls_.front();
     controls_.pop_front();
-    if (handler_) last_answer_ = handler_(control.code, control.event_type, control.data.get());
+    if (!handler_) continue;
+    watch_.HandlerCalled(control.code);
+    last_answer_ = handler_(control.code, control.event_type, control.data.get());
+    watch_.HandlerReturned();
   }
 }
 
@@ -117,6 +129,10 @@ HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler 
 WinError ServiceManager::Report(HandleValue handle, const ServiceStatus& status) {
   if (handle == 0 || handle != status_handle_) return kInvalidHandle;
   status_ = status;
+  watch_.Reported({.pending = IsPending(status.state),
+                   .stopped = status.state == kServiceStopped,
+                   .state = StateName(status.state),
+                   .wait_hint = Millis{status.wait_hint}});
   journal_.Record(StatusEvent{.state = StateName(status.state),
                               .controls_accepted = status.controls_accepted,
                               .exit_code = status.exit_code,
@@ -131,14 +147,20 @@ void ServiceManager::OnDeath(ProcessId process, const std::string& thread, const
   status_.exit_code = kProcessAborted;
   status_.controls_accepted = 0;
   ended_ = ProcessEnd{.died = true, .reason = fmt::format("thread \"{}\" was left by {}", thread, why), .exit_code = 0};
-  handles_.CloseAllOf(process_);
+  CleanUp();
   journal_.Note("the service's process died: " + ended_->reason);
+}
+
+void ServiceManager::CleanUp() {
+  watch_.Forget();
+  handles_.CloseAllOf(process_);
+  if (end_hook_) end_hook_(process_);
 }
 
 void ServiceManager::EndOfProcess(ProcessEnd end) {
   journal_.Note(fmt::format("the service's process ended with exit code {}", end.exit_code));
   ended_ = std::move(end);
-  handles_.CloseAllOf(process_);
+  CleanUp();
   scheduler_.EndProcess(process_);
 }
 

@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "tablet/failure_actions.h"
 #include "tablet/handles.h"
 #include "tablet/journal.h"
 #include "tablet/scheduler.h"
+#include "tablet/service_watch.h"
 #include "tablet/win_error.h"
 
 namespace tablet {
@@ -31,6 +33,7 @@ inline constexpr std::uint32_t kServiceStopped = 1;
 inline constexpr std::uint32_t kServiceStartPending = 2;
 inline constexpr std::uint32_t kServiceStopPending = 3;
 inline constexpr std::uint32_t kServiceRunning = 4;
+inline constexpr std::uint32_t kServicePaused = 7;
 
 inline constexpr std::uint32_t kControlStop = 1;
 inline constexpr std::uint32_t kControlInterrogate = 4;
@@ -70,6 +73,17 @@ class ServiceManager {
   /// What the handler answered to the control it handled last.
   std::uint32_t last_answer() const { return last_answer_; }
 
+  const std::u16string& name() const { return service_; }
+  /// How long the system waits for the service once it was told of a preshutdown.
+  void SetPreshutdownTimeout(Millis timeout) { watch_.SetPreshutdownTimeout(timeout); }
+  /// Told when the service's process has ended, however it did.
+  void OnProcessEnd(std::function<void(ProcessId)> hook) { end_hook_ = std::move(hook); }
+  /// Whoever opens the service manager is refused.
+  void DenyManager() { manager_denied_ = true; }
+  bool manager_denied() const { return manager_denied_; }
+  void SetFailureActions(FailureActions actions) { failure_actions_ = std::move(actions); }
+  const FailureActions& failure_actions() const { return failure_actions_; }
+
   bool started() const { return process_ != kMachineProcess; }
   ProcessId process() const { return process_; }
   const ServiceStatus& status() const { return status_; }
@@ -95,6 +109,8 @@ class ServiceManager {
 
   void OnDeath(ProcessId process, const std::string& thread, const std::string& why);
   void EndOfProcess(ProcessEnd end);
+  /// What both ends of a process have in common.
+  void CleanUp();
 
   Scheduler& scheduler_;
   Journal& journal_;
@@ -103,6 +119,10 @@ class ServiceManager {
   ProcessId process_ = kMachineProcess;
   ProcessId next_process_ = 1;
   ServiceStatus status_;
+  ServiceWatch watch_;
+  std::function<void(ProcessId)> end_hook_;
+  FailureActions failure_actions_;
+  bool manager_denied_ = false;
   Handler handler_;
   HandleValue status_handle_ = 0;
   std::deque<Control> controls_;

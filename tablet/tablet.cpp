@@ -17,10 +17,16 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
       heap_(scheduler_),
       drive_(folder / "C", folder / "attributes.txt", clock_),
       trace_(journal_),
-      services_(scheduler_, journal_, handles_) {
+      services_(scheduler_, journal_, handles_),
+      notifications_(scheduler_, journal_),
+      partner_(description.partner, scheduler_, journal_),
+      radio_(description.radio, scheduler_, journal_, handles_) {
   g_current = this;
   for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
+  if (description.manager_denied) services_.DenyManager();
+  services_.SetPreshutdownTimeout(description.preshutdown_timeout);
+  services_.OnProcessEnd([this](ProcessId process) { notifications_.DropAllOf(process); });
   PlugInDevices(description, *this);
 }
 

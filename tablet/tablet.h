@@ -14,7 +14,10 @@
 #include "tablet/handles.h"
 #include "tablet/heap.h"
 #include "tablet/journal.h"
+#include "tablet/notifications.h"
+#include "tablet/partner.h"
 #include "tablet/privileges.h"
+#include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
 #include "tablet/scheduler.h"
 #include "tablet/service_manager.h"
@@ -44,6 +47,9 @@ class Tablet {
   DeviceBus& devices() { return devices_; }
   TraceController& trace() { return trace_; }
   ServiceManager& services() { return services_; }
+  Notifications& notifications() { return notifications_; }
+  Partner& partner() { return partner_; }
+  RadioProxy& radio() { return radio_; }
 
   /// The tablet that the calls of the Windows API act on. Aborts when there is none.
   static Tablet& Current();
@@ -62,6 +68,9 @@ class Tablet {
   DeviceBus devices_;
   TraceController trace_;
   ServiceManager services_;
+  Notifications notifications_;
+  Partner partner_;
+  RadioProxy radio_;
 };
 
 /// The interface class of the modem's control device.

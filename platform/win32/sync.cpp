@@ -24,6 +24,12 @@ void WINAPI Sleep(DWORD milliseconds) {
   call.Done();
 }
 
+DWORD WINAPI GetTickCount() {
+  auto describe = [] { return std::string(); };
+  Call call("GetTickCount", describe);
+  return call.Done(static_cast<DWORD>(Machine().scheduler().Now().count()));
+}
+
 HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manualReset, BOOL initialState, LPCWSTR name) {
   auto describe = [&] { return fmt::format("manual={}, initial={}", manualReset, initialState); };
   Call call("CreateEventW", describe);

@@ -117,14 +117,14 @@ TEST_F(ServiceBase, TheWaitHintIsAlwaysZero) {
 
 TEST_F(ServiceBase, TheStatusMessageShowsTheAcceptedControls) {
   Boot();
-  EXPECT_THAT(formatted(), ElementsAre("CServiceBase::SetServiceStatus:101 : Service SetServiceStatus, 141",
-                                       "CServiceBase::SetServiceStatus:101 : Service SetServiceStatus, 141"));
+  std::string const report = "CServiceBase::SetServiceStatus:101 : Service SetServiceStatus, 141";
+  EXPECT_THAT(formatted(), ElementsAre(report, "ConfigureFailureActions: (+)", "ConfigureFailureActions: (-)", report));
 }
 
 TEST_F(ServiceBase, TheStatusMessageIsSilentOutsideTheInfoZone) {
   g_ulZoneMask = ~ZONE_INFO;
   Boot();
-  EXPECT_THAT(formatted(), IsEmpty());
+  EXPECT_THAT(formatted(), testing::Not(testing::Contains(testing::HasSubstr("SetServiceStatus"))));
 }
 
 TEST_F(ServiceBase, InterrogateReportsNothing) {

@@ -6,9 +6,7 @@
 #include <algorithm>
 
 #include "common/diagnostic_log.h"
-#include "tests/testing/tablet_fixture.h"
-
-extern "C" int wmain(int argumentCount, WCHAR** arguments);
+#include "tests/service/service_fixture.h"
 
 namespace {
 
@@ -23,43 +21,11 @@ using testing::Not;
 
 constexpr const char* kProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
 constexpr char16_t kParameters[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
-constexpr char16_t kModemClass[] = u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
+using service_tests::kModemClass;
 
-class VantordService : public testing_support::TabletTest {
+class VantordService : public service_tests::ServiceTest {
  protected:
-  VantordService() { MakeDeployed(); }
-
-  /// A tablet on which there is nothing to deploy.
-  void MakeDeployed() {
-    registry().PutText(std::u16string(kModemClass) + u"\\0000", u"AmssFwImagePath",
-                       u"\\SystemRoot\\System32\\qcdsp1v2850.mbn");
-    registry().PutText(u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Setup\\State", u"ImageState",
-                       u"IMAGE_STATE_COMPLETE");
-  }
-
-  void Start() {
-    machine().services().Start(u"Vantord", [] { return wmain(0, nullptr); });
-  }
-  /// Lets everything happen that can happen.
-  void Settle() {
-    machine().scheduler().Wait(tablet::kForever, [] { return false; });
-  }
-  void Boot() {
-    Start();
-    Settle();
-  }
-  void Stop() {
-    ASSERT_EQ(machine().services().Send(SERVICE_CONTROL_STOP), 0u);
-    Settle();
-  }
-  std::vector<std::string> States() {
-    std::vector<std::string> states;
-    for (const StatusEvent& status : machine().journal().Statuses()) states.push_back(status.state);
-    return states;
-  }
-  StatusEvent LastStatus() { return machine().journal().Statuses().back(); }
   bool IsProviderRegistered() { return machine().trace().IsRegistered(*tablet::Guid::Parse(kProvider)); }
-  Millis Now() { return machine().scheduler().Now(); }
 };
 
 TEST_F(VantordService, StartsRunsAndStopsWithExitCodeZero) {
@@ -106,8 +72,7 @@ TEST_F(VantordService, TheZoneMaskOfTheRegistryHoldsFromTheStartOn) {
 TEST_F(VantordService, WithoutAModemItStopsCleanlyAfterTwentySeconds) {
   tablet::Description wifi_only = DefaultDescription();
   wifi_only.modem_present = false;
-  PowerOn(wifi_only);
-  MakeDeployed();
+  PowerOnDeployed(wifi_only);
   Boot();
   EXPECT_THAT(States(), ElementsAre("START_PENDING", "STOPPED"));
   EXPECT_EQ(LastStatus().exit_code, 0u);
@@ -158,6 +123,14 @@ TEST_F(VantordService, AWorkerThatCannotBeQueuedStopsTheServiceWithTheError) {
   Boot();
   EXPECT_THAT(States(), ElementsAre("START_PENDING", "STOPPED"));
   EXPECT_EQ(LastStatus().exit_code, static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
+  // Nothing is undone: the process ends, and with it what it registered.
+  EXPECT_THAT(machine().journal().Calls("CM_Unregister_Notification"), IsEmpty());
+  EXPECT_THAT(machine().journal().Calls("PowerSettingUnregisterNotification"), IsEmpty());
+  EXPECT_THAT(machine().journal().Calls("UnregisterTraceGuids"), IsEmpty());
+  EXPECT_EQ(machine().notifications().device_registrations(), 0u);
+  EXPECT_EQ(machine().notifications().power_registrations(), 0u);
+  ASSERT_TRUE(machine().services().ended().has_value());
+  EXPECT_FALSE(machine().services().ended()->died);
 }
 
 TEST_F(VantordService, WithoutItsStopEventTheProcessDies) {
@@ -167,6 +140,33 @@ TEST_F(VantordService, WithoutItsStopEventTheProcessDies) {
   EXPECT_TRUE(machine().services().ended()->died);
   EXPECT_THAT(machine().services().ended()->reason, HasSubstr("Windows error code 8"));
   EXPECT_THAT(States(), IsEmpty());
+}
+
+TEST_F(VantordService, WithoutAModemTheServiceRegistersForNothing) {
+  tablet::Description wifi_only = DefaultDescription();
+  wifi_only.modem_present = false;
+  PowerOnDeployed(wifi_only);
+  Boot();
+  EXPECT_THAT(machine().journal().Calls("CM_Register_Notification"), IsEmpty());
+  EXPECT_THAT(machine().journal().Calls("PowerSettingRegisterNotification"), IsEmpty());
+  EXPECT_THAT(machine().journal().Calls("QueueUserWorkItem"), IsEmpty());
+}
+
+TEST_F(VantordService, AStartUpThatAchievesNothingStillStartsThePartner) {
+  registry().PutText(std::u16string(kModemClass) + u"\\0000", u"AmssFwImagePath", u"\\SystemRoot\\old.mbn");
+  Boot();
+  EXPECT_EQ(machine().partner().Status().state, tablet::kServiceRunning);
+  EXPECT_EQ(LastStatus().state, "RUNNING");
+}
+
+TEST_F(VantordService, WhenItHasStoppedNothingOfItIsLeftOpen) {
+  Boot();
+  Stop();
+  auto const closes = machine().journal().Calls("CloseServiceHandle");
+  EXPECT_EQ(closes.size(), 4u) << "two of its own configuration, two of the partner's start";
+  EXPECT_EQ(machine().notifications().device_registrations(), 0u);
+  EXPECT_EQ(machine().notifications().power_registrations(), 0u);
+  EXPECT_EQ(machine().radio().releases(), 1u);
 }
 
 TEST_F(VantordService, AWorkerWhoseWaitFailsEndsTheProcess) {

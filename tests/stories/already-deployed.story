@@ -12,6 +12,8 @@ boot
       0.000  message   GetFirstInterface:1973                    DeviceName : \\?\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}
       0.000  message   DeviceInterfaceFunc::OpenDeviceHandle:82  Opened DeviceInterfaceFunc successfully.
       0.000  message   CModemTemplate::ExistModemCtrl:121        m_pModemCtrl Open Success
+      0.000  message   CServiceBase::RegisterDeviceEvent:67      Success to CM_Register_Notification - InterfaceGUID {A5DCBF10-6530-11D2-901F-00C04FB951ED}
+      0.000  message   CServiceBase::RegisterPowerEvent:80       Success to PowerSettingRegisterNotification - InterfaceGUID {6FE69556-704A-47A0-8F24-C28D936FDA47}
       0.000  message   CServiceBase::SetServiceStatus:101        Service SetServiceStatus, 141
       0.000  status    RUNNING, accepts stop, power event, preshutdown
       0.000  message   CVantord::ServiceWorkerThread:104         ServiceWorkerThread to run
@@ -30,11 +32,19 @@ boot
       0.000  message   IsAuditMode:1617                          Not IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT! szImageState = IMAGE_STATE_COMPLETE
       0.000  message   IsUndeployMode:1641                       Not IMAGE_STATE_UNDEPLOYABLE! szImageState = IMAGE_STATE_COMPLETE
       0.000  message   IsFactoryLoggingMode:1701                 It is USER mode. fRet = false!!
+      0.000  event     partner service is started
+      0.000  message   CVantord::StartServiceOEM:119             Service start pending...
+      0.000  message   CVantord::StartServiceOEM:91              Service started successfully.
 stop
       0.000  event     stop control sent
       0.000  message   CServiceBase::SetServiceStatus:101        Service SetServiceStatus, 141
       0.000  status    STOP_PENDING, check point 2, accepts stop, power event, preshutdown
       0.000  message   CVantord::OnStop:114                      VantorService OnStop
+      0.000  event     radio layer connected at attempt 1
+      0.000  message   CRILHandler::Init:33                      RIL_Initialize succeeded, hr = 0x00000000
+      0.000  event     radio layer receives the command with value 1
+      0.000  event     radio layer released
+      0.001  event     note: no progress reported for longer than the wait hint of 0 ms while STOP_PENDING
       2.000  status    STOPPED
       2.000  event     the service's process ended with exit code 0
              end       the service stopped as it was told

@@ -11,7 +11,10 @@ boot
       0.000  message   CModemQC::CModemQC:9                      CModemQC constructor successfully.
       0.000  message   GetFirstInterface:1973                    DeviceName :
       0.000  message   DeviceInterfaceFunc::OpenDeviceHandle:76  Failed to open DeviceInterfaceFunc, error - 3
-                       ... and 78 more like these, the last at 19.500 s
+      0.001  event     note: no progress reported for longer than the wait hint of 0 ms while START_PENDING
+      0.500  message   GetFirstInterface:1973                    DeviceName :
+      0.500  message   DeviceInterfaceFunc::OpenDeviceHandle:76  Failed to open DeviceInterfaceFunc, error - 3
+                       ... and 76 more like these, the last at 19.500 s
      20.000  message   DeviceInterfaceFunc::Open:36              DeviceInterfaceFunc::Open failed
      20.000  message   CModemTemplate::ExistModemCtrl:118        m_pModemCtrl Open Fail
      20.000  message   CVantord::OnStart:69                      VantorService do not start for WIFI device

@@ -64,9 +64,10 @@ TEST_F(DescriptionTest, ReadsEveryKey) {
   EXPECT_FALSE(description.trace_collected);
   ASSERT_EQ(description.timeline.size(), 2U);
   EXPECT_EQ(description.timeline[0].at, Millis(10));
-  EXPECT_EQ(description.timeline[0].kind, TimelineEvent::Kind::kStop);
+  EXPECT_EQ(description.timeline[0].kind, TimelineEvent::Kind::kControl);
   EXPECT_EQ(description.timeline[1].at, Millis(5000));
-  EXPECT_EQ(description.timeline[1].kind, TimelineEvent::Kind::kPreshutdown);
+  EXPECT_EQ(description.timeline[0].number, tablet::kControlStop);
+  EXPECT_EQ(description.timeline[1].number, tablet::kControlPreshutdown);
 }
 
 TEST_F(DescriptionTest, NeedsNothingButTheSchema) {

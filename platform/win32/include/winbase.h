@@ -117,6 +117,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, 
 // Time.
 BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, LPFILETIME fileTime);
 BOOL WINAPI LocalFileTimeToFileTime(const FILETIME* local, LPFILETIME utc);
+DWORD WINAPI GetTickCount();
 
 // Threads and events.
 void WINAPI Sleep(DWORD milliseconds);

@@ -10,6 +10,7 @@
 #include <winbase.h>
 #include <winerror.h>
 #include <winreg.h>
+#include <winuser.h>
 #include <winver.h>
 
 #define VANTORD_WINDOWS_H
