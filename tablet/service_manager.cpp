@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint32_t kOwnProcess = 0x10;
 constexpr std::uint32_t kProcessAborted = 1067;
+constexpr std::uint32_t kRestartAction = 1;
 constexpr std::uint32_t kFirstCustomControl = 128;
 constexpr std::uint32_t kLastCustomControl = 255;
 
@@ -152,6 +153,20 @@ void ServiceManager::OnDeath(ProcessId process, const std::string& thread, const
   ended_ = ProcessEnd{.died = true, .reason = fmt::format("thread \"{}\" was left by {}", thread, why), .exit_code = 0};
   CleanUp();
   journal_.Note("the service's process died: " + ended_->reason);
+  ++deaths_;
+  ActOnFailure();
+}
+
+void ServiceManager::ActOnFailure() {
+  std::size_t const count = failures_.Add(scheduler_.Now(), failure_actions_.reset_seconds);
+  const FailureAction* const action = failure_actions_.ForFailure(count);
+  if (action == nullptr || action->type != kRestartAction || !make_process_) return;
+  journal_.Note(fmt::format("failure {} of the service: it is restarted after {} ms", count, action->delay));
+  restart_pending_ = true;
+  scheduler_.At(scheduler_.Now() + Millis{action->delay}, [this] {
+    restart_pending_ = false;
+    Start(service_, make_process_());
+  });
 }
 
 void ServiceManager::CleanUp() {
@@ -164,6 +179,9 @@ void ServiceManager::EndOfProcess(ProcessEnd end) {
   OutsideProduct const outside;
   journal_.Note(fmt::format("the service's process ended with exit code {}", end.exit_code));
   ended_ = std::move(end);
+  // A process that ends without having reported STOPPED has failed; one that has reported it with an error code has
+  // not: the service's failure actions are for crashes alone.
+  if (status_.state != kServiceStopped) ActOnFailure();
   CleanUp();
   scheduler_.EndProcess(process_);
 }

@@ -291,8 +291,9 @@ TEST_F(ControlsSent, AHandlerThatTakesLongerThanHalfAMinuteIsNoted) {
   PowerOnDeployed(description);
   Boot();
   Stop();
-  EXPECT_THAT(Notes(), Contains("note: the handler has not returned from control 1 for 30 s; its sender would be told "
-                                "ERROR_SERVICE_REQUEST_TIMEOUT (1053)"));
+  EXPECT_THAT(Notes(),
+              Contains("note: the handler has not returned from control 1 for 30 s, which counts as no answer: "
+                       "ERROR_SERVICE_REQUEST_TIMEOUT (1053)"));
   EXPECT_THAT(Notes(), Not(Contains(HasSubstr("preshutdown time-out"))));
 }
 
