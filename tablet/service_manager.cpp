@@ -110,6 +110,7 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
   scheduler_.Start(process_, "service", [service = service_, run = std::move(service_main)] { run({service}); });
   for (;;) {
     scheduler_.Wait(kForever, [this] { return !controls_.empty() || status_.state == kServiceStopped; });
+    Rely(&status_);
     if (status_.state == kServiceStopped) return kSuccess;
     Control const control = controls_.front();
     controls_.pop_front();
@@ -122,6 +123,7 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
 
 HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler handler) {
   if (!started() || scheduler_.current_process() != process_ || !EqualIgnoringCase(name, service_)) return 0;
+  Promise(&status_);
   handler_ = std::move(handler);
   status_handle_ = handles_.Add(std::make_shared<StatusHandle>());
   return status_handle_;
@@ -129,6 +131,7 @@ HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler 
 
 WinError ServiceManager::Report(HandleValue handle, const ServiceStatus& status) {
   if (handle == 0 || handle != status_handle_) return kInvalidHandle;
+  Promise(&status_);
   status_ = status;
   watch_.Reported({.pending = IsPending(status.state),
                    .stopped = status.state == kServiceStopped,
@@ -173,6 +176,7 @@ void ServiceManager::CleanUp() {
 }
 
 void ServiceManager::EndOfProcess(ProcessEnd end) {
+  OutsideProduct const outside;
   journal_.Note(fmt::format("the service's process ended with exit code {}", end.exit_code));
   ended_ = std::move(end);
   // A process that ends without having reported STOPPED has failed; one that has reported it with an error code has

@@ -22,7 +22,7 @@ using testing::IsEmpty;
 constexpr char kLink[] = R"(\\?\USB#VID_04E8&PID_6860#1#{a5dcbf10-6530-11d2-901f-00c04fb951ed})";
 
 /// Writes down what it is asked to do.
-class RecordingModem : public CModemTemplate {
+class RecordingModem final : public CModemTemplate {
  public:
   explicit RecordingModem(std::function<void(const std::string&)> record) : m_record(std::move(record)) {}
   ~RecordingModem() { delete m_pModemCtrl; }
