@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <fmt/format.h>
+#include <sched.h>
 
 #include <cstdint>
 
@@ -11,6 +12,24 @@ namespace {
 
 using tablet::Millis;
 using testing::ElementsAre;
+
+/// Keeps the test on one processor while it lives: the baton of simulated threads goes round many times faster there.
+class OneProcessor {
+ public:
+  OneProcessor() {
+    ::sched_getaffinity(0, sizeof before_, &before_);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(::sched_getcpu(), &one);
+    ::sched_setaffinity(0, sizeof one, &one);
+  }
+  ~OneProcessor() { ::sched_setaffinity(0, sizeof before_, &before_); }
+  OneProcessor(const OneProcessor&) = delete;
+  OneProcessor& operator=(const OneProcessor&) = delete;
+
+ private:
+  cpu_set_t before_{};
+};
 
 class Schedules : public service_tests::ServiceTest {
  protected:
@@ -42,6 +61,7 @@ class Schedules : public service_tests::ServiceTest {
 };
 
 TEST_F(Schedules, AStopDuringTheStartUpEndsInExactlyOneStoppedReport) {
+  OneProcessor const here;
   for (std::uint64_t seed = 1; seed <= 1000; ++seed) {
     Live(seed);
     SCOPED_TRACE(fmt::format("seed {}", seed));
