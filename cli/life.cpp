@@ -4,6 +4,7 @@
 #include <sched.h>
 
 #include "cli/exit_code.h"
+#include "cli/fresh_service.h"
 #include "cli/life.h"
 #include "cli/watchdog.h"
 #include "tablet/folder.h"
@@ -111,6 +112,7 @@ void Life::Start() {
       Happen(event);
     });
   }
+  machine_.services().OnRestart(FreshService);
   machine_.services().Start(u"Vantord", RunService);
 }
 
@@ -124,13 +126,15 @@ bool Life::IsResting() {
          machine_.services().IsParked();
 }
 
+bool Life::HasEnded() { return machine_.services().ended().has_value() && !machine_.services().restart_pending(); }
+
 std::optional<LifeEnd> Life::End() {
   const tablet::ServiceManager& services = machine_.services();
   if (const auto& halt = machine_.scheduler().halted()) {
     bool const polls = halt->reason == tablet::Halt::Reason::kCallLimit;
     return LifeEnd{polls ? Kind::kCallLimit : Kind::kNotModelled, halt->message};
   }
-  if (!services.ended()) return std::nullopt;
+  if (!services.ended() || services.restart_pending()) return std::nullopt;
   const tablet::ProcessEnd& end = *services.ended();
   const tablet::ServiceStatus& status = services.status();
   if (end.died) return LifeEnd{Kind::kDied, "the service's process died of " + end.reason};
@@ -154,8 +158,7 @@ std::optional<LifeEnd> Life::WaitFor(Millis deadline, const std::function<bool()
         on_hang_({Kind::kHung, fmt::format("the service hangs: no call of the Windows API for {:.1f} s of real time",
                                            static_cast<double>(options_.patience.count()) / 1000)});
       });
-  tablet::Wake const wake =
-      scheduler.Wait(deadline, [&] { return machine_.services().ended().has_value() || enough(); });
+  tablet::Wake const wake = scheduler.Wait(deadline, [&] { return HasEnded() || enough(); });
   if (std::optional<LifeEnd> end = End()) return end;
   if (wake == tablet::Wake::kStalled) {
     return LifeEnd{Kind::kHung, fmt::format("the service hangs: its status is {} and none of its threads will ever run",

@@ -72,6 +72,7 @@ class Life {
 
  private:
   std::optional<LifeEnd> WaitFor(tablet::Millis deadline, const std::function<bool()>& enough);
+  bool HasEnded();
   std::optional<LifeEnd> End();
   bool IsResting();
 

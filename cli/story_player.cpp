@@ -20,6 +20,7 @@
 #include "cli/life.h"
 #include "cli/samples.h"
 #include "cli/story_teller.h"
+#include "cli/story_verbs.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
 #include "tablet/input_error.h"
@@ -35,73 +36,6 @@ using Lines = std::vector<std::string>;
 
 /// A service that does not come to rest, as in first-boot setup that never ends, is left alone after this long.
 constexpr tablet::Millis kLongestWait = std::chrono::hours(1);
-
-[[noreturn]] void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next) {
-  throw tablet::InputError(fmt::format("line {}: {}", verb.line, verb.word), problem, next);
-}
-
-/// Rest of a verb as a first word and what follows.
-std::pair<std::string, std::string> Split(const std::string& rest) {
-  std::size_t const blank = rest.find(' ');
-  if (blank == std::string::npos) return {rest, {}};
-  return {rest.substr(0, blank), rest.substr(rest.find_first_not_of(' ', blank))};
-}
-
-/// Rest of a verb as a path, quoted where it holds blanks, and what follows.
-std::pair<std::string, std::string> SplitPath(const StoryVerb& verb) {
-  if (!verb.rest.starts_with('"')) return Split(verb.rest);
-  std::size_t const end = verb.rest.find('"', 1);
-  if (end == std::string::npos) Refuse(verb, "a quote is missing", "close the path with \"");
-  auto [none, tail] = Split(verb.rest.substr(end + 1));
-  return {verb.rest.substr(1, end - 1), tail};
-}
-
-// --- verbs between lives ------------------------------------------------------------------------------------------
-
-/// set KEY JSON: a key of tablet.json, its sections separated by dots.
-void DoSet(const StoryVerb& verb, const fs::path& folder) {
-  auto const [key, value] = Split(verb.rest);
-  fs::path const file = folder / "tablet.json";
-  std::ifstream in(file);
-  nlohmann::ordered_json document = nlohmann::ordered_json::parse(in);
-  nlohmann::ordered_json const parsed = nlohmann::ordered_json::parse(value, nullptr, false);
-  if (parsed.is_discarded()) Refuse(verb, fmt::format("\"{}\" is no JSON", value), "write: set modem.present false");
-  std::string pointer;
-  for (char const c : key) pointer += c == '.' ? '/' : c;
-  document[nlohmann::ordered_json::json_pointer("/" + pointer)] = parsed;
-  std::ofstream(file) << document.dump(2) << '\n';
-  tablet::ReadDescription(file);
-}
-
-/// registry [KEY] LINE: a line as in .reg files; registry [-KEY] removes a key.
-void DoRegistry(const StoryVerb& verb, const fs::path& folder) {
-  std::size_t const close = verb.rest.find(']');
-  if (!verb.rest.starts_with('[') || close == std::string::npos) {
-    Refuse(verb, "no key in brackets", "write: registry [HKEY_LOCAL_MACHINE\\...] \"Name\"=dword:00000001");
-  }
-  std::string const text =
-      fmt::format("\n{}\n{}\n", verb.rest.substr(0, close + 1), Split(verb.rest.substr(close + 1)).second);
-  constexpr std::string_view kHeader = "Windows Registry Editor Version 5.00\n";
-  tablet::Registry trial;
-  tablet::ReadRegText(std::string(kHeader) + text, fmt::format("line {}", verb.line), trial);
-  fs::path const file = folder / "registry" / tablet::kSavedRegistryFile;
-  bool const is_new = !fs::exists(file);
-  std::ofstream out(file, std::ios::app);
-  if (is_new) out << kHeader;
-  out << text;
-}
-
-/// firmware NAME-GUID TEXT, or "-" to remove the variable.
-void DoFirmware(const StoryVerb& verb, const fs::path& folder) {
-  auto const [name, text] = Split(verb.rest);
-  if (name.empty() || text.empty()) Refuse(verb, "no name and text", "write: firmware SALES_CODE-... KOR");
-  fs::path const file = folder / "efi" / name;
-  if (text == "-") {
-    fs::remove(file);
-    return;
-  }
-  std::ofstream(file, std::ios::binary) << std::string("\x07\0\0\0", 4) << text;
-}
 
 // --- one life -----------------------------------------------------------------------------------------------------
 
@@ -129,6 +63,8 @@ class LifePlayer {
       Show(verb);
     } else if (verb.word == "file") {
       PutFile(verb);
+    } else if (verb.word == "fault") {
+      AddFault(verb);
     } else {
       Act(verb);
     }
@@ -174,7 +110,7 @@ class LifePlayer {
       if (!whole) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
       end = life_.Advance(tablet::Millis(duration));
     } else {
-      life_.Happen(*tablet::MakeEvent(verb.word, verb.rest));
+      life_.Happen(EventOf(verb));
       end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
     }
     teller_.Flush();
@@ -184,12 +120,26 @@ class LifePlayer {
   void AfterEnd(const LifeEnd& end) {
     over_ = true;
     teller_.Flush();
+    for (const std::string& call : life_.machine().faults().Unused()) AddFact("fault", "of " + call + " never came");
     AddFact("end", end.message);
     Changes const changes = ChangesOf(life_);
     for (const std::string& line : Describe(changes.registry)) AddFact("registry", line);
     for (const auto& change : changes.firmware) AddFact("firmware", Describe(change));
     for (const auto& change : changes.files) AddFact("file", Describe(change, life_.machine().drive()));
     if (changes.registry.empty() && changes.firmware.empty() && changes.files.empty()) AddFact("changes", "none");
+  }
+
+  void AddFault(const StoryVerb& verb) {
+    if (started_) Refuse(verb, "the tablet is on", "write faults before \"boot\"");
+    std::istringstream words(verb.rest);
+    tablet::Fault fault;
+    bool const named = static_cast<bool>(words >> fault.call >> fault.error);
+    if (!(words >> fault.first)) fault.first = 1;
+    if (!(words >> fault.count)) fault.count = tablet::Fault::kEvery;
+    if (!named || fault.error == 0 || fault.first == 0 || fault.count == 0) {
+      Refuse(verb, "no call and error", "write: fault QueueUserWorkItem 8, or with the first occurrence and how many");
+    }
+    life_.machine().faults().Add(fault);
   }
 
   void PutFile(const StoryVerb& verb) {
@@ -225,8 +175,13 @@ class LifePlayer {
         std::string const text(variable.data.begin(), variable.data.end());
         AddFact("firmware", fmt::format("{} = {:?}", tablet::ToUtf8(key.name), text));
       }
+    } else if (what == "radio") {
+      const tablet::RadioProxy& radio = life_.machine().radio();
+      AddFact("radio", fmt::format("connections tried {}, commands {}, releases {}", radio.attempts(), radio.commands(),
+                                   radio.releases()));
     } else {
-      Refuse(verb, fmt::format("\"{}\" cannot be shown", what), "show registry KEY, show file PATH or show firmware");
+      Refuse(verb, fmt::format("\"{}\" cannot be shown", what),
+             "show registry KEY, show file PATH, show firmware or show radio");
     }
   }
 
@@ -325,24 +280,6 @@ std::vector<Lines> PlayLifeInChild(std::span<const StoryVerb> verbs, const fs::p
   return lines;
 }
 
-/// Verbs that act on a powered-on tablet; each "boot" begins another life.
-bool BelongsToLife(const StoryVerb& verb) {
-  static constexpr std::array<std::string_view, 6> kWords{"boot", "file", "preshutdown", "show", "stop", "wait"};
-  return std::find(kWords.begin(), kWords.end(), verb.word) != kWords.end();
-}
-
-void DoSetUp(const StoryVerb& verb, const fs::path& folder) {
-  if (verb.word == "tablet") {
-    MakeSample(verb.rest, true, folder);
-  } else if (verb.word == "set") {
-    DoSet(verb, folder);
-  } else if (verb.word == "registry") {
-    DoRegistry(verb, folder);
-  } else {
-    DoFirmware(verb, folder);
-  }
-}
-
 std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
   std::vector<Lines> told;
   for (std::size_t i = 0; i < story.verbs.size();) {
@@ -357,7 +294,7 @@ std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
     bool booted = false;
     while (end < story.verbs.size() && BelongsToLife(story.verbs[end])) {
       bool const boots = story.verbs[end].word == "boot";
-      if (booted && (boots || story.verbs[end].word == "file")) break;
+      if (booted && (boots || story.verbs[end].word == "file" || story.verbs[end].word == "fault")) break;
       booted = booted || boots;
       ++end;
     }

@@ -32,6 +32,22 @@ target_link_libraries(vantord_cli PUBLIC vantord_service LibArchive::LibArchive)
 add_executable(vantord-tablet cli/main.cpp)
 target_link_libraries(vantord-tablet PRIVATE vantord_cli CLI11::CLI11)
 
+# The service as a library beside the program: what a process that died is restarted from. It holds the service's own
+# objects, bound to themselves; the names of the Windows API come from the program.
+set_target_properties(vantord_service PROPERTIES POSITION_INDEPENDENT_CODE ON)
+add_library(vantord_again SHARED $<TARGET_OBJECTS:vantord_service>)
+target_link_libraries(vantord_again PRIVATE ZLIB::ZLIB)
+target_link_options(vantord_again PRIVATE -Wl,-Bsymbolic)
+if(VANTORD_SANITIZE)
+  target_link_options(vantord_again PRIVATE -fsanitize=${VANTORD_SANITIZE})
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(vantord_service PRIVATE -fno-gnu-unique)
+endif()
+set_target_properties(vantord-tablet PROPERTIES ENABLE_EXPORTS ON)
+add_dependencies(vantord-tablet vantord_again)
+target_link_libraries(vantord_cli PUBLIC ${CMAKE_DL_LIBS})
+
 include(CTest)
 include(GoogleTest)
 add_subdirectory(tests)

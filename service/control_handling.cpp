@@ -31,7 +31,8 @@ void CVantord::OnPowerEvent(DWORD eventType, LPVOID eventData) {
     case PBT_APMSUSPEND:
       DebugPrintZone(ZONE_INFO, TEXT("%S:%d : SERVICE_CONTROL_POWEREVENT Type = PBT_APMSUSPEND"),
                      "CVantord::OnPowerEvent", 36);
-      // The partner is told before the modem.
+      // Kept on purpose: the partner is told before the modem
+      // (pinned by ControlHandling.ASuspendIsToldToThePartnerBeforeTheModem).
       SendModemControlMessage(SERVICE_CONTROL_SUSPEND_NOTICE);
       if (m_pModem) m_pModem->OnSuspend();
       break;
@@ -91,6 +92,8 @@ void CVantord::OnDefaultControl(DWORD control) {
       DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : SERVICE_CONTROL_RIL_ABORT"), "CVantord::OnDefaultControl", 93);
       if (m_pModem) m_pModem->OnRilAbort();
       break;
+    // Kept on purpose: ignored without a message, the notice that this service itself sends among them
+    // (pinned by ControlHandling.AllOtherControlsAreIgnoredTheSuspendNoticeAmongThem).
     default:
       break;
   }

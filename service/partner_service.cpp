@@ -62,6 +62,8 @@ bool WaitForPendingStop(const ServiceHandle& service, SERVICE_STATUS_PROCESS& st
                      ::GetLastError());
       return false;
     }
+    // Kept on purpose: asked of a stop that has just ended, too; when that is reported without a wait hint, it counts
+    // as timed out (pinned by PartnerService.AStopThatEndsWithoutAWaitHintCountsAsTimedOut).
     if (watch.IsStuck(status)) {
       DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Timeout waiting for service to stop\n"), kStartFunction, 66);
       return false;
@@ -70,7 +72,9 @@ bool WaitForPendingStop(const ServiceHandle& service, SERVICE_STATUS_PROCESS& st
   return true;
 }
 
-/// Follows a pending start; `status` is the last good one. A start without progress is left without a message.
+/// Follows a pending start; `status` is the last good one.
+/// Kept on purpose: a start without progress is left without a message (pinned by
+/// PartnerService.AStartWithoutProgressIsLeftWithoutAWord).
 void FollowPendingStart(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
   ProgressWatch watch(status);
   while (status.dwCurrentState == SERVICE_START_PENDING) {
@@ -105,6 +109,8 @@ void StartPartner(const ServiceHandle& service) {
                    ::GetLastError());
     return;
   }
+  // Kept on purpose: a service that starts or pauses counts as running
+  // (pinned by PartnerService.IsLeftAloneWhenItRunsOrStartsOrPauses).
   if (status.dwCurrentState != SERVICE_STOPPED && status.dwCurrentState != SERVICE_STOP_PENDING) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Cannot start the service because it is already running\n"), kStartFunction,
                    110);
@@ -165,5 +171,7 @@ void CVantord::SendModemControlMessage(DWORD control) {
                      "CVantord::SendModemControlMessage", 165, ::GetLastError());
     }
   }
+  // Kept on purpose: the service manager goes first, where StartServiceOEM closes it last
+  // (pinned by PartnerService.ASuspendNoticeClosesTheServiceManagerFirst).
   manager.Close();
 }

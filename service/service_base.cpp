@@ -69,17 +69,22 @@ DWORD WINAPI CServiceBase::ServiceCtrlHandler(DWORD control, DWORD eventType, LP
       s_service->OnDefaultControl(control);
       break;
   }
+  // Kept on purpose: unknown controls too, where one would expect ERROR_CALL_NOT_IMPLEMENTED
+  // (pinned by ServiceBase.TheHandlerAlwaysAnswersNoError).
   return NO_ERROR;
 }
 
 void CServiceBase::SetServiceStatus(DWORD state, DWORD exitCode) {
   m_status.dwWin32ExitCode = exitCode;
   m_status.dwCurrentState = state;
+  // Kept on purpose: no hint, however long the state will be pending (pinned by ServiceBase.TheWaitHintIsAlwaysZero).
   m_status.dwWaitHint = 0;
   // Kept on purpose: the number is the mask of accepted controls where one would expect the new state
   // (pinned by ServiceBase.TheStatusMessageShowsTheAcceptedControls).
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : Service SetServiceStatus, %x"), "CServiceBase::SetServiceStatus", 101,
                  m_controlsAccepted);
+  // Kept on purpose: controls are still accepted while a stop is pending
+  // (pinned by ServiceBase.ControlsAreAcceptedInEveryStateButStartPendingAndStopped).
   bool const takesNone = state == SERVICE_STOPPED || state == SERVICE_START_PENDING;
   m_status.dwControlsAccepted = takesNone ? 0 : m_controlsAccepted;
   bool const settled = state == SERVICE_RUNNING || state == SERVICE_STOPPED;

@@ -76,7 +76,8 @@ void CServiceBase::RegisterPowerEvent() {
 
 DWORD CServiceBase::UnregisterDeviceEvent() {
   if (m_hCmNotify == nullptr) return CR_SUCCESS;
-  // Cleared whatever the answer is: a handle that could not be released is not tried again.
+  // Kept on purpose: cleared whatever the answer is; a handle that could not be released is not tried again
+  // (pinned by Notifications.AFailedUnregistrationIsNotTriedAgain).
   CONFIGRET const result = ::CM_Unregister_Notification(m_hCmNotify);
   m_hCmNotify = nullptr;
   return result;

@@ -15,6 +15,7 @@ std::uint64_t Notifications::RegisterDevice(const Guid& interface_class, DeviceC
   device->interface_class = interface_class;
   device->callback = std::move(callback);
   devices_.push_back(device);
+  Promise(device.get());
   return device->handle;
 }
 
@@ -25,6 +26,7 @@ bool Notifications::UnregisterDevice(std::uint64_t handle) {
   std::shared_ptr<Device> const device = *found;
   devices_.erase(found);
   scheduler_.Wait(kForever, [device] { return device->running == 0; });
+  Rely(device.get());
   return true;
 }
 
@@ -45,7 +47,10 @@ void Notifications::AnnounceDevice(std::uint32_t action, const Guid& interface_c
     if (device->interface_class != interface_class) continue;
     ++device->running;
     scheduler_.Start(device->process, "configuration manager", [device, action, interface_class, link] {
+      OutsideProduct const outside;
+      Rely(device.get());
       device->callback(action, interface_class, link);
+      Promise(device.get());
       --device->running;
     });
   }

@@ -24,6 +24,7 @@ class RadioProxy::Connection final : public Object {
     if (released_) return;
     ++running_;
     callback();
+    Promise(this);
     --running_;
   }
 
@@ -45,6 +46,7 @@ bool RadioProxy::Connect(Client client, HandleValue& handle) {
     scheduler_.Start(
         scheduler_.current_process(), "radio news",
         [connection, count = description_.notifications, with_context = !description_.notifications_null_context] {
+          OutsideProduct const outside;
           for (std::uint32_t i = 0; i < count; ++i) connection->News(with_context);
         });
   }
@@ -58,6 +60,7 @@ bool RadioProxy::Command(HandleValue handle, std::uint32_t value) {
   journal_.Note(fmt::format("radio layer receives the command with value {}", value));
   if (description_.answers == 0 && !description_.answers_null_context) return true;
   scheduler_.Start(scheduler_.current_process(), "radio", [this, connection] {
+    OutsideProduct const outside;
     scheduler_.Sleep(description_.answer_after);
     if (description_.answers_null_context) connection->Result(false);
     for (std::uint32_t i = 0; i < description_.answers; ++i) connection->Result(true);
@@ -72,6 +75,7 @@ bool RadioProxy::Release(HandleValue handle) {
   connection->Release();
   handles_.Close(handle);
   scheduler_.Wait(kForever, [connection] { return !connection->running(); });
+  Rely(connection.get());
   journal_.Note("radio layer released");
   return true;
 }

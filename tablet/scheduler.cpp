@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <exception>
 #include <semaphore>
-#include <thread>
 #include <utility>
 
 namespace tablet {
@@ -21,6 +20,7 @@ struct SimThread {
   Millis deadline = kForever;
   std::function<bool()> ready;
   bool stalled = false;  ///< thread 0: woken because nothing can happen
+  bool first_of_process = false;
   std::uint32_t last_error = 0;
 };
 
@@ -31,6 +31,9 @@ thread_local Scheduler* t_scheduler = nullptr;
 
 /// Calls between two hand-overs of a thread that never waits, under first come, first served.
 constexpr std::uint64_t kQuantum = 10'000;
+
+/// Stands for all that was done before a process began: also by an earlier process with the same variables.
+constexpr char kEarlier = 0;
 
 std::string DescribeException() {
   std::exception_ptr const flying = std::current_exception();
@@ -49,6 +52,7 @@ std::string DescribeException() {
 }
 
 [[noreturn]] void EndSimulatedProcess() {
+  OutsideProduct const outside;
   if (t_scheduler != nullptr && t_scheduler->current_thread() != 0) t_scheduler->DieHere(DescribeException());
   std::fprintf(stderr, "terminated by %s\n", DescribeException().c_str());
   std::abort();
@@ -68,23 +72,34 @@ Scheduler::Scheduler(Options options) : options_(options), random_(options.seed)
 Scheduler::~Scheduler() { t_scheduler = nullptr; }
 
 ThreadId Scheduler::Start(ProcessId process, std::string name, std::function<void()> body) {
+  OutsideProduct const outside;
   auto thread = std::make_shared<SimThread>();
   thread->id = static_cast<ThreadId>(threads_.size());
   thread->process = process;
   thread->name = std::move(name);
   thread->body = std::move(body);
   thread->turn = next_turn_++;
+  thread->first_of_process = std::none_of(threads_.begin(), threads_.end(),
+                                          [&](const ThreadPointer& other) { return other->process == process; });
   threads_.push_back(thread);
+  // A thread comes behind the one that asked for it, but not behind one that moved the clock for the machine.
+  if (current_->id != 0) Promise(thread.get());
   // No handler stands around the body: an exception that leaves it must reach the terminate handler with nothing
   // unwound, as it ends a process on Windows.
-  std::thread([this, thread] { ThreadMain(thread); }).detach();
+  host_threads_.Start([this, thread] { ThreadMain(thread); });
   return thread->id;
 }
 
 void Scheduler::ThreadMain(ThreadPointer self) {
-  self->baton.acquire();
-  t_scheduler = this;
+  {
+    OutsideProduct const outside;
+    self->baton.acquire();
+    t_scheduler = this;
+    Rely(self.get());
+    if (self->first_of_process) Rely(&kEarlier);
+  }
   self->body();
+  OutsideProduct const outside;
   self->state = SimThread::State::kDone;
   PassBaton();
 }
@@ -173,6 +188,7 @@ void Scheduler::SwitchFrom(SimThread& self) {
 }
 
 SimThread* Scheduler::PassBaton() {
+  Promise(&kEarlier);
   ThreadPointer const next = PickNext();
   next->turn = 0;
   if (next != current_) {
@@ -189,6 +205,7 @@ void Scheduler::AsMachine(const std::function<void()>& work) {
 }
 
 void Scheduler::HandOver() {
+  OutsideProduct const outside;
   calls_.fetch_add(1, std::memory_order_relaxed);
   if (++calls_since_time_moved_ > options_.call_limit) {
     HaltRun({Halt::Reason::kCallLimit, "more than " + std::to_string(options_.call_limit) +
@@ -202,6 +219,7 @@ void Scheduler::HandOver() {
 }
 
 Wake Scheduler::Wait(Millis deadline, std::function<bool()> ready) {
+  OutsideProduct const outside;
   SimThread& self = *current_;
   if (ready()) return Wake::kReady;
   self.state = SimThread::State::kWaiting;
@@ -237,6 +255,7 @@ void Scheduler::Cancel(std::uint64_t action) {
 }
 
 void Scheduler::EndProcess(ProcessId process) {
+  OutsideProduct const outside;
   for (const ThreadPointer& thread : threads_) {
     if (thread->process == process && process != kMachineProcess) thread->state = SimThread::State::kDone;
   }
@@ -258,6 +277,7 @@ void Scheduler::DieHere(const std::string& why) {
 }
 
 void Scheduler::HaltRun(Halt halt) {
+  OutsideProduct const outside;
   if (!halt_) halt_ = std::move(halt);
   if (current_->id == 0) {
     std::fprintf(stderr, "%s\n", halt_->message.c_str());

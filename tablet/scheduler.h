@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "tablet/race_edges.h"
+
 namespace tablet {
 
 using Millis = std::chrono::milliseconds;
@@ -130,6 +132,8 @@ class Scheduler {
     std::function<void()> run;
   };
 
+  OutsideProduct machine_;  ///< thread 0 is no part of the product
+  HostThreads host_threads_;
   Options options_;
   std::mt19937_64 random_;
   Millis now_{0};

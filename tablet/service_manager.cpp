@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint32_t kOwnProcess = 0x10;
 constexpr std::uint32_t kProcessAborted = 1067;
+constexpr std::uint32_t kRestartAction = 1;
 constexpr std::uint32_t kFirstCustomControl = 128;
 constexpr std::uint32_t kLastCustomControl = 255;
 
@@ -109,6 +110,7 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
   scheduler_.Start(process_, "service", [service = service_, run = std::move(service_main)] { run({service}); });
   for (;;) {
     scheduler_.Wait(kForever, [this] { return !controls_.empty() || status_.state == kServiceStopped; });
+    Rely(&status_);
     if (status_.state == kServiceStopped) return kSuccess;
     Control const control = controls_.front();
     controls_.pop_front();
@@ -121,6 +123,7 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
 
 HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler handler) {
   if (!started() || scheduler_.current_process() != process_ || !EqualIgnoringCase(name, service_)) return 0;
+  Promise(&status_);
   handler_ = std::move(handler);
   status_handle_ = handles_.Add(std::make_shared<StatusHandle>());
   return status_handle_;
@@ -128,6 +131,7 @@ HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler 
 
 WinError ServiceManager::Report(HandleValue handle, const ServiceStatus& status) {
   if (handle == 0 || handle != status_handle_) return kInvalidHandle;
+  Promise(&status_);
   status_ = status;
   watch_.Reported({.pending = IsPending(status.state),
                    .stopped = status.state == kServiceStopped,
@@ -149,6 +153,20 @@ void ServiceManager::OnDeath(ProcessId process, const std::string& thread, const
   ended_ = ProcessEnd{.died = true, .reason = fmt::format("thread \"{}\" was left by {}", thread, why), .exit_code = 0};
   CleanUp();
   journal_.Note("the service's process died: " + ended_->reason);
+  ++deaths_;
+  ActOnFailure();
+}
+
+void ServiceManager::ActOnFailure() {
+  std::size_t const count = failures_.Add(scheduler_.Now(), failure_actions_.reset_seconds);
+  const FailureAction* const action = failure_actions_.ForFailure(count);
+  if (action == nullptr || action->type != kRestartAction || !make_process_) return;
+  journal_.Note(fmt::format("failure {} of the service: it is restarted after {} ms", count, action->delay));
+  restart_pending_ = true;
+  scheduler_.At(scheduler_.Now() + Millis{action->delay}, [this] {
+    restart_pending_ = false;
+    Start(service_, make_process_());
+  });
 }
 
 void ServiceManager::CleanUp() {
@@ -158,8 +176,12 @@ void ServiceManager::CleanUp() {
 }
 
 void ServiceManager::EndOfProcess(ProcessEnd end) {
+  OutsideProduct const outside;
   journal_.Note(fmt::format("the service's process ended with exit code {}", end.exit_code));
   ended_ = std::move(end);
+  // A process that ends without having reported STOPPED has failed; one that has reported it with an error code has
+  // not: the service's failure actions are for crashes alone.
+  if (status_.state != kServiceStopped) ActOnFailure();
   CleanUp();
   scheduler_.EndProcess(process_);
 }

@@ -62,6 +62,14 @@ class ServiceManager {
 
   /// Starts the service: a process whose first thread runs `process_main`.
   void Start(std::u16string service, std::function<int()> process_main);
+  /// Gives the first thread of a process in which the service starts anew, with process-wide state as at the start of a
+  /// process. Without it a process that died is not restarted.
+  void OnRestart(std::function<std::function<int()>()> make_process) { make_process_ = std::move(make_process); }
+  /// A failure action is still to come.
+  bool restart_pending() const { return restart_pending_; }
+  /// How often the process has died since power-on.
+  std::size_t deaths() const { return deaths_; }
+
   /// Sends a control. Where Windows would refuse it: kServiceNotActive, kServiceCannotAcceptControl (the service is in
   /// a pending state) or kInvalidServiceControl (not in its accepted mask, or nobody can send it). Controls are
   /// delivered one after the other on the dispatcher's thread; this does not wait for that.
@@ -109,6 +117,7 @@ class ServiceManager {
 
   void OnDeath(ProcessId process, const std::string& thread, const std::string& why);
   void EndOfProcess(ProcessEnd end);
+  void ActOnFailure();
   /// What both ends of a process have in common.
   void CleanUp();
 
@@ -122,6 +131,10 @@ class ServiceManager {
   ServiceWatch watch_;
   std::function<void(ProcessId)> end_hook_;
   FailureActions failure_actions_;
+  FailureCount failures_;
+  std::function<std::function<int()>()> make_process_;
+  bool restart_pending_ = false;
+  std::size_t deaths_ = 0;
   bool manager_denied_ = false;
   Handler handler_;
   HandleValue status_handle_ = 0;

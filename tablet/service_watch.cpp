@@ -22,7 +22,7 @@ void ServiceWatch::Reported(const Report& report) {
 
 void ServiceWatch::HandlerCalled(std::uint32_t control) {
   Set(handler_, kHandlerLimit,
-      fmt::format("note: the handler has not returned from control {} for 30 s; its sender would be told "
+      fmt::format("note: the handler has not returned from control {} for 30 s, which counts as no answer: "
                   "ERROR_SERVICE_REQUEST_TIMEOUT (1053)",
                   control));
 }

@@ -32,7 +32,10 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
   if (description.manager_denied) services_.DenyManager();
   services_.SetPreshutdownTimeout(description.preshutdown_timeout);
-  services_.OnProcessEnd([this](ProcessId process) { notifications_.DropAllOf(process); });
+  services_.OnProcessEnd([this](ProcessId process) {
+    notifications_.DropAllOf(process);
+    trace_.UnregisterAllOf(process);
+  });
   PlugInDevices(description, *this);
   for (const ImageStateChange& change : description.crash.setup) {
     scheduler_.At(change.at, [this, change] {

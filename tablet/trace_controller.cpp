@@ -47,6 +47,7 @@ void ReadOrigin(TraceEvent& event) {
 
 std::uint64_t TraceController::Register(const Guid& provider, Callback callback, ProcessId process) {
   std::uint64_t const handle = next_handle_++;
+  Promise(this);
   registrations_.push_back({handle, provider, callback, process});
   auto const enabled = enabled_.find(provider);
   if (enabled != enabled_.end()) callback(true, enabled->second);
@@ -125,6 +126,7 @@ void TraceController::Tell(const Guid& provider, bool enabled, std::uint64_t log
   for (const Registration& registration : registrations_) {
     if (registration.provider == provider) callbacks.push_back(registration.callback);
   }
+  Rely(this);
   for (const Callback& callback : callbacks) callback(enabled, logger);
 }
 

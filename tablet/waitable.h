@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tablet/handles.h"
+#include "tablet/race_edges.h"
 
 namespace tablet {
 
@@ -12,9 +13,13 @@ class EventObject final : public Object {
   bool waitable() const override { return true; }
   bool signaled() const override { return signaled_; }
   void Consume() override {
+    Rely(this);
     if (!manual_reset_) signaled_ = false;
   }
-  void Set() { signaled_ = true; }
+  void Set() {
+    Promise(this);
+    signaled_ = true;
+  }
 
  private:
   bool manual_reset_;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "tablet/race_edges.h"
 #include "tablet/tablet.h"
 #include "tablet/text.h"
 
@@ -31,9 +32,9 @@ inline std::string ShowHandle(const void* handle) { return fmt::format("{:#x}", 
 /// at what it does not model.
 [[noreturn]] void RefuseUnmodelled(std::string_view call, const std::string& why);
 
-/// One call of the Windows API, from its first statement to its return: hands over to other threads, asks the faults,
-/// and is journalled with its result and last error when the journal wants calls. `Describe` is a callable that gives
-/// the arguments as text; it runs at the end, so that it may show what the call stored.
+/// One call of the Windows API, from its first statement to its return: leaves the product, hands over to other
+/// threads, asks the faults, and is journalled with its result and last error when the journal wants calls. `Describe`
+/// is a callable that gives the arguments as text; it runs at the end, so that it may show what the call stored.
 ///
 ///   auto describe = [&] { return fmt::format("{}, {:#x}", Show(path), access); };
 ///   Call call("GetFileAttributesW", describe);
@@ -90,6 +91,7 @@ class Call {
     journal.Record(tablet::CallEvent{m_name, m_describe(), std::move(result), Machine().scheduler().last_error()});
   }
 
+  tablet::OutsideProduct m_outside;  // first: whatever else the call does happens within it
   const char* m_name;
   const Describe& m_describe;
   DWORD m_fault = 0;

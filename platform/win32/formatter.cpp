@@ -263,6 +263,7 @@ int _vsnwprintf(WCHAR* out, std::size_t count, const WCHAR* format, std::va_list
 
   // No hand-over and no faults: formatting touches nothing that another thread or the machine has a part in. The text
   // alone stands in the journal, so that messages that were never delivered can be found there.
+  tablet::OutsideProduct const outside;
   tablet::Journal& journal = win32::Machine().journal();
   if (journal.wants_calls()) {
     journal.Record(tablet::CallEvent{"_vsnwprintf", tablet::ToUtf8(std::u16string_view(out, stored)),

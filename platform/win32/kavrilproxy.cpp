@@ -35,8 +35,14 @@ HRESULT WINAPI RIL_Initialize(DWORD port, ResultCallback onResult, NotifyCallbac
   if (port != 1 || reserved != 0) RefuseUnmodelled("RIL_Initialize", "a port other than 1 or a reserved argument");
   if (call.fault() != 0) return call.Done(FromFault(call.fault()));
   tablet::RadioProxy::Client client;
-  client.on_result = [=](bool withContext) { onResult(0, 0, 0, 0, 0, withContext ? context : nullptr); };
-  client.on_notify = [=](bool withContext) { onNotify(0, 0, 0, 0, withContext ? context : nullptr); };
+  client.on_result = [=](bool withContext) {
+    tablet::InsideProduct const inside;
+    onResult(0, 0, 0, 0, 0, withContext ? context : nullptr);
+  };
+  client.on_notify = [=](bool withContext) {
+    tablet::InsideProduct const inside;
+    onNotify(0, 0, 0, 0, withContext ? context : nullptr);
+  };
   tablet::HandleValue connection = 0;
   if (!Machine().radio().Connect(std::move(client), connection)) return call.Done(kFailed);
   *handle = win32::ToHandle(connection);

@@ -53,9 +53,14 @@ CONFIGRET WINAPI CM_Register_Notification(PCM_NOTIFY_FILTER filter, PVOID contex
   auto const deliver = [callback, context, notification](DWORD action, const tablet::Guid& interfaceClass,
                                                          const std::u16string& link) {
     std::vector<BYTE> record = MakeEventData(interfaceClass, link);
-    DWORD const answer =
-        callback(*notification, context, static_cast<CM_NOTIFY_ACTION>(action),
-                 reinterpret_cast<PCM_NOTIFY_EVENT_DATA>(record.data()), static_cast<DWORD>(record.size()));
+    HCMNOTIFICATION const handle = *notification;
+    auto* const data = reinterpret_cast<PCM_NOTIFY_EVENT_DATA>(record.data());
+    DWORD answer = ERROR_SUCCESS;
+    {
+      tablet::InsideProduct const inside;
+      answer =
+          callback(handle, context, static_cast<CM_NOTIFY_ACTION>(action), data, static_cast<DWORD>(record.size()));
+    }
     if (answer != ERROR_SUCCESS) RefuseUnmodelled("CM_Register_Notification", "a callback that answers an error");
   };
   tablet::Guid const interfaceClass = FromGuid(filter->u.DeviceInterface.ClassGuid);

@@ -42,6 +42,7 @@ SERVICE_STATUS_HANDLE WINAPI RegisterServiceCtrlHandlerExW(LPCWSTR serviceName, 
   SERVICE_STATUS_HANDLE const none = nullptr;
   if (call.fault() != 0) return call.Fail(none);
   auto deliver = [handler, context](DWORD control, DWORD eventType, void* data) {
+    tablet::InsideProduct const inside;
     return handler(control, eventType, data, context);
   };
   tablet::HandleValue const handle = Machine().services().RegisterHandler(serviceName, deliver);

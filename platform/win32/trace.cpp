@@ -28,6 +28,7 @@ void CallBack(WMIDPREQUEST callback, PVOID context, const GUID& control, bool en
   header.Flags = WNODE_FLAG_TRACED_GUID;
   ULONG reserved = sizeof(header);
   // Nobody looks at what the provider answers, as in Windows.
+  tablet::InsideProduct const inside;
   callback(enabled ? WMI_ENABLE_EVENTS : WMI_DISABLE_EVENTS, context, &reserved, &header);
 }
 

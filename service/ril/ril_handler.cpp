@@ -31,12 +31,16 @@ bool CRILHandler::Init() {
       DebugPrintZone(ZONE_INFO, TEXT("%S:%d : RIL_Initialize succeeded, hr = 0x%08x"), "CRILHandler::Init", 33, result);
       return true;
     }
+    // Kept on purpose: also after the last failure, of which nothing is said
+    // (pinned by RilHandler.ARadioThatIsNeverReachedIsTriedAHundredTimesAndPassedOverInSilence).
     ::Sleep(kConnectPauseMilliseconds);
   }
   return false;
 }
 
 void CRILHandler::RequestShutdown() {
+  // Kept on purpose: neither the command's result nor the outcome of the wait is looked at
+  // (pinned by RilHandler.ACommandThatFailsIsWaitedForAllTheSame).
   RIL_RadioCommand(m_hRil, nullptr, 1);
   ::WaitForSingleObject(m_hEvent, kAnswerMilliseconds);
 }
@@ -46,6 +50,7 @@ void CALLBACK CRILHandler::OnResult(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, 
   if (context != nullptr) static_cast<CRILHandler*>(context)->ResultCallback();
 }
 
+// Kept on purpose: whatever command it answers (pinned by RilHandler.AnyCompletionEndsTheWaitWhateverItAnswers).
 void CRILHandler::ResultCallback() {
   FunctionScope const scope("CRILHandler::ResultCallback");
   ::SetEvent(m_hEvent);

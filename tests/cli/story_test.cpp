@@ -41,11 +41,11 @@ TEST_F(StoryTest, AnotherEndingIsToldWithItsPlace) {
   recorded.replace(at, 7, "PAUSED");
   ProgramResult const result = Play(recorded);
   EXPECT_EQ(result.exit_code, 5);
-  EXPECT_THAT(result.out, HasSubstr("it.story:8, under \"boot quietly\":"));
+  EXPECT_THAT(result.out, HasSubstr("it.story:9, under \"boot quietly\":"));
   EXPECT_THAT(result.out, HasSubstr("recorded     20.000  status    PAUSED"));
   EXPECT_THAT(result.out, HasSubstr("now          20.000  status    STOPPED"));
   Write("it.story", kPreface + recorded);
-  EXPECT_EQ(RunJson({"story", "it.story"}, 5)["stories"][0]["differences"][0]["line"], 8);
+  EXPECT_EQ(RunJson({"story", "it.story"}, 5)["stories"][0]["differences"][0]["line"], 9);
 }
 
 TEST_F(StoryTest, VerbsChangeTheTabletBetweenLives) {
@@ -68,6 +68,45 @@ TEST_F(StoryTest, VerbsChangeTheTabletBetweenLives) {
   EXPECT_THAT(recorded, HasSubstr("20.000  status    STOPPED"));
 }
 
+TEST_F(StoryTest, MachineEventsAreVerbs) {
+  std::string const recorded = Record(
+      "tablet already-deployed\n"
+      "boot\n"
+      "display off\n"
+      "arrival \\\\?\\USB#1\n"
+      "removal \\\\?\\QCMS#1 {d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}\n"
+      "control 131\n"
+      "power 10\n"
+      "suspend\n"
+      "resume\n"
+      "interrogate\n"
+      "show radio\n");
+  EXPECT_THAT(recorded, HasSubstr("Power Data=0x0"));
+  EXPECT_THAT(recorded, HasSubstr("DBT_DEVICEARRIVAL, (\\\\?\\USB#1)"));
+  EXPECT_THAT(recorded, ::testing::Not(HasSubstr("DBT_DEVICEREMOVECOMPLETE"))) << "of a class nobody registered for";
+  EXPECT_THAT(recorded, HasSubstr("SERVICE_CONTROL_MODEM_OFF"));
+  EXPECT_THAT(recorded, HasSubstr("power event 0xa sent"));
+  EXPECT_THAT(recorded, HasSubstr("partner service receives control 134"));
+  EXPECT_THAT(recorded, HasSubstr("PBT_APMRESUMEAUTOMATIC"));
+  EXPECT_THAT(recorded, HasSubstr("interrogate control sent"));
+  EXPECT_THAT(recorded, HasSubstr("connections tried 0, commands 0, releases 0"));
+}
+
+TEST_F(StoryTest, FaultsHoldForOneLife) {
+  std::string const recorded = Record(
+      "tablet already-deployed\n"
+      "fault QueueUserWorkItem 8\n"
+      "fault QueueUserWorkItems 8\n"
+      "boot quietly\n"
+      "boot quietly\n"
+      "fault CreateEventW 8 1 1\n"
+      "boot quietly\n");
+  EXPECT_THAT(recorded, HasSubstr("STOPPED, exit code 8"));
+  EXPECT_THAT(recorded, HasSubstr("fault     of QueueUserWorkItems never came"));
+  EXPECT_THAT(recorded, HasSubstr("RUNNING"));
+  EXPECT_THAT(recorded, HasSubstr("Windows error code 8"));
+}
+
 TEST_F(StoryTest, WhatIsNoStoryIsRefusedWithItsLine) {
   EXPECT_THAT(Play("tablet fresh\nbot\n").err, HasSubstr("it.story:5: bot: unknown verb; did you mean \"boot\"?"));
   EXPECT_THAT(Play("boot\n").err, HasSubstr("it.story:4: the first verb must be \"tablet\""));
@@ -75,6 +114,10 @@ TEST_F(StoryTest, WhatIsNoStoryIsRefusedWithItsLine) {
   EXPECT_THAT(Play("tablet fersh\n").err, HasSubstr("unknown sample \"fersh\""));
   EXPECT_THAT(Play("tablet fresh\nstop\n").err, HasSubstr("line 5: stop: no service runs"));
   EXPECT_THAT(Play("tablet fresh\nset modem.presnet true\n").err, HasSubstr("modem.presnet: unknown key"));
+  EXPECT_THAT(Play("tablet fresh\nboot quietly\ncontrol 12\n").err, HasSubstr("give a number from 128 to 255"));
+  EXPECT_THAT(Play("tablet fresh\nboot quietly\nstop now\n").err, HasSubstr("line 6: stop: \"now\" is nothing for it"));
+  EXPECT_THAT(Play("tablet fresh\nboot quietly\narrival a usb\n").err, HasSubstr("\"usb\" is no GUID"));
+  EXPECT_THAT(Play("tablet fresh\nfault CreateFileW\n").err, HasSubstr("line 5: fault: no call and error"));
   EXPECT_THAT(Play("tablet fresh\nboot\nwait soon\n").err, HasSubstr("line 6: wait: \"soon\" is no time"));
   Write("it.story", "no preface\n\n\ntablet fresh\n");
   EXPECT_THAT(Run({"story", "it.story"}).err, HasSubstr("it.story:1: a story begins with three lines"));

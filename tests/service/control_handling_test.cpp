@@ -22,7 +22,7 @@ using testing::IsEmpty;
 constexpr char kLink[] = R"(\\?\USB#VID_04E8&PID_6860#1#{a5dcbf10-6530-11d2-901f-00c04fb951ed})";
 
 /// Writes down what it is asked to do.
-class RecordingModem : public CModemTemplate {
+class RecordingModem final : public CModemTemplate {
  public:
   explicit RecordingModem(std::function<void(const std::string&)> record) : m_record(std::move(record)) {}
   ~RecordingModem() { delete m_pModemCtrl; }
@@ -291,8 +291,9 @@ TEST_F(ControlsSent, AHandlerThatTakesLongerThanHalfAMinuteIsNoted) {
   PowerOnDeployed(description);
   Boot();
   Stop();
-  EXPECT_THAT(Notes(), Contains("note: the handler has not returned from control 1 for 30 s; its sender would be told "
-                                "ERROR_SERVICE_REQUEST_TIMEOUT (1053)"));
+  EXPECT_THAT(Notes(),
+              Contains("note: the handler has not returned from control 1 for 30 s, which counts as no answer: "
+                       "ERROR_SERVICE_REQUEST_TIMEOUT (1053)"));
   EXPECT_THAT(Notes(), Not(Contains(HasSubstr("preshutdown time-out"))));
 }
 

@@ -70,6 +70,83 @@ TEST_F(DescriptionTest, ReadsEveryKey) {
   EXPECT_EQ(description.timeline[1].number, tablet::kControlPreshutdown);
 }
 
+TEST_F(DescriptionTest, ReadsWhatSurroundsTheService) {
+  Description const description = Read(R"({
+    "schema": 1,
+    "partner": {
+      "present": false, "state": "stop_pending", "start_error": 1058, "control_error": 1052,
+      "starting": { "duration_ms": 2000, "check_point_every_ms": 500, "wait_hint_ms": 3000, "ends_in": "paused",
+                    "exit_code": 7, "end_wait_hint_ms": 9 },
+      "stopping": { "duration_ms": 100 }
+    },
+    "radio": { "failing_attempts": "always", "notifications": 3, "notifications_null_context": true, "answers": 0,
+               "answer_after_ms": 50, "answers_null_context": true },
+    "services": { "manager_denied": true, "preshutdown_timeout_ms": 10000 }
+  })");
+  const tablet::PartnerDescription& partner = description.partner;
+  EXPECT_FALSE(partner.present);
+  EXPECT_EQ(partner.state, tablet::kServiceStopPending);
+  EXPECT_EQ(partner.start_error, 1058U);
+  EXPECT_EQ(partner.control_error, 1052U);
+  EXPECT_EQ(partner.starting.duration, Millis(2000));
+  EXPECT_EQ(partner.starting.check_point_every, Millis(500));
+  EXPECT_EQ(partner.starting.wait_hint, 3000U);
+  EXPECT_EQ(partner.starting.ends_in, tablet::kServicePaused);
+  EXPECT_EQ(partner.starting.exit_code, 7U);
+  EXPECT_EQ(partner.starting.end_wait_hint, 9U);
+  EXPECT_EQ(partner.stopping.duration, Millis(100));
+  EXPECT_EQ(partner.stopping.ends_in, tablet::kServiceStopped);
+  EXPECT_EQ(description.radio.failing_attempts, tablet::RadioDescription::kAlways);
+  EXPECT_EQ(description.radio.notifications, 3U);
+  EXPECT_TRUE(description.radio.notifications_null_context);
+  EXPECT_EQ(description.radio.answers, 0U);
+  EXPECT_EQ(description.radio.answer_after, Millis(50));
+  EXPECT_TRUE(description.radio.answers_null_context);
+  EXPECT_TRUE(description.manager_denied);
+  EXPECT_EQ(description.preshutdown_timeout, Millis(10'000));
+}
+
+TEST_F(DescriptionTest, ReadsEveryEvent) {
+  Description const description = Read(R"({ "schema": 1, "timeline": [
+    { "at_ms": 1, "event": "suspend" }, { "at_ms": 2, "event": "resume" }, { "at_ms": 3, "event": "interrogate" },
+    { "at_ms": 4, "event": "control", "control": 130 }, { "at_ms": 5, "event": "power", "type": 10 },
+    { "at_ms": 6, "event": "display", "state": "dimmed" },
+    { "at_ms": 7, "event": "arrival", "link": "a" },
+    { "at_ms": 8, "event": "removal", "link": "a", "class": "d49f5c0e-e540-4dbe-bf78-97ed9bd987a4" }
+  ] })");
+  std::vector<std::string> names;
+  for (const TimelineEvent& event : description.timeline) names.push_back(tablet::NameOf(event));
+  EXPECT_THAT(names, ElementsAre("suspend", "resume", "interrogate control", "control 130", "power event 0xa",
+                                 "display dimmed", "device arrival", "device removal"));
+  EXPECT_EQ(description.timeline[6].interface_class, tablet::kUsbDeviceClass);
+  EXPECT_EQ(description.timeline[7].interface_class, tablet::kModemControlClass);
+}
+
+TEST_F(DescriptionTest, RefusesEventsThatMakeNoSense) {
+  auto const refusal = [this](const std::string& event) {
+    return Refusal("{\"schema\": 1, \"timeline\": [{\"at_ms\": 1, \"event\": " + event + "}]}");
+  };
+  EXPECT_THAT(refusal("\"control\", \"control\": 127"), HasSubstr("give a number from 128 to 255"));
+  EXPECT_THAT(refusal("\"control\""), HasSubstr("timeline[0].control: the key is missing"));
+  EXPECT_THAT(refusal("\"display\", \"state\": \"bright\""), HasSubstr("give on, off or dimmed"));
+  EXPECT_THAT(refusal("\"stop\", \"link\": \"a\""), HasSubstr("timeline[0].link: means nothing to \"stop\""));
+  EXPECT_THAT(refusal("\"power\", \"type\": 1, \"class\": \"a\""), HasSubstr("class: means nothing to \"power\""));
+  EXPECT_THAT(refusal("\"arrival\", \"link\": \"a\", \"class\": \"usb\""), HasSubstr("\"usb\" is no GUID"));
+}
+
+TEST_F(DescriptionTest, RefusesServicesThatMakeNoSense) {
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"partner\": {\"state\": \"runing\"}}"),
+              HasSubstr("partner.state: unknown state \"runing\"; did you mean \"running\"?"));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"partner\": {\"starting\": {\"wait_hnt_ms\": 1}}}"),
+              HasSubstr("partner.starting.wait_hnt_ms: unknown key; did you mean \"wait_hint_ms\"?"));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"partner\": {\"start_error\": -1}}"),
+              HasSubstr("partner.start_error: -1 is out of range"));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"radio\": {\"failing_attempts\": \"often\"}}"),
+              HasSubstr("radio.failing_attempts: \"often\" is no number; give a number or \"always\""));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"services\": {\"preshutdown_timeout_ms\": true}}"),
+              HasSubstr("must be a whole number"));
+}
+
 TEST_F(DescriptionTest, NeedsNothingButTheSchema) {
   Description const description = Read(R"({"schema": 1})");
   EXPECT_TRUE(description.modem_present);

@@ -83,6 +83,16 @@ TEST_F(SchedulerTest, ASeedGivesTheSameInterleavingEveryTimeAndAnotherSeedAnothe
   EXPECT_NE(OrderUnderSeed(scheduler()), first);
 }
 
+TEST_F(SchedulerTest, AnActionThatIsCancelledDoesNotRun) {
+  std::string log;
+  std::uint64_t const first = scheduler().At(Millis{10}, [&] { log += "a"; });
+  scheduler().At(Millis{20}, [&] { log += "b"; });
+  scheduler().Cancel(first);
+  scheduler().Cancel(0);
+  scheduler().Sleep(Millis{30});
+  EXPECT_EQ(log, "b");
+}
+
 TEST_F(SchedulerTest, ActionsRunAtTheirTimeInTheOrderTheyWereAskedFor) {
   std::string log;
   scheduler().At(Millis{20}, [&] { log += "b"; });

@@ -1,0 +1,14 @@
+// The service once more, with process-wide state of its own: what a process that the service manager restarts begins
+// with.
+#pragma once
+
+#include <functional>
+
+namespace cli {
+
+/// The entry of a copy of the service whose static variables are as at the start of a process. Each call gives another
+/// copy; none is ever given back, since threads of a process that died stay in it for ever. Throws std::runtime_error
+/// when the service's library, which stands beside the program, cannot be loaded.
+std::function<int()> FreshService();
+
+}  // namespace cli

@@ -1,0 +1,43 @@
+// What the test driver and the programs that steer it agree upon. Needs Windows' types before it: the driver has them
+// from <wdm.h>, programs from <windows.h>.
+#pragma once
+
+/// The steering device, under \DosDevices in the kernel.
+#define VANTORD_STEERING_DEVICE "VantordTest"
+
+inline constexpr ULONG kSteerInterface = 0x80002000;  ///< in: SteerInterface
+inline constexpr ULONG kSteerVariable = 0x80002004;   ///< in: SteerVariable; no bytes: the variable is removed
+inline constexpr ULONG kSteerTrouble = 0x80002008;    ///< in: SteerTrouble
+inline constexpr ULONG kReadVariable = 0x8000200C;    ///< in: SteerVariable, of which the key counts; out: the same
+inline constexpr ULONG kReadArrivals = 0x80002010;    ///< out: SteerArrivals, which start anew
+
+enum SteerWhich : ULONG { kSteerModem = 0, kSteerSafi = 1, kSteerInterfaces = 2 };
+
+/// An interface arrives or leaves.
+struct SteerInterface {
+  ULONG which;  ///< SteerWhich
+  ULONG present;
+};
+
+/// A firmware variable. `key`: its vendor's braced GUID directly followed by its name, terminated.
+struct SteerVariable {
+  WCHAR key[130];
+  ULONG bytes;
+  UCHAR data[256];
+};
+
+/// What the next requests to the firmware driver meet.
+struct SteerTrouble {
+  ULONG status;  ///< the reply's status; 0: no trouble
+  ULONG count;   ///< for how many requests
+};
+
+/// What has arrived at the devices.
+struct SteerArrivals {
+  ULONG modemOrSafiOpened;  ///< one device carries both interfaces
+  ULONG statisticsOpened;   ///< "\\.\AMSSStats"
+  ULONG requests;           ///< how many there were; the codes of the first ones follow
+  ULONG codes[32];
+  ULONG resetBytes;  ///< of the last request to the statistics device
+  UCHAR reset[1042];
+};
