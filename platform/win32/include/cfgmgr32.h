@@ -44,7 +44,8 @@ struct CM_NOTIFY_FILTER {
 using PCM_NOTIFY_FILTER = CM_NOTIFY_FILTER*;
 static_assert(sizeof(CM_NOTIFY_FILTER) == 416);
 
-enum CM_NOTIFY_ACTION {
+// Of any number: the configuration manager may send actions that are younger than this list.
+enum CM_NOTIFY_ACTION : int {
   CM_NOTIFY_ACTION_DEVICEINTERFACEARRIVAL = 0,
   CM_NOTIFY_ACTION_DEVICEINTERFACEREMOVAL,
 };
