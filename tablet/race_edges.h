@@ -5,9 +5,6 @@
 // sight, and the few orders that Windows promises to a program are stated one by one. platform/README.md lists them.
 #pragma once
 
-#include <functional>
-#include <memory>
-
 namespace tablet {
 
 #if defined(__SANITIZE_THREAD__)
@@ -70,22 +67,5 @@ inline void Promise(const void* channel) {
 inline void Rely(const void* channel) {
   if constexpr (kRacesAreWatched) race_edges::Acquire(channel);
 }
-
-/// Makes the threads of the host. ThreadSanitizer orders a thread behind the one that made it, which would be any
-/// thread that happens to move the clock: under it, one thread that does nothing else makes them all.
-class HostThreads {
- public:
-  HostThreads();
-  ~HostThreads();
-  HostThreads(const HostThreads&) = delete;
-  HostThreads& operator=(const HostThreads&) = delete;
-
-  /// Runs `body` on a detached thread of its own.
-  void Start(std::function<void()> body);
-
- private:
-  struct Maker;
-  std::unique_ptr<Maker> maker_;  ///< null when races are not watched
-};
 
 }  // namespace tablet

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <exception>
 #include <semaphore>
+#include <thread>
 #include <utility>
 
 namespace tablet {
@@ -32,7 +33,8 @@ thread_local Scheduler* t_scheduler = nullptr;
 /// Calls between two hand-overs of a thread that never waits, under first come, first served.
 constexpr std::uint64_t kQuantum = 10'000;
 
-/// Stands for all that was done before a process began: also by an earlier process with the same variables.
+/// Stands for all that was done before a process began, also by an earlier process with the same variables, and before
+/// the end of a simulation.
 constexpr char kEarlier = 0;
 
 std::string DescribeException() {
@@ -66,10 +68,15 @@ Scheduler::Scheduler(Options options) : options_(options), random_(options.seed)
   threads_.push_back(machine);
   current_ = std::move(machine);
   t_scheduler = this;
+  // What thread 0 did before there was a simulation comes before every thread of it.
+  Promise(this);
   std::set_terminate(EndSimulatedProcess);
 }
 
-Scheduler::~Scheduler() { t_scheduler = nullptr; }
+Scheduler::~Scheduler() {
+  Rely(&kEarlier);
+  t_scheduler = nullptr;
+}
 
 ThreadId Scheduler::Start(ProcessId process, std::string name, std::function<void()> body) {
   OutsideProduct const outside;
@@ -82,11 +89,12 @@ ThreadId Scheduler::Start(ProcessId process, std::string name, std::function<voi
   thread->first_of_process = std::none_of(threads_.begin(), threads_.end(),
                                           [&](const ThreadPointer& other) { return other->process == process; });
   threads_.push_back(thread);
-  // A thread comes behind the one that asked for it, but not behind one that moved the clock for the machine.
+  // A thread comes behind the one that asked for it, but not behind one that moved the clock for the machine: making
+  // it states no order, since the maker is outside the product.
   if (current_->id != 0) Promise(thread.get());
   // No handler stands around the body: an exception that leaves it must reach the terminate handler with nothing
   // unwound, as it ends a process on Windows.
-  host_threads_.Start([this, thread] { ThreadMain(thread); });
+  std::thread([this, thread] { ThreadMain(thread); }).detach();
   return thread->id;
 }
 
@@ -95,6 +103,7 @@ void Scheduler::ThreadMain(ThreadPointer self) {
     OutsideProduct const outside;
     self->baton.acquire();
     t_scheduler = this;
+    Rely(this);
     Rely(self.get());
     if (self->first_of_process) Rely(&kEarlier);
   }

@@ -132,8 +132,7 @@ class Scheduler {
     std::function<void()> run;
   };
 
-  OutsideProduct machine_;  ///< thread 0 is no part of the product
-  HostThreads host_threads_;
+  OutsideProduct const outside_;  ///< thread 0 is no part of the product
   Options options_;
   std::mt19937_64 random_;
   Millis now_{0};

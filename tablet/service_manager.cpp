@@ -131,7 +131,6 @@ HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler 
 
 WinError ServiceManager::Report(HandleValue handle, const ServiceStatus& status) {
   if (handle == 0 || handle != status_handle_) return kInvalidHandle;
-  Promise(&status_);
   status_ = status;
   watch_.Reported({.pending = IsPending(status.state),
                    .stopped = status.state == kServiceStopped,

@@ -57,6 +57,8 @@ BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS stat
                        status->dwCheckPoint, status->dwWaitHint);
   };
   Call call("SetServiceStatus", describe);
+  // A report that fails has been with the service manager too.
+  tablet::Promise(&Machine().services().status());
   if (call.fault() != 0) return call.Fail(FALSE);
   DWORD const error =
       Machine().services().Report(Number(handle), {.type = status->dwServiceType,

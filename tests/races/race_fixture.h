@@ -16,11 +16,15 @@ class RaceTest : public service_tests::ServiceTest {
  protected:
   /// Runs the bodies as threads of one process until everything rests, and tells how many races were found.
   int RacesOf(const std::vector<std::function<void()>>& bodies) {
-    int const before = RacesFound();
     for (const auto& body : bodies) machine().scheduler().Start(1, "thread", body);
     Settle();
-    return RacesFound() - before;
+    return races();
   }
+  /// Races found in this test.
+  int races() const { return RacesFound() - before_; }
+
+ private:
+  int const before_ = RacesFound();
 };
 
 }  // namespace race_tests
