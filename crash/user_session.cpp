@@ -41,10 +41,10 @@ bool IsSessionOf(const WCHAR* selectedUser, const WCHAR* session) {
 /// The file name of the process's executable; empty when it cannot be had.
 void GetProcessName(HANDLE process, WCHAR (&name)[MAX_PATH]) {
   name[0] = 0;
-  HMODULE executable = nullptr;
+  HMODULE modules[1] = {};  // the first is the executable
   DWORD bytesNeeded = 0;
-  if (::K32EnumProcessModules(process, &executable, sizeof(executable), &bytesNeeded) == FALSE) return;
-  if (::K32GetModuleBaseNameW(process, executable, name, MAX_PATH) == 0) name[0] = 0;
+  if (::K32EnumProcessModules(process, modules, sizeof(modules), &bytesNeeded) == FALSE) return;
+  if (::K32GetModuleBaseNameW(process, modules[0], name, MAX_PATH) == 0) name[0] = 0;
 }
 
 /// Makes a primary token of a process's own, which is that of the system's account in the session and not the user's.
