@@ -23,6 +23,8 @@ using tablet::Millis;
 /// much again.
 constexpr Millis kLongEnough = std::chrono::hours(1);
 
+constexpr Millis kPollStep{50};
+
 constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
 constexpr std::uint32_t kAllFlags = 1;
 constexpr std::uint8_t kAllLevels = 5;
@@ -114,6 +116,8 @@ void Life::Start() {
   }
   machine_.services().OnRestart(FreshService);
   machine_.services().Start(u"Vantord", RunService);
+  listening_ = poll_ != nullptr;
+  if (listening_) machine_.scheduler().At(kPollStep, [this] { Poll(); });
 }
 
 void Life::Happen(const tablet::TimelineEvent& event) {
@@ -121,8 +125,13 @@ void Life::Happen(const tablet::TimelineEvent& event) {
   told_ = told_ || (refusal == tablet::kSuccess && EndsTheService(event));
 }
 
+void Life::Poll() {
+  listening_ = poll_() && !told_;
+  if (listening_) machine_.scheduler().At(machine_.scheduler().Now() + kPollStep, [this] { Poll(); });
+}
+
 bool Life::IsResting() {
-  return events_to_come_ == 0 && machine_.services().status().state == tablet::kServiceRunning &&
+  return events_to_come_ == 0 && !listening_ && machine_.services().status().state == tablet::kServiceRunning &&
          machine_.services().IsParked();
 }
 
@@ -183,6 +192,7 @@ LifeEnd Life::Run(std::optional<Millis> until) {
     Millis limit = until ? *until : scheduler.Now() + kLongEnough;
     // The timeline's last event may lie far ahead.
     if (!until && events_to_come_ != 0) limit = std::max(limit, description_.timeline.back().at + kLongEnough);
+    if (!until && listening_) limit = tablet::kForever;
     if (std::optional<LifeEnd> end = RunUntilRest(limit)) return *end;
     bool const resting = IsResting();
     if (!resting && (until || told_to_stop)) {

@@ -56,6 +56,10 @@ class Life {
   /// What the watchdog does with a hung service; it must not return. Set before Start.
   void OnHang(std::function<void(const LifeEnd&)> act) { on_hang_ = std::move(act); }
 
+  /// Asks `poll` twenty times a second whether something happened, until it answers that nothing more can come or the
+  /// service was told to end; the service is not sent a stop before. Set before Start.
+  void ListenTo(std::function<bool()> poll) { poll_ = std::move(poll); }
+
   /// Starts the service and schedules the description's timeline.
   void Start();
   /// Runs until the service has ended, or rests (parked, with no event of the timeline to come), or the clock reaches
@@ -72,6 +76,7 @@ class Life {
 
  private:
   std::optional<LifeEnd> WaitFor(tablet::Millis deadline, const std::function<bool()>& enough);
+  void Poll();
   bool HasEnded();
   std::optional<LifeEnd> End();
   bool IsResting();
@@ -82,6 +87,8 @@ class Life {
   std::unique_ptr<tablet::Registry> registry_before_;
   tablet::Firmware::Variables firmware_before_;
   std::size_t events_to_come_ = 0;
+  std::function<bool()> poll_;
+  bool listening_ = false;
   bool told_ = false;  ///< a control that ends the service was sent
   std::atomic<std::uint64_t> ticks_{0};
   std::function<void(const LifeEnd&)> on_hang_;

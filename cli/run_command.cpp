@@ -9,6 +9,7 @@
 #include "cli/exit_code.h"
 #include "cli/story_teller.h"
 #include "cli/summary.h"
+#include "cli/typed_commands.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
 #include "tablet/input_error.h"
@@ -69,6 +70,7 @@ class Session {
       RemoveWorkFolders();
       ::_exit(code);
     });
+    if (options_.realtime) life_->ListenTo([this] { return DoWhatIsTyped(); });
     std::optional<tablet::Millis> until;
     if (options_.until) until = tablet::Millis(*options_.until);
     LifeEnd const end = life_->Run(until);
@@ -88,6 +90,16 @@ class Session {
     observer_->on_progress = [this](const std::string& path, std::uint64_t done, std::uint64_t whole) {
       console_.Progress(fmt::format("of {}", path), done, whole);
     };
+  }
+
+  /// False once nothing more can be typed.
+  bool DoWhatIsTyped() {
+    for (const std::string& line : typed_.Take()) {
+      Typed const typed = Interpret(line);
+      if (!typed.answer.empty()) std::fprintf(stderr, "vantord-tablet: %s\n", typed.answer.c_str());
+      if (typed.event) life_->Happen(*typed.event);
+    }
+    return !typed_.ended();
   }
 
   void Show(const StoryLine& line) {
@@ -133,6 +145,7 @@ class Session {
   WorkFolder work_;
   std::optional<EventFile> events_;
   StoryTeller teller_;
+  TypedCommands typed_{STDIN_FILENO};
   std::unique_ptr<Life> life_;
   std::unique_ptr<Observer> observer_;
 };
