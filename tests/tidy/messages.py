@@ -133,6 +133,9 @@ def of_file(path, root=ROOT):
             found += scope_messages(literal(parts[0]), place)
             continue
         message = call_message(call.group(1), parts, constants, place)
+        asked = re.search(r"IsZoneOn\((\w+)\)\)\s*\{?\s*$", text[: call.start()])
+        if message and asked:
+            message["zone"] = asked.group(1)
         if message:
             found.append(message)
         elif path.name not in LOG_ITSELF:

@@ -8,6 +8,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+import messages  # noqa: E402
 import tidy  # noqa: E402
 from functions import functions  # noqa: E402
 from rules import RULES  # noqa: E402
@@ -175,6 +176,8 @@ class Messages(unittest.TestCase):
                          [(3, "service", "ZONE_ERROR", "C::F", 7, "a (%d), b")])
         self.assertEqual(self.listed('HelperDebugPrint(\n  TEXT("%S : no number"), "G");'),
                          [(3, "helper", "always", "G", None, "no number")])
+        self.assertEqual(self.listed('if (IsZoneOn(ZONE_INFO)) {\n HelperDebugPrint(TEXT("%S:%d : a"), "G", 1);\n}'),
+                         [(4, "helper", "ZONE_INFO", "G", 1, "a")])
         self.assertEqual([m[-1] for m in self.listed('FunctionScope const scope("C::F");')], ["C::F: (+)", "C::F: (-)"])
         self.assertEqual(self.listed('WriteDebugger("x");'), [(3, "debugger", "always", "Report", None, "x")])
 
