@@ -46,9 +46,15 @@ NTSTATUS Complete(IRP* irp, NTSTATUS status, ULONG_PTR bytes = 0) {
   return status;
 }
 
+WCHAR LowerCase(WCHAR character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<WCHAR>(character + 'a' - 'A') : character;
+}
+
+/// The letter case of a GUID means nothing, that of a name does.
 bool SameKey(const WCHAR* one, const WCHAR* other) {
+  constexpr ULONG kGuidCharacters = 38;
   for (ULONG i = 0; i < 130; ++i) {
-    if (one[i] != other[i]) return false;
+    if (i < kGuidCharacters ? LowerCase(one[i]) != LowerCase(other[i]) : one[i] != other[i]) return false;
     if (one[i] == 0) return true;
   }
   return true;
