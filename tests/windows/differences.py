@@ -1,6 +1,7 @@
 """The explained differences: the table of platform/README.md, which people read and the tests go by.
 
-A row's texts are whole messages in which `*` stands for anything; `-` means that this world says nothing of the kind.
+A row's texts are whole messages in which `*` stands for anything, `{digits}` for a number, and `{same}` for words that
+must be the same in both worlds; `-` means that this world says nothing of the kind.
 A row holds for the tablets that it names, or for `all` of them, and there it must occur.
 """
 
@@ -24,16 +25,14 @@ class Difference:
     def is_of_one_world(self):
         return "-" in (self.tablet, self.wine)
 
-    @property
-    def replacement(self):
-        return f"{self.tablet} / {self.wine}"
-
     def holds_for(self, tablet):
         return self.tablets == "all" or tablet in [name.strip() for name in self.tablets.split(",")]
 
-    def matches(self, text, world):
+    def explain(self, text, world):
+        """What is compared in the place of a message that this row is about; None for any other message."""
         pattern = self.tablet if world == "tablet" else self.wine
-        return pattern != "-" and re.fullmatch(_regex(pattern), text.rstrip("\n"), re.S) is not None
+        match = None if pattern == "-" else re.fullmatch(_regex(pattern), text.rstrip("\n"), re.S)
+        return None if match is None else " | ".join((str(self), *match.groups()))
 
     def occurred(self, used):
         """Whether the worlds really differed where this row says so. `used` counts (row, world, text)."""
@@ -44,8 +43,12 @@ class Difference:
         return f"tablet: {self.tablet} / Wine: {self.wine}"
 
 
+PIECES = {"*": ".*", "{digits}": r"\d+", "{same}": "(.*)"}
+
+
 def _regex(pattern):
-    return ".*".join(re.escape(piece) for piece in pattern.split("*"))
+    pieces = re.split(r"(\*|\{digits\}|\{same\})", pattern)
+    return "".join(PIECES.get(piece) or re.escape(piece) for piece in pieces)
 
 
 def read(readme):

@@ -1,6 +1,8 @@
 """Lives of the shipped Vantord.exe under a real service manager, registry and file system."""
 
+import datetime
 import hashlib
+import re
 import shutil
 import unittest
 import zipfile
@@ -37,22 +39,29 @@ class World:
 class Lives:
     """One life of each sample, led when the first test asks for it."""
 
-    def __init__(self, world, sample, small, prepare):
-        self.work = world.work / sample
+    def __init__(self, world, sample, small, called, prepare):
+        self.work = world.work / called
         shutil.rmtree(self.work, ignore_errors=True)
         self.work.mkdir(parents=True)
         self.tablet = hosted.make_tablet(world.vantord_tablet, self.work / "tablet", sample, small)
         provision.name_the_links(self.tablet)
         shutil.copyfile(world.programs.executable, self.tablet.files()["windows\\system32\\vantord.exe"])
-        prepare(self.tablet)
-        self.differences = [row for row in differences.read(world.readme) if row.holds_for(sample)]
+        prepare(self.tablet, world.programs)
+        self.differences = [row for row in differences.read(world.readme) if row.holds_for(called)]
         self.hosted = hosted.HostedLife(world.vantord_tablet, self.tablet, self.work)
         with machine.machine(world.wine, world.template, self.work / "prefix") as windows:
             provision.provision(windows, self.tablet, world.programs)
             provision.install_service(windows, world.programs)
+            self.began = datetime.datetime.now(datetime.UTC)
             self.windows = session.Session(windows, self.tablet, world.programs).live(
                 self.hosted.messages_before_stop(), self.hosted.was_told_to_stop(), self.differences
             )
+            self.ended = datetime.datetime.now(datetime.UTC)
+
+
+def without_times(files):
+    """The folder of a crash is named by the time, which is another one in each world."""
+    return {re.sub(r"cpcrash_\d{8}_\d{6}", "cpcrash_*", path): file for path, file in files.items()}
 
 
 class SampleTest(unittest.TestCase):
@@ -61,10 +70,11 @@ class SampleTest(unittest.TestCase):
     world = None  # set by the runner
     sample = None
     small = True
+    called = None  # the tablet's name in the table of differences, if not the sample's
     _lives = None
 
     @classmethod
-    def prepare(cls, tablet):
+    def prepare(cls, tablet, programs):
         """Changes the tablet before it is used in both worlds."""
 
     @property
@@ -73,7 +83,7 @@ class SampleTest(unittest.TestCase):
         cls = type(self)
         if cls._lives is None:
             try:
-                cls._lives = Lives(cls.world, cls.sample, cls.small, cls.prepare)
+                cls._lives = Lives(cls.world, cls.sample, cls.small, cls.called or cls.sample, cls.prepare)
             except Exception as error:  # noqa: BLE001 - told by each test of the class
                 cls._lives = error
         if isinstance(cls._lives, Exception):
@@ -91,18 +101,18 @@ class EverySample:
         lives = self.lives
         self.assertTrue(lives.windows.messages, "nothing was captured")
         complaints = transcript.compare(lives.hosted.messages(), lives.windows.messages, lives.differences)
-        self.assertFalse(complaints, "\n" + "\n".join(complaints))
+        if complaints:
+            self.fail("\n".join(complaints))
 
     def test_the_service_manager_shows_the_same_statuses(self):
         self.assertEqual(self.lives.hosted.statuses(), self.lives.windows.statuses)
 
     def test_the_same_files_change_in_the_same_way(self):
-        on_tablet, on_windows = self.changed_on_tablet(), self.lives.windows.files
-        unlike = {path for path in on_tablet.keys() | on_windows.keys() if on_tablet.get(path) != on_windows.get(path)}
-        self.assertFalse(
-            unlike,
-            "\n".join(f"{path}: tablet {on_tablet.get(path)}, Wine {on_windows.get(path)}" for path in sorted(unlike)),
-        )
+        on_tablet, on_windows = map(without_times, (self.changed_on_tablet(), self.lives.windows.files))
+        paths = sorted(on_tablet.keys() | on_windows.keys())
+        unlike = [path for path in paths if on_tablet.get(path) != on_windows.get(path)]
+        if unlike:
+            self.fail("\n".join(f"{path}: tablet {on_tablet.get(path)}, Wine {on_windows.get(path)}" for path in unlike))
 
     def test_the_registry_ends_the_same(self):
         on_tablet, on_windows = self.lives.hosted.saved.registry(), self.lives.windows.registry
@@ -134,7 +144,7 @@ class Fresh(SampleTest, EverySample, ModemSample):
     small = False
 
     @classmethod
-    def prepare(cls, tablet):
+    def prepare(cls, tablet, _):
         text = f'Windows Registry Editor Version 5.00\n\n[{PARAMETERS}]\n"Distribute"=dword:00000001\n'
         (tablet.path / "registry" / "50-distribute.reg").write_text(text)
 
@@ -184,4 +194,69 @@ class AlreadyDeployed(SampleTest, EverySample, ModemSample):
         self.assertEqual({}, self.lives.windows.files)
 
 
-SUITES = (WifiOnly, Fresh, AlreadyDeployed)
+class CrashedModem(SampleTest, EverySample, ModemSample):
+    sample = "crashed-modem"
+    dumps = "windows\\system32\\driverstate\\services\\qccdi\\data\\ssr_dumps"
+    logs = "users\\public\\documents\\retaillog"
+
+    @classmethod
+    def prepare(cls, tablet, programs):
+        shutil.copyfile(programs.beside / "toast.exe", tablet.files()["windows\\toastgenerator\\toastgenerator.exe"])
+
+    def test_the_dumps_are_moved_into_a_folder_named_by_the_time_in_utc(self):
+        files = self.lives.windows.files
+        (folder,) = {path.split("\\")[4] for path in files if path.startswith(self.logs + "\\")}
+        time = datetime.datetime.strptime(folder, "cpcrash_%Y%m%d_%H%M%S").replace(tzinfo=datetime.UTC)
+        self.assertLessEqual(self.lives.began, time + datetime.timedelta(seconds=1))
+        self.assertLessEqual(time, self.lives.ended)
+        before = self.lives.tablet.files()
+        for name in ("modem.dmp", "reason.txt"):
+            self.assertIsNone(files[f"{self.dumps}\\{name}"], name)
+            digest = hashlib.sha256(before[f"{self.dumps}\\{name}"].read_bytes()).hexdigest()
+            self.assertEqual(digest, files[f"{self.logs}\\{folder}\\{name}"].digest, name)
+
+    def test_the_user_is_told_once_in_the_session_of_winlogon(self):
+        program = "C:\\Windows\\ToastGenerator\\ToastGenerator.exe"
+        self.assertEqual(1, len(self.lives.windows.toasts))
+        toast = self.lives.windows.toasts[0]
+        self.assertEqual(program.lower(), toast["program"].lower())
+        self.assertEqual((" CPCrash", 1), (toast["command_line"], toast["session"]))
+
+
+class OobeThenDesktop(SampleTest, EverySample, ModemSample):
+    sample = "oobe-then-desktop"
+
+    def test_the_modem_is_reset_once_by_the_whole_request(self):
+        arrivals = self.lives.windows.arrivals
+        self.assertEqual(1, arrivals["requests"].count(0x9CA30C00))
+        self.assertEqual(bytes(1040) + b"\x01\x00", bytes.fromhex(arrivals["reset"]))
+
+
+class Controls(SampleTest, EverySample):
+    sample = "already-deployed"
+    called = "controls"
+
+    @classmethod
+    def prepare(cls, tablet, _):
+        events = [
+            {"event": "display", "state": "off"},
+            {"event": "suspend"},
+            {"event": "resume"},
+            {"event": "power", "type": 10},
+            {"event": "display", "state": "dimmed"},
+            {"event": "display", "state": "on"},
+            {"event": "arrival", "link": provision.USB_LINK},
+            {"event": "removal", "link": provision.USB_LINK},
+            *({"event": "control", "control": number} for number in (130, 131, 132, 133, 134, 200)),
+            {"event": "interrogate"},
+            {"event": "preshutdown"},
+        ]
+        tablet.change("timeline", [{"at_ms": 3000 + 100 * i, **event} for i, event in enumerate(events)])
+
+    def test_the_service_ends_on_a_preshutdown_notice(self):
+        self.assertEqual(
+            [("STOP_PENDING", STOP_POWER_PRESHUTDOWN, 0, 2), ("STOPPED", 0, 0, 0)], self.lives.windows.statuses[-2:]
+        )
+
+
+SUITES = (WifiOnly, OobeThenDesktop, Fresh, CrashedModem, Controls, AlreadyDeployed)

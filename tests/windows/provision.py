@@ -10,13 +10,17 @@ from machine import MachineError
 TEST_FOLDER = "C:\\vantord-test"
 SYSTEM_FOLDER = "C:\\Windows\\System32"
 RECORD = TEST_FOLDER + "\\record.jsonl"
+TOAST_NOTE = TEST_FOLDER + "\\toast.json"
 SERVICE = "Vantord"
 PARTNER = "Pelt"
+SESSION = 1  # the one in which all programs of Wine run
 
 DEVICE_KEY = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum\ROOT\VANTORDTEST\0000"
 MODEM_CLASS_GUID = "{4d36e96d-e325-11ce-bfc1-08002be10318}"
 # The links that the devices have here. A tablet that is to behave like this machine must name the same.
 MODEM_LINK = r"\\?\root#vantordtest#0000#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}"
+# In letters as notifications have them.
+USB_LINK = r"\\?\ROOT#VANTORDTEST#0000#{a5dcbf10-6530-11d2-901f-00c04fb951ed}"
 FIRMWARE_LINK = r"\\?\root#vantordtest#0000#{fd9ff848-46d1-4ce7-8940-6df2f1e6eff6}"
 
 # Keys in which a fresh Wine has entries of its own that no tablet has.
@@ -50,6 +54,11 @@ def provision(machine, tablet, programs):
     for file in tablet.registry_files():
         _import(machine, file.name, file.read_bytes())
     _start_devices(machine, tablet)
+    for session in tablet.get("sessions", [{"id": SESSION}]):
+        if session["id"] != SESSION:
+            raise MachineError(f"{tablet.path}/tablet.json: sessions: Wine has no other session than {SESSION}")
+        place(machine, programs.beside / "bystander.exe", TEST_FOLDER + "\\winlogon.exe")
+        steer(machine, "spawn", TEST_FOLDER + "\\winlogon.exe")
     if tablet.get("partner.present", True):
         steer(machine, "create", PARTNER, TEST_FOLDER + "\\partner.exe")
 

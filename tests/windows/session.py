@@ -40,6 +40,7 @@ class Life:
     messages: list = field(default_factory=list)  # transcript.Message
     files: dict = field(default_factory=dict)  # whatever the life changed on drive C: {path: File, None when gone}
     registry: dict = field(default_factory=dict)  # the keys that the tablet names, with all below
+    toasts: list = field(default_factory=list)  # how the program that tells the user was started
     arrivals: dict = field(default_factory=dict)  # what arrived at the devices
 
 
@@ -59,6 +60,7 @@ class Session:
         life.statuses = self._statuses(printed)
         life.messages = self._messages()
         life.arrivals = _objects(steer(self.machine, "arrivals"))[0]
+        life.toasts = self._toasts()
         life.files = self._files(self._changed_paths(before))
         life.registry = self._registry()
         return life
@@ -100,6 +102,10 @@ class Session:
         elif kind == "display":
             setting = DISPLAY_SETTING + (4).to_bytes(4, "little") + DISPLAY_STATES[event["state"]].to_bytes(4, "little")
             self._describe(POWER_EVENT, POWER_SETTING_CHANGE, setting)
+        elif kind in ("arrival", "removal"):
+            if event["link"] != provision.USB_LINK:
+                raise MachineError(f"{self.tablet.path}/tablet.json: the only device to come and go is {provision.USB_LINK}")
+            steer(self.machine, "interface", "usb", "on" if kind == "arrival" else "off")
         elif kind == "setup":
             key = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Setup\State"
             self.machine.run("reg", "add", key, "/v", "ImageState", "/d", event["image_state"], "/f")
@@ -136,6 +142,11 @@ class Session:
             (STATES[event["state"]], event["controls_accepted"], event["exit_code"], event["check_point"])
             for event in shown
         ]
+
+    def _toasts(self):
+        """The program ends on its own, after the service at the latest, for it is started long before the stop."""
+        file = self.machine.host_path(provision.TOAST_NOTE)
+        return _objects(file.read_text()) if file.exists() else []
 
     def _changed_paths(self, before):
         """Paths relative to drive C: on the host."""

@@ -1,11 +1,12 @@
 // What a test does inside of Wine: steers the test driver and plays the service manager's client.
 //
 //   steer driver PATH                       makes and starts the test driver
-//   steer interface modem|safi on|off       lets a device interface arrive or leave
+//   steer interface modem|safi|usb on|off   lets a device interface arrive or leave
 //   steer variable KEY HEX                  gives a firmware variable its bytes; "-" removes it
 //   steer show KEY                          prints a firmware variable
 //   steer arrivals                          prints what has arrived at the devices since the last time
 //   steer attributes LIST                   prints the attributes of the files that a UTF-8 file names, one a line
+//   steer spawn PATH                        starts a program and leaves it running
 //   steer create NAME PATH                  makes a service that starts with the system
 //   steer start|stop NAME MILLISECONDS      prints each status until the service is at rest
 //   steer await NAME MILLISECONDS           the same, without a control before it
@@ -75,7 +76,9 @@ bool StartDriver(const Words& words) {
 }
 
 bool ToggleInterface(const Words& words) {
-  SteerInterface wanted = {words[1] == L"safi" ? kSteerSafi : kSteerModem, words[2] == L"on" ? 1ul : 0ul};
+  constexpr const WCHAR* kNames[kSteerInterfaces] = {L"modem", L"safi", L"usb"};
+  SteerInterface wanted = {0, words[2] == L"on" ? 1ul : 0ul};
+  while (wanted.which < kSteerInterfaces && words[1] != kNames[wanted.which]) ++wanted.which;
   return Steer(kSteerInterface, &wanted, sizeof(wanted));
 }
 
@@ -126,6 +129,16 @@ bool PrintAttributes(const Words& words) {
     }
   }
   return true;
+}
+
+bool Spawn(const Words& words) {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION process = {};
+  std::wstring commandLine = words[1];
+  return ::CreateProcessW(words[1].c_str(), commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
+                          nullptr, &startup, &process) ||
+         Fail("CreateProcessW");
 }
 
 bool CreateTheService(const Words& words) {
@@ -196,10 +209,10 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {L"driver", 2, &StartDriver},      {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
-    {L"show", 2, &ShowVariable},       {L"arrivals", 1, &PrintArrivals},    {L"attributes", 2, &PrintAttributes},
-    {L"create", 3, &CreateTheService}, {L"start", 3, &StartTheService},     {L"stop", 3, &StopTheService},
-    {L"await", 3, &AwaitItsEnd},       {L"control", 3, &SendControl},
+    {L"driver", 2, &StartDriver},  {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
+    {L"show", 2, &ShowVariable},   {L"arrivals", 1, &PrintArrivals},    {L"attributes", 2, &PrintAttributes},
+    {L"spawn", 2, &Spawn},         {L"create", 3, &CreateTheService},   {L"start", 3, &StartTheService},
+    {L"stop", 3, &StopTheService}, {L"await", 3, &AwaitItsEnd},         {L"control", 3, &SendControl},
 };
 
 bool Run(const Words& words) {

@@ -58,10 +58,11 @@ def _explain(messages, differences, world, used):
     """(thread, what is compared) of each message that counts in both worlds."""
     for message in messages:
         for difference in differences:
-            if difference.matches(message.text, world):
+            words = difference.explain(message.text, world)
+            if words is not None:
                 used[difference, world, message.text] += 1
                 if not difference.is_of_one_world:
-                    yield message.thread, Said(difference.replacement, message.guid)
+                    yield message.thread, Said(words, message.guid)
                 break
         else:
             yield message.thread, Said(message.text, message.guid)
