@@ -117,6 +117,9 @@ class Drive {
   void PutFolder(std::u16string_view path, std::uint32_t attributes = kAttributeDirectory);
   void Remove(std::u16string_view path);
   std::filesystem::path HostPath(std::u16string_view path) const;
+  /// Reads every file, and leaves the host's folder alone from then on: what happens to the drive is lost with it, and
+  /// a copy of the process has a drive of its own. No file may be open.
+  void KeepInMemory();
 
   /// Makes the call for the size of a file's version block answer this many bytes, whatever the file holds: sizes that
   /// no resource gives can then be tried. The file need not exist.
