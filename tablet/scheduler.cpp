@@ -215,7 +215,8 @@ void Scheduler::AsMachine(const std::function<void()>& work) {
 
 void Scheduler::HandOver() {
   OutsideProduct const outside;
-  calls_.fetch_add(1, std::memory_order_relaxed);
+  // Only the thread that holds the baton counts: no locked instruction is needed.
+  calls_.store(calls_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   if (++calls_since_time_moved_ > options_.call_limit) {
     HaltRun({Halt::Reason::kCallLimit, "more than " + std::to_string(options_.call_limit) +
                                            " calls without any movement of the clock: thread \"" + current_->name +

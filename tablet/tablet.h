@@ -56,9 +56,15 @@ class Tablet {
   AmssDriver& amss() { return amss_; }
 
   /// The tablet that the calls of the Windows API act on. Aborts when there is none.
-  static Tablet& Current();
+  static Tablet& Current() {
+    if (current_ == nullptr) RefuseWithoutTablet();
+    return *current_;
+  }
 
  private:
+  [[noreturn]] static void RefuseWithoutTablet();
+
+  static Tablet* current_;
   Scheduler scheduler_;
   Clock clock_;
   Journal journal_;
