@@ -14,6 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+import conformance  # noqa: E402
 import end_to_end  # noqa: E402
 import endings  # noqa: E402
 import machine  # noqa: E402
@@ -53,6 +54,18 @@ def run_suite(suite, names, report):
                 test.doCleanups()
 
 
+def run_conformance(world, names, report):
+    try:
+        conformance.run(world, names, report)
+    except Exception as error:  # noqa: BLE001 - told as a failure of the whole
+        text = "".join(traceback.format_exception(error))
+        report.add(conformance.SUITE, "the tests come to their end", 0.0, "failure", text)
+
+
+def wants_conformance(names):
+    return not names or any(name.startswith(conformance.SUITE) for name in names)
+
+
 def main(arguments):
     options = parse(arguments)
     report = Report()
@@ -63,6 +76,8 @@ def main(arguments):
         for suite in suites:
             for _, name in tests_of(suite, options.names):
                 report.skip(suite.__name__, name.removeprefix("test_").replace("_", " "), f"{missing} is not installed")
+        if wants_conformance(options.names):
+            report.skip(conformance.SUITE, "all of them", f"{missing} is not installed")
     else:
         run_all(options, wine, suites, report)
     if options.report:
@@ -86,7 +101,11 @@ def run_all(options, wine, suites, report):
         )
         for suite in suites:
             suite.world = world
-        for done in [pool.submit(run_suite, suite, options.names, report) for suite in suites]:
+        work = [pool.submit(run_suite, suite, options.names, report) for suite in suites]
+        if wants_conformance(options.names):
+            names = [name.removeprefix(conformance.SUITE) for name in options.names]
+            work.append(pool.submit(run_conformance, world, [name for name in names if name], report))
+        for done in work:
             done.result()
     finally:
         # Also after Ctrl-C: then the others still run, until their machines are gone.
