@@ -24,7 +24,7 @@ class HostedLife:
         work = Path(work)
         events = work / "events.jsonl"
         saved = work / "saved"
-        command = [program, "run", tablet.path, "--quiet", "--events", events, "--save", saved]
+        command = [program, "run", tablet.path, "--quiet", "--calls", "--events", events, "--save", saved]
         subprocess.run([str(word) for word in command], check=True, capture_output=True, timeout=120)
         self.events = [json.loads(line) for line in events.read_text().splitlines()]
         self.saved = tablet_folder.TabletFolder(saved)
@@ -44,6 +44,11 @@ class HostedLife:
 
     def was_told_to_stop(self):
         return any(event["kind"] == "event" and event["text"] == STOP_SENT for event in self.events)
+
+    def requests(self):
+        """The codes of all requests to drivers that got as far as one."""
+        calls = [event for event in self.events if event["kind"] == "call" and event["name"] == "DeviceIoControl"]
+        return [int(call["args"].split(", ")[1], 16) for call in calls]
 
     def statuses(self):
         return [

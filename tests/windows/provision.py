@@ -9,6 +9,7 @@ from machine import MachineError
 
 TEST_FOLDER = "C:\\vantord-test"
 SYSTEM_FOLDER = "C:\\Windows\\System32"
+STEER = TEST_FOLDER + "\\steer.exe"
 RECORD = TEST_FOLDER + "\\record.jsonl"
 TOAST_NOTE = TEST_FOLDER + "\\toast.json"
 SERVICE = "Vantord"
@@ -42,7 +43,7 @@ def name_the_links(tablet):
 
 
 def steer(machine, *words, seconds=60):
-    return machine.run(TEST_FOLDER + "\\steer.exe", *words, seconds=seconds)
+    return machine.run(STEER, *words, seconds=seconds)
 
 
 def provision(machine, tablet, programs):

@@ -15,10 +15,12 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 import end_to_end  # noqa: E402
+import endings  # noqa: E402
 import machine  # noqa: E402
 import provision  # noqa: E402
 from report import Report  # noqa: E402
 
+SUITES = (*endings.SUITES, *end_to_end.SUITES)
 PROJECT = Path(__file__).resolve().parents[2]
 
 
@@ -27,6 +29,7 @@ def parse(arguments):
     parser.add_argument("--build", type=Path, required=True, help="where Vantord.exe was built")
     parser.add_argument("--hosted", type=Path, required=True, help="where vantord-tablet was built")
     parser.add_argument("--report", type=Path, help="a JUnit report to write")
+    parser.add_argument("--work", type=Path, help="where the machines of this run stand; without it, in --build")
     parser.add_argument("--jobs", type=int, default=2, help="machines at a time")
     parser.add_argument("--wine", default="wine", help="the command that runs a Windows program")
     parser.add_argument("--wineserver", default="wineserver")
@@ -35,20 +38,19 @@ def parse(arguments):
 
 
 def tests_of(suite, names):
-    for name in sorted(vars_of(suite)):
+    for name in (name for name in dir(suite) if name.startswith("test_")):
         test = suite(name)
         if not names or any(wanted in f"{suite.__name__}.{name}" for wanted in names):
             yield test, name
 
 
-def vars_of(suite):
-    return [name for name in dir(suite) if name.startswith("test_")]
-
-
 def run_suite(suite, names, report):
     for test, name in tests_of(suite, names):
         with report.test(suite.__name__, name.removeprefix("test_").replace("_", " ")):
-            getattr(test, name)()
+            try:
+                getattr(test, name)()
+            finally:
+                test.doCleanups()
 
 
 def main(arguments):
@@ -56,11 +58,11 @@ def main(arguments):
     report = Report()
     wine = machine.Wine(options.wine.split(), options.wineserver.split())
     missing = wine.missing()
-    suites = [suite for suite in end_to_end.SUITES if any(tests_of(suite, options.names))]
+    suites = [suite for suite in SUITES if any(tests_of(suite, options.names))]
     if missing:
         for suite in suites:
             for _, name in tests_of(suite, options.names):
-                report.skip(suite.__name__, name, f"{missing} is not installed")
+                report.skip(suite.__name__, name.removeprefix("test_").replace("_", " "), f"{missing} is not installed")
     else:
         run_all(options, wine, suites, report)
     if options.report:
@@ -70,17 +72,20 @@ def main(arguments):
 
 
 def run_all(options, wine, suites, report):
-    work = options.build / "wine"
     pool = ThreadPoolExecutor(options.jobs)
     try:
-        end_to_end.SampleTest.world = end_to_end.World(
+        templates = options.build.resolve() / "wine"
+        world = end_to_end.World(
             wine=wine,
-            template=machine.template(wine, work),
-            work=work,
+            template=machine.template(wine, templates),
+            work=(options.work or templates).resolve(),
+            build=options.build.resolve(),
             programs=provision.Programs(options.build / "Vantord.exe", options.build / "beside"),
-            vantord_tablet=options.hosted / "vantord-tablet",
+            vantord_tablet=(options.hosted / "vantord-tablet").resolve(),
             readme=PROJECT / "platform" / "README.md",
         )
+        for suite in suites:
+            suite.world = world
         for done in [pool.submit(run_suite, suite, options.names, report) for suite in suites]:
             done.result()
     finally:

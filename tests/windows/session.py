@@ -65,6 +65,15 @@ class Session:
         life.registry = self._registry()
         return life
 
+    def variables(self, keys):
+        """Firmware variables, as they are now: {key: data}; those that are not there are left out."""
+        variables = {}
+        for key in keys:
+            shown = json.loads(self.machine.run_for_status(provision.STEER, "show", key)[1])
+            if "variable" in shown:
+                variables[key] = bytes.fromhex(shown["variable"])
+        return variables
+
     def _timeline(self):
         """(milliseconds after the start, what happens), in order."""
         events = [(event["at_ms"], event) for event in self.tablet.get("timeline", [])]
