@@ -18,6 +18,11 @@ if(VANTORD_SANITIZE)
   target_link_options(vantord_options INTERFACE -fsanitize=${VANTORD_SANITIZE})
 endif()
 
+if(VANTORD_FUZZ)
+  target_compile_options(vantord_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(vantord_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
