@@ -65,8 +65,11 @@ add_custom_target(vantord_proxy_import DEPENDS ${proxy_import})
 add_dependencies(Vantord vantord_proxy_import)
 target_link_libraries(Vantord PRIVATE ${proxy_import})
 
+include(cmake/Package.cmake)
+
 include(CTest)
 add_subdirectory(tests/executable)
+add_subdirectory(tests/package)
 if(MINGW AND VANTORD_ARCHITECTURE STREQUAL "x64")
   add_subdirectory(tests/windows)
 endif()
