@@ -86,7 +86,6 @@ def _refuse_what_is_not_provided(tablet):
         ("registry.denied", []),
         ("registry.read_only", []),
         ("partner.state", "stopped"),
-        ("amss.present", True),
         ("trace.collect", True),
     ):
         if tablet.get(key, provided) != provided:
@@ -150,6 +149,8 @@ def _start_devices(machine, tablet):
     for which, key in (("modem", "modem.present"), ("safi", "firmware_driver.present")):
         if tablet.get(key, True):
             words += ["--", "interface", which, "on"]
+    if not tablet.get("amss.present", tablet.get("modem.present", True)):
+        words += ["--", "interface", "statistics", "off"]
     for key, data in tablet.variables().items():
         words += ["--", "variable", key, data.hex()]
     steer(machine, *words)

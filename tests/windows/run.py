@@ -6,6 +6,8 @@ Exit code 0 when no test failed; what cannot run here is skipped with the reason
 """
 
 import argparse
+import contextlib
+import fcntl
 import signal
 import sys
 import traceback
@@ -79,11 +81,30 @@ def main(arguments):
         if wants_conformance(options.names):
             report.skip(conformance.SUITE, "all of them", f"{missing} is not installed")
     else:
-        run_all(options, wine, suites, report)
+        with sole_user((options.work or options.build / "wine").resolve()):
+            run_all(options, wine, suites, report)
     if options.report:
         report.write(options.report)
     print(report.summary())
     return 1 if report.failed or not report.count else 0
+
+
+@contextlib.contextmanager
+def sole_user(folder):
+    """Two runs would pull each other's machines down."""
+    folder.mkdir(parents=True, exist_ok=True)
+    with open(folder / "lock", "w") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            sys.exit(f"run.py: another run is at work in {folder}: wait for it, or give this one another --work")
+        yield
+
+
+def need(path, how):
+    if not path.exists():
+        sys.exit(f"run.py: {path} is missing: {how}")
+    return path.resolve()
 
 
 def run_all(options, wine, suites, report):
@@ -95,8 +116,11 @@ def run_all(options, wine, suites, report):
             template=machine.template(wine, templates),
             work=(options.work or templates).resolve(),
             build=options.build.resolve(),
-            programs=provision.Programs(options.build / "Vantord.exe", options.build / "beside"),
-            vantord_tablet=(options.hosted / "vantord-tablet").resolve(),
+            programs=provision.Programs(
+                need(options.build / "Vantord.exe", "./dev windows builds it"),
+                need(options.build / "beside", "./dev windows builds it"),
+            ),
+            vantord_tablet=need(options.hosted / "vantord-tablet", "./dev build builds it"),
             readme=PROJECT / "platform" / "README.md",
         )
         for suite in suites:

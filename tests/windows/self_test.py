@@ -2,6 +2,7 @@
 """Does the comparison of two worlds find what it is there for? Needs neither Wine nor Windows."""
 
 import re
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -122,6 +123,23 @@ class TheTableOfCalls(unittest.TestCase):
         expected = set(re.findall(r'\bDiffers(?:<[\w:]+>)?\(\s*"([\w-]+)"', sources))
         self.assertGreater(len(expected), 10)
         self.assertEqual(sorted(expected), listed)
+
+
+class TheRunner(unittest.TestCase):
+    def test_without_wine_everything_is_skipped_and_what_is_missing_is_named(self):
+        with tempfile.TemporaryDirectory() as folder:
+            report = Path(folder) / "report.xml"
+            words = ["--build", folder, "--hosted", folder, "--report", str(report), "--wine", "no-such-program"]
+            run = subprocess.run(
+                [sys.executable, str(PROJECT / "tests" / "windows" / "run.py"), *words],
+                capture_output=True,
+                text=True,
+                timeout=30,
+                check=False,
+            )
+            self.assertEqual(0, run.returncode, run.stderr)
+            self.assertRegex(run.stdout.splitlines()[-1], r"^0 passed, 0 failed, [1-9]\d* skipped$")
+            self.assertIn('skipped message="no-such-program is not installed"', report.read_text())
 
 
 class RegistryTexts(unittest.TestCase):
