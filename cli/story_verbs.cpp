@@ -44,7 +44,7 @@ tablet::TimelineEvent EventOf(const StoryVerb& verb) {
   if (name.empty()) return *event;
   auto const guid = tablet::Guid::Parse(name);
   if (!guid) Refuse(verb, fmt::format("\"{}\" is no GUID", name), "give the class as {8-4-4-4-12} digits");
-  event->interface_class = *guid;
+  event->guid = *guid;
   return *event;
 }
 

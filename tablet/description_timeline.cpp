@@ -12,7 +12,7 @@ namespace {
 
 using Kind = JsonNode::Kind;
 
-constexpr std::array<std::string_view, 7> kKnown{"at_ms", "class", "control", "event", "link", "state", "type"};
+constexpr std::array<std::string_view, 8> kKnown{"at_ms", "class", "control", "event", "guid", "link", "state", "type"};
 
 Millis ReadTime(const Section& event) {
   const JsonNode& at = event.Need("at_ms", Kind::kInteger);
@@ -55,7 +55,7 @@ TimelineEvent ReadEvent(const Section& event) {
   if (const JsonNode* const name = event.Find("class", Kind::kText)) {
     auto const guid = Guid::Parse(name->text);
     if (!guid) event.Refuse(*name, "class", fmt::format("\"{}\" is no GUID", name->text), "write {8-4-4-4-12} digits");
-    made->interface_class = *guid;
+    made->guid = *guid;
   }
   return *made;
 }

@@ -51,11 +51,21 @@ WinError SendNoted(const TimelineEvent& event, Tablet& machine, std::uint32_t co
   return refusal;
 }
 
+/// Windows tells a service of those settings alone that it registered for.
+WinError ChangeSetting(const TimelineEvent& event, Tablet& machine, const Guid& setting) {
+  if (machine.notifications().WantsPower(setting)) {
+    return SendNoted(event, machine, kControlPowerEvent, kPowerSettingChange, SettingRecord(setting, event.number));
+  }
+  machine.journal().Note(NameOf(event) + ": nobody is registered for it");
+  return kSuccess;
+}
+
 }  // namespace
 
 std::span<const std::string_view> EventWords() {
-  static constexpr std::array<std::string_view, 10> kWords{
-      "arrival", "control", "display", "interrogate", "power", "preshutdown", "removal", "resume", "stop", "suspend"};
+  static constexpr std::array<std::string_view, 11> kWords{"arrival", "control",     "display", "interrogate",
+                                                           "power",   "preshutdown", "removal", "resume",
+                                                           "setting", "stop",        "suspend"};
   return kWords;
 }
 
@@ -63,6 +73,7 @@ std::string_view ArgumentOf(std::string_view word) {
   if (word == "control") return "control";
   if (word == "display") return "state";
   if (word == "power") return "type";
+  if (word == "setting") return "guid";
   if (word == "arrival" || word == "removal") return "link";
   return {};
 }
@@ -71,6 +82,7 @@ std::string_view HintFor(std::string_view word) {
   if (word == "control") return "give a number from 128 to 255";
   if (word == "display") return "give on, off or dimmed";
   if (word == "power") return "give the event's type, a number up to 65535";
+  if (word == "setting") return "give the GUID of a power setting as {8-4-4-4-12} digits";
   if (word == "arrival" || word == "removal") return "give the symbolic link of a device interface";
   return "write nothing behind it";
 }
@@ -92,7 +104,12 @@ std::optional<TimelineEvent> MakeEvent(std::string_view word, const std::string&
     return TimelineEvent{.kind = Kind::kDevice,
                          .number = word == "arrival" ? 0U : 1U,
                          .link = ToUtf16(argument),
-                         .interface_class = kUsbDeviceClass};
+                         .guid = kUsbDeviceClass};
+  }
+  if (word == "setting") {
+    auto const setting = Guid::Parse(argument);
+    if (!setting) return std::nullopt;
+    return TimelineEvent{.kind = Kind::kSetting, .number = 1, .guid = *setting};
   }
   bool const control = word == "control";
   auto const number = Number(argument, control ? 128 : 0, control ? 255 : 65535);
@@ -115,6 +132,8 @@ std::string NameOf(const TimelineEvent& event) {
       return fmt::format("display {}", kDisplayWords.at(event.number));
     case TimelineEvent::Kind::kDevice:
       return event.number == 0 ? "device arrival" : "device removal";
+    case TimelineEvent::Kind::kSetting:
+      return fmt::format("power setting {}", event.guid.ToString());
   }
   return "unknown";
 }
@@ -139,14 +158,11 @@ WinError Happen(const TimelineEvent& event, Tablet& machine) {
     case TimelineEvent::Kind::kPower:
       return SendNoted(event, machine, kControlPowerEvent, event.number);
     case TimelineEvent::Kind::kDisplay:
-      if (machine.notifications().WantsPower(kConsoleDisplayState)) {
-        return SendNoted(event, machine, kControlPowerEvent, kPowerSettingChange,
-                         SettingRecord(kConsoleDisplayState, event.number));
-      }
-      machine.journal().Note(NameOf(event) + ": nobody is registered for it");
-      return kSuccess;
+      return ChangeSetting(event, machine, kConsoleDisplayState);
+    case TimelineEvent::Kind::kSetting:
+      return ChangeSetting(event, machine, event.guid);
     case TimelineEvent::Kind::kDevice:
-      machine.notifications().AnnounceDevice(event.number, event.interface_class, event.link);
+      machine.notifications().AnnounceDevice(event.number, event.guid, event.link);
       return kSuccess;
   }
   return kSuccess;

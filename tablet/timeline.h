@@ -21,13 +21,14 @@ struct TimelineEvent {
     kPower,    ///< a power event; `number` is its type
     kDisplay,  ///< the console's display; `number` is its state: 0 off, 1 on, 2 dimmed
     kDevice,   ///< a device interface; `number` is 0 for an arrival, 1 for a removal
+    kSetting,  ///< another power setting, `guid`; `number` is its new value
   };
 
   Millis at{0};  ///< since power-on
   Kind kind = Kind::kControl;
   std::uint32_t number = 0;
-  std::u16string link{};   ///< of devices
-  Guid interface_class{};  ///< of devices
+  std::u16string link{};  ///< of devices
+  Guid guid{};            ///< the interface class of a device, or the power setting
 
   bool operator==(const TimelineEvent&) const = default;
 };
@@ -38,8 +39,8 @@ extern const Guid kUsbDeviceClass;
 /// The words of events, in order: "arrival", "control", "display", ...
 std::span<const std::string_view> EventWords();
 
-/// What an event's word needs beside it: the key of its argument ("control", "link", "state" or "type"; empty for
-/// none), which is a number for "control" and "type".
+/// What an event's word needs beside it: the key of its argument ("control", "guid", "link", "state" or "type"; empty
+/// for none), which is a number for "control" and "type".
 std::string_view ArgumentOf(std::string_view word);
 
 /// The event of a word of EventWords and its argument as text; nullopt when that is no argument for it.
@@ -55,8 +56,8 @@ std::string NameOf(const TimelineEvent& event);
 std::string NameOfRefusal(WinError refusal);
 
 /// Lets it happen now, and says so in the journal; a control that Windows would refuse is noted with Windows' error,
-/// which is the answer, too. Display events reach the service only while it is registered for them, device events only
-/// for the class it registered for; the list of devices stays as it is.
+/// which is the answer, too. Display events and other power settings reach the service only while it is registered for
+/// them, device events only for the class it registered for; the list of devices stays as it is.
 WinError Happen(const TimelineEvent& event, Tablet& machine);
 
 }  // namespace tablet

@@ -65,3 +65,8 @@ control 134
       0.000  event     control 134 sent
 interrogate
       0.000  event     interrogate control sent
+setting {5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}
+      0.000  event     power setting {5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}: nobody is registered for it
+power 32787
+      0.000  event     power event 0x8013 sent
+      0.000  message   CVantord::OnPowerEvent:31                 SERVICE_CONTROL_POWEREVENT Type = PBT_POWERSETTINGCHANGE

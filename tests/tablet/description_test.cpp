@@ -112,14 +112,16 @@ TEST_F(DescriptionTest, ReadsEveryEvent) {
     { "at_ms": 4, "event": "control", "control": 130 }, { "at_ms": 5, "event": "power", "type": 10 },
     { "at_ms": 6, "event": "display", "state": "dimmed" },
     { "at_ms": 7, "event": "arrival", "link": "a" },
-    { "at_ms": 8, "event": "removal", "link": "a", "class": "d49f5c0e-e540-4dbe-bf78-97ed9bd987a4" }
+    { "at_ms": 8, "event": "removal", "link": "a", "class": "d49f5c0e-e540-4dbe-bf78-97ed9bd987a4" },
+    { "at_ms": 9, "event": "setting", "guid": "{E00958C0-C213-4ACE-AC77-FECCED2EEEA5}" }
   ] })");
   std::vector<std::string> names;
   for (const TimelineEvent& event : description.timeline) names.push_back(tablet::NameOf(event));
-  EXPECT_THAT(names, ElementsAre("suspend", "resume", "interrogate control", "control 130", "power event 0xa",
-                                 "display dimmed", "device arrival", "device removal"));
-  EXPECT_EQ(description.timeline[6].interface_class, tablet::kUsbDeviceClass);
-  EXPECT_EQ(description.timeline[7].interface_class, tablet::kModemControlClass);
+  EXPECT_THAT(
+      names, ElementsAre("suspend", "resume", "interrogate control", "control 130", "power event 0xa", "display dimmed",
+                         "device arrival", "device removal", "power setting {E00958C0-C213-4ACE-AC77-FECCED2EEEA5}"));
+  EXPECT_EQ(description.timeline[6].guid, tablet::kUsbDeviceClass);
+  EXPECT_EQ(description.timeline[7].guid, tablet::kModemControlClass);
 }
 
 TEST_F(DescriptionTest, RefusesEventsThatMakeNoSense) {
@@ -132,6 +134,7 @@ TEST_F(DescriptionTest, RefusesEventsThatMakeNoSense) {
   EXPECT_THAT(refusal("\"stop\", \"link\": \"a\""), HasSubstr("timeline[0].link: means nothing to \"stop\""));
   EXPECT_THAT(refusal("\"power\", \"type\": 1, \"class\": \"a\""), HasSubstr("class: means nothing to \"power\""));
   EXPECT_THAT(refusal("\"arrival\", \"link\": \"a\", \"class\": \"usb\""), HasSubstr("\"usb\" is no GUID"));
+  EXPECT_THAT(refusal("\"setting\", \"guid\": \"lid\""), HasSubstr("give the GUID of a power setting"));
 }
 
 TEST_F(DescriptionTest, RefusesServicesThatMakeNoSense) {

@@ -11,6 +11,7 @@ using tablet::RadioProxy;
 using tablet::ServiceWatch;
 using tablet::TimelineEvent;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 // Failure actions.
@@ -126,7 +127,8 @@ TEST(MachineEvents, AreMadeFromAWordAndItsArgument) {
   EXPECT_EQ(MakeEvent("display", "dimmed")->number, 2u);
   EXPECT_EQ(MakeEvent("power", "10")->number, 10u);
   EXPECT_EQ(MakeEvent("removal", "x")->number, 1u);
-  EXPECT_EQ(MakeEvent("arrival", "x")->interface_class, tablet::kUsbDeviceClass);
+  EXPECT_EQ(MakeEvent("arrival", "x")->guid, tablet::kUsbDeviceClass);
+  EXPECT_EQ(MakeEvent("setting", "5d3e9a59-e9d5-4b00-a6bd-ff34ff516548")->kind, Kind::kSetting);
 }
 
 TEST(MachineEvents, TakeNoOtherArguments) {
@@ -139,6 +141,7 @@ TEST(MachineEvents, TakeNoOtherArguments) {
                                                                                        {"display", "1"},
                                                                                        {"power", "65536"},
                                                                                        {"power", "-1"},
+                                                                                       {"setting", "lid"},
                                                                                        {"arrival", ""}}) {
     EXPECT_EQ(MakeEvent(word, argument), std::nullopt) << word << ' ' << argument;
   }
@@ -149,6 +152,25 @@ TEST(MachineEvents, HaveAnArgumentAndAHintForEachWord) {
     EXPECT_EQ(MakeEvent(word, "").has_value(), tablet::ArgumentOf(word).empty()) << word;
     EXPECT_FALSE(tablet::HintFor(word).empty());
   }
+}
+
+class SettingTest : public testing_support::TabletTest {
+ protected:
+  std::string AfterAChangeOf(const std::string& setting) {
+    tablet::Happen(*MakeEvent("setting", setting), machine());
+    return std::get<tablet::Happening>(machine().journal().events().back().what).text;
+  }
+  static constexpr const char* kBatterySaver = "{E00958C0-C213-4ACE-AC77-FECCED2EEEA5}";
+};
+
+TEST_F(SettingTest, IsNotSentToWhoIsNotRegisteredForIt) {
+  EXPECT_THAT(AfterAChangeOf(kBatterySaver), HasSubstr("A5}: nobody is registered for it"));
+}
+
+TEST_F(SettingTest, IsSentToWhoIsRegisteredForIt) {
+  machine().notifications().RegisterPower(*tablet::Guid::Parse(kBatterySaver));
+  EXPECT_THAT(AfterAChangeOf(kBatterySaver), HasSubstr("A5} refused: ERROR_SERVICE_NOT_ACTIVE"));
+  EXPECT_THAT(AfterAChangeOf("{5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}"), HasSubstr("48}: nobody is registered for it"));
 }
 
 // The rules that are watched.

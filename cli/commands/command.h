@@ -1,0 +1,30 @@
+// One word of vantord-tablet: its options, and what it does. A command is a file of this folder and a line in list.cpp.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/console.h"
+
+namespace cli {
+
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  virtual std::string_view name() const = 0;
+  /// Half a sentence for --help.
+  virtual std::string about() const = 0;
+  /// Adds options and operands to `app`, which is the command's own.
+  virtual void Define(CLI::App& app) = 0;
+  /// Answers the exit code. Throws InputError for bad input and UsageError for options that do not fit.
+  virtual int Run(Console& console) = 0;
+};
+
+/// Every command, in the order in which --help shows them.
+std::vector<std::unique_ptr<Command>> MakeCommands();
+
+}  // namespace cli

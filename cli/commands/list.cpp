@@ -1,0 +1,14 @@
+#include "cli/commands/list.h"
+
+namespace cli {
+
+std::vector<std::unique_ptr<Command>> MakeCommands() {
+  std::vector<std::unique_ptr<Command>> commands;
+  commands.push_back(MakeInitCommand());
+  commands.push_back(MakeRunCommand());
+  commands.push_back(MakeSelectCommand());
+  commands.push_back(MakeStoryCommand());
+  return commands;
+}
+
+}  // namespace cli

@@ -1,0 +1,15 @@
+// The makers of all commands; list.cpp puts them in order.
+#pragma once
+
+#include <memory>
+
+#include "cli/commands/command.h"
+
+namespace cli {
+
+std::unique_ptr<Command> MakeInitCommand();
+std::unique_ptr<Command> MakeRunCommand();
+std::unique_ptr<Command> MakeSelectCommand();
+std::unique_ptr<Command> MakeStoryCommand();
+
+}  // namespace cli

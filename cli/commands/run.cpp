@@ -1,0 +1,53 @@
+#include <chrono>
+
+#include "cli/commands/list.h"
+#include "cli/run_command.h"
+
+namespace cli {
+
+namespace {
+
+class RunCommand : public Command {
+ public:
+  std::string_view name() const override { return "run"; }
+  std::string about() const override { return "boots a tablet and tells what the service does to it"; }
+
+  void Define(CLI::App& app) override {
+    app.add_option("DIR", options_.folder, "the tablet's folder")->required();
+    auto* save =
+        app.add_option("--save", options_.save, "keep the tablet as it ended in this folder")->type_name("OUT");
+    app.add_flag("--in-place", options_.in_place, "keep it in DIR itself")->excludes(save);
+    auto* events =
+        app.add_option("--events", options_.events, "write every status report, message and event, one JSON per line")
+            ->type_name("FILE");
+    app.add_flag("--calls", options_.calls, "with --events: each call of the Windows API too")->needs(events);
+    app.add_option("--until", options_.until, "end the run at this virtual time")
+        ->type_name("MS")
+        ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
+    app.add_option("--seed", options_.seed, "draw which thread runs next; 0: first come, first served")
+        ->capture_default_str();
+    app.add_flag("--realtime", options_.realtime, "let the tablet's clock wait instead of jumping");
+    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+    auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summary only");
+    app.add_flag("--verbose,-v", options_.verbose, "every message, nothing counted together")->excludes(quiet);
+    app.add_option("--patience", patience_seconds_, "real time without a call after which the service counts as hung")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.1, 1e6))
+        ->capture_default_str();
+  }
+
+  int Run(Console& console) override {
+    options_.patience = std::chrono::milliseconds(static_cast<std::int64_t>(patience_seconds_ * 1000));
+    return cli::Run(options_, console);
+  }
+
+ private:
+  RunOptions options_;
+  double patience_seconds_ = 10;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeRunCommand() { return std::make_unique<RunCommand>(); }
+
+}  // namespace cli

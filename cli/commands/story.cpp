@@ -1,0 +1,29 @@
+#include "cli/commands/list.h"
+#include "cli/story_command.h"
+
+namespace cli {
+
+namespace {
+
+class StoryCommand : public Command {
+ public:
+  std::string_view name() const override { return "story"; }
+  std::string about() const override { return "plays stories and compares what happens with what they record"; }
+
+  void Define(CLI::App& app) override {
+    app.add_option("FILE", options_.files, "stories")->required();
+    app.add_flag("--rewrite", options_.rewrite, "record what happens");
+    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+  }
+
+  int Run(Console& console) override { return PlayStories(options_, console); }
+
+ private:
+  StoryOptions options_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeStoryCommand() { return std::make_unique<StoryCommand>(); }
+
+}  // namespace cli
