@@ -8,6 +8,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+import messages  # noqa: E402
 import tidy  # noqa: E402
 from functions import functions  # noqa: E402
 from rules import RULES  # noqa: E402
@@ -159,6 +160,33 @@ class Program(unittest.TestCase):
         self.assertEqual(self.run_in({**CLEAN, "build/a.cpp": LONG_FUNCTION}), 0)
         self.assertEqual(self.run_in({**CLEAN, "tablet/a.cpp": LONG_FUNCTION}), 1)
         self.assertEqual(self.run_in({"README.md": ""}), 1)
+
+
+class Messages(unittest.TestCase):
+    def listed(self, body):
+        with tempfile.TemporaryDirectory() as folder:
+            file = Path(folder) / "modem" / "a.cpp"
+            file.parent.mkdir()
+            file.write_text(f'constexpr char kName[] = "C::F";\nvoid Report(int x) {{\n{body}\n}}\n', encoding="utf-8")
+            found = messages.of_file(file, Path(folder))
+        return [(m["line"], m["module"], m["zone"], m["function"], m["number"], m["text"]) for m in found]
+
+    def test_each_kind_of_call_is_listed(self):
+        self.assertEqual(self.listed('DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : a (%d), b"), kName, 7, x);'),
+                         [(3, "service", "ZONE_ERROR", "C::F", 7, "a (%d), b")])
+        self.assertEqual(self.listed('HelperDebugPrint(\n  TEXT("%S : no number"), "G");'),
+                         [(3, "helper", "always", "G", None, "no number")])
+        self.assertEqual(self.listed('if (IsZoneOn(ZONE_INFO)) {\n HelperDebugPrint(TEXT("%S:%d : a"), "G", 1);\n}'),
+                         [(4, "helper", "ZONE_INFO", "G", 1, "a")])
+        self.assertEqual([m[-1] for m in self.listed('FunctionScope const scope("C::F");')], ["C::F: (+)", "C::F: (-)"])
+        self.assertEqual(self.listed('WriteDebugger("x");'), [(3, "debugger", "always", "Report", None, "x")])
+
+    def test_what_cannot_be_listed_is_refused_with_its_place(self):
+        with self.assertRaisesRegex(ValueError, "a.cpp:3"):
+            self.listed("DebugPrint(text, kName, 7);")
+
+    def test_comments_send_nothing(self):
+        self.assertEqual(self.listed('// DebugPrint(TEXT("%S:%d : a"), kName, 7);'), [])
 
 
 if __name__ == "__main__":
