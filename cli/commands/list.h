@@ -7,6 +7,7 @@
 
 namespace cli {
 
+std::unique_ptr<Command> MakeFaultCommand();
 std::unique_ptr<Command> MakeInitCommand();
 std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();
