@@ -6,6 +6,7 @@
 
 #include "cli/crash_report.h"
 #include "cli/story_teller.h"
+#include "cli/table.h"
 
 namespace cli {
 
@@ -13,21 +14,6 @@ namespace {
 
 using Style = Console::Style;
 using nlohmann::ordered_json;
-
-/// Paragraphs under a heading in the first column.
-class Table {
- public:
-  explicit Table(Console& console) : console_(console) {}
-
-  void Row(std::string_view heading, std::string_view text, Style style = Style::kPlain) {
-    std::string const first = fmt::format("{:<10}", heading);
-    console_.Line(fmt::format("{}  {}", console_.Styled(Style::kStrong, first), console_.Styled(style, text)));
-  }
-  void More(std::string_view text) { console_.Line(fmt::format("{:<10}  {}", "", text)); }
-
- private:
-  Console& console_;
-};
 
 /// What was found, where: in columns, with the ends of long keys.
 std::string FoundText(const LookUp& look_up) {
@@ -37,20 +23,6 @@ std::string FoundText(const LookUp& look_up) {
     place = "in ..." + (parent == std::string::npos ? "\\" + look_up.key : look_up.key.substr(parent));
   }
   return fmt::format("{:<16}  {:<38}  {}", look_up.name, look_up.found.value_or("is not set"), place);
-}
-
-template <typename Items, typename Show>
-void Paragraph(Table& table, std::string_view heading, const Items& items, std::string_view without, Show show) {
-  if (items.empty()) table.Row(heading, without);
-  bool first = true;
-  for (const auto& item : items) {
-    if (first) {
-      table.Row(heading, show(item));
-    } else {
-      table.More(show(item));
-    }
-    first = false;
-  }
 }
 
 std::vector<const tablet::Event*> StatusEvents(Life& life) {

@@ -15,6 +15,7 @@ namespace {
 constexpr std::u16string_view kHeader = u"Windows Registry Editor Version 5.00";
 constexpr std::u16string_view kHive = u"HKEY_LOCAL_MACHINE";
 constexpr const char* kSaveAs = "save the file as UTF-8 or as UTF-16LE with a byte order mark";
+constexpr const char* kSaveLines = "end the lines with a line feed, or with carriage return and line feed";
 
 bool IsBlank(char16_t c) { return c == u' ' || c == u'\t'; }
 
@@ -121,6 +122,8 @@ class Reader {
     rest_.remove_prefix(std::min(length + 1, rest_.size()));
     if (line_.ends_with(u'\r')) line_.remove_suffix(1);
     ++number_;
+    // Such a name could be read but never be written again.
+    if (line_.find(u'\r') != line_.npos) Refuse("a carriage return in the middle of a line", kSaveLines);
     for (std::size_t i = 0; i < line_.size(); ++i) {
       bool const high = line_[i] >= 0xD800 && line_[i] < 0xDC00;
       bool const pair = high && i + 1 < line_.size() && line_[i + 1] >= 0xDC00 && line_[i + 1] < 0xE000;

@@ -9,6 +9,7 @@ namespace cli {
 
 std::unique_ptr<Command> MakeInitCommand();
 std::unique_ptr<Command> MakeRunCommand();
+std::unique_ptr<Command> MakeSelectCommand();
 std::unique_ptr<Command> MakeStoryCommand();
 
 }  // namespace cli

@@ -169,6 +169,15 @@ TEST(RegTextTest, BytesThatAreNoTextAreRefused) {
   EXPECT_THAT(Refusal(kHead + std::string(1, '\0')), HasSubstr("t.reg:3: holds a character that is no text"));
 }
 
+TEST(RegTextTest, ACarriageReturnEndsNoLineByItself) {
+  // A name with one could be read but not be saved again.
+  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\A\rB]\n"),
+              HasSubstr("t.reg:3: a carriage return in the middle of a line; end the lines with a line feed"));
+  EXPECT_THAT(Refusal(kHead + kKey + "\"a\rb\"=\"c\"\r\n"), HasSubstr("t.reg:4: [HKEY_LOCAL_MACHINE\\SOFTWARE\\A]"));
+  EXPECT_THAT(Refusal("Windows Registry Editor Version 5.00\r\r[HKEY_LOCAL_MACHINE\\A]\r"),
+              HasSubstr("t.reg:1: a carriage return"));
+}
+
 TEST(RegTextTest, FilesAreReadByNameAndMissingOnesAreRefused) {
   testing_support::ScratchFolder const folder;
   std::filesystem::path const file = folder.path() / "a.reg";

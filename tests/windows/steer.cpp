@@ -1,14 +1,19 @@
 // What a test does inside of Wine: steers the test driver and plays the service manager's client.
 //
 //   steer driver PATH                       makes and starts the test driver
-//   steer interface modem|safi on|off       lets a device interface arrive or leave
-//   steer variable KEY HEX                  gives a firmware variable its bytes; no bytes remove it
+//   steer interface modem|safi|usb on|off   lets a device interface arrive or leave
+//   steer variable KEY HEX                  gives a firmware variable its bytes; "-" removes it
+//   steer show KEY                          prints a firmware variable
 //   steer arrivals                          prints what has arrived at the devices since the last time
-//   steer create PATH                       makes the service
-//   steer start|stop MILLISECONDS           prints each state until it is at rest
-//   steer control CODE                      sends a control
+//   steer attributes LIST                   prints the attributes of the files that a UTF-8 file names, one a line
+//   steer spawn PATH                        starts a program and leaves it running
+//   steer create NAME PATH                  makes a service that starts with the system
+//   steer start|stop NAME MILLISECONDS      prints each status until the service is at rest
+//   steer await NAME MILLISECONDS           the same, without a control before it
+//   steer control NAME CODE                 sends a control
 //
-// Several may stand behind one another, parted by "--". Prints what went wrong and ends with 1 when one fails.
+// Several may stand behind one another, parted by "--". Everything is printed as JSON, one object a line; what went
+// wrong as {"failed": WHAT, "error": NUMBER}, and the program then ends with 1.
 #include <windows.h>
 
 // Needs <windows.h> before it.
@@ -16,6 +21,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -25,11 +31,11 @@ namespace {
 
 using Words = std::vector<std::wstring>;
 
-constexpr const WCHAR kService[] = L"Vantord";
 constexpr const WCHAR kDriver[] = L"VantordTestDriver";
+constexpr DWORD kPollMilliseconds = 2;
 
 bool Fail(const char* what) {
-  std::printf("%s failed: %lu\n", what, ::GetLastError());
+  std::printf("{\"failed\": \"%s\", \"error\": %lu}\n", what, ::GetLastError());
   return false;
 }
 
@@ -38,9 +44,16 @@ SC_HANDLE Manager() {
   return manager;
 }
 
-SC_HANDLE Service() {
-  static SC_HANDLE const service = ::OpenServiceW(Manager(), kService, SERVICE_ALL_ACCESS);
+SC_HANDLE Service(const std::wstring& name) {
+  SC_HANDLE const service = ::OpenServiceW(Manager(), name.c_str(), SERVICE_ALL_ACCESS);
+  if (service == nullptr) Fail("OpenServiceW");
   return service;
+}
+
+DWORD Number(const std::wstring& text) { return std::wcstoul(text.c_str(), nullptr, 10); }
+
+void PrintHex(const UCHAR* bytes, ULONG count) {
+  for (ULONG i = 0; i < count; ++i) std::printf("%02x", bytes[i]);
 }
 
 bool Steer(ULONG code, void* in, DWORD inBytes, void* out = nullptr, DWORD outBytes = 0) {
@@ -63,7 +76,9 @@ bool StartDriver(const Words& words) {
 }
 
 bool ToggleInterface(const Words& words) {
-  SteerInterface wanted = {words[1] == L"safi" ? kSteerSafi : kSteerModem, words[2] == L"on" ? 1ul : 0ul};
+  constexpr const WCHAR* kNames[kSteerInterfaces] = {L"modem", L"safi", L"usb"};
+  SteerInterface wanted = {0, words[2] == L"on" ? 1ul : 0ul};
+  while (wanted.which < kSteerInterfaces && words[1] != kNames[wanted.which]) ++wanted.which;
   return Steer(kSteerInterface, &wanted, sizeof(wanted));
 }
 
@@ -76,78 +91,115 @@ bool PutVariable(const Words& words) {
   return Steer(kSteerVariable, &variable, sizeof(variable));
 }
 
+bool ShowVariable(const Words& words) {
+  SteerVariable variable = {};
+  words[1].copy(variable.key, sizeof(variable.key) / sizeof(WCHAR) - 1);
+  if (!Steer(kReadVariable, &variable, sizeof(variable), &variable, sizeof(variable))) return false;
+  std::printf("{\"variable\": \"");
+  PrintHex(variable.data, variable.bytes);
+  std::printf("\"}\n");
+  return true;
+}
+
 bool PrintArrivals(const Words&) {
   SteerArrivals arrivals = {};
   if (!Steer(kReadArrivals, nullptr, 0, &arrivals, sizeof(arrivals))) return false;
-  std::printf("opened %lu times, statistics %lu times\n", arrivals.modemOrSafiOpened, arrivals.statisticsOpened);
+  std::printf("{\"opened\": %lu, \"statistics_opened\": %lu, \"requests\": [", arrivals.modemOrSafiOpened,
+              arrivals.statisticsOpened);
   for (ULONG i = 0; i < arrivals.requests && i < sizeof(arrivals.codes) / sizeof(arrivals.codes[0]); ++i) {
-    std::printf("request 0x%08lx\n", arrivals.codes[i]);
+    std::printf("%s%lu", i == 0 ? "" : ", ", arrivals.codes[i]);
   }
-  ULONG set = 0;
-  for (ULONG i = 0; i < arrivals.resetBytes; ++i) set += arrivals.reset[i] != 0 ? 1 : 0;
-  if (arrivals.resetBytes != 0) {
-    std::printf("reset of %lu bytes, %lu of them set, byte 1040 is %u\n", arrivals.resetBytes, set,
-                arrivals.reset[1040]);
+  std::printf("], \"reset\": \"");
+  PrintHex(arrivals.reset, arrivals.resetBytes);
+  std::printf("\"}\n");
+  return true;
+}
+
+bool PrintAttributes(const Words& words) {
+  std::ifstream list(std::string(words[1].begin(), words[1].end()));
+  for (std::string line; std::getline(list, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    WCHAR path[MAX_PATH] = {};
+    ::MultiByteToWideChar(CP_UTF8, 0, line.c_str(), -1, path, MAX_PATH);
+    DWORD const attributes = ::GetFileAttributesW(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+      std::printf("{\"attributes\": null, \"error\": %lu}\n", ::GetLastError());
+    } else {
+      std::printf("{\"attributes\": %lu}\n", attributes);
+    }
   }
   return true;
 }
 
-bool CreateTheService(const Words& words) {
-  SC_HANDLE const service = ::CreateServiceW(Manager(), kService, nullptr, SERVICE_ALL_ACCESS,
-                                             SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                                             words[1].c_str(), nullptr, nullptr, nullptr, nullptr, nullptr);
-  return service != nullptr || Fail("making the service");
+bool Spawn(const Words& words) {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION process = {};
+  std::wstring commandLine = words[1];
+  return ::CreateProcessW(words[1].c_str(), commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
+                          nullptr, &startup, &process) ||
+         Fail("CreateProcessW");
 }
 
-const char* StateName(DWORD state) {
-  constexpr const char* kNames[] = {"?",       "STOPPED",          "START_PENDING", "STOP_PENDING",
-                                    "RUNNING", "CONTINUE_PENDING", "PAUSE_PENDING", "PAUSED"};
-  return kNames[state < 8 ? state : 0];
+bool CreateTheService(const Words& words) {
+  SC_HANDLE const service = ::CreateServiceW(Manager(), words[1].c_str(), nullptr, SERVICE_ALL_ACCESS,
+                                             SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
+                                             words[2].c_str(), nullptr, nullptr, nullptr, nullptr, nullptr);
+  return service != nullptr || Fail("CreateServiceW");
 }
 
 /// Prints every status that differs from the one before, until the service rests in `wanted` or STOPPED. Whatever the
 /// service does, the wait ends.
-bool Await(DWORD wanted, DWORD milliseconds) {
+bool Await(SC_HANDLE service, DWORD wanted, DWORD milliseconds) {
   SERVICE_STATUS_PROCESS last = {};
   last.dwCurrentState = ~0ul;
   ULONGLONG const end = ::GetTickCount64() + milliseconds;
   for (;;) {
     SERVICE_STATUS_PROCESS now = {};
     DWORD needed = 0;
-    if (!::QueryServiceStatusEx(Service(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&now), sizeof(now),
-                                &needed)) {
+    if (!::QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&now), sizeof(now), &needed)) {
       return Fail("QueryServiceStatusEx");
     }
     if (now.dwCurrentState != last.dwCurrentState || now.dwCheckPoint != last.dwCheckPoint ||
         now.dwControlsAccepted != last.dwControlsAccepted) {
-      std::printf("%s accepts 0x%lx exit %lu check point %lu wait hint %lu\n", StateName(now.dwCurrentState),
-                  now.dwControlsAccepted, now.dwWin32ExitCode, now.dwCheckPoint, now.dwWaitHint);
+      std::printf(
+          "{\"state\": %lu, \"controls_accepted\": %lu, \"exit_code\": %lu, \"check_point\": %lu, "
+          "\"wait_hint\": %lu}\n",
+          now.dwCurrentState, now.dwControlsAccepted, now.dwWin32ExitCode, now.dwCheckPoint, now.dwWaitHint);
       last = now;
     }
     if (now.dwCurrentState == wanted || now.dwCurrentState == SERVICE_STOPPED) return true;
-    if (::GetTickCount64() > end) {
-      std::printf("the service did not come to rest within %lu ms\n", milliseconds);
-      return false;
-    }
-    ::Sleep(2);
+    if (::GetTickCount64() > end) return Fail("waiting for the service to come to rest");
+    ::Sleep(kPollMilliseconds);
   }
 }
 
 bool StartTheService(const Words& words) {
-  if (!::StartServiceW(Service(), 0, nullptr)) return Fail("StartServiceW");
-  return Await(SERVICE_RUNNING, std::wcstoul(words[1].c_str(), nullptr, 10));
+  SC_HANDLE const service = Service(words[1]);
+  if (service == nullptr) return false;
+  if (!::StartServiceW(service, 0, nullptr)) return Fail("StartServiceW");
+  return Await(service, SERVICE_RUNNING, Number(words[2]));
+}
+
+bool AwaitItsEnd(const Words& words) {
+  SC_HANDLE const service = Service(words[1]);
+  return service != nullptr && Await(service, SERVICE_STOPPED, Number(words[2]));
 }
 
 /// A second control after the stop would end the service's process under Wine: from here on it is only asked.
 bool StopTheService(const Words& words) {
+  SC_HANDLE const service = Service(words[1]);
+  if (service == nullptr) return false;
   SERVICE_STATUS status = {};
-  if (!::ControlService(Service(), SERVICE_CONTROL_STOP, &status)) return Fail("ControlService");
-  return Await(SERVICE_STOPPED, std::wcstoul(words[1].c_str(), nullptr, 10));
+  if (!::ControlService(service, SERVICE_CONTROL_STOP, &status)) return Fail("ControlService");
+  return Await(service, SERVICE_STOPPED, Number(words[2]));
 }
 
 bool SendControl(const Words& words) {
+  SC_HANDLE const service = Service(words[1]);
+  if (service == nullptr) return false;
   SERVICE_STATUS status = {};
-  return ::ControlService(Service(), std::wcstoul(words[1].c_str(), nullptr, 10), &status) || Fail("ControlService");
+  return ::ControlService(service, Number(words[2]), &status) || Fail("ControlService");
 }
 
 struct Verb {
@@ -157,17 +209,18 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {L"driver", 2, &StartDriver},     {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
-    {L"arrivals", 1, &PrintArrivals}, {L"create", 2, &CreateTheService},   {L"start", 2, &StartTheService},
-    {L"stop", 2, &StopTheService},    {L"control", 2, &SendControl},
+    {L"driver", 2, &StartDriver},  {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
+    {L"show", 2, &ShowVariable},   {L"arrivals", 1, &PrintArrivals},    {L"attributes", 2, &PrintAttributes},
+    {L"spawn", 2, &Spawn},         {L"create", 3, &CreateTheService},   {L"start", 3, &StartTheService},
+    {L"stop", 3, &StopTheService}, {L"await", 3, &AwaitItsEnd},         {L"control", 3, &SendControl},
 };
 
 bool Run(const Words& words) {
   for (const Verb& verb : kVerbs) {
     if (!words.empty() && words[0] == verb.name && words.size() == verb.words) return verb.run(words);
   }
-  std::printf("what is \"%ls\"?\n", words.empty() ? L"" : words[0].c_str());
-  return false;
+  ::SetLastError(ERROR_INVALID_PARAMETER);
+  return Fail("understanding what is asked");
 }
 
 }  // namespace

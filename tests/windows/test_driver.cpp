@@ -8,6 +8,7 @@ namespace {
 
 constexpr GUID kModemClass = {0xD49F5C0E, 0xE540, 0x4DBE, {0xBF, 0x78, 0x97, 0xED, 0x9B, 0xD9, 0x87, 0xA4}};
 constexpr GUID kSafiClass = {0xFD9FF848, 0x46D1, 0x4CE7, {0x89, 0x40, 0x6D, 0xF2, 0xF1, 0xE6, 0xEF, 0xF6}};
+constexpr GUID kUsbClass = {0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED}};
 
 // The firmware driver's requests. Their method bits say direct output: what goes back stands behind an MDL.
 constexpr ULONG kSafiWrite = 0x68922002;
@@ -46,9 +47,15 @@ NTSTATUS Complete(IRP* irp, NTSTATUS status, ULONG_PTR bytes = 0) {
   return status;
 }
 
+WCHAR LowerCase(WCHAR character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<WCHAR>(character + 'a' - 'A') : character;
+}
+
+/// The letter case of a GUID means nothing, that of a name does.
 bool SameKey(const WCHAR* one, const WCHAR* other) {
+  constexpr ULONG kGuidCharacters = 38;
   for (ULONG i = 0; i < 130; ++i) {
-    if (one[i] != other[i]) return false;
+    if (i < kGuidCharacters ? LowerCase(one[i]) != LowerCase(other[i]) : one[i] != other[i]) return false;
     if (one[i] == 0) return true;
   }
   return true;
@@ -237,9 +244,9 @@ NTSTATUS NTAPI AddDevice(DRIVER_OBJECT* driver, DEVICE_OBJECT* physical) {
   if (!NT_SUCCESS(status)) return status;
   Extension& extension = ExtensionOf(device);
   extension.role = Role::kTablet;
-  status = IoRegisterDeviceInterface(physical, &kModemClass, nullptr, &extension.links[kSteerModem]);
-  if (NT_SUCCESS(status)) {
-    status = IoRegisterDeviceInterface(physical, &kSafiClass, nullptr, &extension.links[kSteerSafi]);
+  const GUID* const classes[kSteerInterfaces] = {&kModemClass, &kSafiClass, &kUsbClass};
+  for (ULONG i = 0; i < kSteerInterfaces && NT_SUCCESS(status); ++i) {
+    status = IoRegisterDeviceInterface(physical, classes[i], nullptr, &extension.links[i]);
   }
   if (!NT_SUCCESS(status)) {
     IoDeleteDevice(device);

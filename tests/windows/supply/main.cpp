@@ -6,8 +6,6 @@ namespace supply {
 
 namespace {
 
-HMODULE g_library;
-
 const IMAGE_IMPORT_DESCRIPTOR* FirstImport(const BYTE* image) {
   auto const& dos = *reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
   auto const& headers = *reinterpret_cast<const IMAGE_NT_HEADERS64*>(image + dos.e_lfanew);
@@ -16,13 +14,6 @@ const IMAGE_IMPORT_DESCRIPTOR* FirstImport(const BYTE* image) {
 }
 
 }  // namespace
-
-std::wstring BesideThisLibrary(const WCHAR* name) {
-  WCHAR path[MAX_PATH] = {};
-  ::GetModuleFileNameW(g_library, path, MAX_PATH);
-  std::wstring folder(path);
-  return folder.substr(0, folder.rfind(L'\\') + 1) + name;
-}
 
 void* Redirect(const char* name, void* function) {
   auto* const image = reinterpret_cast<BYTE*>(::GetModuleHandleW(nullptr));
@@ -48,8 +39,9 @@ void* Redirect(const char* name, void* function) {
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, LPVOID) {
   if (reason != DLL_PROCESS_ATTACH) return TRUE;
-  supply::g_library = library;
+  ::DisableThreadLibraryCalls(library);
   supply::RedirectTracing();
   supply::RedirectControls();
+  supply::RedirectStatus();
   return TRUE;
 }

@@ -1,8 +1,9 @@
-// Event tracing, with this library as the one session: everything enabled, every message a line of the file trace.txt.
+// Event tracing, with this library as the one session: everything enabled, every message a line of the record.
 #include "tests/windows/supply/supply.h"
 
-// Needs <windows.h> before it.
+// Need <windows.h> before them.
 #include <evntrace.h>
+#include <objbase.h>
 
 #include <cstdarg>
 
@@ -11,7 +12,6 @@ namespace supply {
 namespace {
 
 constexpr TRACEHANDLE kLogger = 0x7AB1E7;
-HANDLE g_file = INVALID_HANDLE_VALUE;
 
 ULONG WINAPI Register(WMIDPREQUEST callback, PVOID context, LPCGUID, ULONG, PTRACE_GUID_REGISTRATION, LPCWSTR, LPCWSTR,
                       PTRACEHANDLE registration) {
@@ -32,27 +32,8 @@ ULONG WINAPI EnableFlags(TRACEHANDLE) { return ~0ul; }
 
 UCHAR WINAPI EnableLevel(TRACEHANDLE) { return TRACE_LEVEL_VERBOSE; }
 
-/// UTF-8, on one line.
-std::string Line(const std::wstring& text) {
-  std::wstring flat;
-  for (WCHAR character : text) {
-    if (character == L'\n')
-      flat += L"\\n";
-    else if (character == L'\r')
-      flat += L"\\r";
-    else
-      flat += character;
-  }
-  int const length = static_cast<int>(flat.size());
-  std::string line(flat.size() * 3 + 1, '\0');
-  int const bytes = ::WideCharToMultiByte(CP_UTF8, 0, flat.data(), length, line.data(), static_cast<int>(line.size()),
-                                          nullptr, nullptr);
-  line.resize(static_cast<std::size_t>(bytes));
-  return line + '\n';
-}
-
 /// The texts of a message, one behind the other: pairs of a pointer and a size, up to a null pointer.
-ULONG __cdecl Message(TRACEHANDLE logger, ULONG, LPCGUID, ULONG number, ...) {
+ULONG __cdecl Message(TRACEHANDLE logger, ULONG, LPCGUID module, ULONG number, ...) {
   if (logger != kLogger) return ERROR_INVALID_HANDLE;
   // The caller's last error survives a message.
   DWORD const lastError = ::GetLastError();
@@ -64,9 +45,9 @@ ULONG __cdecl Message(TRACEHANDLE logger, ULONG, LPCGUID, ULONG number, ...) {
     text.append(piece, bytes / sizeof(WCHAR) - 1);
   }
   va_end(arguments);
-  std::string const line = Line(text);
-  DWORD written = 0;
-  ::WriteFile(g_file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+  WCHAR guid[40] = {};
+  ::StringFromGUID2(*module, guid, 40);
+  Record("\"kind\":\"trace\",\"guid\":" + Quoted(guid) + ",\"text\":" + Quoted(text));
   ::SetLastError(lastError);
   return ERROR_SUCCESS;
 }
@@ -80,9 +61,6 @@ void RedirectTracing() {
   Redirect("GetTraceLoggerHandle", reinterpret_cast<void*>(&LoggerHandle));
   Redirect("GetTraceEnableFlags", reinterpret_cast<void*>(&EnableFlags));
   Redirect("GetTraceEnableLevel", reinterpret_cast<void*>(&EnableLevel));
-  // Only for appending, so that each line is whole whichever thread writes it.
-  g_file = ::CreateFileW(BesideThisLibrary(L"trace.txt").c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                         nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 }  // namespace supply

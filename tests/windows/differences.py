@@ -1,0 +1,75 @@
+"""The explained differences: the table of platform/README.md, which people read and the tests go by.
+
+A row's texts are whole messages in which `*` stands for anything, `{digits}` for a number, and `{same}` for words that
+must be the same in both worlds; `-` means that this world says nothing of the kind.
+A row holds for the tablets that it names, or for `all` of them, and there it must occur.
+"""
+
+import re
+from dataclasses import dataclass
+from pathlib import Path
+
+HEADING = "## One transcript, two worlds"
+COLUMNS = ("tablets", "on the tablet", "under Wine", "as Windows documents it", "reason")
+
+
+@dataclass(frozen=True)
+class Difference:
+    tablets: str
+    tablet: str
+    wine: str
+    documented: str
+    reason: str
+
+    @property
+    def is_of_one_world(self):
+        return "-" in (self.tablet, self.wine)
+
+    def holds_for(self, tablet):
+        return self.tablets == "all" or tablet in [name.strip() for name in self.tablets.split(",")]
+
+    def explain(self, text, world):
+        """What is compared in the place of a message that this row is about; None for any other message."""
+        pattern = self.tablet if world == "tablet" else self.wine
+        match = None if pattern == "-" else re.fullmatch(_regex(pattern), text.rstrip("\n"), re.S)
+        return None if match is None else " | ".join((str(self), *match.groups()))
+
+    def occurred(self, used):
+        """Whether the worlds really differed where this row says so. `used` counts (row, world, text)."""
+        texts = {world: {text for row, of, text in used if row is self and of == world} for world in ("tablet", "wine")}
+        return texts["tablet"] != texts["wine"]
+
+    def __str__(self):
+        return f"tablet: {self.tablet} / Wine: {self.wine}"
+
+
+PIECES = {"*": ".*", "{digits}": r"\d+", "{same}": "(.*)"}
+
+
+def _regex(pattern):
+    pieces = re.split(r"(\*|\{digits\}|\{same\})", pattern)
+    return "".join(PIECES.get(piece) or re.escape(piece) for piece in pieces)
+
+
+def read(readme):
+    """All rows of the table. A file without it, or with other columns, is an error."""
+    text = Path(readme).read_text()
+    _, found, section = text.partition(HEADING + "\n")
+    if not found:
+        raise ValueError(f'{readme}: no section "{HEADING}"')
+    section = section.split("\n## ")[0]
+    rows = [_cells(line) for line in section.splitlines() if line.startswith("|")]
+    if not rows or tuple(rows[0]) != COLUMNS:
+        raise ValueError(f'{readme}: the table of "{HEADING}" must have the columns {", ".join(COLUMNS)}')
+    return [_difference(readme, row) for row in rows[2:]]
+
+
+def _cells(line):
+    return [cell.replace("\\|", "|").strip() for cell in re.split(r"(?<!\\)\|", line.strip())[1:-1]]
+
+
+def _difference(readme, row):
+    if len(row) != len(COLUMNS) or not all(row):
+        raise ValueError(f"{readme}: a row needs {len(COLUMNS)} cells: {row}")
+    tablets, tablet, wine, documented, reason = row
+    return Difference(tablets, tablet.strip("`"), wine.strip("`"), documented, reason)

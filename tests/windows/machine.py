@@ -1,0 +1,214 @@
+"""A Windows machine that tests may use up: Wine in a prefix of its own.
+
+`Machine` is what the session's logic sees; how Wine is started (which commands, which variables) is `Wine`'s affair, so
+that the same logic can drive another Wine.
+"""
+
+import contextlib
+import hashlib
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+from pathlib import Path
+
+
+class MachineError(Exception):
+    """Something that the test needed of the machine did not happen; the text says what."""
+
+
+# What is no hard link to the template: Wine writes these in place.
+REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
+
+
+# The machines that run, so that an interrupted program can take them down: see interrupt().
+_running = set()
+_interrupted = threading.Event()
+
+
+def interrupt():
+    """Takes all machines down and lets none come up. What waits for one of their programs gets a MachineError."""
+    _interrupted.set()
+    for one in list(_running):
+        one.stop()
+
+
+class Wine:
+    """How Wine is started. `wine` and `wineserver` are command lines to which arguments are appended."""
+
+    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None):
+        self.wine = list(wine)
+        self.wineserver = list(wineserver)
+        self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+        self.variables.update(variables or {})
+
+    def missing(self):
+        """The first command that this machine lacks; None when all is there."""
+        for command in (self.wine[0], self.wineserver[0]):
+            if shutil.which(command) is None:
+                return command
+        return None
+
+    def environment(self, prefix):
+        environment = {key: value for key, value in os.environ.items() if key != "DISPLAY"}
+        return environment | self.variables | {"WINEPREFIX": str(prefix)}
+
+    def version(self):
+        result = subprocess.run(self.wine + ["--version"], capture_output=True, text=True, timeout=30, check=True)
+        return result.stdout.strip()
+
+
+class Machine:
+    """One prefix with its server. start() brings it up, stop() takes it down whatever its programs do."""
+
+    def __init__(self, wine, prefix):
+        self.wine = wine
+        self.prefix = Path(prefix).resolve()
+        self.drive = self.prefix / "drive_c"
+
+    def start(self):
+        _running.add(self)
+        if _interrupted.is_set():
+            raise MachineError("interrupted")
+        # Without a server that stays, services end with the last program. Left alone, it ends by itself.
+        self._wineserver("-p30")
+
+    def run(self, *command, seconds=60):
+        """Runs a Windows program and gives its output; anything but exit code 0 in time is a MachineError."""
+        status, output = self.run_for_status(*command, seconds=seconds)
+        if status != 0:
+            raise MachineError(f"{' '.join(map(str, command))} ended with {status}:\n{output}")
+        return output
+
+    def run_for_status(self, *command, seconds=60):
+        if _interrupted.is_set():
+            raise MachineError("interrupted")
+        # A file and not a pipe: what the program leaves running would keep a pipe open.
+        with tempfile.TemporaryFile() as output:
+            process = subprocess.Popen(
+                self.wine.wine + [str(word) for word in command],
+                env=self.wine.environment(self.prefix),
+                stdin=subprocess.DEVNULL,
+                stdout=output,
+                stderr=subprocess.STDOUT,
+                start_new_session=True,
+            )
+            try:
+                status = process.wait(seconds)
+            except subprocess.TimeoutExpired:
+                raise MachineError(f"{' '.join(map(str, command))} took longer than {seconds} s") from None
+            finally:
+                if process.poll() is None:
+                    process.kill()
+                    process.wait()
+            output.seek(0)
+            return status, output.read().decode("utf-8", "replace")
+
+    def host_path(self, windows_path):
+        """Where a path of drive C: stands on the host. Names that are there are found in any letter case."""
+        assert windows_path[:3].lower() == "c:\\", windows_path
+        at = self.drive
+        for name in filter(None, windows_path[3:].split("\\")):
+            at = _any_case(at, name)
+        return at
+
+    def stop(self):
+        """Nothing of the machine is left afterwards."""
+        with contextlib.suppress(MachineError):
+            self._wineserver("-k")
+        with contextlib.suppress(MachineError):
+            self._wineserver("-w")
+        self._kill_what_is_left()
+        _running.discard(self)
+
+    def processes(self):
+        """The ids of all processes on the host that belong to this prefix."""
+        mark = b"WINEPREFIX=" + os.fsencode(self.prefix)
+        for folder in Path("/proc").iterdir():
+            if folder.name.isdigit():
+                with contextlib.suppress(OSError):
+                    if mark in (folder / "environ").read_bytes().split(b"\0"):
+                        yield int(folder.name)
+
+    def _kill_what_is_left(self):
+        for _ in range(100):
+            left = list(self.processes())
+            if not left:
+                return
+            for process in left:
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(process, signal.SIGKILL)
+            time.sleep(0.05)
+        raise MachineError(f"these processes of {self.prefix} do not end: {left}")
+
+    def _wineserver(self, argument):
+        command = self.wine.wineserver + [argument]
+        try:
+            subprocess.run(
+                command,
+                env=self.wine.environment(self.prefix),
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.DEVNULL,
+                stderr=subprocess.DEVNULL,
+                start_new_session=True,
+                timeout=20,
+                check=False,
+            )
+        except subprocess.TimeoutExpired:
+            raise MachineError(f"{' '.join(command)} took longer than 20 s") from None
+
+
+def _any_case(folder, name):
+    exact = folder / name
+    if exact.exists() or not folder.is_dir():
+        return exact
+    wanted = name.casefold()
+    return next((entry for entry in folder.iterdir() if entry.name.casefold() == wanted), exact)
+
+
+def template(wine, folder):
+    """A prefix as Wine makes it, kept in `folder` from one run to the next, for as long as Wine stays the same."""
+    key = hashlib.sha256(repr((wine.version(), wine.wine, sorted(wine.variables.items()))).encode()).hexdigest()[:16]
+    made = Path(folder) / f"template-{key}"
+    if made.exists():
+        return made
+    unfinished = Machine(wine, Path(folder) / f"unfinished-{key}")
+    shutil.rmtree(unfinished.prefix, ignore_errors=True)
+    unfinished.prefix.mkdir(parents=True)
+    _running.add(unfinished)
+    try:
+        unfinished.run("wineboot", "-i", seconds=120)
+        unfinished._wineserver("-w")
+    finally:
+        unfinished.stop()
+    unfinished.prefix.rename(made)
+    return made
+
+
+@contextlib.contextmanager
+def machine(wine, template_folder, prefix):
+    """A machine like the template, running; gone at the end."""
+    prefix = Path(prefix)
+    remove(wine, prefix)
+    prefix.parent.mkdir(parents=True, exist_ok=True)
+    clone = Machine(wine, prefix)
+    try:
+        subprocess.run(["cp", "-al", str(template_folder), str(prefix)], check=True)
+        for name in REGISTRY_FILES:
+            (prefix / name).unlink()
+            shutil.copy2(Path(template_folder) / name, prefix / name)
+        clone.start()
+        yield clone
+    finally:
+        clone.stop()
+        shutil.rmtree(prefix, ignore_errors=True)
+
+
+def remove(wine, prefix):
+    """Ends and removes what an earlier run, which could not clean up, may have left there."""
+    if Path(prefix).exists():
+        Machine(wine, prefix).stop()
+        shutil.rmtree(prefix)

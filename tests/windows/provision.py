@@ -1,0 +1,153 @@
+"""Makes a Windows machine like a tablet: drive C:, registry, firmware variables, devices, services, who is logged on."""
+
+import os
+import shutil
+from pathlib import Path
+
+import tablet_folder
+from machine import MachineError
+
+TEST_FOLDER = "C:\\vantord-test"
+SYSTEM_FOLDER = "C:\\Windows\\System32"
+STEER = TEST_FOLDER + "\\steer.exe"
+RECORD = TEST_FOLDER + "\\record.jsonl"
+TOAST_NOTE = TEST_FOLDER + "\\toast.json"
+SERVICE = "Vantord"
+PARTNER = "Pelt"
+SESSION = 1  # the one in which all programs of Wine run
+
+DEVICE_KEY = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum\ROOT\VANTORDTEST\0000"
+MODEM_CLASS_GUID = "{4d36e96d-e325-11ce-bfc1-08002be10318}"
+# The links that the devices have here. A tablet that is to behave like this machine must name the same.
+MODEM_LINK = r"\\?\root#vantordtest#0000#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}"
+# In letters as notifications have them.
+USB_LINK = r"\\?\ROOT#VANTORDTEST#0000#{a5dcbf10-6530-11d2-901f-00c04fb951ed}"
+FIRMWARE_LINK = r"\\?\root#vantordtest#0000#{fd9ff848-46d1-4ce7-8940-6df2f1e6eff6}"
+
+# Keys in which a fresh Wine has entries of its own that no tablet has.
+CLEARED_KEYS = (r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318}",)
+
+
+class Programs:
+    """Where the programs are: Vantord.exe as it is shipped, and the folder of those that stand beside it in tests."""
+
+    def __init__(self, executable, beside):
+        self.executable = Path(executable)
+        self.beside = Path(beside)
+
+
+def name_the_links(tablet):
+    """Lets the tablet's devices have the links that they get on a Windows machine."""
+    tablet.change("modem.links", [MODEM_LINK])
+    tablet.change("firmware_driver.link", FIRMWARE_LINK)
+
+
+def steer(machine, *words, seconds=60):
+    return machine.run(STEER, *words, seconds=seconds)
+
+
+def provision(machine, tablet, programs):
+    """Everything but the service itself."""
+    _refuse_what_is_not_provided(tablet)
+    _copy_programs(machine, programs)
+    _copy_drive(machine, tablet)
+    _import(machine, "00-machine.reg", _machine_registry())
+    for file in tablet.registry_files():
+        _import(machine, file.name, file.read_bytes())
+    _start_devices(machine, tablet)
+    for session in tablet.get("sessions", [{"id": SESSION}]):
+        if session["id"] != SESSION:
+            raise MachineError(f"{tablet.path}/tablet.json: sessions: Wine has no other session than {SESSION}")
+        place(machine, programs.beside / "bystander.exe", TEST_FOLDER + "\\winlogon.exe")
+        steer(machine, "spawn", TEST_FOLDER + "\\winlogon.exe")
+    if tablet.get("partner.present", True):
+        steer(machine, "create", PARTNER, TEST_FOLDER + "\\partner.exe")
+
+
+def install_service(machine, programs):
+    """The service as its package installs it: the shipped executable in the system's folder."""
+    place(machine, programs.executable, SYSTEM_FOLDER + "\\Vantord.exe")
+    place(machine, programs.beside / "cfgmgr32.dll", SYSTEM_FOLDER + "\\cfgmgr32.dll")
+    place(machine, programs.beside / "kavrilproxy.dll", SYSTEM_FOLDER + "\\kavrilproxy.dll")
+    steer(machine, "create", SERVICE, SYSTEM_FOLDER + "\\Vantord.exe")
+
+
+def place(machine, source, windows_path):
+    """A file of its own: what stands there may be shared with the template."""
+    target = machine.host_path(windows_path)
+    if target.exists():
+        target.unlink()
+    target.parent.mkdir(parents=True, exist_ok=True)
+    shutil.copyfile(source, target)
+
+
+def _refuse_what_is_not_provided(tablet):
+    for key, provided in (
+        ("registry.denied", []),
+        ("registry.read_only", []),
+        ("partner.state", "stopped"),
+        ("amss.present", True),
+        ("trace.collect", True),
+    ):
+        if tablet.get(key, provided) != provided:
+            raise MachineError(f"{tablet.path}/tablet.json: {key} cannot be provided on a Windows machine yet")
+
+
+def _copy_programs(machine, programs):
+    for file in sorted(programs.beside.glob("*.*")):
+        if file.suffix in (".exe", ".sys"):
+            place(machine, file, f"{TEST_FOLDER}\\{file.name}")
+
+
+def _copy_drive(machine, tablet):
+    for source in tablet.files().values():
+        path = "C:\\" + str(source.relative_to(tablet.path / "C")).replace("/", "\\")
+        target = machine.host_path(path)
+        kept = tablet_folder.attributes(source)
+        if source.is_dir():
+            target.mkdir(exist_ok=True)
+        else:
+            place(machine, source, path)
+            shutil.copystat(source, target)
+            # Wine takes this attribute from the mode, and the others from the text beside the file.
+            target.chmod(0o444 if kept & tablet_folder.READ_ONLY else 0o644)
+        hidden_or_system = kept & (tablet_folder.HIDDEN | tablet_folder.SYSTEM)
+        if hidden_or_system:
+            os.setxattr(target, "user.DOSATTRIB", b"0x%x" % hidden_or_system)
+
+
+def _machine_registry():
+    overrides = r"HKEY_CURRENT_USER\Software\Wine"
+    lines = ["Windows Registry Editor Version 5.00", ""]
+    for key in CLEARED_KEYS:
+        lines += [f"[-{key}]", ""]
+    lines += [
+        f"[{DEVICE_KEY}]",
+        '"Service"="VantordTestDriver"',
+        f'"ClassGUID"="{MODEM_CLASS_GUID}"',
+        "",
+        # The supplied library is for the program under test alone.
+        f"[{overrides}\\DllOverrides]",
+        '"cfgmgr32"="builtin"',
+        "",
+        f"[{overrides}\\AppDefaults\\Vantord.exe\\DllOverrides]",
+        '"cfgmgr32"="native"',
+        "",
+    ]
+    return "\r\n".join(lines).encode("utf-8")
+
+
+def _import(machine, name, data):
+    file = machine.host_path(f"{TEST_FOLDER}\\{name}")
+    file.write_bytes(data)
+    machine.run("reg", "import", f"{TEST_FOLDER}\\{name}")
+
+
+def _start_devices(machine, tablet):
+    words = ["driver", TEST_FOLDER + "\\testdrv.sys"]
+    for which, key in (("modem", "modem.present"), ("safi", "firmware_driver.present")):
+        if tablet.get(key, True):
+            words += ["--", "interface", which, "on"]
+    for key, data in tablet.variables().items():
+        words += ["--", "variable", key, data.hex()]
+    steer(machine, *words)

@@ -1,0 +1,109 @@
+#!/usr/bin/env python3
+"""Runs Vantord.exe and its tests under Wine: run.py --build FOLDER --hosted FOLDER [--report FILE] [NAME...]
+
+NAMEs pick the tests whose names hold one of them. Whatever happens, Ctrl-C included, no process of Wine is left.
+Exit code 0 when no test failed; what cannot run here is skipped with the reason.
+"""
+
+import argparse
+import signal
+import sys
+import traceback
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+import end_to_end  # noqa: E402
+import endings  # noqa: E402
+import machine  # noqa: E402
+import provision  # noqa: E402
+from report import Report  # noqa: E402
+
+SUITES = (*endings.SUITES, *end_to_end.SUITES)
+PROJECT = Path(__file__).resolve().parents[2]
+
+
+def parse(arguments):
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", type=Path, required=True, help="where Vantord.exe was built")
+    parser.add_argument("--hosted", type=Path, required=True, help="where vantord-tablet was built")
+    parser.add_argument("--report", type=Path, help="a JUnit report to write")
+    parser.add_argument("--work", type=Path, help="where the machines of this run stand; without it, in --build")
+    parser.add_argument("--jobs", type=int, default=2, help="machines at a time")
+    parser.add_argument("--wine", default="wine", help="the command that runs a Windows program")
+    parser.add_argument("--wineserver", default="wineserver")
+    parser.add_argument("names", nargs="*", help="only tests whose name holds one of these")
+    return parser.parse_args(arguments)
+
+
+def tests_of(suite, names):
+    for name in (name for name in dir(suite) if name.startswith("test_")):
+        test = suite(name)
+        if not names or any(wanted in f"{suite.__name__}.{name}" for wanted in names):
+            yield test, name
+
+
+def run_suite(suite, names, report):
+    for test, name in tests_of(suite, names):
+        with report.test(suite.__name__, name.removeprefix("test_").replace("_", " ")):
+            try:
+                getattr(test, name)()
+            finally:
+                test.doCleanups()
+
+
+def main(arguments):
+    options = parse(arguments)
+    report = Report()
+    wine = machine.Wine(options.wine.split(), options.wineserver.split())
+    missing = wine.missing()
+    suites = [suite for suite in SUITES if any(tests_of(suite, options.names))]
+    if missing:
+        for suite in suites:
+            for _, name in tests_of(suite, options.names):
+                report.skip(suite.__name__, name.removeprefix("test_").replace("_", " "), f"{missing} is not installed")
+    else:
+        run_all(options, wine, suites, report)
+    if options.report:
+        report.write(options.report)
+    print(report.summary())
+    return 1 if report.failed or not report.count else 0
+
+
+def run_all(options, wine, suites, report):
+    pool = ThreadPoolExecutor(options.jobs)
+    try:
+        templates = options.build.resolve() / "wine"
+        world = end_to_end.World(
+            wine=wine,
+            template=machine.template(wine, templates),
+            work=(options.work or templates).resolve(),
+            build=options.build.resolve(),
+            programs=provision.Programs(options.build / "Vantord.exe", options.build / "beside"),
+            vantord_tablet=(options.hosted / "vantord-tablet").resolve(),
+            readme=PROJECT / "platform" / "README.md",
+        )
+        for suite in suites:
+            suite.world = world
+        for done in [pool.submit(run_suite, suite, options.names, report) for suite in suites]:
+            done.result()
+    finally:
+        # Also after Ctrl-C: then the others still run, until their machines are gone.
+        pool.shutdown(wait=False, cancel_futures=True)
+        machine.interrupt()
+        pool.shutdown(wait=True)
+
+
+def end_on_signal(number, _):
+    raise KeyboardInterrupt(signal.Signals(number).name)
+
+
+if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, end_on_signal)
+    signal.signal(signal.SIGHUP, end_on_signal)
+    try:
+        sys.exit(main(sys.argv[1:]))
+    except KeyboardInterrupt:
+        traceback.print_exc(limit=0)
+        sys.exit(130)

@@ -1,0 +1,217 @@
+"""What happens inside a session of a Windows machine: the service is installed, lives through the tablet's timeline, and
+what came of it is collected. Knows nothing of how the machine was started."""
+
+import json
+import os
+import stat
+import time
+import uuid
+from dataclasses import dataclass, field
+from pathlib import Path
+
+import provision
+import registry_text
+import transcript
+from machine import MachineError
+from provision import RECORD, SERVICE, steer
+from tablet_folder import File
+
+REST_SECONDS = 60
+END_SECONDS = 90
+POLL_SECONDS = 0.02
+
+# Controls that nobody can send under Wine go through this one: provision's library delivers what the registry says.
+DESCRIBED_CONTROL = 255
+DESCRIPTION_KEY = r"HKEY_LOCAL_MACHINE\SOFTWARE\VantordTest"
+POWER_EVENT, PRESHUTDOWN = 13, 15
+POWER_TYPES = {"suspend": 4, "resume": 18}
+POWER_SETTING_CHANGE = 0x8013
+DISPLAY_SETTING = uuid.UUID("6fe69556-704a-47a0-8f24-c28d936fda47").bytes_le
+DISPLAY_STATES = {"off": 0, "on": 1, "dimmed": 2}
+
+STATES = {1: "STOPPED", 2: "START_PENDING", 3: "STOP_PENDING", 4: "RUNNING", 5: "CONTINUE_PENDING", 6: "PAUSE_PENDING"}
+
+
+@dataclass
+class Life:
+    """What came of a life of the service."""
+
+    statuses: list = field(default_factory=list)  # (state, controls accepted, exit code, check point), as queried
+    messages: list = field(default_factory=list)  # transcript.Message
+    files: dict = field(default_factory=dict)  # whatever the life changed on drive C: {path: File, None when gone}
+    registry: dict = field(default_factory=dict)  # the keys that the tablet names, with all below
+    toasts: list = field(default_factory=list)  # how the program that tells the user was started
+    arrivals: dict = field(default_factory=dict)  # what arrived at the devices
+
+
+class Session:
+    def __init__(self, machine, tablet, programs):
+        self.machine = machine
+        self.tablet = tablet
+        self.programs = programs
+
+    def live(self, expected, is_stopped, differences):
+        """One life of the service. `expected` is what it says until it rests; then, if `is_stopped`, it is stopped."""
+        before = _snapshot(self.machine.drive)
+        printed = steer(self.machine, "start", SERVICE, 1000 * END_SECONDS, seconds=END_SECONDS + 30)
+        self.started = time.monotonic()
+        printed += self._follow(self._timeline(), is_stopped, expected, differences)
+        life = Life()
+        life.statuses = self._statuses(printed)
+        life.messages = self._messages()
+        life.arrivals = _objects(steer(self.machine, "arrivals"))[0]
+        life.toasts = self._toasts()
+        life.files = self._files(self._changed_paths(before))
+        life.registry = self._registry()
+        return life
+
+    def variables(self, keys):
+        """Firmware variables, as they are now: {key: data}; those that are not there are left out."""
+        variables = {}
+        for key in keys:
+            shown = json.loads(self.machine.run_for_status(provision.STEER, "show", key)[1])
+            if "variable" in shown:
+                variables[key] = bytes.fromhex(shown["variable"])
+        return variables
+
+    def _timeline(self):
+        """(milliseconds after the start, what happens), in order."""
+        events = [(event["at_ms"], event) for event in self.tablet.get("timeline", [])]
+        events += [(event["at_ms"], {"event": "setup", **event}) for event in self.tablet.get("setup", [])]
+        return sorted(events, key=lambda event: event[0])
+
+    def _follow(self, timeline, is_stopped, expected, differences):
+        """Lets the timeline happen, in real time, and the service come to its end; what the service manager showed."""
+        for at, event in timeline:
+            time.sleep(max(0, self.started + at / 1000 - time.monotonic()))
+            if event["event"] in ("stop", "preshutdown"):
+                return self._end(event["event"])
+            self._happen(event)
+        if not is_stopped:
+            return self._end("nothing")
+        self._await_rest(expected, differences)
+        return self._end("stop")
+
+    def _end(self, how):
+        if how == "preshutdown":
+            self._describe(PRESHUTDOWN)
+        verb = "stop" if how == "stop" else "await"
+        return steer(self.machine, verb, SERVICE, 1000 * END_SECONDS, seconds=END_SECONDS + 30)
+
+    def _happen(self, event):
+        kind = event["event"]
+        if kind == "control":
+            steer(self.machine, "control", SERVICE, event["control"])
+        elif kind == "interrogate":
+            steer(self.machine, "control", SERVICE, 4)
+        elif kind in POWER_TYPES:
+            self._describe(POWER_EVENT, POWER_TYPES[kind])
+        elif kind == "power":
+            self._describe(POWER_EVENT, event["type"])
+        elif kind == "display":
+            setting = DISPLAY_SETTING + (4).to_bytes(4, "little") + DISPLAY_STATES[event["state"]].to_bytes(4, "little")
+            self._describe(POWER_EVENT, POWER_SETTING_CHANGE, setting)
+        elif kind in ("arrival", "removal"):
+            if event["link"] != provision.USB_LINK:
+                raise MachineError(f"{self.tablet.path}/tablet.json: the only device to come and go is {provision.USB_LINK}")
+            steer(self.machine, "interface", "usb", "on" if kind == "arrival" else "off")
+        elif kind == "setup":
+            key = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Setup\State"
+            self.machine.run("reg", "add", key, "/v", "ImageState", "/d", event["image_state"], "/f")
+        else:
+            raise MachineError(f"{self.tablet.path}/tablet.json: the event {kind} cannot happen on a Windows machine yet")
+
+    def _describe(self, control, event_type=0, data=b""):
+        """Delivers a control that nobody can send."""
+        words = [DESCRIPTION_KEY, "/f", "/v"]
+        self.machine.run("reg", "add", *words, "Control", "/t", "REG_DWORD", "/d", control)
+        self.machine.run("reg", "add", *words, "EventType", "/t", "REG_DWORD", "/d", event_type)
+        self.machine.run("reg", "add", *words, "EventData", "/t", "REG_BINARY", "/d", data.hex())
+        steer(self.machine, "control", SERVICE, DESCRIBED_CONTROL)
+
+    def _await_rest(self, expected, differences):
+        """Returns when all that is expected was said; when it never is, the comparison will tell what is missing."""
+        end = time.monotonic() + REST_SECONDS
+        while transcript.inclusion(expected, self._messages(), differences) and time.monotonic() < end:
+            time.sleep(POLL_SECONDS)
+
+    def _record(self):
+        file = self.machine.host_path(RECORD)
+        # The last line may still be on its way.
+        lines = file.read_text().split("\n")[:-1] if file.exists() else []
+        return [json.loads(line) for line in lines]
+
+    def _messages(self):
+        return [transcript.Message.of(event) for event in self._record() if event["kind"] == "trace"]
+
+    def _statuses(self, printed):
+        """Each status as the service manager showed it right after it was reported, and the last one as it stays."""
+        shown = [event for event in self._record() if event["kind"] == "status"] + _objects(printed)[-1:]
+        return [
+            (STATES[event["state"]], event["controls_accepted"], event["exit_code"], event["check_point"])
+            for event in shown
+        ]
+
+    def _toasts(self):
+        """The program ends on its own, after the service at the latest, for it is started long before the stop."""
+        file = self.machine.host_path(provision.TOAST_NOTE)
+        return _objects(file.read_text()) if file.exists() else []
+
+    def _changed_paths(self, before):
+        """Paths relative to drive C: on the host."""
+        after = _snapshot(self.machine.drive)
+        changed = {path for path in before.keys() | after.keys() if before.get(path) != after.get(path)}
+        return [path for path in sorted(changed) if path.parts[0] != "vantord-test"]
+
+    def _files(self, paths):
+        """Windows is asked for the attributes; the contents are read on the host."""
+        listing = provision.TEST_FOLDER + "\\paths.txt"
+        names = [str(path).replace("/", "\\") for path in paths]
+        text = "".join(f"C:\\{name}\r\n" for name in names)
+        self.machine.host_path(listing).write_text(text, encoding="utf-8")
+        answers = _objects(steer(self.machine, "attributes", listing))
+        return {
+            name.lower(): None if answer["attributes"] is None else File.of(self.machine.drive / path, answer["attributes"])
+            for path, name, answer in zip(paths, names, answers, strict=True)
+        }
+
+    def _registry(self):
+        registry = {}
+        for number, key in enumerate(_top_keys(self.tablet.registry())):
+            exported = f"{provision.TEST_FOLDER}\\export{number}.reg"
+            self.machine.run("reg", "export", key, exported, "/y")
+            registry_text.parse(registry_text.decode(self.machine.host_path(exported).read_bytes()), registry)
+        return registry
+
+
+def _objects(printed):
+    objects = [json.loads(line) for line in printed.splitlines() if line.strip()]
+    for one in objects:
+        if "failed" in one:
+            raise MachineError(f"{one['failed']} failed with error {one['error']}")
+    return objects
+
+
+def _top_keys(keys):
+    """Those that no other one holds."""
+    return [key for key in sorted(keys) if not any(key.startswith(other + "\\") for other in keys)]
+
+
+def _snapshot(drive):
+    """What tells whether a file or folder of drive C: is still the same."""
+    snapshot = {}
+    for folder, folders, files in os.walk(drive, followlinks=False):
+        for name in folders + files:
+            path = Path(folder, name)
+            about = path.lstat()
+            is_folder = stat.S_ISDIR(about.st_mode)
+            when = None if is_folder else (about.st_size, about.st_mtime_ns, about.st_ino)
+            snapshot[path.relative_to(drive)] = (about.st_mode, when, _dos_attributes(path))
+    return snapshot
+
+
+def _dos_attributes(path):
+    try:
+        return os.getxattr(path, "user.DOSATTRIB", follow_symlinks=False)
+    except OSError:
+        return None
