@@ -89,7 +89,13 @@ ordered_json ToJson(const Span& span) {
 
 }  // namespace
 
-ordered_json ReportData(const ordered_json& summary, const Timeline& timeline, std::uint64_t seed) {
+ordered_json ReportData(const ordered_json& summary, const Decision& decision, const Timeline& timeline,
+                        std::uint64_t seed) {
+  ordered_json sources = ordered_json::array();
+  for (const Source& source : decision.sources) {
+    sources.push_back(ToJson(source));
+    sources.back()["title"] = TitleOf(source.origin);
+  }
   ordered_json steps = ordered_json::array();
   for (const Step& step : timeline.steps) steps.push_back(ToJson(step));
   ordered_json spans = ordered_json::array();
@@ -98,6 +104,7 @@ ordered_json ReportData(const ordered_json& summary, const Timeline& timeline, s
           {"program", "vantord-tablet " VANTORD_TABLET_VERSION},
           {"seed", seed},
           {"summary", summary},
+          {"choice", {{"archive", decision.path}, {"why", decision.why}, {"sources", std::move(sources)}}},
           {"end_ms", timeline.end.count()},
           {"tracks", timeline.tracks},
           {"steps", std::move(steps)},

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "cli/chrome_trace.h"
+#include "cli/decision.h"
 #include "cli/event_json.h"
 #include "cli/exit_code.h"
 #include "cli/report_page.h"
@@ -62,6 +63,8 @@ class Session {
     for (const auto& file : {options.trace, options.report}) {
       if (file) WriteTextFile(*file, "");
     }
+    // The choice has a tablet of its own, which must be gone before this one is powered on.
+    if (options.report) decision_ = Decide(options.folder, nullptr);
     tablet::CopyDrive(options.folder, work_.path());
     life_ = std::make_unique<Life>(description_, options.folder, work_.path(),
                                    LifeOptions{options.seed, options.realtime, options.patience});
@@ -145,7 +148,7 @@ class Session {
     if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
     if (!options_.report) return;
     nlohmann::ordered_json const document = SummaryJson(summary, *life_, *observer_);
-    WriteTextFile(*options_.report, ReportPage(ReportData(document, timeline, options_.seed)));
+    WriteTextFile(*options_.report, ReportPage(ReportData(document, decision_, timeline, options_.seed)));
   }
 
   std::string Keep() {
@@ -166,6 +169,7 @@ class Session {
   tablet::Description description_;
   WorkFolder work_;
   std::optional<EventFile> events_;
+  Decision decision_;  ///< for the report
   StoryTeller teller_;
   TypedCommands typed_{STDIN_FILENO};
   std::unique_ptr<Life> life_;

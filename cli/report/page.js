@@ -68,21 +68,21 @@
 
   function showArchive() {
     const { archive, looked_up: lookUps, reason } = run.summary;
-    const name = archive && archive.path.split('\\').pop();
+    const { choice } = run;
+    const tried = (use) => (use.opened ? ` ${use.entries} of its entries tried, ${use.failures.length} failed.` : ' It could not be opened.');
     $('answer').append(...(archive
-      ? [make('strong', {}, name), ', because ', path(archive.why), '. ',
-        archive.opened ? `${plural(archive.entries, 'entry').replace('entrys', 'entries')} tried, ${archive.failures.length} failed.`
-          : 'It could not be opened.']
+      ? [make('strong', {}, archive.path.split('\\').pop()), ', because ', path(choice.why), '.', tried(archive)]
       : [make('strong', {}, 'None'), ': ', path(reason), '.']));
-    if (lookUps.length === 0) {
-      $('lookups').replaceWith(make('p', { className: 'none' }, 'Nothing that bears on the choice was looked up.'));
-      return;
-    }
-    const decides = lookUps.find((look) => archive && look.found === name);
-    fillTable($('lookups'), ['Looked up', 'Found', 'Where'], lookUps.map((look) => ({
-      cells: [look.name, look.found === null ? 'not set' : path(look.found), look.where === 'registry' ? path(look.key) : 'firmware'],
-      style: look === decides ? 'decided' : '',
+    if (!archive && choice.archive) $('answer').append(make('small', {}, 'It would be ', path(choice.archive), ', because ', path(choice.why), '.'));
+    const found = (source) => (!source.asked ? '\u2013' : source.found === null || source.error ? 'nothing' : path(source.found));
+    fillTable($('sources'), ['Place', 'Found', 'Where', ''], choice.sources.map((source) => ({
+      cells: [source.title, found(source), source.where ? path(source.where) : '', source.decided ? `decides${source.remark ? `; ${source.remark}` : ''}` : source.remark],
+      style: source.decided ? 'decided' : source.asked ? '' : 'silent',
     })));
+    fillTable($('lookups'), ['Looked up in this run', 'Found', 'Where'], lookUps.map((look) => ({
+      cells: [look.name, look.found === null ? 'not set' : path(look.found), look.where === 'registry' ? path(look.key) : 'firmware'],
+    })));
+    $('lookups').hidden = lookUps.length === 0;
   }
 
   // --- the picture --------------------------------------------------------------------------------------------------
@@ -361,9 +361,10 @@
       'The registry is as it was.');
     section('firmware', 'Firmware variables', ['Variable', 'Before', 'After'],
       firmware.map((one) => [one.variable, one.before || 'not set', one.after || 'not set']), 'No variable has changed.');
-    const what = (one) => (one.created ? 'new' : one.written ? 'written' : one.moved_from ? `moved from ${one.moved_from}` : 'attributes');
+    const place = (one) => (one.moved_from ? make('span', {}, path(one.path), make('br'), 'from ', path(one.moved_from)) : path(one.path));
+    const what = (one) => (one.created ? 'new' : one.written ? 'written' : one.moved_from ? 'moved' : 'attributes');
     section('files', 'Files and folders', ['Change', 'Path', 'Bytes'],
-      files.map((one) => [what(one), path(one.path), one.folder ? 'folder' : one.created || one.written ? one.bytes : '']), 'No file has changed.');
+      files.map((one) => [what(one), place(one), one.folder ? 'folder' : one.created || one.written ? one.bytes : '']), 'No file has changed.');
   }
 
   // --- all together -----------------------------------------------------------------------------------------------------

@@ -98,11 +98,19 @@ class ReportTest(unittest.TestCase):
     def test_the_answer_and_what_has_changed_can_be_read(self):
         self.open()
         answer = self.texts("#answer")[0]
-        self.assertRegex(answer, r"^VZW\.bin, because .*\\CSC maps VZW to VZW\.bin")
-        self.assertEqual([row for row in self.texts("#lookups tr.decided td") if row][:2], ["VZW", "VZW.bin"])
+        self.assertRegex(answer, r"^VZW\.bin, because .*VZW")
+        decided = self.texts("#sources tr.decided td")
+        self.assertEqual(decided[0], "Map of sales codes")
+        self.assertIn("VZW.bin", decided[1])
+        self.assertIn("Parameters\\CSC", decided[2])
+        self.assertTrue(any(row.startswith("AmssFwImagePath") for row in self.texts("#lookups tbody tr")))
         self.assertTrue(any("qcdsp1v2850.mbn" in row for row in self.texts("#registry tbody tr")))
         self.assertTrue(any("qcdsp1v2850.mbn" in row for row in self.texts("#files tbody tr")))
         self.assertIn("No variable has changed.", self.texts("#firmware")[0])
+
+    def test_without_a_deployment_it_says_why_and_what_would_be_chosen(self):
+        self.open("wifi-only")
+        self.assertRegex(self.texts("#answer")[0], r"^None: the service ended before .*It would be c:.*VZW\.bin, because ")
 
     def test_the_picture_has_each_thread_the_states_waits_and_controls(self):
         self.open()
@@ -154,6 +162,7 @@ class ReportTest(unittest.TestCase):
         self.assertIn("20 s", self.texts("#picture .axis"))
         middle = self.browser.run(
             "const lane = [...document.querySelectorAll('#picture .lane')].find((e) => e.textContent === 'thread: service');"
+            "lane.scrollIntoView({block: 'center'});"
             "const svg = document.querySelector('#picture svg').getBoundingClientRect();"
             "return [svg.left + svg.width / 2, lane.getBoundingClientRect().bottom + 10]"
         )

@@ -142,6 +142,18 @@ TEST_F(TraceFileTest, TheSameRunGivesTheSameBytes) {
   EXPECT_THAT(report, HasSubstr("<!DOCTYPE html>"));
 }
 
+TEST_F(TraceFileTest, TheFilesChangeNothingInTheRun) {
+  for (const char* sample : {"fresh", "crashed-modem", "oobe-then-desktop"}) {
+    Make(sample);
+    EXPECT_EQ(Run({"run", sample, "--quiet", "--calls", "--events", "plain.jsonl"}).exit_code, 0);
+    EXPECT_EQ(
+        Run({"run", sample, "--quiet", "--calls", "--events", "e.jsonl", "--trace", "t", "--report", "r"}).exit_code,
+        0);
+    EXPECT_EQ(Read("e.jsonl"), Read("plain.jsonl")) << sample;
+    EXPECT_FALSE(LeftSomething());
+  }
+}
+
 TEST_F(TraceFileTest, AFileThatCannotBeWrittenIsSaidBeforeTheRun) {
   Make("fresh");
   for (const char* option : {"--trace", "--report"}) {
