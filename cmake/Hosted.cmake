@@ -29,6 +29,7 @@ file(GLOB cli_sources CONFIGURE_DEPENDS cli/*.cpp cli/commands/*.cpp)
 list(REMOVE_ITEM cli_sources ${PROJECT_SOURCE_DIR}/cli/main.cpp)
 add_library(vantord_cli STATIC ${cli_sources})
 target_link_libraries(vantord_cli PUBLIC vantord_service LibArchive::LibArchive CLI11::CLI11)
+include(cmake/ReportPage.cmake)
 add_executable(vantord-tablet cli/main.cpp)
 target_link_libraries(vantord-tablet PRIVATE vantord_cli)
 
