@@ -1,16 +1,26 @@
 # What every target of every build shares: warnings are errors, and the macros that each Windows build has.
-find_package(ZLIB REQUIRED)
+include(cmake/Zlib.cmake)
 
 add_library(vantord_options INTERFACE)
 target_compile_definitions(vantord_options INTERFACE
   WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE STRSAFE_NO_DEPRECATE)
-target_compile_options(vantord_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
+if(MSVC)
+  # /Zc and /permissive-: the standard's language, as the other compilers take it.
+  target_compile_options(vantord_options INTERFACE /W4 /utf-8 /permissive- /Zc:__cplusplus /EHsc)
+else()
+  target_compile_options(vantord_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
+endif()
 target_link_libraries(vantord_options INTERFACE ZLIB::ZLIB)
 
 if(VANTORD_SANITIZE)
   target_compile_options(vantord_options INTERFACE
     -fsanitize=${VANTORD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vantord_options INTERFACE -fsanitize=${VANTORD_SANITIZE})
+endif()
+
+if(VANTORD_FUZZ)
+  target_compile_options(vantord_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(vantord_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 find_program(CCACHE_PROGRAM ccache)

@@ -1,8 +1,20 @@
 # The product itself.
 
-# What this version of mingw-w64 does not declare, under the names of Windows' own headers: as system headers, so that they
-# may use #include_next.
-target_include_directories(vantord_options SYSTEM INTERFACE ${PROJECT_SOURCE_DIR}/platform/mingw/include)
+# The tool chain that a record of the executable belongs to says where it puts the symbols: VANTORD_SYMBOLS.
+string(TOLOWER ${CMAKE_SYSTEM_PROCESSOR} VANTORD_ARCHITECTURE)
+if(VANTORD_ARCHITECTURE MATCHES "^(x86_64|amd64)$")
+  set(VANTORD_ARCHITECTURE x64)
+elseif(VANTORD_ARCHITECTURE STREQUAL "aarch64")
+  set(VANTORD_ARCHITECTURE arm64)
+endif()
+
+if(MINGW)
+  # What mingw-w64's version 10 does not declare, under the names of Windows' own headers. Before all others: zig looks
+  # into its own system headers first.
+  target_include_directories(vantord_options BEFORE INTERFACE ${PROJECT_SOURCE_DIR}/platform/mingw/include)
+  # Where this was built is nobody's business on a tablet, and two checkouts give the same program.
+  target_compile_options(vantord_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
 
 # The process entry belongs to the program. Off Windows it belongs to the library: there the tablet calls it.
 get_target_property(service_sources vantord_service SOURCES)
@@ -11,7 +23,27 @@ set_property(TARGET vantord_service PROPERTY SOURCES ${service_sources})
 
 add_executable(Vantord service/main.cpp)
 target_link_libraries(Vantord PRIVATE vantord_service advapi32 cfgmgr32 ole32 powrprof psapi setupapi userenv version)
-target_link_options(Vantord PRIVATE -municode -static)
+# No DLLs but Windows' own.
+if(MSVC)
+  set_property(DIRECTORY PROPERTY MSVC_RUNTIME_LIBRARY MultiThreaded)
+  target_compile_options(vantord_options INTERFACE /guard:cf)
+  target_link_options(Vantord PRIVATE /guard:cf /Brepro)
+else()
+  target_link_options(Vantord PRIVATE -municode -static)
+endif()
+if(VANTORD_WIDE_ENTRY)
+  add_library(vantord_wide_entry STATIC platform/mingw/entry/wide_entry.c)
+  target_link_libraries(vantord_options INTERFACE vantord_wide_entry)
+elseif(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # The time of the link is not a part of the program.
+  target_link_options(Vantord PRIVATE -Wl,--no-insert-timestamp)
+endif()
+
+# What goes onto a tablet has no symbols; whoever opens its dumps has them in a file beside it.
+if(VANTORD_SEPARATE_SYMBOLS)
+  add_custom_command(TARGET Vantord POST_BUILD COMMAND ${VANTORD_SEPARATE_SYMBOLS}
+    WORKING_DIRECTORY $<TARGET_FILE_DIR:Vantord> VERBATIM)
+endif()
 
 # The version resource.
 enable_language(RC)
@@ -21,11 +53,23 @@ target_sources(Vantord PRIVATE ${PROJECT_BINARY_DIR}/vantord.rc)
 
 # The proxy library of the radio is a part of the platform, known by its ordinals only.
 set(proxy_import ${PROJECT_BINARY_DIR}/libkavrilproxy_import.a)
-add_custom_command(OUTPUT ${proxy_import}
-  COMMAND ${CMAKE_DLLTOOL} -d ${PROJECT_SOURCE_DIR}/package/kavrilproxy.def -l ${proxy_import}
-  DEPENDS package/kavrilproxy.def VERBATIM)
+set(proxy_definition ${PROJECT_SOURCE_DIR}/package/kavrilproxy.def)
+if(MSVC)
+  set(make_proxy_import ${CMAKE_AR} /nologo /def:${proxy_definition} /out:${proxy_import}
+    /machine:${CMAKE_CXX_COMPILER_ARCHITECTURE_ID})
+else()
+  set(make_proxy_import ${CMAKE_DLLTOOL} -d ${proxy_definition} -l ${proxy_import})
+endif()
+add_custom_command(OUTPUT ${proxy_import} COMMAND ${make_proxy_import} DEPENDS ${proxy_definition} VERBATIM)
 add_custom_target(vantord_proxy_import DEPENDS ${proxy_import})
 add_dependencies(Vantord vantord_proxy_import)
 target_link_libraries(Vantord PRIVATE ${proxy_import})
 
-add_subdirectory(tests/windows)
+include(cmake/Package.cmake)
+
+include(CTest)
+add_subdirectory(tests/executable)
+add_subdirectory(tests/package)
+if(MINGW AND VANTORD_ARCHITECTURE STREQUAL "x64")
+  add_subdirectory(tests/windows)
+endif()

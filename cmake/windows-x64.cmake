@@ -11,3 +11,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # One executable, without DLLs of ours.
 set(ZLIB_USE_STATIC_LIBS ON)
+# The symbols go into Vantord.debug, and the program says so. Binutils' own objcopy would write the time into it.
+find_program(VANTORD_OBJCOPY llvm-objcopy REQUIRED)
+set(VANTORD_SEPARATE_SYMBOLS
+  ${VANTORD_OBJCOPY} --only-keep-debug Vantord.exe Vantord.debug
+  COMMAND ${VANTORD_OBJCOPY} --strip-all --add-gnu-debuglink=Vantord.debug Vantord.exe)
+set(VANTORD_SYMBOLS Vantord.debug)

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <cstdarg>
+#include <cstddef>
 
 /// Formats into `out`, which holds `capacity` characters, and always terminates it when capacity is not 0.
 /// Returns the length of the stored text. A text that does not fit is cut at capacity - 1 characters.

@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <cstddef>
+
 /// Characters of a modem binary name, terminator included ("VZW.bin"). Longer names are cut to 9 characters.
 inline constexpr std::size_t kModemBinaryCharacters = 10;
 /// Bytes of a modem image ID. An ID of 10 bytes has no terminator.

@@ -126,6 +126,15 @@ TEST(RegTextTest, MalformedKeysAreRefused) {
               HasSubstr("a name of 256 characters"));
 }
 
+TEST(RegTextTest, KeysAreAsDeepAsWindowsHasThem) {
+  std::string path;
+  for (int i = 0; i < 512; ++i) path += "\\a";
+  Registry registry;
+  tablet::ReadRegText(kHead + "[HKEY_LOCAL_MACHINE" + path + "]\n", "t.reg", registry);
+  EXPECT_TRUE(registry.HasKey(tablet::ToUtf16(path.substr(1))));
+  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE" + path + "\\a]\n"), HasSubstr("a key more than 512 deep"));
+}
+
 TEST(RegTextTest, MalformedValuesAreRefusedWithFileLineAndKey) {
   std::string const place = "t.reg:4: [HKEY_LOCAL_MACHINE\\SOFTWARE\\A]: ";
   auto const refusal = [&](const std::string& line) { return Refusal(kHead + kKey + line + "\n"); };
@@ -167,6 +176,15 @@ TEST(RegTextTest, BytesThatAreNoTextAreRefused) {
   half.replace(half.size() - 2, 2, "\x3D\xD8");
   EXPECT_THAT(Refusal(half), HasSubstr("t.reg:3: holds a character that is no text"));
   EXPECT_THAT(Refusal(kHead + std::string(1, '\0')), HasSubstr("t.reg:3: holds a character that is no text"));
+}
+
+TEST(RegTextTest, ACarriageReturnEndsNoLineByItself) {
+  // A name with one could be read but not be saved again.
+  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\A\rB]\n"),
+              HasSubstr("t.reg:3: a carriage return in the middle of a line; end the lines with a line feed"));
+  EXPECT_THAT(Refusal(kHead + kKey + "\"a\rb\"=\"c\"\r\n"), HasSubstr("t.reg:4: [HKEY_LOCAL_MACHINE\\SOFTWARE\\A]"));
+  EXPECT_THAT(Refusal("Windows Registry Editor Version 5.00\r\r[HKEY_LOCAL_MACHINE\\A]\r"),
+              HasSubstr("t.reg:1: a carriage return"));
 }
 
 TEST(RegTextTest, FilesAreReadByNameAndMissingOnesAreRefused) {

@@ -1,5 +1,6 @@
 // mingw-w64's header, and the two calls that its version 10 has in the import library but does not declare.
 #pragma once
+#pragma GCC system_header
 
 #include_next <cfgmgr32.h>
 

@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""Whether check.py finds what it looks for: it is shown copies of a real Vantord.exe with one thing wrong in each."""
+
+import json
+import struct
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+import check
+import pe
+
+PROGRAM, SYMBOLS, RECORD, VERSION = None, None, None, None  # set by main
+
+
+class Check(unittest.TestCase):
+    def setUp(self):
+        self.data = bytearray(PROGRAM.read_bytes())
+        self.program = pe.Program(bytes(self.data))
+        self.record = json.loads(RECORD.read_text())
+
+    def faults(self, symbols=None):
+        return list(check.faults(pe.Program(bytes(self.data)), symbols or SYMBOLS, VERSION, self.record))
+
+    def put(self, kind, offset, number):
+        struct.pack_into("<" + kind, self.data, offset, number)
+
+    def replace(self, old, new):
+        at = self.data.find(old)
+        self.assertGreaterEqual(at, 0)
+        self.data[at : at + len(new)] = new
+
+    def assert_only(self, *expected):
+        found = self.faults()
+        self.assertEqual(len(expected), len(found), found)
+        for text, fault in zip(expected, found):
+            self.assertIn(text, fault)
+
+    def test_the_program_as_it_was_built_has_no_faults(self):
+        self.assert_only()
+
+    def test_another_machine(self):
+        self.put("H", self.program.header_at + 4, 0x14C)
+        self.assert_only("is 0x014c")
+
+    def test_another_subsystem(self):
+        self.put("H", self.program.optional_at + 68, 2)
+        self.assert_only("subsystem: was 3, is 2")
+
+    def test_a_mitigation_that_was_switched_off(self):
+        for name, bit in (("high_entropy_addresses", 0x20), ("random_addresses", 0x40), ("no_execution_of_data", 0x100)):
+            self.data = bytearray(self.program.data)
+            self.put("H", self.program.optional_at + 70, self.program.dll_characteristics & ~bit)
+            self.assert_only(f"mitigations.{name}: was True, is False")
+
+    def test_fixed_addresses(self):
+        self.put("I", self.program.optional_at + 112 + 8 * pe.RELOCATIONS, 0)
+        self.assert_only("relocations")
+
+    def test_a_section_that_can_be_written_and_executed(self):
+        at = self.program.header_at + 24 + 240  # the first section's header: code
+        self.put("I", at + 36, self.program.sections[0].flags | pe.SECTION_WRITABLE)
+        self.assert_only("can be written and executed")
+
+    def test_another_import(self):
+        self.replace(b"ChangeServiceConfig2W\0", b"ChangeServiceConfig2A\0")
+        self.assert_only("ChangeServiceConfig2W is gone", "ChangeServiceConfig2A is new")
+
+    def test_another_library(self):
+        self.replace(b"kavrilproxy.dll\0", b"kavrilproxz.dll\0")
+        self.assertEqual(6, len([fault for fault in self.faults() if "kavrilprox" in fault]))
+
+    def test_an_ordinal_of_the_proxy_library(self):
+        self.record["imports"]["kavrilproxy.dll"] = ["#1", "#2", "#9"]
+        self.assert_only("imports.kavrilproxy.dll: #2 is gone", "imports.kavrilproxy.dll: #3 is new")
+
+    def test_a_size_that_drifts(self):
+        self.record["size"] = self.record["size"] * 100 // 103
+        self.assert_only("size: was")
+
+    def test_another_version(self):
+        block = self.program.version_block()
+        at = self.program.data.find(block) + block.find(struct.pack("<I", pe.FIXED_FILE_INFO))
+        self.put("I", at + 8, 0x00010063)
+        self.assert_only("file version: is 1.99.")
+
+    def test_a_version_block_too_large_to_be_asked_for(self):
+        address, _ = self.program.directory(pe.RESOURCES)
+        block = self.program.version_block()
+        at = self.program.data.find(struct.pack("<I", len(block)), self.program.offset(address))
+        self.put("I", at, 2047)
+        self.assert_only("version block: 4098 bytes")
+
+    def test_no_version_block(self):
+        self.put("I", self.program.optional_at + 112 + 8 * pe.RESOURCES, 0)
+        self.assert_only("version block: there is none")
+
+    def test_a_time_of_day_in_the_header(self):
+        self.put("I", self.program.header_at + 8, 1700000000)
+        for kind, _ in self.program.debug_entries():
+            if kind == pe.DEBUG_REPRODUCIBLE:
+                self.skipTest("this linker says that its stamp is no time")
+        self.assert_only("time stamp: 1700000000")
+
+    def test_a_path_of_the_builder(self):
+        for path in (b"/home/me/vantord/common/registry.cpp\0", "/home/me/Vantord.pdb\0".encode("utf-16le")):
+            self.data = bytearray(self.program.data)
+            self.replace(b"\0" * (len(path) + 8), b"\0\0" + path)
+            self.assert_only("build path: /home/me/")
+
+    def test_the_symbols_of_another_program(self):
+        with tempfile.TemporaryDirectory() as folder:
+            other = Path(folder) / SYMBOLS.name
+            data = bytearray(SYMBOLS.read_bytes())
+            identity = pe.pdb_identity(data)[0] if data.startswith(b"Microsoft") else b"MZ"
+            at = data.find(identity)
+            data[at] ^= 1
+            other.write_bytes(data)
+            self.assertEqual(1, len(self.faults(other)))
+            self.assertIn("symbols: ", self.faults(other)[0])
+
+
+if __name__ == "__main__":
+    PROGRAM, SYMBOLS, RECORD = map(Path, sys.argv[1:4])
+    VERSION = tuple(int(number) for number in sys.argv[4].split("."))
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,56 @@
+// Budgets of the harnesses that read archives. What never returns on purpose (stepping on behind a central header that
+// does not parse) is kept out by asking only for entries that the cursor reaches.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "tests/fuzz/harness.h"
+#include "unzip/zip_reader.h"
+
+namespace fuzzing {
+
+/// Entries looked at in one archive, bytes taken out of it, and what one ReadCurrentEntry is given.
+inline constexpr std::uint32_t kMostEntries = 16;
+inline constexpr std::size_t kMostBytes = 1 << 20;
+inline constexpr std::uint32_t kPiece = 16384;
+
+/// A stream over a block of memory, which must outlive it.
+inline std::unique_ptr<ZipInputStream> MemoryStream(std::span<const std::uint8_t> bytes) {
+  auto stream = std::make_unique<ZipInputStream>();
+  stream->buffer = bytes.data();
+  stream->length = static_cast<std::uint32_t>(bytes.size());
+  return stream;
+}
+
+/// Moves on by one entry; false when the cursor stays.
+inline bool Step(ZipArchiveReader& reader) {
+  std::uint32_t const before = reader.currentEntryNumber;
+  GoToNextEntry(&reader);
+  Check(reader.currentEntryNumber - before <= 1, "the cursor moves on by one entry at most");
+  return reader.currentEntryNumber != before;
+}
+
+/// What reading the open entry delivers, within the budget.
+struct Delivery {
+  Bytes bytes;
+  bool end = false;   ///< the end of the entry was reported
+  bool whole = true;  ///< the budget was enough
+  int code = 0;       ///< of the last read: bytes, or a negative code
+};
+
+inline Delivery ReadEntry(ZipArchiveReader& reader, std::uint32_t piece) {
+  Delivery delivery;
+  Bytes buffer(piece);
+  while (!delivery.end) {
+    delivery.whole = delivery.bytes.size() < kMostBytes;
+    if (!delivery.whole) break;
+    delivery.code = ReadCurrentEntry(&reader, buffer.data(), piece, &delivery.end);
+    if (delivery.code <= 0) break;
+    Check(static_cast<std::uint32_t>(delivery.code) <= piece, "a read delivers no more than was asked for");
+    delivery.bytes.insert(delivery.bytes.end(), buffer.begin(), buffer.begin() + delivery.code);
+  }
+  return delivery;
+}
+
+}  // namespace fuzzing
