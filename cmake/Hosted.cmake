@@ -55,7 +55,7 @@ target_link_libraries(vantord_cli PUBLIC ${CMAKE_DL_LIBS})
 include(CTest)
 include(GoogleTest)
 add_subdirectory(tests)
-# The sanitized builds are for finding mistakes, not for measuring.
-if(NOT VANTORD_SANITIZE)
+# The other builds are for finding mistakes, not for measuring.
+if(NOT VANTORD_SANITIZE AND NOT VANTORD_COVERAGE)
   add_subdirectory(bench)
 endif()
