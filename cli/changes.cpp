@@ -14,16 +14,6 @@ namespace {
 
 using Kind = tablet::RegistryChange::Kind;
 
-std::string ShowBytes(const std::vector<std::uint8_t>& data) {
-  std::string text(data.begin(), data.end());
-  while (!text.empty() && text.back() == '\0') text.pop_back();
-  bool const plain = std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
-  if (plain) return '"' + text + '"';
-  std::string bytes;
-  for (std::uint8_t const byte : data) bytes += fmt::format("{}{:02x}", bytes.empty() ? "" : " ", byte);
-  return bytes;
-}
-
 std::string ValueName(const tablet::RegistryChange& change) {
   return change.value.empty() ? "(default)" : '"' + tablet::ToUtf8(change.value) + '"';
 }
@@ -44,6 +34,31 @@ std::string_view NameOf(Kind kind) {
   return "changed";
 }
 
+}  // namespace
+
+std::string ShowBytes(const std::vector<std::uint8_t>& data) {
+  std::string text(data.begin(), data.end());
+  while (!text.empty() && text.back() == '\0') text.pop_back();
+  bool const plain = std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+  if (plain) return '"' + text + '"';
+  std::string bytes;
+  for (std::uint8_t const byte : data) bytes += fmt::format("{}{:02x}", bytes.empty() ? "" : " ", byte);
+  return bytes;
+}
+
+std::string ShowValue(const tablet::RegistryValue& value) {
+  if (value.type == tablet::kTypeText && value.data.size() % 2 == 0) {
+    return '"' + tablet::ToUtf8(tablet::TextOf(value)) + '"';
+  }
+  if (value.type == tablet::kTypeDword && value.data.size() == 4) {
+    return fmt::format("dword:{:08x}", value.data[0] | value.data[1] << 8 | value.data[2] << 16 |
+                                           static_cast<std::uint32_t>(value.data[3]) << 24);
+  }
+  std::string text = value.type == tablet::kTypeBinary ? "hex:" : fmt::format("hex({:x}):", value.type);
+  for (std::size_t i = 0; i < value.data.size(); ++i) text += fmt::format("{}{:02x}", i == 0 ? "" : ",", value.data[i]);
+  return text;
+}
+
 std::vector<FirmwareChange> CompareFirmware(const tablet::Firmware::Variables& before,
                                             const tablet::Firmware::Variables& after) {
   std::set<tablet::FirmwareKey> keys;
@@ -61,24 +76,9 @@ std::vector<FirmwareChange> CompareFirmware(const tablet::Firmware::Variables& b
   return changes;
 }
 
-}  // namespace
-
-std::string ShowValue(const tablet::RegistryValue& value) {
-  if (value.type == tablet::kTypeText && value.data.size() % 2 == 0) {
-    return '"' + tablet::ToUtf8(tablet::TextOf(value)) + '"';
-  }
-  if (value.type == tablet::kTypeDword && value.data.size() == 4) {
-    return fmt::format("dword:{:08x}", value.data[0] | value.data[1] << 8 | value.data[2] << 16 |
-                                           static_cast<std::uint32_t>(value.data[3]) << 24);
-  }
-  std::string text = value.type == tablet::kTypeBinary ? "hex:" : fmt::format("hex({:x}):", value.type);
-  for (std::size_t i = 0; i < value.data.size(); ++i) text += fmt::format("{}{:02x}", i == 0 ? "" : ",", value.data[i]);
-  return text;
-}
-
 Changes ChangesOf(Life& life) {
   Changes changes;
-  changes.files = life.machine().drive().Changes();
+  changes.files = life.FileChanges();
   changes.registry = tablet::Registry::Compare(life.registry_before(), life.machine().registry());
   changes.firmware = CompareFirmware(life.firmware_before(), life.machine().firmware().variables());
   for (const tablet::FileChange& file : changes.files) {

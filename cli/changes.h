@@ -28,6 +28,10 @@ struct Changes {
 
 Changes ChangesOf(Life& life);
 
+/// The variables that differ, ordered by name.
+std::vector<FirmwareChange> CompareFirmware(const tablet::Firmware::Variables& before,
+                                            const tablet::Firmware::Variables& after);
+
 /// The changes under a line for each key: [HKEY_LOCAL_MACHINE\...], then "Name" = "new", was "old".
 std::vector<std::string> Describe(const std::vector<tablet::RegistryChange>& changes);
 std::string Describe(const FirmwareChange& change);
@@ -38,5 +42,7 @@ nlohmann::ordered_json ToJson(const Changes& changes);
 
 /// A registry value as .reg files write it: "text", dword:00000001, hex(7):...
 std::string ShowValue(const tablet::RegistryValue& value);
+/// The data of a firmware variable: "text" where it is plain, else bytes in hexadecimal.
+std::string ShowBytes(const std::vector<std::uint8_t>& data);
 
 }  // namespace cli

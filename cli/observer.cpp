@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 
+#include "cli/call_text.h"
 #include "tablet/text.h"
 
 namespace cli {
@@ -13,20 +13,6 @@ namespace cli {
 namespace {
 
 constexpr std::string_view kModemArchives = "\\modem_core\\";
-
-bool ContainsIgnoringCase(std::string_view text, std::string_view part) {
-  auto const same = [](char a, char b) {
-    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
-  };
-  return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
-}
-
-/// The text in the first pair of quotes: how calls show the path they were given.
-std::string FirstQuoted(std::string_view args) {
-  std::size_t const begin = args.find('"');
-  std::size_t const end = begin == std::string_view::npos ? begin : args.find('"', begin + 1);
-  return end == std::string_view::npos ? std::string{} : std::string(args.substr(begin + 1, end - begin - 1));
-}
 
 std::string LastPart(std::string_view path) { return std::string(path.substr(path.find_last_of('\\') + 1)); }
 

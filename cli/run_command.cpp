@@ -5,10 +5,14 @@
 
 #include <cstdio>
 
+#include "cli/chrome_trace.h"
+#include "cli/decision.h"
 #include "cli/event_json.h"
 #include "cli/exit_code.h"
+#include "cli/report_page.h"
 #include "cli/story_teller.h"
 #include "cli/summary.h"
+#include "cli/timeline.h"
 #include "cli/typed_commands.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
@@ -39,6 +43,11 @@ WorkFolder MakeWorkFolder(const RunOptions& options) {
   }
 }
 
+/// Texts may be the service's: what is no UTF-8 must not end the run.
+std::string Dump(const nlohmann::ordered_json& document, int indent = -1) {
+  return document.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 /// One run, from the folder to the summary.
 class Session {
  public:
@@ -50,13 +59,37 @@ class Session {
         work_(MakeWorkFolder(options)),
         teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
     if (options.events) events_.emplace(*options.events, options.calls);
+    // Whether they can be written is better known before the run than behind it.
+    for (const auto& file : {options.trace, options.report}) {
+      if (file) WriteTextFile(*file, "");
+    }
+    // The choice has a tablet of its own, which must be gone before this one is powered on.
+    if (options.report) decision_ = Decide(options.folder, nullptr);
     tablet::CopyDrive(options.folder, work_.path());
     life_ = std::make_unique<Life>(description_, options.folder, work_.path(),
-                                   LifeOptions{options.seed, options.realtime, options.patience});
+                                   LifeOptions{.seed = options.seed,
+                                               .realtime = options.realtime,
+                                               .cut_at = options.cut_at,
+                                               .patience = options.patience});
+    for (const tablet::Fault& fault : options.faults) life_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*life_);
   }
 
   int Run() {
+    if (!options_.json) console_.Line(console_.Styled(Style::kStrong, description_.name));
+    LifeEnd end = Live();
+    if (end.kind == LifeEnd::Kind::kPowerCut) {
+      faults_ = life_->machine().faults().all();
+      cut_ = PowerCut{end.message, life_->machine().scheduler().Now()};
+      BootAgain();
+      end = Live();
+    }
+    return Finish(end, true);
+  }
+
+ private:
+  /// One life, from power-on to its end.
+  LifeEnd Live() {
     Listen();
     life_->OnHang([this](const LifeEnd& end) {
       // On the watchdog's thread: the service runs on and cannot be brought to an end, the program can.
@@ -73,19 +106,30 @@ class Session {
     if (options_.realtime) life_->ListenTo([this] { return DoWhatIsTyped(); });
     std::optional<tablet::Millis> until;
     if (options_.until) until = tablet::Millis(*options_.until);
-    LifeEnd const end = life_->Run(until);
-    return Finish(end, true);
+    return life_->Run(until);
   }
 
- private:
+  /// After the power was cut: the same tablet with what is on its disk, and no faults.
+  void BootAgain() {
+    life_->machine().journal().Note(cut_->message);
+    teller_.Flush();
+    console_.EndProgress();
+    observer_.reset();
+    DiskState disk = Life::PowerOff(std::move(life_));
+    life_ = std::make_unique<Life>(
+        description_, std::move(disk), work_.path(),
+        LifeOptions{.seed = options_.seed, .realtime = options_.realtime, .patience = options_.patience});
+    observer_ = std::make_unique<Observer>(*life_);
+  }
+
   bool Tells() const { return !options_.json && !options_.quiet; }
 
   void Listen() {
-    if (!options_.json) console_.Line(console_.Styled(Style::kStrong, description_.name));
     life_->machine().journal().Listen([this](const tablet::Event& event) {
       if (events_) events_->Write(event);
       if (Tells()) teller_.Tell(event);
     });
+    if (cut_) life_->machine().journal().Note("the tablet boots again, without faults");
     if (!Tells() || !console_.is_terminal()) return;
     observer_->on_progress = [this](const std::string& path, std::uint64_t done, std::uint64_t whole) {
       console_.Progress(fmt::format("of {}", path), done, whole);
@@ -113,17 +157,33 @@ class Session {
   int Finish(const LifeEnd& end, bool may_keep) {
     teller_.Flush();
     console_.EndProgress();
-    Summary summary{description_.name, end, ExitCodeOf(end.kind), 0, {}};
+    Summary summary;
+    summary.tablet = description_.name;
+    summary.end = end;
+    summary.exit_code = ExitCodeOf(end.kind);
+    summary.faults = cut_ ? faults_ : life_->machine().faults().all();
+    summary.asked_cut = options_.cut_at;
+    summary.cut = cut_;
     if (may_keep) summary.kept = Keep();
     if (events_) events_->Close();
+    WritePictures(summary);
     summary.real_seconds = std::chrono::duration<double>(Clock::now() - begun_).count();
     if (options_.json) {
-      auto const document = SummaryJson(summary, *life_, *observer_);
-      console_.Line(document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+      console_.Line(Dump(SummaryJson(summary, *life_, *observer_), 2));
     } else {
       PrintSummary(console_, summary, *life_, *observer_);
     }
     return summary.exit_code;
+  }
+
+  void WritePictures(const Summary& summary) {
+    if (!options_.trace && !options_.report) return;
+    tablet::Tablet& machine = life_->machine();
+    Timeline const timeline = Timeline::Of(machine.journal().events(), machine.scheduler().Now());
+    if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
+    if (!options_.report) return;
+    nlohmann::ordered_json const document = SummaryJson(summary, *life_, *observer_);
+    WriteTextFile(*options_.report, ReportPage(ReportData(document, decision_, timeline, options_.seed)));
   }
 
   std::string Keep() {
@@ -144,8 +204,11 @@ class Session {
   tablet::Description description_;
   WorkFolder work_;
   std::optional<EventFile> events_;
+  Decision decision_;  ///< for the report
   StoryTeller teller_;
   TypedCommands typed_{STDIN_FILENO};
+  std::optional<PowerCut> cut_;
+  std::vector<tablet::Faults::Counted> faults_;  ///< of the life that the power cut ended
   std::unique_ptr<Life> life_;
   std::unique_ptr<Observer> observer_;
 };

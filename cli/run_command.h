@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 #include "cli/console.h"
+#include "tablet/faults.h"
 
 namespace cli {
 
@@ -16,8 +18,12 @@ struct RunOptions {
   bool in_place = false;                        ///< or in `folder` itself
   std::optional<std::filesystem::path> events;  ///< a file of JSON Lines
   bool calls = false;                           ///< each call of the Windows API among the events
+  std::optional<std::filesystem::path> trace;   ///< a file in the Trace Event Format
+  std::optional<std::filesystem::path> report;  ///< a page of HTML
   std::optional<std::int64_t> until;            ///< milliseconds of virtual time
   std::uint64_t seed = 0;
+  std::vector<tablet::Fault> faults;
+  std::uint64_t cut_at = 0;  ///< the call at which the power is cut; 0: never
   bool realtime = false;
   bool json = false;
   bool quiet = false;    ///< the summary only

@@ -6,6 +6,8 @@
 
 #include "cli/crash_report.h"
 #include "cli/story_teller.h"
+#include "cli/table.h"
+#include "tablet/fault_catalog.h"
 
 namespace cli {
 
@@ -13,21 +15,6 @@ namespace {
 
 using Style = Console::Style;
 using nlohmann::ordered_json;
-
-/// Paragraphs under a heading in the first column.
-class Table {
- public:
-  explicit Table(Console& console) : console_(console) {}
-
-  void Row(std::string_view heading, std::string_view text, Style style = Style::kPlain) {
-    std::string const first = fmt::format("{:<10}", heading);
-    console_.Line(fmt::format("{}  {}", console_.Styled(Style::kStrong, first), console_.Styled(style, text)));
-  }
-  void More(std::string_view text) { console_.Line(fmt::format("{:<10}  {}", "", text)); }
-
- private:
-  Console& console_;
-};
 
 /// What was found, where: in columns, with the ends of long keys.
 std::string FoundText(const LookUp& look_up) {
@@ -37,20 +24,6 @@ std::string FoundText(const LookUp& look_up) {
     place = "in ..." + (parent == std::string::npos ? "\\" + look_up.key : look_up.key.substr(parent));
   }
   return fmt::format("{:<16}  {:<38}  {}", look_up.name, look_up.found.value_or("is not set"), place);
-}
-
-template <typename Items, typename Show>
-void Paragraph(Table& table, std::string_view heading, const Items& items, std::string_view without, Show show) {
-  if (items.empty()) table.Row(heading, without);
-  bool first = true;
-  for (const auto& item : items) {
-    if (first) {
-      table.Row(heading, show(item));
-    } else {
-      table.More(show(item));
-    }
-    first = false;
-  }
 }
 
 std::vector<const tablet::Event*> StatusEvents(Life& life) {
@@ -70,6 +43,31 @@ std::string FilesText(const Changes& changes) {
   return text;
 }
 
+std::string FaultText(const tablet::Faults::Counted& counted) {
+  std::string const came =
+      counted.hits == 0 ? fmt::format("never came: {} was called {}", counted.fault.call, Counted(counted.seen, "time"))
+                        : fmt::format("came {}", Counted(counted.hits, "time"));
+  return fmt::format("{}  {}", tablet::WriteFault(counted.fault), came);
+}
+
+std::string PowerText(const Summary& summary, std::uint64_t calls) {
+  if (!summary.cut) return fmt::format("never cut: there were only {}", Counted(calls, "call"));
+  return fmt::format("{}, after {} s; the tablet booted again, and what follows is told of both lives together",
+                     summary.cut->message, FormatTime(summary.cut->at));
+}
+
+ordered_json FaultsJson(const Summary& summary) {
+  ordered_json faults = ordered_json::array();
+  for (const tablet::Faults::Counted& counted : summary.faults) {
+    faults.push_back({{"fault", tablet::WriteFault(counted.fault)},
+                      {"call", counted.fault.call},
+                      {"error", counted.fault.error},
+                      {"seen", counted.seen},
+                      {"hits", counted.hits}});
+  }
+  return faults;
+}
+
 }  // namespace
 
 void PrintSummary(Console& console, const Summary& summary, Life& life, const Observer& seen) {
@@ -79,6 +77,8 @@ void PrintSummary(Console& console, const Summary& summary, Life& life, const Ob
   Table table(console);
   console.Line("");
   table.Row("Tablet", summary.tablet);
+  if (!summary.faults.empty()) Paragraph(table, "Faults", summary.faults, "", FaultText);
+  if (summary.asked_cut != 0) table.Row("Power", PowerText(summary, life.machine().scheduler().calls()));
   table.Row("Firmware", (outcome.deployed ? "deployed: " : "not deployed: ") + outcome.reason,
             outcome.deployed ? Style::kGood : Style::kPlain);
   table.Row("Archive", archive == nullptr ? "none" : archive->path);
@@ -132,6 +132,8 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
                         {"exit_code", status.exit_code},
                         {"check_point", status.check_point}});
   }
+  ordered_json cut;
+  if (summary.cut) cut = {{"call", summary.asked_cut}, {"time_ms", summary.cut->at.count()}};
   ordered_json kept;
   if (!summary.kept.empty()) kept = summary.kept;
   return {{"schema", 1},
@@ -146,6 +148,9 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
           {"crash", ToJson(CrashReport::Of(life))},
           {"changes", ToJson(ChangesOf(life))},
           {"status", std::move(statuses)},
+          {"faults", FaultsJson(summary)},
+          {"power_cut", std::move(cut)},
+          {"calls", life.machine().scheduler().calls()},
           {"virtual_ms", life.machine().scheduler().Now().count()},
           {"kept", std::move(kept)}};
 }

@@ -6,7 +6,10 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   std::vector<std::unique_ptr<Command>> commands;
   commands.push_back(MakeInitCommand());
   commands.push_back(MakeRunCommand());
+  commands.push_back(MakeSelectCommand());
+  commands.push_back(MakeLintCommand());
   commands.push_back(MakeStoryCommand());
+  commands.push_back(MakeFaultCommand());
   return commands;
 }
 

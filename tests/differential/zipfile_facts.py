@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""What Python's zipfile makes of an archive: one line of tab-separated values for each entry.
+"""What Python's zipfile makes of an archive: zipfile_facts.py ARCHIVE FOLDER
 
-zipfile_facts.py ARCHIVE   cleaned name, SHA-256 of the data, write, access and creation time (seconds since 1970, UTC;
-                           "-" where the archive has none), folder or file
+One line of tab-separated values for each entry: cleaned name; write, access and creation time (seconds since 1970, UTC;
+the time of writing where the archive has none); folder or file. The data of the first entry go to FOLDER/0, and so on.
 
 Names are UTF-8 whatever the flags say. Times come from the extended timestamps of the local header and otherwise from
-the DOS time, which is local time by TZ; these and the cleaning are a second implementation of what the service does.
+the DOS time, which is local time by TZ. These and the cleaning of names are a second implementation of what the service
+does.
 """
 
-import hashlib
 import struct
 import sys
 import time
@@ -59,16 +59,18 @@ def timestamps(extra):
     return [None, None, None]
 
 
-def main(path):
+def main(path, folder):
     with zipfile.ZipFile(path) as archive, open(path, "rb") as file:
-        for info in archive.infolist():
+        for index, info in enumerate(archive.infolist()):
             dos = int(time.mktime((*info.date_time, 0, 0, -1)))
-            times = [dos if value is None else value for value in timestamps(local_extra(file, info))]
-            digest = hashlib.sha256(archive.read(info)).hexdigest()
+            write, *others = timestamps(local_extra(file, info))
+            times = [dos if value is None else value for value in (write, *others)]
+            with open(f"{folder}/{index}", "wb") as data:
+                data.write(archive.read(info))
             name = cleaned(stored_name(info).decode("utf-8"))
-            print(name, digest, *times, "folder" if info.is_dir() else "file", sep="\t")
+            print(name, *times, "folder" if info.is_dir() else "file", sep="\t")
 
 
 if __name__ == "__main__":
     sys.stdout.reconfigure(encoding="utf-8", newline="\n")
-    main(sys.argv[1])
+    main(*sys.argv[1:])

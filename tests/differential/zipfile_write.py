@@ -5,7 +5,7 @@ import os
 import sys
 import zipfile
 
-ODD_NAMES = ("C:\\x\\drive.bin", "/etc/rooted", "a/../cleaned", "a\\..\\b/../twice", "a/..\\c\\../mixed", "::x", "sub/..b")
+ODD_NAMES = ("C:\\x\\drive.bin", "/etc/rooted", "a/../cleaned", "a\\..\\b/../twice", "a/..\\c\\../mixed", "::y", "sub/..b")
 
 
 def files_below(folder):

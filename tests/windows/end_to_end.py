@@ -6,6 +6,7 @@ import re
 import shutil
 import unittest
 import zipfile
+from collections import Counter
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -31,6 +32,7 @@ class World:
     wine: machine.Wine
     template: Path
     work: Path  # a folder of the tests' own
+    build: Path  # where Vantord.exe was built
     programs: provision.Programs
     vantord_tablet: Path
     readme: Path  # platform/README.md
@@ -53,9 +55,9 @@ class Lives:
             provision.provision(windows, self.tablet, world.programs)
             provision.install_service(windows, world.programs)
             self.began = datetime.datetime.now(datetime.UTC)
-            self.windows = session.Session(windows, self.tablet, world.programs).live(
-                self.hosted.messages_before_stop(), self.hosted.was_told_to_stop(), self.differences
-            )
+            here = session.Session(windows, self.tablet, world.programs)
+            self.windows = here.live(self.hosted, self.differences)
+            self.variables = here.variables(self.hosted.saved.variables().keys() | self.tablet.variables().keys())
             self.ended = datetime.datetime.now(datetime.UTC)
 
 
@@ -122,6 +124,13 @@ class EverySample:
         for key in on_windows:
             if key.startswith((PARAMETERS, MODEM)):
                 self.assertEqual(on_tablet[key].keys(), on_windows[key].keys(), key)
+
+
+    def test_the_drivers_get_the_same_requests(self):
+        self.assertEqual(Counter(self.lives.hosted.requests()), Counter(self.lives.windows.arrivals["requests"]))
+
+    def test_the_firmware_variables_end_the_same(self):
+        self.assertEqual(self.lives.hosted.saved.variables(), self.lives.variables)
 
 
 class ModemSample:
@@ -232,6 +241,23 @@ class OobeThenDesktop(SampleTest, EverySample, ModemSample):
         self.assertEqual(bytes(1040) + b"\x01\x00", bytes.fromhex(arrivals["reset"]))
 
 
+class NobodyLoggedOn(SampleTest, EverySample, ModemSample):
+    sample = "crashed-nobody-logged-on"
+
+    def test_the_dumps_are_moved_and_nobody_is_told(self):
+        moved = [path for path in self.lives.windows.files if path.endswith("\\modem.dmp")]
+        self.assertEqual(2, len(moved), "its old place and its new one")
+        self.assertEqual([], self.lives.windows.toasts)
+
+
+class NoAmssDriver(SampleTest, EverySample, ModemSample):
+    sample = "no-amss-driver"
+
+    def test_no_reset_arrives(self):
+        self.assertEqual(0, self.lives.windows.arrivals["statistics_opened"])
+        self.assertEqual("", self.lives.windows.arrivals["reset"])
+
+
 class Controls(SampleTest, EverySample):
     sample = "already-deployed"
     called = "controls"
@@ -259,4 +285,5 @@ class Controls(SampleTest, EverySample):
         )
 
 
-SUITES = (WifiOnly, OobeThenDesktop, Fresh, CrashedModem, Controls, AlreadyDeployed)
+# The longest ones first.
+SUITES = (WifiOnly, OobeThenDesktop, NobodyLoggedOn, Controls, Fresh, CrashedModem, NoAmssDriver, AlreadyDeployed)

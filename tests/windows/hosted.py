@@ -24,7 +24,7 @@ class HostedLife:
         work = Path(work)
         events = work / "events.jsonl"
         saved = work / "saved"
-        command = [program, "run", tablet.path, "--quiet", "--events", events, "--save", saved]
+        command = [program, "run", tablet.path, "--quiet", "--calls", "--events", events, "--save", saved]
         subprocess.run([str(word) for word in command], check=True, capture_output=True, timeout=120)
         self.events = [json.loads(line) for line in events.read_text().splitlines()]
         self.saved = tablet_folder.TabletFolder(saved)
@@ -32,18 +32,23 @@ class HostedLife:
     def messages(self):
         return [transcript.Message.of(event) for event in self.events if event["kind"] == "trace"]
 
-    def messages_before_stop(self):
-        """What the service says until it has come to rest, or all it ever says when it ends by itself."""
+    def messages_before(self, at_ms=None):
+        """What the service says before a virtual time; without one, until it has come to rest and is stopped."""
         messages = []
         for event in self.events:
             if event["kind"] == "event" and event["text"] == STOP_SENT:
                 break
-            if event["kind"] == "trace":
+            if event["kind"] == "trace" and (at_ms is None or event["time_ms"] < at_ms):
                 messages.append(transcript.Message.of(event))
         return messages
 
     def was_told_to_stop(self):
         return any(event["kind"] == "event" and event["text"] == STOP_SENT for event in self.events)
+
+    def requests(self):
+        """The codes of all requests to drivers that got as far as one."""
+        calls = [event for event in self.events if event["kind"] == "call" and event["name"] == "DeviceIoControl"]
+        return [int(call["args"].split(", ")[1], 16) for call in calls]
 
     def statuses(self):
         return [

@@ -6,6 +6,8 @@ Exit code 0 when no test failed; what cannot run here is skipped with the reason
 """
 
 import argparse
+import contextlib
+import fcntl
 import signal
 import sys
 import traceback
@@ -14,11 +16,14 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+import conformance  # noqa: E402
 import end_to_end  # noqa: E402
+import endings  # noqa: E402
 import machine  # noqa: E402
 import provision  # noqa: E402
 from report import Report  # noqa: E402
 
+SUITES = (*endings.SUITES, *end_to_end.SUITES)
 PROJECT = Path(__file__).resolve().parents[2]
 
 
@@ -27,6 +32,7 @@ def parse(arguments):
     parser.add_argument("--build", type=Path, required=True, help="where Vantord.exe was built")
     parser.add_argument("--hosted", type=Path, required=True, help="where vantord-tablet was built")
     parser.add_argument("--report", type=Path, help="a JUnit report to write")
+    parser.add_argument("--work", type=Path, help="where the machines of this run stand; without it, in --build")
     parser.add_argument("--jobs", type=int, default=2, help="machines at a time")
     parser.add_argument("--wine", default="wine", help="the command that runs a Windows program")
     parser.add_argument("--wineserver", default="wineserver")
@@ -35,20 +41,31 @@ def parse(arguments):
 
 
 def tests_of(suite, names):
-    for name in sorted(vars_of(suite)):
+    for name in (name for name in dir(suite) if name.startswith("test_")):
         test = suite(name)
         if not names or any(wanted in f"{suite.__name__}.{name}" for wanted in names):
             yield test, name
 
 
-def vars_of(suite):
-    return [name for name in dir(suite) if name.startswith("test_")]
-
-
 def run_suite(suite, names, report):
     for test, name in tests_of(suite, names):
         with report.test(suite.__name__, name.removeprefix("test_").replace("_", " ")):
-            getattr(test, name)()
+            try:
+                getattr(test, name)()
+            finally:
+                test.doCleanups()
+
+
+def run_conformance(world, names, report):
+    try:
+        conformance.run(world, names, report)
+    except Exception as error:  # noqa: BLE001 - told as a failure of the whole
+        text = "".join(traceback.format_exception(error))
+        report.add(conformance.SUITE, "the tests come to their end", 0.0, "failure", text)
+
+
+def wants_conformance(names):
+    return not names or any(name.startswith(conformance.SUITE) for name in names)
 
 
 def main(arguments):
@@ -56,32 +73,63 @@ def main(arguments):
     report = Report()
     wine = machine.Wine(options.wine.split(), options.wineserver.split())
     missing = wine.missing()
-    suites = [suite for suite in end_to_end.SUITES if any(tests_of(suite, options.names))]
+    suites = [suite for suite in SUITES if any(tests_of(suite, options.names))]
     if missing:
         for suite in suites:
             for _, name in tests_of(suite, options.names):
-                report.skip(suite.__name__, name, f"{missing} is not installed")
+                report.skip(suite.__name__, name.removeprefix("test_").replace("_", " "), f"{missing} is not installed")
+        if wants_conformance(options.names):
+            report.skip(conformance.SUITE, "all of them", f"{missing} is not installed")
     else:
-        run_all(options, wine, suites, report)
+        with sole_user((options.work or options.build / "wine").resolve()):
+            run_all(options, wine, suites, report)
     if options.report:
         report.write(options.report)
     print(report.summary())
     return 1 if report.failed or not report.count else 0
 
 
+@contextlib.contextmanager
+def sole_user(folder):
+    """Two runs would pull each other's machines down."""
+    folder.mkdir(parents=True, exist_ok=True)
+    with open(folder / "lock", "w") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            sys.exit(f"run.py: another run is at work in {folder}: wait for it, or give this one another --work")
+        yield
+
+
+def need(path, how):
+    if not path.exists():
+        sys.exit(f"run.py: {path} is missing: {how}")
+    return path.resolve()
+
+
 def run_all(options, wine, suites, report):
-    work = options.build / "wine"
     pool = ThreadPoolExecutor(options.jobs)
     try:
-        end_to_end.SampleTest.world = end_to_end.World(
+        templates = options.build.resolve() / "wine"
+        world = end_to_end.World(
             wine=wine,
-            template=machine.template(wine, work),
-            work=work,
-            programs=provision.Programs(options.build / "Vantord.exe", options.build / "beside"),
-            vantord_tablet=options.hosted / "vantord-tablet",
+            template=machine.template(wine, templates),
+            work=(options.work or templates).resolve(),
+            build=options.build.resolve(),
+            programs=provision.Programs(
+                need(options.build / "Vantord.exe", "./dev windows builds it"),
+                need(options.build / "beside", "./dev windows builds it"),
+            ),
+            vantord_tablet=need(options.hosted / "vantord-tablet", "./dev build builds it"),
             readme=PROJECT / "platform" / "README.md",
         )
-        for done in [pool.submit(run_suite, suite, options.names, report) for suite in suites]:
+        for suite in suites:
+            suite.world = world
+        work = [pool.submit(run_suite, suite, options.names, report) for suite in suites]
+        if wants_conformance(options.names):
+            names = [name.removeprefix(conformance.SUITE) for name in options.names]
+            work.append(pool.submit(run_conformance, world, [name for name in names if name], report))
+        for done in work:
             done.result()
     finally:
         # Also after Ctrl-C: then the others still run, until their machines are gone.

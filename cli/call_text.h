@@ -1,0 +1,20 @@
+// Reading the arguments of calls as the journal shows them, and comparing names as Windows does.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+/// The text in the first pair of quotes: how calls show the path or key they were given. Empty without one.
+std::string FirstQuoted(std::string_view args);
+
+/// ASCII letters are the same in either case.
+bool ContainsIgnoringCase(std::string_view text, std::string_view part);
+bool EndsWithIgnoringCase(std::string_view text, std::string_view end);
+
+/// "The system cannot find the file specified." for 2; "error 4711" for a number without a text.
+std::string ErrorText(std::uint32_t error);
+
+}  // namespace cli

@@ -1,0 +1,171 @@
+#!/usr/bin/env python3
+"""Does the comparison of two worlds find what it is there for? Needs neither Wine nor Windows."""
+
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+import differences  # noqa: E402
+import registry_text  # noqa: E402
+import transcript  # noqa: E402
+from differences import Difference  # noqa: E402
+from transcript import Message  # noqa: E402
+
+PROJECT = Path(__file__).resolve().parents[2]
+GUID = "{3AEFEA6F-AED7-398F-0C1C-68436903AE64}"
+OTHER_GUID = "{6311AFDF-0911-386C-ED5C-6962340DA587}"
+
+
+def said(thread, *texts, guid=GUID):
+    return [Message(thread, text, guid) for text in texts]
+
+
+def row(tablet, wine, tablets="all"):
+    return Difference(tablets, tablet, wine, "either", "because")
+
+
+class Transcripts(unittest.TestCase):
+    def complaints(self, tablet, windows, *rows):
+        return transcript.compare(tablet, windows, rows)
+
+    def test_equal_ones_are_equal_whatever_the_threads_numbers_and_their_order_are(self):
+        tablet = said("main", "A:1 : a", "B:2 : b") + said("worker", "C:3 : c")
+        windows = said(8, "C:3 : c") + said(4, "A:1 : a", "B:2 : b")
+        self.assertEqual([], self.complaints(tablet, windows))
+
+    def test_another_word_is_found(self):
+        self.assertEqual(2, len(self.complaints(said("main", "A:1 : a", "B:2 : b"), said(4, "A:1 : a", "B:2 : c"))))
+
+    def test_a_message_too_few_or_too_many_is_found(self):
+        short, long = said("main", "A:1 : a"), said("main", "A:1 : a", "A:1 : a")
+        self.assertEqual(1, len(self.complaints(long, short)))
+        self.assertEqual(1, len(self.complaints(short, long)))
+
+    def test_another_order_within_a_thread_is_found(self):
+        tablet, windows = said("main", "A:1 : a", "B:2 : b", "C:3 : c"), said(4, "A:1 : a", "C:3 : c", "B:2 : b")
+        self.assertTrue(self.complaints(tablet, windows))
+
+    def test_another_module_is_found(self):
+        self.assertTrue(self.complaints(said("main", "A:1 : a"), said(4, "A:1 : a", guid=OTHER_GUID)))
+
+    def test_a_thread_that_only_one_world_has_is_found(self):
+        one, two = said("main", "A:1 : a"), said("main", "A:1 : a") + said("worker", "B:2 : b")
+        self.assertEqual(1, len(self.complaints(one, two)))
+        self.assertEqual(1, len(self.complaints(two, one)))
+
+    def test_a_message_on_another_thread_is_found(self):
+        tablet = said("main", "A:1 : a", "B:2 : b") + said("worker", "C:3 : c")
+        windows = said(4, "A:1 : a") + said(8, "C:3 : c", "B:2 : b")
+        self.assertEqual(2, len(self.complaints(tablet, windows)))
+
+    def test_threads_that_begin_alike_are_taken_together(self):
+        tablet = said("radio", "R:1 : r", "S:2 : s", "R:1 : r", "S:2 : s")
+        windows = said(4, "R:1 : r", "S:2 : s") + said(8, "R:1 : r", "S:2 : s")
+        self.assertEqual([], self.complaints(tablet, windows))
+
+    def test_a_listed_difference_is_no_difference(self):
+        tablet, windows = said("main", "P:1 : id 36 of x"), said(4, "P:1 : id 364 of x")
+        listed = row("P:1 : id {digits} of {same}", "P:1 : id {digits} of {same}")
+        self.assertEqual([], self.complaints(tablet, windows, listed))
+        self.assertTrue(self.complaints(tablet, said(4, "P:1 : id 364 of y"), listed))
+        self.assertTrue(self.complaints(tablet, said(4, "P:1 : id x of x"), listed))
+
+    def test_a_listed_difference_that_does_not_occur_is_a_difference(self):
+        same = said("main", "A:1 : a")
+        self.assertEqual(1, len(self.complaints(same, said(4, "A:1 : a"), row("A:1 : *", "A:1 : *"))))
+        self.assertEqual(1, len(self.complaints(same, said(4, "A:1 : a"), row("-", "B:2 : b"))))
+
+    def test_a_message_of_one_world_can_be_listed(self):
+        tablet, windows = said("main", "A:1 : a"), said(4, "A:1 : a", "W:9 : only here")
+        self.assertEqual([], self.complaints(tablet, windows, row("-", "W:9 : {same}")))
+
+    def test_what_has_not_been_said_yet_is_counted(self):
+        expected = said("main", "A:1 : a", "A:1 : a", "B:2 : b")
+        self.assertEqual(2, transcript.inclusion(expected, said(4, "A:1 : a"), []))
+        self.assertEqual(0, transcript.inclusion(expected, said(4, "B:2 : b", "A:1 : a", "A:1 : a", "C:3 : c"), []))
+
+
+class TheTable(unittest.TestCase):
+    def read(self, text):
+        with tempfile.TemporaryDirectory() as folder:
+            file = Path(folder) / "README.md"
+            file.write_text(text)
+            return differences.read(file)
+
+    def test_its_rows_are_read(self):
+        header = "| " + " | ".join(differences.COLUMNS) + " |\n|---|---|---|---|---|\n"
+        text = f"# x\n\n{differences.HEADING}\n\nWords.\n\n{header}| a, b | `X:1 : p\\|q` | `-` | either | so |\n\n## next\n| no |\n"
+        (difference,) = self.read(text)
+        self.assertEqual(("X:1 : p|q", "-"), (difference.tablet, difference.wine))
+        self.assertTrue(difference.is_of_one_world)
+        self.assertEqual([True, True, False], [difference.holds_for(name) for name in ("a", "b", "c")])
+
+    def test_a_file_without_it_is_an_error(self):
+        with self.assertRaises(ValueError):
+            self.read("# x\n")
+
+    def test_a_row_without_a_reason_is_an_error(self):
+        header = "| " + " | ".join(differences.COLUMNS) + " |\n|---|---|---|---|---|\n"
+        with self.assertRaises(ValueError):
+            self.read(f"{differences.HEADING}\n\n{header}| all | `a` | `b` | either | |\n")
+
+
+class TheTableOfCalls(unittest.TestCase):
+    def test_it_lists_exactly_what_the_tests_of_conformance_expect(self):
+        text = (PROJECT / "platform" / "README.md").read_text().partition("## One call, two worlds\n")[2]
+        listed = re.findall(r"^\| `([\w-]+)` \|", text.split("\n## ")[0], re.M)
+        sources = "".join(file.read_text() for file in sorted((PROJECT / "tests" / "conformance").glob("*_test.cpp")))
+        expected = set(re.findall(r'\bDiffers(?:<[\w:]+>)?\(\s*"([\w-]+)"', sources))
+        self.assertGreater(len(expected), 10)
+        self.assertEqual(sorted(expected), listed)
+
+
+class TheRunner(unittest.TestCase):
+    def test_without_wine_everything_is_skipped_and_what_is_missing_is_named(self):
+        with tempfile.TemporaryDirectory() as folder:
+            report = Path(folder) / "report.xml"
+            words = ["--build", folder, "--hosted", folder, "--report", str(report), "--wine", "no-such-program"]
+            run = subprocess.run(
+                [sys.executable, str(PROJECT / "tests" / "windows" / "run.py"), *words],
+                capture_output=True,
+                text=True,
+                timeout=30,
+                check=False,
+            )
+            self.assertEqual(0, run.returncode, run.stderr)
+            self.assertRegex(run.stdout.splitlines()[-1], r"^0 passed, 0 failed, [1-9]\d* skipped$")
+            self.assertIn('skipped message="no-such-program is not installed"', report.read_text())
+
+
+class RegistryTexts(unittest.TestCase):
+    def test_values_continuations_and_deletions(self):
+        text = (
+            "Windows Registry Editor Version 5.00\r\n\r\n; words\r\n[HKEY_LOCAL_MACHINE\\A\\B]\r\n"
+            '"Text"="C:\\\\x \\"y\\""\r\n"Number"=dword:0000000a\r\n"Bytes"=hex:01,\\\r\n  02\r\n'
+            '"Several"=hex(7):41,00,00,00\r\n"Gone"=dword:1\r\n"Gone"=-\r\n[HKEY_LOCAL_MACHINE\\A\\C]\r\n'
+            "[-HKEY_LOCAL_MACHINE\\A\\C]\r\n"
+        )
+        parsed = registry_text.parse(text)
+        self.assertEqual(["hkey_local_machine\\a\\b"], list(parsed))
+        self.assertEqual(
+            {
+                "text": (1, 'C:\\x "y"\0'.encode("utf-16-le")),
+                "number": (4, b"\x0a\0\0\0"),
+                "bytes": (3, b"\x01\x02"),
+                "several": (7, b"A\0\0\0"),
+            },
+            parsed["hkey_local_machine\\a\\b"],
+        )
+
+    def test_what_is_not_understood_is_an_error(self):
+        with self.assertRaises(ValueError):
+            registry_text.parse("[HKEY_LOCAL_MACHINE\\A]\nnonsense\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
