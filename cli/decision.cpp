@@ -271,4 +271,13 @@ ArchiveFile FindArchive(const tablet::Drive& drive, std::string_view path) {
   return {!folder, folder, facts.size};
 }
 
+nlohmann::ordered_json ToJson(const Source& source) {
+  nlohmann::ordered_json out{
+      {"source", IdOf(source.origin)}, {"asked", source.asked},   {"where", nullptr},         {"found", nullptr},
+      {"error", source.error},         {"remark", source.remark}, {"decided", source.decided}};
+  if (!source.where.empty()) out["where"] = source.where;
+  if (source.found) out["found"] = *source.found;
+  return out;
+}
+
 }  // namespace cli

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -50,6 +51,8 @@ struct Decision {
 /// which may be null, has changed before. The folder stays as it is. Throws InputError; std::runtime_error when the
 /// service asks for what is not modelled.
 Decision Decide(const std::filesystem::path& folder, const std::function<void(tablet::Tablet&)>& change);
+
+nlohmann::ordered_json ToJson(const Source& source);
 
 /// An archive on the tablet's own drive.
 struct ArchiveFile {

@@ -6,10 +6,14 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/chrome_trace.h"
+#include "cli/decision.h"
 #include "cli/event_json.h"
 #include "cli/exit_code.h"
+#include "cli/report_page.h"
 #include "cli/story_teller.h"
 #include "cli/summary.h"
+#include "cli/timeline.h"
 #include "cli/typed_commands.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
@@ -51,6 +55,11 @@ WorkFolder MakeWorkFolder(const RunOptions& options) {
   }
 }
 
+/// Texts may be the service's: what is no UTF-8 must not end the run.
+std::string Dump(const nlohmann::ordered_json& document, int indent = -1) {
+  return document.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 /// One run, from the folder to the summary.
 class Session {
  public:
@@ -63,6 +72,12 @@ class Session {
         work_(MakeWorkFolder(options)),
         teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
     if (options.events) events_.emplace(*options.events, options.calls);
+    // Whether they can be written is better known before the run than behind it.
+    for (const auto& file : {options.trace, options.report}) {
+      if (file) WriteTextFile(*file, "");
+    }
+    // The choice has a tablet of its own, which must be gone before this one is powered on.
+    if (options.report) decision_ = Decide(options.folder, nullptr);
     tablet::CopyDrive(options.folder, work_.path());
     life_ = std::make_unique<Life>(description_, options.folder, work_.path(),
                                    LifeOptions{.seed = options.seed,
@@ -166,14 +181,24 @@ class Session {
     summary.cut = cut_;
     if (may_keep) summary.kept = Keep();
     if (events_) events_->Close();
+    WritePictures(summary);
     summary.real_seconds = std::chrono::duration<double>(Clock::now() - begun_).count();
     if (options_.json) {
-      auto const document = SummaryJson(summary, *life_, *observer_);
-      console_.Line(document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+      console_.Line(Dump(SummaryJson(summary, *life_, *observer_), 2));
     } else {
       PrintSummary(console_, summary, *life_, *observer_);
     }
     return summary.exit_code;
+  }
+
+  void WritePictures(const Summary& summary) {
+    if (!options_.trace && !options_.report) return;
+    tablet::Tablet& machine = life_->machine();
+    Timeline const timeline = Timeline::Of(machine.journal().events(), machine.scheduler().Now());
+    if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
+    if (!options_.report) return;
+    nlohmann::ordered_json const document = SummaryJson(summary, *life_, *observer_);
+    WriteTextFile(*options_.report, ReportPage(ReportData(document, decision_, timeline, options_.seed)));
   }
 
   std::string Keep() {
@@ -199,6 +224,7 @@ class Session {
   tablet::FolderStamp stamp_;
   WorkFolder work_;
   std::optional<EventFile> events_;
+  Decision decision_;  ///< for the report
   StoryTeller teller_;
   TypedCommands typed_{STDIN_FILENO};
   std::optional<PowerCut> cut_;

@@ -18,6 +18,8 @@ struct RunOptions {
   bool in_place = false;                        ///< or in `folder` itself
   std::optional<std::filesystem::path> events;  ///< a file of JSON Lines
   bool calls = false;                           ///< each call of the Windows API among the events
+  std::optional<std::filesystem::path> trace;   ///< a file in the Trace Event Format
+  std::optional<std::filesystem::path> report;  ///< a page of HTML
   std::optional<std::int64_t> until;            ///< milliseconds of virtual time
   std::uint64_t seed = 0;
   std::vector<tablet::Fault> faults;

@@ -88,15 +88,6 @@ void Print(Console& console, const std::string& name, const Decision& decision, 
   Paragraph(table, "Messages", decision.messages, "none", [](const auto& text) { return text; });
 }
 
-ordered_json ToJson(const Source& source) {
-  ordered_json out{
-      {"source", IdOf(source.origin)}, {"asked", source.asked},   {"where", nullptr},         {"found", nullptr},
-      {"error", source.error},         {"remark", source.remark}, {"decided", source.decided}};
-  if (!source.where.empty()) out["where"] = source.where;
-  if (source.found) out["found"] = *source.found;
-  return out;
-}
-
 ordered_json ToJson(const std::string& name, const Decision& decision, const ArchiveFile& file, const NextStart& next) {
   ordered_json archive;
   if (!decision.path.empty()) {

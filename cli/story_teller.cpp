@@ -19,7 +19,8 @@ bool IsLeftOut(const tablet::TraceEvent& message) {
   return message.function == "CImageSelector::UnzipBinary" && message.text.ends_with("Unzipping status 0");
 }
 
-/// The text behind "function:line : ", which has columns of its own.
+}  // namespace
+
 std::string TextOnly(const tablet::TraceEvent& message) {
   std::string const prefix = message.function + (message.line ? fmt::format(":{} : ", *message.line) : ": ");
   std::string text = message.text.starts_with(prefix) ? message.text.substr(prefix.size()) : message.text;
@@ -34,17 +35,6 @@ std::string TextOnly(const tablet::TraceEvent& message) {
   }
   return shown;
 }
-
-std::string Describe(const tablet::StatusEvent& status) {
-  std::string text = status.state;
-  if (status.exit_code != 0) text += fmt::format(", exit code {}", status.exit_code);
-  if (status.check_point != 0) text += fmt::format(", check point {}", status.check_point);
-  if (status.controls_accepted != 0) text += fmt::format(", accepts {}", DescribeControls(status.controls_accepted));
-  if (status.wait_hint != 0) text += fmt::format(", wait hint {} ms", status.wait_hint);
-  return text;
-}
-
-}  // namespace
 
 std::string DescribeControls(std::uint32_t accepted) {
   static constexpr std::array<std::pair<std::uint32_t, std::string_view>, 9> kNames{{{0x1, "stop"},
@@ -71,6 +61,15 @@ std::string Format(const StoryLine& line) {
   std::string const start = fmt::format("{:>9}  {:<8}", FormatTime(line.time), line.kind);
   if (line.who.empty()) return fmt::format("{}  {}", start, line.text);
   return fmt::format("{}  {:<{}}  {}", start, line.who, kWho, line.text);
+}
+
+std::string Describe(const tablet::StatusEvent& status) {
+  std::string text = status.state;
+  if (status.exit_code != 0) text += fmt::format(", exit code {}", status.exit_code);
+  if (status.check_point != 0) text += fmt::format(", check point {}", status.check_point);
+  if (status.controls_accepted != 0) text += fmt::format(", accepts {}", DescribeControls(status.controls_accepted));
+  if (status.wait_hint != 0) text += fmt::format(", wait hint {} ms", status.wait_hint);
+  return text;
 }
 
 void StoryTeller::Tell(const tablet::Event& event) {

@@ -24,6 +24,9 @@ class RunCommand : public Command {
         app.add_option("--events", options_.events, "write every status report, message and event, one JSON per line")
             ->type_name("FILE");
     app.add_flag("--calls", options_.calls, "with --events: each call of the Windows API too")->needs(events);
+    app.add_option("--trace", options_.trace, "write the run as a timeline that Perfetto opens")->type_name("FILE");
+    app.add_option("--report", options_.report, "write the run as one page of HTML that needs no network")
+        ->type_name("FILE");
     app.add_option("--until", options_.until, "end the run at this virtual time")
         ->type_name("MS")
         ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));

@@ -1,0 +1,22 @@
+# What the program carries in itself, so that it needs no file beside it: the parts of the report's page, and the zones
+# of the service's messages.
+set(embedded_folder ${PROJECT_BINARY_DIR}/embedded)
+file(MAKE_DIRECTORY ${embedded_folder})
+
+set(embedded)
+foreach(part page.html style.css page.js)
+  add_custom_command(OUTPUT ${embedded_folder}/${part}.inc
+    COMMAND ${CMAKE_COMMAND} -DTEXT=${PROJECT_SOURCE_DIR}/cli/report/${part} -DOUT=${embedded_folder}/${part}.inc
+            -P ${PROJECT_SOURCE_DIR}/cmake/EmbedText.cmake
+    DEPENDS cli/report/${part} cmake/EmbedText.cmake VERBATIM)
+  list(APPEND embedded ${embedded_folder}/${part}.inc)
+endforeach()
+add_custom_command(OUTPUT ${embedded_folder}/message_zones.inc
+  COMMAND ${CMAKE_COMMAND} -DPAGE=${PROJECT_SOURCE_DIR}/docs/messages.md -DOUT=${embedded_folder}/message_zones.inc
+          -P ${PROJECT_SOURCE_DIR}/cmake/MessageZones.cmake
+  DEPENDS docs/messages.md cmake/MessageZones.cmake VERBATIM)
+list(APPEND embedded ${embedded_folder}/message_zones.inc)
+
+target_sources(vantord_cli PRIVATE ${embedded})
+target_include_directories(vantord_cli PRIVATE ${embedded_folder})
+target_compile_definitions(vantord_cli PRIVATE VANTORD_TABLET_VERSION="${PROJECT_VERSION}")

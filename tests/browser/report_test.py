@@ -1,0 +1,201 @@
+#!/usr/bin/env python3
+"""The page of `run --report` as its readers meet it, in a headless Chromium: report_test.py PROGRAM FOLDER
+
+FOLDER is made anew; it keeps the tablets, the pages and screenshots of them. Exit code 77 where there is no browser.
+"""
+
+import json
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from browser import Browser, missing  # noqa: E402
+
+PROGRAM, FOLDER = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
+TAB, ENTER, RIGHT, HOME, END = "\ue004", "\ue007", "\ue014", "\ue011", "\ue010"
+NASTY = "</script ></script><script>document.title='broken'</script><!--<b>&amp;"
+
+# Of all elements with a text of their own: the least contrast between it and what is behind it.
+LEAST_CONTRAST = """
+const channel = (c) => (c /= 255) <= 0.03928 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4;
+const parse = (color) => color.match(/[0-9.]+/g).map(Number);
+const light = ([r, g, b]) => 0.2126 * channel(r) + 0.7152 * channel(g) + 0.0722 * channel(b);
+const behind = (element) => {
+  for (let e = element; e; e = e.parentElement) {
+    const color = parse(getComputedStyle(e).backgroundColor);
+    if (color.length === 3 || color[3] === 1) return color;
+  }
+  return [255, 255, 255];
+};
+let least = [99, ''];
+for (const element of document.body.querySelectorAll('*')) {
+  const own = [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
+  if (!own || element.closest('script, svg, noscript') || element.getClientRects().length === 0) continue;
+  const a = light(parse(getComputedStyle(element).color));
+  const b = light(behind(element));
+  const contrast = (Math.max(a, b) + 0.05) / (Math.min(a, b) + 0.05);
+  if (contrast < least[0]) least = [contrast, element.textContent.slice(0, 60)];
+}
+return least;
+"""
+
+
+def tablet(name, sample, change=None):
+    folder = FOLDER / name
+    subprocess.run([PROGRAM, "init", folder, "--sample", sample, "--small"], check=True, stdout=subprocess.DEVNULL)
+    if change:
+        change(folder)
+    page = FOLDER / f"{name}.html"
+    subprocess.run([PROGRAM, "run", folder, "--quiet", "--report", page], check=True, stdout=subprocess.DEVNULL)
+    return page
+
+
+def make_nasty(folder):
+    description = json.loads((folder / "tablet.json").read_text())
+    description["name"] = NASTY
+    (folder / "tablet.json").write_text(json.dumps(description))
+    (folder / "registry" / "zy-nasty.reg").write_text(
+        "Windows Registry Editor Version 5.00\n\n"
+        "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC]\n"
+        '"VZW"="</script>"\n'
+    )
+
+
+class ReportTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.pages = {name: tablet(name, name) for name in ("fresh", "wifi-only", "crashed-modem")}
+        cls.pages["nasty"] = tablet("nasty", "fresh", make_nasty)
+        cls.browser = cls.enterClassContext(Browser())
+
+    def setUp(self):
+        self.browser.look(1280)
+
+    def open(self, name="fresh"):
+        self.browser.open(self.pages[name])
+        self.assertEqual(self.browser.run("return document.documentElement.dataset.drawn"), "yes")
+
+    def texts(self, selector):
+        return self.browser.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", selector)
+
+    def data(self):
+        return self.browser.run("return JSON.parse(document.getElementById('run').textContent)")
+
+    def test_it_needs_no_network(self):
+        text = self.pages["fresh"].read_text()
+        markup = re.sub(r'<script type="application/json".*?</script>', "", text, flags=re.S)
+        self.assertEqual(re.findall(r"(?:src|href)=\"(?!#)[^\"]*|url\((?!#)|@import|\bfetch\(|XMLHttpRequest|\bimport\b", markup), [])
+        for name in self.pages:
+            self.open(name)
+            self.assertEqual(self.browser.run("return performance.getEntriesByType('resource').map((e) => e.name)"), [])
+            self.assertEqual(self.browser.complaints(), [])
+
+    def test_the_answer_and_what_has_changed_can_be_read(self):
+        self.open()
+        answer = self.texts("#answer")[0]
+        self.assertRegex(answer, r"^VZW\.bin, because .*VZW")
+        decided = self.texts("#sources tr.decided td")
+        self.assertEqual(decided[0], "Map of sales codes")
+        self.assertIn("VZW.bin", decided[1])
+        self.assertIn("Parameters\\CSC", decided[2])
+        self.assertTrue(any(row.startswith("AmssFwImagePath") for row in self.texts("#lookups tbody tr")))
+        self.assertTrue(any("qcdsp1v2850.mbn" in row for row in self.texts("#registry tbody tr")))
+        self.assertTrue(any("qcdsp1v2850.mbn" in row for row in self.texts("#files tbody tr")))
+        self.assertIn("No variable has changed.", self.texts("#firmware")[0])
+
+    def test_without_a_deployment_it_says_why_and_what_would_be_chosen(self):
+        self.open("wifi-only")
+        self.assertRegex(self.texts("#answer")[0], r"^None: the service ended before .*It would be c:.*VZW\.bin, because ")
+
+    def test_the_picture_has_each_thread_the_states_waits_and_controls(self):
+        self.open()
+        lanes = self.texts("#picture .lane")
+        self.assertEqual(lanes[0], "service status")
+        threads = {"thread: " + name for name in self.data()["tracks"][1:]}
+        self.assertEqual(set(lanes[1:]), threads)
+        for text in ("START_PENDING", "RUNNING", "STOP_PENDING", "waits: Sleep", "stop control sent"):
+            self.assertIn(text, self.texts("#picture svg text"))
+        self.assertEqual(len(self.texts("#picture rect.wait")), sum(s["kind"] == "wait" for s in self.data()["spans"]))
+
+    def test_messages_are_found_by_zone_and_text(self):
+        self.open()
+        steps = [step for step in self.data()["steps"] if step["kind"] != "call"]
+        plain = [step for step in steps if step.get("zone") != "ZONE_FUNCTION"]
+        self.assertEqual(len(self.texts("#list li")), len(plain))
+        self.browser.type("#text", "determinemodembinary")
+        self.assertEqual(len(self.texts("#list li")), 1)
+        self.assertIn("by CSC VZW", self.texts("#list li")[0])
+        self.assertEqual(self.texts("#count")[0], f"1 of {len(steps)} shown")
+        self.browser.click("#zones input[value=ZONE_DETAIL]")
+        self.assertEqual(self.texts("#list li"), [])
+        self.browser.click("#zones input[value=ZONE_DETAIL]")
+        self.browser.type("#text", "")
+        self.browser.click("#zones input[value=ZONE_FUNCTION]")
+        self.assertEqual(len(self.texts("#list li")), len(steps))
+
+    def test_it_can_be_used_with_the_keyboard_alone(self):
+        self.open()
+        self.browser.run("document.getElementById('zoom-in').focus()")
+        self.browser.press(TAB)
+        self.assertEqual(self.browser.run("return document.activeElement.id"), "picture")
+        self.browser.press(HOME)
+        first = self.texts("#here")[0]
+        self.assertIn('service "Vantord" is started', first)
+        self.browser.press(RIGHT, RIGHT)
+        self.assertIn("VantorService OnStart", self.texts("#here")[0])
+        self.browser.press(ENTER)
+        self.assertIn("VantorService OnStart", self.browser.run("return document.activeElement.textContent"))
+        self.browser.run("document.getElementById('zoom-fit').focus()")
+        self.browser.press(TAB)
+        self.browser.press(ENTER)
+        picture = "const p = document.getElementById('picture'); return p.scrollWidth / p.clientWidth"
+        self.assertAlmostEqual(self.browser.run(picture), 2, delta=0.05)
+
+    def test_a_click_in_the_picture_tells_what_is_there(self):
+        self.open("wifi-only")
+        self.browser.click("#by-time")
+        self.assertIn("20 s", self.texts("#picture .axis"))
+        middle = self.browser.run(
+            "const lane = [...document.querySelectorAll('#picture .lane')].find((e) => e.textContent === 'thread: service');"
+            "lane.scrollIntoView({block: 'center'});"
+            "const svg = document.querySelector('#picture svg').getBoundingClientRect();"
+            "return [svg.left + svg.width / 2, lane.getBoundingClientRect().bottom + 10]"
+        )
+        self.browser.click_at(*middle)
+        self.assertRegex(self.texts("#here")[0], r"^(?:9\.500|10\.000) s . thread service . status START_PENDING")
+
+    def test_texts_of_the_tablet_break_nothing(self):
+        self.open("nasty")
+        self.assertEqual(self.texts("h1")[0], NASTY)
+        self.assertEqual(self.browser.run("return document.title"), NASTY + ": a run of Vantord")
+        self.assertTrue(any("ModemBinary(</script>)" in text for text in self.texts("#list li")))
+        self.assertEqual(self.browser.complaints(), [])
+
+    def test_it_fits_wide_and_narrow_windows_in_light_and_dark(self):
+        grounds = set()
+        for name in self.pages:
+            for width, dark in ((1280, False), (1280, True), (400, False), (400, True)):
+                with self.subTest(page=name, width=width, dark=dark):
+                    self.browser.look(width, dark=dark)
+                    self.open(name)
+                    overflow = "return document.scrollingElement.scrollWidth - window.innerWidth"
+                    self.assertLessEqual(self.browser.run(overflow), 0)
+                    contrast, text = self.browser.run(LEAST_CONTRAST)
+                    self.assertGreaterEqual(contrast, 4.5, text)
+                    grounds.add(self.browser.run("return getComputedStyle(document.body).backgroundColor"))
+                    self.browser.screenshot(FOLDER / f"{name}-{width}-{'dark' if dark else 'light'}.png")
+        self.assertEqual(len(grounds), 2)
+
+
+if __name__ == "__main__":
+    if missing():
+        print("skipped: this machine has no browser to test with; install", " and ".join(missing()))
+        sys.exit(77)
+    shutil.rmtree(FOLDER, ignore_errors=True)
+    FOLDER.mkdir(parents=True)
+    unittest.main(argv=sys.argv[:1], verbosity=2)
