@@ -25,10 +25,11 @@ target_link_libraries(vantord_win32 PUBLIC vantord_tablet)
 target_link_libraries(vantord_service PUBLIC vantord_win32)
 
 find_package(LibArchive REQUIRED)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 file(GLOB cli_sources CONFIGURE_DEPENDS cli/*.cpp cli/commands/*.cpp)
 list(REMOVE_ITEM cli_sources ${PROJECT_SOURCE_DIR}/cli/main.cpp)
 add_library(vantord_cli STATIC ${cli_sources})
-target_link_libraries(vantord_cli PUBLIC vantord_service LibArchive::LibArchive CLI11::CLI11)
+target_link_libraries(vantord_cli PUBLIC vantord_service LibArchive::LibArchive OpenSSL::Crypto CLI11::CLI11)
 add_executable(vantord-tablet cli/main.cpp)
 target_link_libraries(vantord-tablet PRIVATE vantord_cli)
 
