@@ -12,6 +12,9 @@ std::unique_ptr<Command> MakeInitCommand();
 std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();
 std::unique_ptr<Command> MakeLintCommand();
+std::unique_ptr<Command> MakeVerifyCommand();
+std::unique_ptr<Command> MakeDiffCommand();
+std::unique_ptr<Command> MakeValidateCommand();
 std::unique_ptr<Command> MakeStoryCommand();
 
 }  // namespace cli
