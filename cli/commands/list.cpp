@@ -8,6 +8,8 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeRunCommand());
   commands.push_back(MakeSelectCommand());
   commands.push_back(MakeStoryCommand());
+  commands.push_back(MakeCollectCommand());
+  commands.push_back(MakeReplayCommand());
   return commands;
 }
 
