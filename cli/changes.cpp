@@ -78,7 +78,7 @@ std::vector<FirmwareChange> CompareFirmware(const tablet::Firmware::Variables& b
 
 Changes ChangesOf(Life& life) {
   Changes changes;
-  changes.files = life.machine().drive().Changes();
+  changes.files = life.FileChanges();
   changes.registry = tablet::Registry::Compare(life.registry_before(), life.machine().registry());
   changes.firmware = CompareFirmware(life.firmware_before(), life.machine().firmware().variables());
   for (const tablet::FileChange& file : changes.files) {

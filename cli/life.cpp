@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 #include <sched.h>
 
+#include <algorithm>
+#include <map>
+
 #include "cli/exit_code.h"
 #include "cli/fresh_service.h"
 #include "cli/life.h"
@@ -68,6 +71,8 @@ std::string_view NameOf(Kind kind) {
       return "call limit";
     case Kind::kNotModelled:
       return "not modelled";
+    case Kind::kPowerCut:
+      return "power cut";
   }
   return "unknown";
 }
@@ -75,6 +80,7 @@ std::string_view NameOf(Kind kind) {
 int ExitCodeOf(Kind kind) {
   switch (kind) {
     case Kind::kStopped:
+    case Kind::kPowerCut:
       return kDone;
     case Kind::kFailed:
     case Kind::kDied:
@@ -93,17 +99,68 @@ Life::Life(const tablet::Description& description, const std::filesystem::path& 
            const std::filesystem::path& work, LifeOptions options)
     : description_(description),
       options_(options),
-      machine_(description, work, {.seed = options.seed, .realtime = options.realtime}) {
+      machine_(description, work, {.seed = options.seed, .realtime = options.realtime}),
+      entry_(RunService) {
   tablet::LoadState(folder, machine_);
   registry_before_ = machine_.registry().Snapshot();
   firmware_before_ = machine_.firmware().variables();
-  if (description.trace_collected) {
+  Prepare();
+}
+
+Life::Life(const tablet::Description& description, DiskState disk, const std::filesystem::path& work,
+           LifeOptions options)
+    : description_(description),
+      options_(options),
+      machine_(description, work, {.seed = options.seed, .realtime = options.realtime}),
+      registry_before_(std::move(disk.registry_before)),
+      firmware_before_(std::move(disk.firmware_before)),
+      earlier_file_changes_(std::move(disk.file_changes)),
+      entry_(FreshService()) {
+  machine_.registry().Restore(*disk.registry);
+  machine_.firmware().Restore(std::move(disk.firmware));
+  Prepare();
+}
+
+void Life::Prepare() {
+  machine_.scheduler().CutPowerAt(options_.cut_at);
+  if (description_.trace_collected) {
     machine_.trace().Collect(*tablet::Guid::Parse(kServiceProvider), kAllFlags, kAllLevels);
   }
   machine_.scheduler().OnTick([this] { ticks_.fetch_add(1, std::memory_order_relaxed); });
 }
 
 Life::~Life() = default;
+
+DiskState Life::PowerOff(std::unique_ptr<Life> life) {
+  life->machine_.drive().SaveSideFile();
+  return {.registry = life->machine_.registry().Snapshot(),
+          .firmware = life->machine_.firmware().variables(),
+          .registry_before = std::move(life->registry_before_),
+          .firmware_before = std::move(life->firmware_before_),
+          .file_changes = life->FileChanges()};
+}
+
+std::vector<tablet::FileChange> Life::FileChanges() {
+  if (earlier_file_changes_.empty()) return machine_.drive().Changes();
+  std::map<std::u16string, tablet::FileChange> changes;
+  for (const tablet::FileChange& change : earlier_file_changes_) changes[change.path] = change;
+  for (tablet::FileChange change : machine_.drive().Changes()) {
+    auto const earlier = changes.find(change.moved_from.empty() ? change.path : change.moved_from);
+    if (earlier != changes.end()) {
+      change.created = change.created || earlier->second.created;
+      change.written = change.written || earlier->second.written;
+      change.attributes = change.attributes || earlier->second.attributes;
+      if (!earlier->second.moved_from.empty()) change.moved_from = earlier->second.moved_from;
+      if (earlier->second.created) change.moved_from.clear();
+      changes.erase(earlier);
+    }
+    changes[change.path] = std::move(change);
+  }
+  std::vector<tablet::FileChange> all;
+  for (auto& [path, change] : changes) all.push_back(std::move(change));
+  std::ranges::sort(all, tablet::LessIgnoringCase, &tablet::FileChange::path);
+  return all;
+}
 
 void Life::Start() {
   StayOnThisProcessor();
@@ -115,7 +172,7 @@ void Life::Start() {
     });
   }
   machine_.services().OnRestart(FreshService);
-  machine_.services().Start(u"Vantord", RunService);
+  machine_.services().Start(u"Vantord", entry_);
   listening_ = poll_ != nullptr;
   if (listening_) machine_.scheduler().At(kPollStep, [this] { Poll(); });
 }
@@ -140,6 +197,7 @@ bool Life::HasEnded() { return machine_.services().ended().has_value() && !machi
 std::optional<LifeEnd> Life::End() {
   const tablet::ServiceManager& services = machine_.services();
   if (const auto& halt = machine_.scheduler().halted()) {
+    if (halt->reason == tablet::Halt::Reason::kPowerCut) return LifeEnd{Kind::kPowerCut, halt->message};
     bool const polls = halt->reason == tablet::Halt::Reason::kCallLimit;
     return LifeEnd{polls ? Kind::kCallLimit : Kind::kNotModelled, halt->message};
   }

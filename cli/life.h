@@ -1,5 +1,5 @@
 // One life of a tablet: power-on, the unchanged service, controls, the end. The service keeps process-wide state, so a
-// process of the host lives one life at most.
+// process of the host lives one life at most from a folder; a life after a power cut runs a fresh copy of the service.
 #pragma once
 
 #include <atomic>
@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tablet/tablet.h"
 
@@ -18,6 +19,8 @@ namespace cli {
 struct LifeOptions {
   std::uint64_t seed = 0;
   bool realtime = false;
+  /// The power is cut at this call of the Windows API, counted from 1; 0: never.
+  std::uint64_t cut_at = 0;
   /// The watchdog's: real time without a call of the Windows API after which the service counts as hung.
   std::chrono::milliseconds patience{10'000};
 };
@@ -32,6 +35,7 @@ struct LifeEnd {
     kTimeLimit,    ///< the wanted virtual time was reached first
     kCallLimit,    ///< it polls for ever
     kNotModelled,  ///< it called what the simulation does not model
+    kPowerCut,     ///< the power was cut, as asked
   };
   Kind kind = Kind::kStopped;
   std::string message;  ///< a sentence for people, without a full stop
@@ -42,16 +46,35 @@ std::string_view NameOf(LifeEnd::Kind kind);
 /// The exit code that an end leads to.
 int ExitCodeOf(LifeEnd::Kind kind);
 
+/// What outlasts a power cut, beside drive C: in the work folder: everything that was written is on disk. With it goes
+/// what the first life began with, so that changes are told against that.
+struct DiskState {
+  std::unique_ptr<tablet::Registry> registry;
+  tablet::Firmware::Variables firmware;
+
+  std::unique_ptr<tablet::Registry> registry_before;
+  tablet::Firmware::Variables firmware_before;
+  std::vector<tablet::FileChange> file_changes;
+};
+
 class Life {
  public:
   /// Powers on: registry and firmware from `folder`, a tablet; drive C: in `work` (see tablet::CopyDrive).
   Life(const tablet::Description& description, const std::filesystem::path& folder, const std::filesystem::path& work,
        LifeOptions options);
+  /// Powers on again after another life in `work` has been powered off. The service is a fresh copy, with process-wide
+  /// state as at the start of a process; the description, its timeline too, begins anew.
+  Life(const tablet::Description& description, DiskState disk, const std::filesystem::path& work, LifeOptions options);
   ~Life();
+
+  /// Takes the power away: nothing of the life runs any more, the drive stays in its work folder.
+  static DiskState PowerOff(std::unique_ptr<Life> life);
 
   tablet::Tablet& machine() { return machine_; }
   const tablet::Registry& registry_before() const { return *registry_before_; }
   const tablet::Firmware::Variables& firmware_before() const { return firmware_before_; }
+  /// What happened to files, also in lives before this one; ordered by path.
+  std::vector<tablet::FileChange> FileChanges();
 
   /// What the watchdog does with a hung service; it must not return. Set before Start.
   void OnHang(std::function<void(const LifeEnd&)> act) { on_hang_ = std::move(act); }
@@ -75,6 +98,7 @@ class Life {
   LifeEnd Run(std::optional<tablet::Millis> until);
 
  private:
+  void Prepare();
   std::optional<LifeEnd> WaitFor(tablet::Millis deadline, const std::function<bool()>& enough);
   void Poll();
   bool HasEnded();
@@ -86,6 +110,8 @@ class Life {
   tablet::Tablet machine_;
   std::unique_ptr<tablet::Registry> registry_before_;
   tablet::Firmware::Variables firmware_before_;
+  std::vector<tablet::FileChange> earlier_file_changes_;
+  std::function<int()> entry_;
   std::size_t events_to_come_ = 0;
   std::function<bool()> poll_;
   bool listening_ = false;

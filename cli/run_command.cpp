@@ -67,11 +67,29 @@ class Session {
     if (options.report) decision_ = Decide(options.folder, nullptr);
     tablet::CopyDrive(options.folder, work_.path());
     life_ = std::make_unique<Life>(description_, options.folder, work_.path(),
-                                   LifeOptions{options.seed, options.realtime, options.patience});
+                                   LifeOptions{.seed = options.seed,
+                                               .realtime = options.realtime,
+                                               .cut_at = options.cut_at,
+                                               .patience = options.patience});
+    for (const tablet::Fault& fault : options.faults) life_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*life_);
   }
 
   int Run() {
+    if (!options_.json) console_.Line(console_.Styled(Style::kStrong, description_.name));
+    LifeEnd end = Live();
+    if (end.kind == LifeEnd::Kind::kPowerCut) {
+      faults_ = life_->machine().faults().all();
+      cut_ = PowerCut{end.message, life_->machine().scheduler().Now()};
+      BootAgain();
+      end = Live();
+    }
+    return Finish(end, true);
+  }
+
+ private:
+  /// One life, from power-on to its end.
+  LifeEnd Live() {
     Listen();
     life_->OnHang([this](const LifeEnd& end) {
       // On the watchdog's thread: the service runs on and cannot be brought to an end, the program can.
@@ -88,19 +106,30 @@ class Session {
     if (options_.realtime) life_->ListenTo([this] { return DoWhatIsTyped(); });
     std::optional<tablet::Millis> until;
     if (options_.until) until = tablet::Millis(*options_.until);
-    LifeEnd const end = life_->Run(until);
-    return Finish(end, true);
+    return life_->Run(until);
   }
 
- private:
+  /// After the power was cut: the same tablet with what is on its disk, and no faults.
+  void BootAgain() {
+    life_->machine().journal().Note(cut_->message);
+    teller_.Flush();
+    console_.EndProgress();
+    observer_.reset();
+    DiskState disk = Life::PowerOff(std::move(life_));
+    life_ = std::make_unique<Life>(
+        description_, std::move(disk), work_.path(),
+        LifeOptions{.seed = options_.seed, .realtime = options_.realtime, .patience = options_.patience});
+    observer_ = std::make_unique<Observer>(*life_);
+  }
+
   bool Tells() const { return !options_.json && !options_.quiet; }
 
   void Listen() {
-    if (!options_.json) console_.Line(console_.Styled(Style::kStrong, description_.name));
     life_->machine().journal().Listen([this](const tablet::Event& event) {
       if (events_) events_->Write(event);
       if (Tells()) teller_.Tell(event);
     });
+    if (cut_) life_->machine().journal().Note("the tablet boots again, without faults");
     if (!Tells() || !console_.is_terminal()) return;
     observer_->on_progress = [this](const std::string& path, std::uint64_t done, std::uint64_t whole) {
       console_.Progress(fmt::format("of {}", path), done, whole);
@@ -128,7 +157,13 @@ class Session {
   int Finish(const LifeEnd& end, bool may_keep) {
     teller_.Flush();
     console_.EndProgress();
-    Summary summary{description_.name, end, ExitCodeOf(end.kind), 0, {}};
+    Summary summary;
+    summary.tablet = description_.name;
+    summary.end = end;
+    summary.exit_code = ExitCodeOf(end.kind);
+    summary.faults = cut_ ? faults_ : life_->machine().faults().all();
+    summary.asked_cut = options_.cut_at;
+    summary.cut = cut_;
     if (may_keep) summary.kept = Keep();
     if (events_) events_->Close();
     WritePictures(summary);
@@ -172,6 +207,8 @@ class Session {
   Decision decision_;  ///< for the report
   StoryTeller teller_;
   TypedCommands typed_{STDIN_FILENO};
+  std::optional<PowerCut> cut_;
+  std::vector<tablet::Faults::Counted> faults_;  ///< of the life that the power cut ended
   std::unique_ptr<Life> life_;
   std::unique_ptr<Observer> observer_;
 };

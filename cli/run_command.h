@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 #include "cli/console.h"
+#include "tablet/faults.h"
 
 namespace cli {
 
@@ -20,6 +22,8 @@ struct RunOptions {
   std::optional<std::filesystem::path> report;  ///< a page of HTML
   std::optional<std::int64_t> until;            ///< milliseconds of virtual time
   std::uint64_t seed = 0;
+  std::vector<tablet::Fault> faults;
+  std::uint64_t cut_at = 0;  ///< the call at which the power is cut; 0: never
   bool realtime = false;
   bool json = false;
   bool quiet = false;    ///< the summary only

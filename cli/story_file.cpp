@@ -20,9 +20,10 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kPrefaceLines = 3;
 constexpr std::string_view kIndent = "  ";
-constexpr std::array<std::string_view, 20> kVerbs{
-    "arrival",  "boot",    "control", "display", "fault",   "file", "firmware", "interrogate", "power",  "preshutdown",
-    "registry", "removal", "resume",  "set",     "setting", "show", "stop",     "suspend",     "tablet", "wait"};
+constexpr std::array<std::string_view, 21> kVerbs{
+    "arrival",  "boot",        "control", "cut",         "display",  "fault",   "file",
+    "firmware", "interrogate", "power",   "preshutdown", "registry", "removal", "resume",
+    "set",      "setting",     "show",    "stop",        "suspend",  "tablet",  "wait"};
 
 std::string Trimmed(std::string_view text) {
   std::size_t const begin = text.find_first_not_of(' ');

@@ -13,8 +13,8 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
-#include <sstream>
 
 #include "cli/changes.h"
 #include "cli/life.h"
@@ -22,6 +22,7 @@
 #include "cli/story_teller.h"
 #include "cli/story_verbs.h"
 #include "cli/work_folder.h"
+#include "tablet/fault_catalog.h"
 #include "tablet/folder.h"
 #include "tablet/input_error.h"
 #include "tablet/json_source.h"
@@ -46,6 +47,14 @@ std::string WithoutBuildTime(std::string text) {
   return text;
 }
 
+/// A number above 0.
+std::optional<std::int64_t> WholeNumber(const std::string& text) {
+  std::int64_t number = 0;
+  auto const [last, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || last != text.data() + text.size() || number <= 0) return std::nullopt;
+  return number;
+}
+
 /// The verbs of one life, played in the process that is made for it.
 class LifePlayer {
  public:
@@ -65,6 +74,8 @@ class LifePlayer {
       PutFile(verb);
     } else if (verb.word == "fault") {
       AddFault(verb);
+    } else if (verb.word == "cut") {
+      CutPower(verb);
     } else {
       Act(verb);
     }
@@ -104,11 +115,9 @@ class LifePlayer {
       life_.Start();
       end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
     } else if (verb.word == "wait") {
-      std::int64_t duration = 0;
-      auto const [last, error] = std::from_chars(verb.rest.data(), verb.rest.data() + verb.rest.size(), duration);
-      bool const whole = error == std::errc() && last == verb.rest.data() + verb.rest.size() && duration > 0;
-      if (!whole) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
-      end = life_.Advance(tablet::Millis(duration));
+      auto const duration = WholeNumber(verb.rest);
+      if (!duration) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
+      end = life_.Advance(tablet::Millis(*duration));
     } else {
       life_.Happen(EventOf(verb));
       end = life_.RunUntilRest(life_.machine().scheduler().Now() + kLongestWait);
@@ -131,15 +140,18 @@ class LifePlayer {
 
   void AddFault(const StoryVerb& verb) {
     if (started_) Refuse(verb, "the tablet is on", "write faults before \"boot\"");
-    std::istringstream words(verb.rest);
-    tablet::Fault fault;
-    bool const named = static_cast<bool>(words >> fault.call >> fault.error);
-    if (!(words >> fault.first)) fault.first = 1;
-    if (!(words >> fault.count)) fault.count = tablet::Fault::kEvery;
-    if (!named || fault.error == 0 || fault.first == 0 || fault.count == 0) {
-      Refuse(verb, "no call and error", "write: fault QueueUserWorkItem 8, or with the first occurrence and how many");
+    try {
+      life_.machine().faults().Add(tablet::ParseFault(verb.rest));
+    } catch (const tablet::InputError& error) {
+      Refuse(verb, error.problem(), error.next());
     }
-    life_.machine().faults().Add(fault);
+  }
+
+  void CutPower(const StoryVerb& verb) {
+    if (started_) Refuse(verb, "the tablet is on", "write \"cut\" before \"boot\"");
+    auto const call = WholeNumber(verb.rest);
+    if (!call) Refuse(verb, fmt::format("\"{}\" is no number", verb.rest), "give the number of a call: cut 250");
+    life_.machine().scheduler().CutPowerAt(static_cast<std::uint64_t>(*call));
   }
 
   void PutFile(const StoryVerb& verb) {
@@ -294,7 +306,9 @@ std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
     bool booted = false;
     while (end < story.verbs.size() && BelongsToLife(story.verbs[end])) {
       bool const boots = story.verbs[end].word == "boot";
-      if (booted && (boots || story.verbs[end].word == "file" || story.verbs[end].word == "fault")) break;
+      if (booted && (boots || story.verbs[end].word == "file" || story.verbs[end].word == "fault" ||
+                     story.verbs[end].word == "cut"))
+        break;
       booted = booted || boots;
       ++end;
     }

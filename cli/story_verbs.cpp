@@ -49,7 +49,7 @@ tablet::TimelineEvent EventOf(const StoryVerb& verb) {
 }
 
 bool BelongsToLife(const StoryVerb& verb) {
-  static constexpr std::array<std::string_view, 5> kWords{"boot", "fault", "file", "show", "wait"};
+  static constexpr std::array<std::string_view, 6> kWords{"boot", "cut", "fault", "file", "show", "wait"};
   auto const events = tablet::EventWords();
   return std::find(kWords.begin(), kWords.end(), verb.word) != kWords.end() ||
          std::find(events.begin(), events.end(), verb.word) != events.end();

@@ -7,6 +7,7 @@
 #include "cli/crash_report.h"
 #include "cli/story_teller.h"
 #include "cli/table.h"
+#include "tablet/fault_catalog.h"
 
 namespace cli {
 
@@ -42,6 +43,31 @@ std::string FilesText(const Changes& changes) {
   return text;
 }
 
+std::string FaultText(const tablet::Faults::Counted& counted) {
+  std::string const came =
+      counted.hits == 0 ? fmt::format("never came: {} was called {}", counted.fault.call, Counted(counted.seen, "time"))
+                        : fmt::format("came {}", Counted(counted.hits, "time"));
+  return fmt::format("{}  {}", tablet::WriteFault(counted.fault), came);
+}
+
+std::string PowerText(const Summary& summary, std::uint64_t calls) {
+  if (!summary.cut) return fmt::format("never cut: there were only {}", Counted(calls, "call"));
+  return fmt::format("{}, after {} s; the tablet booted again, and what follows is told of both lives together",
+                     summary.cut->message, FormatTime(summary.cut->at));
+}
+
+ordered_json FaultsJson(const Summary& summary) {
+  ordered_json faults = ordered_json::array();
+  for (const tablet::Faults::Counted& counted : summary.faults) {
+    faults.push_back({{"fault", tablet::WriteFault(counted.fault)},
+                      {"call", counted.fault.call},
+                      {"error", counted.fault.error},
+                      {"seen", counted.seen},
+                      {"hits", counted.hits}});
+  }
+  return faults;
+}
+
 }  // namespace
 
 void PrintSummary(Console& console, const Summary& summary, Life& life, const Observer& seen) {
@@ -51,6 +77,8 @@ void PrintSummary(Console& console, const Summary& summary, Life& life, const Ob
   Table table(console);
   console.Line("");
   table.Row("Tablet", summary.tablet);
+  if (!summary.faults.empty()) Paragraph(table, "Faults", summary.faults, "", FaultText);
+  if (summary.asked_cut != 0) table.Row("Power", PowerText(summary, life.machine().scheduler().calls()));
   table.Row("Firmware", (outcome.deployed ? "deployed: " : "not deployed: ") + outcome.reason,
             outcome.deployed ? Style::kGood : Style::kPlain);
   table.Row("Archive", archive == nullptr ? "none" : archive->path);
@@ -104,6 +132,8 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
                         {"exit_code", status.exit_code},
                         {"check_point", status.check_point}});
   }
+  ordered_json cut;
+  if (summary.cut) cut = {{"call", summary.asked_cut}, {"time_ms", summary.cut->at.count()}};
   ordered_json kept;
   if (!summary.kept.empty()) kept = summary.kept;
   return {{"schema", 1},
@@ -118,6 +148,9 @@ ordered_json SummaryJson(const Summary& summary, Life& life, const Observer& see
           {"crash", ToJson(CrashReport::Of(life))},
           {"changes", ToJson(ChangesOf(life))},
           {"status", std::move(statuses)},
+          {"faults", FaultsJson(summary)},
+          {"power_cut", std::move(cut)},
+          {"calls", life.machine().scheduler().calls()},
           {"virtual_ms", life.machine().scheduler().Now().count()},
           {"kept", std::move(kept)}};
 }

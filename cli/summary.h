@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/changes.h"
 #include "cli/console.h"
@@ -12,12 +13,21 @@
 
 namespace cli {
 
+/// The end of a first life by a power cut.
+struct PowerCut {
+  std::string message;
+  tablet::Millis at{0};
+};
+
 struct Summary {
   std::string tablet;
   LifeEnd end;
   int exit_code = 0;
   double real_seconds = 0;
   std::string kept;  ///< where the tablet as it ended was written; empty: nowhere
+  std::vector<tablet::Faults::Counted> faults;
+  std::uint64_t asked_cut = 0;  ///< the call at which the power was to be cut; 0: none
+  std::optional<PowerCut> cut;  ///< nothing when the power was not cut
 };
 
 void PrintSummary(Console& console, const Summary& summary, Life& life, const Observer& seen);

@@ -8,7 +8,9 @@ WinError Faults::Ask(std::string_view call) {
     if (entry.fault.call != call) continue;
     ++entry.seen;
     bool const hit = entry.seen >= entry.fault.first && entry.seen - entry.fault.first < entry.fault.count;
-    if (hit && error == 0) error = entry.fault.error;
+    if (!hit || error != 0) continue;
+    error = entry.fault.error;
+    if (++entry.hits == 1 && on_first_hit) on_first_hit(entry);
   }
   return error;
 }

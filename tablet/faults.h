@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,20 +23,26 @@ struct Fault {
 
 class Faults {
  public:
-  void Add(Fault fault) { faults_.push_back({std::move(fault), 0}); }
+  void Add(Fault fault) { faults_.push_back({.fault = std::move(fault)}); }
   void Clear() { faults_.clear(); }
 
   /// Counts one occurrence of `call` and answers the error it must fail with, or 0. The fault added first wins.
   WinError Ask(std::string_view call);
 
+  /// A fault and what became of it.
+  struct Counted {
+    Fault fault;
+    std::uint32_t seen = 0;  ///< occurrences of its call since it was added
+    std::uint32_t hits = 0;  ///< how many of them failed by it
+  };
+  const std::vector<Counted>& all() const { return faults_; }
   /// The calls of faults that never came to pass.
   std::vector<std::string> Unused() const;
 
+  /// Told when a fault comes to pass for the first time.
+  std::function<void(const Counted&)> on_first_hit;
+
  private:
-  struct Counted {
-    Fault fault;
-    std::uint32_t seen;
-  };
   std::vector<Counted> faults_;
 };
 

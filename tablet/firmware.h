@@ -53,6 +53,7 @@ class Firmware {
   void Put(const FirmwareKey& key, std::vector<std::uint8_t> data);
   void Remove(const FirmwareKey& key) { variables_.erase(key); }
   const Variables& variables() const { return variables_; }
+  void Restore(Variables variables) { variables_ = std::move(variables); }
 
   FirmwareTrouble& trouble() { return trouble_; }
 

@@ -15,6 +15,9 @@ namespace tablet {
 
 namespace {
 
+/// Objects and lists within one another: a tree is taken down by calls as deep as it is.
+constexpr std::size_t kDeepest = 100;
+
 /// Where the parser stands. It reads one character too many behind a number, therefore the line is that of the last
 /// character that is no white space.
 struct Position {
@@ -135,6 +138,9 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
     return true;
   }
   bool Open(JsonNode::Kind kind) {
+    if (open_.size() == kDeepest) {
+      throw InputError(Place(), fmt::format("objects and lists more than {} deep", kDeepest), "nest them less deeply");
+    }
     open_.push_back(New(kind));
     return true;
   }

@@ -26,10 +26,9 @@ void PlugInDevices(const Description& description, Tablet& machine) {
   }
   if (description.crash.amss.present) machine.devices().Arrive(machine.amss().Device());
   if (description.firmware_driver_present) {
-    Firmware& firmware = machine.firmware();
     machine.devices().Arrive(
-        {kSafiClass, description.firmware_driver_link, [&firmware](std::shared_ptr<DeviceFile>& out) {
-           out = std::make_shared<SafiDriver>(firmware);
+        {kSafiClass, description.firmware_driver_link, [&machine](std::shared_ptr<DeviceFile>& out) {
+           out = std::make_shared<SafiDriver>(machine.firmware(), machine.faults());
            return kSuccess;
          }});
   }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::u16string_view kHeader = u"Windows Registry Editor Version 5.00";
 constexpr std::u16string_view kHive = u"HKEY_LOCAL_MACHINE";
+constexpr std::size_t kDeepestKey = 512;
 constexpr const char* kSaveAs = "save the file as UTF-8 or as UTF-16LE with a byte order mark";
 constexpr const char* kSaveLines = "end the lines with a line feed, or with carriage return and line feed";
 
@@ -173,9 +174,12 @@ class Reader {
 
   /// `path` is empty or begins with a separator, as each of its names does.
   void CheckNames(std::u16string_view path) const {
-    while (Take(path, u"\\")) {
+    for (std::size_t depth = 1; Take(path, u"\\"); ++depth) {
       std::u16string_view const name = path.substr(0, path.find(u'\\'));
       if (name.empty()) Refuse("an empty name in the path", "separate the names by single backslashes");
+      if (depth > kDeepestKey) {
+        Refuse(fmt::format("a key more than {} deep", kDeepestKey), "Windows has no deeper ones: shorten the path");
+      }
       if (name.size() > kLongestKeyName) {
         Refuse(fmt::format("a name of {} characters", name.size()),
                fmt::format("names have {} characters at most", kLongestKeyName));

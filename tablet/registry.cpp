@@ -317,4 +317,6 @@ std::unique_ptr<Registry> Registry::Snapshot() const {
   return copy;
 }
 
+void Registry::Restore(const Registry& state) { state_->root = state.state_->root->Copy(); }
+
 }  // namespace tablet

@@ -128,6 +128,8 @@ class Registry {
 
   /// A deep copy of the keys and values (no guards); for comparison.
   std::unique_ptr<Registry> Snapshot() const;
+  /// Makes the keys and values those of `state`; guards stay. Keys that are open are deleted for their holders.
+  void Restore(const Registry& state);
   /// What must change in `before` to make `after`, ordered by path and name. A key that is gone is told
   /// once, for everything below it; the values of a new key are told each.
   static std::vector<RegistryChange> Compare(const Registry& before, const Registry& after);

@@ -67,6 +67,11 @@ WinError SafiDriver::Control(std::uint32_t code, std::span<const std::uint8_t> i
                              std::uint32_t& returned) {
   if (code != kSizeRequest && code != kReadRequest && code != kWriteRequest) return kInvalidFunction;
   if (!HasItsLengths(code, in, out.size())) return kInvalidParameter;
+  if (WinError const fault = faults_.Ask("Pstatus")) {
+    PutNumber(out, 0, fault);
+    returned = static_cast<std::uint32_t>(kStatusBytes);
+    return kSuccess;
+  }
   FirmwareTrouble& trouble = firmware_.trouble();
   if (trouble.status != 0 && trouble.count != 0) return Trouble(out, returned);
 

@@ -14,6 +14,7 @@
 #pragma once
 
 #include "tablet/device_bus.h"
+#include "tablet/faults.h"
 #include "tablet/firmware.h"
 
 namespace tablet {
@@ -21,8 +22,8 @@ namespace tablet {
 /// One opened handle on the driver.
 class SafiDriver : public DeviceFile {
  public:
-  /// `firmware` outlives the driver.
-  explicit SafiDriver(Firmware& firmware) : firmware_(firmware) {}
+  /// Both outlive the driver. A fault of "Pstatus" becomes the status of an answer.
+  SafiDriver(Firmware& firmware, Faults& faults) : firmware_(firmware), faults_(faults) {}
 
   WinError Control(std::uint32_t code, std::span<const std::uint8_t> in, std::span<std::uint8_t> out,
                    std::uint32_t& returned) override;
@@ -34,6 +35,7 @@ class SafiDriver : public DeviceFile {
   WinError Write(const FirmwareKey& key, std::span<const std::uint8_t> data);
 
   Firmware& firmware_;
+  Faults& faults_;
 };
 
 }  // namespace tablet

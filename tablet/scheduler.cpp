@@ -213,9 +213,12 @@ void Scheduler::AsMachine(const std::function<void()>& work) {
   current_ = self;
 }
 
-void Scheduler::HandOver() {
+void Scheduler::HandOver(std::string_view call) {
   OutsideProduct const outside;
-  calls_.fetch_add(1, std::memory_order_relaxed);
+  std::uint64_t const number = calls_.fetch_add(1, std::memory_order_relaxed) + 1;
+  if (number == cut_at_) {
+    HaltRun({Halt::Reason::kPowerCut, "the power is cut at call " + std::to_string(number) + ", " + std::string(call)});
+  }
   if (++calls_since_time_moved_ > options_.call_limit) {
     HaltRun({Halt::Reason::kCallLimit, "more than " + std::to_string(options_.call_limit) +
                                            " calls without any movement of the clock: thread \"" + current_->name +

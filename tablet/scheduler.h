@@ -15,6 +15,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tablet/race_edges.h"
@@ -38,7 +39,7 @@ enum class Wake {
 
 /// Why a run ended before its own end.
 struct Halt {
-  enum class Reason { kNotModelled, kCallLimit, kStopped };
+  enum class Reason { kNotModelled, kCallLimit, kStopped, kPowerCut };
   Reason reason;
   std::string message;
 };
@@ -64,8 +65,12 @@ class Scheduler {
   /// Makes a thread that runs `body` once it is chosen. A body that an exception leaves ends its process.
   ThreadId Start(ProcessId process, std::string name, std::function<void()> body);
 
-  /// A point where another thread may run: each call of the Windows API begins with one.
-  void HandOver();
+  /// A point where another thread may run: each call of the Windows API begins with one. `call` names it in messages.
+  void HandOver(std::string_view call = {});
+
+  /// Cuts the power at the beginning of call number `call`, counted from 1 since power-on: that call and everything
+  /// behind it never happen, the run is halted. 0: never.
+  void CutPowerAt(std::uint64_t call) { cut_at_ = call; }
 
   /// Waits until `ready` holds or the clock reaches `deadline` (since power-on; kForever: none). `ready` is asked by
   /// whichever thread looks for work; it must not wait or change anything.
@@ -137,6 +142,7 @@ class Scheduler {
   std::mt19937_64 random_;
   Millis now_{0};
   std::atomic<std::uint64_t> calls_{0};
+  std::uint64_t cut_at_ = 0;
   std::uint64_t calls_since_time_moved_ = 0;
   std::uint64_t next_turn_ = 1;
   std::uint64_t next_action_ = 1;

@@ -1,8 +1,11 @@
 #include "tablet/tablet.h"
 
+#include <fmt/format.h>
+
 #include <cstdio>
 #include <cstdlib>
 
+#include "tablet/fault_catalog.h"
 #include "tablet/text.h"
 
 namespace tablet {
@@ -36,6 +39,12 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
     notifications_.DropAllOf(process);
     trace_.UnregisterAllOf(process);
   });
+  faults_.on_first_hit = [this](const Faults::Counted& hit) {
+    const CatalogedCall* const call = FindCataloged(hit.fault.call);
+    auto const family = call == nullptr ? ErrorName::Family::kSystem : FamilyOf(call->failure);
+    journal_.Note(fmt::format("fault: {} number {} fails with {}", hit.fault.call, hit.seen,
+                              DescribeError(family, hit.fault.error)));
+  };
   PlugInDevices(description, *this);
   for (const ImageStateChange& change : description.crash.setup) {
     scheduler_.At(change.at, [this, change] {

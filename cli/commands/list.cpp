@@ -7,9 +7,11 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeInitCommand());
   commands.push_back(MakeRunCommand());
   commands.push_back(MakeSelectCommand());
+  commands.push_back(MakeLintCommand());
   commands.push_back(MakeStoryCommand());
   commands.push_back(MakeCollectCommand());
   commands.push_back(MakeReplayCommand());
+  commands.push_back(MakeFaultCommand());
   return commands;
 }
 

@@ -1,7 +1,10 @@
 #include <chrono>
 
 #include "cli/commands/list.h"
+#include "cli/exit_code.h"
 #include "cli/run_command.h"
+#include "tablet/fault_catalog.h"
+#include "tablet/input_error.h"
 
 namespace cli {
 
@@ -29,6 +32,15 @@ class RunCommand : public Command {
         ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
     app.add_option("--seed", options_.seed, "draw which thread runs next; 0: first come, first served")
         ->capture_default_str();
+    app.add_option("--fault", faults_,
+                   "let a call fail; WHEN is 3, 3-5, 3+ or all, ERROR a number or Windows' name for it. May be given "
+                   "again. \"vantord-tablet fault list\" shows the calls and their errors")
+        ->type_name("CALL[@WHEN][:ERROR]");
+    app.add_option("--cut-at", options_.cut_at,
+                   "cut the power at this call of the Windows API, counted from 1; then the tablet boots again from "
+                   "what is on disk, without faults")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
     app.add_flag("--realtime", options_.realtime, "let the tablet's clock wait instead of jumping");
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
     auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summary only");
@@ -41,11 +53,19 @@ class RunCommand : public Command {
 
   int Run(Console& console) override {
     options_.patience = std::chrono::milliseconds(static_cast<std::int64_t>(patience_seconds_ * 1000));
+    for (const std::string& fault : faults_) {
+      try {
+        options_.faults.push_back(tablet::ParseFault(fault));
+      } catch (const tablet::InputError& error) {
+        throw UsageError(std::string("--") + error.what());
+      }
+    }
     return cli::Run(options_, console);
   }
 
  private:
   RunOptions options_;
+  std::vector<std::string> faults_;
   double patience_seconds_ = 10;
 };
 

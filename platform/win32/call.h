@@ -45,7 +45,7 @@ template <typename Describe>
 class Call {
  public:
   Call(const char* name, const Describe& describe) : m_name(name), m_describe(describe) {
-    Machine().scheduler().HandOver();
+    Machine().scheduler().HandOver(name);
     m_fault = Machine().faults().Ask(name);
   }
   Call(const Call&) = delete;

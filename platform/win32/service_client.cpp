@@ -71,6 +71,7 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE manager, LPCWSTR name, DWORD access) {
 BOOL WINAPI CloseServiceHandle(SC_HANDLE handle) {
   auto describe = [&] { return ShowHandle(handle); };
   Call call("CloseServiceHandle", describe);
+  if (call.fault() != 0) return call.Fail(FALSE);
   tablet::HandleTable& handles = Machine().handles();
   if (!Service(handle) && !handles.Get<ManagerObject>(Number(handle))) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   handles.Close(Number(handle));

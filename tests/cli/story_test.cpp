@@ -95,14 +95,14 @@ TEST_F(StoryTest, MachineEventsAreVerbs) {
 TEST_F(StoryTest, FaultsHoldForOneLife) {
   std::string const recorded = Record(
       "tablet already-deployed\n"
-      "fault QueueUserWorkItem 8\n"
-      "fault QueueUserWorkItems 8\n"
+      "fault QueueUserWorkItem:8\n"
+      "fault StartTraceW\n"
       "boot quietly\n"
       "boot quietly\n"
-      "fault CreateEventW 8 1 1\n"
+      "fault CreateEventW@1\n"
       "boot quietly\n");
   EXPECT_THAT(recorded, HasSubstr("STOPPED, exit code 8"));
-  EXPECT_THAT(recorded, HasSubstr("fault     of QueueUserWorkItems never came"));
+  EXPECT_THAT(recorded, HasSubstr("fault     of StartTraceW never came"));
   EXPECT_THAT(recorded, HasSubstr("RUNNING"));
   EXPECT_THAT(recorded, HasSubstr("Windows error code 8"));
 }
@@ -117,7 +117,8 @@ TEST_F(StoryTest, WhatIsNoStoryIsRefusedWithItsLine) {
   EXPECT_THAT(Play("tablet fresh\nboot quietly\ncontrol 12\n").err, HasSubstr("give a number from 128 to 255"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\nstop now\n").err, HasSubstr("line 6: stop: \"now\" is nothing for it"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\narrival a usb\n").err, HasSubstr("\"usb\" is no GUID"));
-  EXPECT_THAT(Play("tablet fresh\nfault CreateFileW\n").err, HasSubstr("line 5: fault: no call and error"));
+  EXPECT_THAT(Play("tablet fresh\nfault CreateFile@x\n").err,
+              HasSubstr("line 5: fault: there is no call \"CreateFile\""));
   EXPECT_THAT(Play("tablet fresh\nboot\nwait soon\n").err, HasSubstr("line 6: wait: \"soon\" is no time"));
   Write("it.story", "no preface\n\n\ntablet fresh\n");
   EXPECT_THAT(Run({"story", "it.story"}).err, HasSubstr("it.story:1: a story begins with three lines"));

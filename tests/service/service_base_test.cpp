@@ -46,6 +46,15 @@ class ProbeService : public CServiceBase {
   Behaviour& m_behaviour;
 };
 
+/// Only the start must be a service's own.
+class SilentService : public CServiceBase {
+ public:
+  SilentService() : CServiceBase(TEXT("Probe"), kMask) {}
+
+ protected:
+  void OnStart(DWORD, LPWSTR*) override {}
+};
+
 class ServiceBase : public testing_support::TabletTest {
  protected:
   void Boot() {
@@ -186,6 +195,24 @@ TEST_F(ServiceBase, PauseContinueAndShutdownAreRouted) {
   SendForced(SERVICE_CONTROL_CONTINUE);
   SendForced(SERVICE_CONTROL_SHUTDOWN);
   EXPECT_THAT(behaviour_.seen, ElementsAre("start", "pause", "continue", "shutdown"));
+  EXPECT_THAT(States(), ElementsAre("START_PENDING", "RUNNING", "PAUSE_PENDING", "PAUSED", "CONTINUE_PENDING",
+                                    "RUNNING", "STOPPED"));
+}
+
+TEST_F(ServiceBase, AServiceThatOverridesOnlyItsStartTakesEveryControl) {
+  machine().services().Start(u"Probe", [] {
+    SilentService service;
+    CServiceBase::Run(service);
+    return 0;
+  });
+  Settle();
+  SendForced(SERVICE_CONTROL_DEVICEEVENT, 0x8000);
+  SendForced(SERVICE_CONTROL_POWEREVENT, 4);
+  SendForced(130);
+  EXPECT_THAT(States(), ElementsAre("START_PENDING", "RUNNING")) << "events change nothing";
+  SendForced(SERVICE_CONTROL_PAUSE);
+  SendForced(SERVICE_CONTROL_CONTINUE);
+  SendForced(SERVICE_CONTROL_SHUTDOWN);
   EXPECT_THAT(States(), ElementsAre("START_PENDING", "RUNNING", "PAUSE_PENDING", "PAUSED", "CONTINUE_PENDING",
                                     "RUNNING", "STOPPED"));
 }

@@ -3,7 +3,7 @@
 # then it stays. Each life begins with check point 1 again.
 tablet already-deployed
 registry [HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Vantord\Parameters] "ulZoneMask"=dword:00000000
-fault WaitForSingleObject 6 1 4
+fault WaitForSingleObject@1-4:ERROR_INVALID_HANDLE
 boot
       0.000  event     service "Vantord" is started
       0.000  status    START_PENDING, check point 1
@@ -21,6 +21,7 @@ boot
       0.000  message   IsUndeployMode:1641                       Not IMAGE_STATE_UNDEPLOYABLE! szImageState = IMAGE_STATE_COMPLETE
       0.000  message   IsFactoryLoggingMode:1701                 It is USER mode. fRet = false!!
       0.000  event     partner service is started
+      0.000  event     fault: WaitForSingleObject number 1 fails with ERROR_INVALID_HANDLE (6)
       0.000  event     the service's process died: thread "worker" was left by an exception with Windows error code 6
       0.000  event     failure 1 of the service: it is restarted after 1000 ms
       1.000  event     service "Vantord" is started

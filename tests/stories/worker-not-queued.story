@@ -2,7 +2,7 @@
 # Nothing that was registered before is undone;
 # it ends with the process.
 tablet already-deployed
-fault QueueUserWorkItem 8
+fault QueueUserWorkItem
 boot
       0.000  event     service "Vantord" is started
       0.000  status    START_PENDING, check point 1
@@ -15,6 +15,7 @@ boot
       0.000  message   CModemTemplate::ExistModemCtrl:121        m_pModemCtrl Open Success
       0.000  message   CServiceBase::RegisterDeviceEvent:67      Success to CM_Register_Notification - InterfaceGUID {A5DCBF10-6530-11D2-901F-00C04FB951ED}
       0.000  message   CServiceBase::RegisterPowerEvent:80       Success to PowerSettingRegisterNotification - InterfaceGUID {6FE69556-704A-47A0-8F24-C28D936FDA47}
+      0.000  event     fault: QueueUserWorkItem number 1 fails with ERROR_NOT_ENOUGH_MEMORY (8)
       0.000  message   CServiceBase::SetServiceStatus:101        Service SetServiceStatus, 141
       0.000  status    STOPPED, exit code 8
       0.000  event     the service's process ended with exit code 0

@@ -208,6 +208,20 @@ TEST_F(DescriptionTest, NamesTheLineWhereTheTextIsNoJson) {
               HasSubstr("tablet.json:2: schema: the key is given twice, first in line 1"));
 }
 
+TEST_F(DescriptionTest, RefusesTextThatIsNestedTooDeeply) {
+  // Without a limit such a text brings the reader down.
+  constexpr std::size_t kMany = 400'000;
+  EXPECT_THAT(Refusal("{\"name\":\n" + std::string(kMany, '[') + std::string(kMany, ']') + "}"),
+              HasSubstr("tablet.json:2: objects and lists more than 100 deep; nest them less deeply"));
+  std::string objects;
+  for (std::size_t i = 0; i < kMany; ++i) objects += "{\"a\":";
+  EXPECT_THAT(Refusal(objects + "1" + std::string(kMany, '}')), HasSubstr("more than 100 deep"));
+  // The object around them counts as well.
+  EXPECT_THAT(Refusal("{\"name\":" + std::string(99, '[') + std::string(99, ']') + "}"),
+              HasSubstr("the key is missing"));
+  EXPECT_THAT(Refusal("{\"name\":" + std::string(100, '[') + std::string(100, ']') + "}"), HasSubstr("100 deep"));
+}
+
 TEST(JsonSource, CountsLinesAlsoBehindNumbers) {
   tablet::JsonNode const tree = tablet::ParseJsonWithLines("{\n\"a\": 1\n,\n\"b\": [\n2,\n\n3 ] }", "f");
   ASSERT_EQ(tree.members.size(), 2U);

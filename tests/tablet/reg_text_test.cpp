@@ -126,6 +126,15 @@ TEST(RegTextTest, MalformedKeysAreRefused) {
               HasSubstr("a name of 256 characters"));
 }
 
+TEST(RegTextTest, KeysAreAsDeepAsWindowsHasThem) {
+  std::string path;
+  for (int i = 0; i < 512; ++i) path += "\\a";
+  Registry registry;
+  tablet::ReadRegText(kHead + "[HKEY_LOCAL_MACHINE" + path + "]\n", "t.reg", registry);
+  EXPECT_TRUE(registry.HasKey(tablet::ToUtf16(path.substr(1))));
+  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE" + path + "\\a]\n"), HasSubstr("a key more than 512 deep"));
+}
+
 TEST(RegTextTest, MalformedValuesAreRefusedWithFileLineAndKey) {
   std::string const place = "t.reg:4: [HKEY_LOCAL_MACHINE\\SOFTWARE\\A]: ";
   auto const refusal = [&](const std::string& line) { return Refusal(kHead + kKey + line + "\n"); };

@@ -48,7 +48,7 @@ class SafiDriverTest : public testing_support::TabletTest {
   }
   WinError Send(std::uint32_t code, const Bytes& in, std::size_t out_bytes) {
     reply_.assign(out_bytes, 0xEE);
-    tablet::SafiDriver driver(firmware());
+    tablet::SafiDriver driver(firmware(), machine().faults());
     return driver.Control(code, in, reply_, returned_);
   }
   WinError AskSize(const Bytes& in) { return Send(kSize, in, 8); }

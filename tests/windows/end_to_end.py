@@ -56,9 +56,7 @@ class Lives:
             provision.install_service(windows, world.programs)
             self.began = datetime.datetime.now(datetime.UTC)
             here = session.Session(windows, self.tablet, world.programs)
-            self.windows = here.live(
-                self.hosted.messages_before_stop(), self.hosted.was_told_to_stop(), self.differences
-            )
+            self.windows = here.live(self.hosted, self.differences)
             self.variables = here.variables(self.hosted.saved.variables().keys() | self.tablet.variables().keys())
             self.ended = datetime.datetime.now(datetime.UTC)
 
@@ -243,6 +241,23 @@ class OobeThenDesktop(SampleTest, EverySample, ModemSample):
         self.assertEqual(bytes(1040) + b"\x01\x00", bytes.fromhex(arrivals["reset"]))
 
 
+class NobodyLoggedOn(SampleTest, EverySample, ModemSample):
+    sample = "crashed-nobody-logged-on"
+
+    def test_the_dumps_are_moved_and_nobody_is_told(self):
+        moved = [path for path in self.lives.windows.files if path.endswith("\\modem.dmp")]
+        self.assertEqual(2, len(moved), "its old place and its new one")
+        self.assertEqual([], self.lives.windows.toasts)
+
+
+class NoAmssDriver(SampleTest, EverySample, ModemSample):
+    sample = "no-amss-driver"
+
+    def test_no_reset_arrives(self):
+        self.assertEqual(0, self.lives.windows.arrivals["statistics_opened"])
+        self.assertEqual("", self.lives.windows.arrivals["reset"])
+
+
 class Controls(SampleTest, EverySample):
     sample = "already-deployed"
     called = "controls"
@@ -270,4 +285,5 @@ class Controls(SampleTest, EverySample):
         )
 
 
-SUITES = (WifiOnly, OobeThenDesktop, Fresh, CrashedModem, Controls, AlreadyDeployed)
+# The longest ones first.
+SUITES = (WifiOnly, OobeThenDesktop, NobodyLoggedOn, Controls, Fresh, CrashedModem, NoAmssDriver, AlreadyDeployed)

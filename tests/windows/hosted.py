@@ -32,13 +32,13 @@ class HostedLife:
     def messages(self):
         return [transcript.Message.of(event) for event in self.events if event["kind"] == "trace"]
 
-    def messages_before_stop(self):
-        """What the service says until it has come to rest, or all it ever says when it ends by itself."""
+    def messages_before(self, at_ms=None):
+        """What the service says before a virtual time; without one, until it has come to rest and is stopped."""
         messages = []
         for event in self.events:
             if event["kind"] == "event" and event["text"] == STOP_SENT:
                 break
-            if event["kind"] == "trace":
+            if event["kind"] == "trace" and (at_ms is None or event["time_ms"] < at_ms):
                 messages.append(transcript.Message.of(event))
         return messages
 

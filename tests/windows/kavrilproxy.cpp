@@ -1,5 +1,5 @@
 // A stand-in for the radio interface layer's proxy library: it connects at once, and completes each command on a thread
-// of its own, as the real one does.
+// of its own.
 #include <windows.h>
 
 namespace {
@@ -10,7 +10,10 @@ using NotifyCallback = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PT
 struct Connection {
   ResultCallback onResult;
   void* context;
+  HANDLE answering;  ///< the thread that completes the last command; null when there was none
 };
+
+constexpr DWORD kLongestAnswerMs = 10000;
 
 DWORD WINAPI Answer(void* parameter) {
   auto const* const connection = static_cast<const Connection*>(parameter);
@@ -26,18 +29,22 @@ HRESULT WINAPI RIL_Initialize(DWORD, ResultCallback onResult, NotifyCallback, DW
                               const WCHAR*, void** handle) {
   auto* const connection = static_cast<Connection*>(::HeapAlloc(::GetProcessHeap(), 0, sizeof(Connection)));
   if (connection == nullptr) return E_OUTOFMEMORY;
-  *connection = {onResult, context};
+  *connection = {onResult, context, nullptr};
   *handle = connection;
   return S_OK;
 }
 
-// The connection's memory stays: an answer may still be on its way.
-HRESULT WINAPI RIL_Release(void*) { return S_OK; }
+// Waits for an answer that is on its way, as the simulated tablet does. The connection's memory stays.
+HRESULT WINAPI RIL_Release(void* handle) {
+  HANDLE const answering = static_cast<Connection*>(handle)->answering;
+  if (answering != nullptr) ::WaitForSingleObject(answering, kLongestAnswerMs);
+  return S_OK;
+}
 
 HRESULT WINAPI RIL_RadioCommand(void* handle, void*, DWORD) {
-  HANDLE const thread = ::CreateThread(nullptr, 0, &Answer, handle, 0, nullptr);
-  if (thread == nullptr) return E_FAIL;
-  ::CloseHandle(thread);
-  return S_OK;
+  auto* const connection = static_cast<Connection*>(handle);
+  if (connection->answering != nullptr) ::CloseHandle(connection->answering);
+  connection->answering = ::CreateThread(nullptr, 0, &Answer, connection, 0, nullptr);
+  return connection->answering == nullptr ? E_FAIL : S_OK;
 }
 }

@@ -20,6 +20,9 @@ class MachineError(Exception):
     """Something that the test needed of the machine did not happen; the text says what."""
 
 
+POLL_SECONDS = 0.05
+INTERRUPT_SECONDS = 30
+
 # What is no hard link to the template: Wine writes these in place.
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
 
@@ -30,10 +33,15 @@ _interrupted = threading.Event()
 
 
 def interrupt():
-    """Takes all machines down and lets none come up. What waits for one of their programs gets a MachineError."""
+    """Lets no program of a machine go on or begin: whoever waits for one gets a MachineError, and then stops and removes
+    the machine. Returns when all have done so."""
     _interrupted.set()
-    for one in list(_running):
-        one.stop()
+    end = time.monotonic() + INTERRUPT_SECONDS
+    while _running and time.monotonic() < end:
+        for one in list(_running):
+            with contextlib.suppress(MachineError):
+                one.kill()
+        time.sleep(POLL_SECONDS)
 
 
 class Wine:
@@ -121,7 +129,7 @@ class Machine:
             self._wineserver("-k")
         with contextlib.suppress(MachineError):
             self._wineserver("-w")
-        self._kill_what_is_left()
+        self.kill()
         _running.discard(self)
 
     def processes(self):
@@ -133,7 +141,7 @@ class Machine:
                     if mark in (folder / "environ").read_bytes().split(b"\0"):
                         yield int(folder.name)
 
-    def _kill_what_is_left(self):
+    def kill(self):
         for _ in range(100):
             left = list(self.processes())
             if not left:
@@ -141,7 +149,7 @@ class Machine:
             for process in left:
                 with contextlib.suppress(ProcessLookupError):
                     os.kill(process, signal.SIGKILL)
-            time.sleep(0.05)
+            time.sleep(POLL_SECONDS)
         raise MachineError(f"these processes of {self.prefix} do not end: {left}")
 
     def _wineserver(self, argument):
@@ -176,7 +184,7 @@ def template(wine, folder):
     if made.exists():
         return made
     unfinished = Machine(wine, Path(folder) / f"unfinished-{key}")
-    shutil.rmtree(unfinished.prefix, ignore_errors=True)
+    remove(wine, unfinished.prefix)
     unfinished.prefix.mkdir(parents=True)
     _running.add(unfinished)
     try:

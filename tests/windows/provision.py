@@ -86,7 +86,6 @@ def _refuse_what_is_not_provided(tablet):
         ("registry.denied", []),
         ("registry.read_only", []),
         ("partner.state", "stopped"),
-        ("amss.present", True),
         ("trace.collect", True),
     ):
         if tablet.get(key, provided) != provided:
@@ -95,7 +94,7 @@ def _refuse_what_is_not_provided(tablet):
 
 def _copy_programs(machine, programs):
     for file in sorted(programs.beside.glob("*.*")):
-        if file.suffix in (".exe", ".sys"):
+        if file.suffix in (".exe", ".sys", ".dll"):
             place(machine, file, f"{TEST_FOLDER}\\{file.name}")
 
 
@@ -126,13 +125,15 @@ def _machine_registry():
         '"Service"="VantordTestDriver"',
         f'"ClassGUID"="{MODEM_CLASS_GUID}"',
         "",
-        # The supplied library is for the program under test alone.
+        # The supplied library is for the programs under test alone.
         f"[{overrides}\\DllOverrides]",
         '"cfgmgr32"="builtin"',
         "",
-        f"[{overrides}\\AppDefaults\\Vantord.exe\\DllOverrides]",
-        '"cfgmgr32"="native"',
-        "",
+        *(
+            line
+            for program in ("Vantord.exe", "conformance.exe")
+            for line in (f"[{overrides}\\AppDefaults\\{program}\\DllOverrides]", '"cfgmgr32"="native"', "")
+        ),
     ]
     return "\r\n".join(lines).encode("utf-8")
 
@@ -148,6 +149,8 @@ def _start_devices(machine, tablet):
     for which, key in (("modem", "modem.present"), ("safi", "firmware_driver.present")):
         if tablet.get(key, True):
             words += ["--", "interface", which, "on"]
+    if not tablet.get("amss.present", tablet.get("modem.present", True)):
+        words += ["--", "interface", "statistics", "off"]
     for key, data in tablet.variables().items():
         words += ["--", "variable", key, data.hex()]
     steer(machine, *words)

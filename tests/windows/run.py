@@ -6,6 +6,8 @@ Exit code 0 when no test failed; what cannot run here is skipped with the reason
 """
 
 import argparse
+import contextlib
+import fcntl
 import signal
 import sys
 import traceback
@@ -14,6 +16,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
+import conformance  # noqa: E402
 import end_to_end  # noqa: E402
 import endings  # noqa: E402
 import machine  # noqa: E402
@@ -53,6 +56,18 @@ def run_suite(suite, names, report):
                 test.doCleanups()
 
 
+def run_conformance(world, names, report):
+    try:
+        conformance.run(world, names, report)
+    except Exception as error:  # noqa: BLE001 - told as a failure of the whole
+        text = "".join(traceback.format_exception(error))
+        report.add(conformance.SUITE, "the tests come to their end", 0.0, "failure", text)
+
+
+def wants_conformance(names):
+    return not names or any(name.startswith(conformance.SUITE) for name in names)
+
+
 def main(arguments):
     options = parse(arguments)
     report = Report()
@@ -63,12 +78,33 @@ def main(arguments):
         for suite in suites:
             for _, name in tests_of(suite, options.names):
                 report.skip(suite.__name__, name.removeprefix("test_").replace("_", " "), f"{missing} is not installed")
+        if wants_conformance(options.names):
+            report.skip(conformance.SUITE, "all of them", f"{missing} is not installed")
     else:
-        run_all(options, wine, suites, report)
+        with sole_user((options.work or options.build / "wine").resolve()):
+            run_all(options, wine, suites, report)
     if options.report:
         report.write(options.report)
     print(report.summary())
     return 1 if report.failed or not report.count else 0
+
+
+@contextlib.contextmanager
+def sole_user(folder):
+    """Two runs would pull each other's machines down."""
+    folder.mkdir(parents=True, exist_ok=True)
+    with open(folder / "lock", "w") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            sys.exit(f"run.py: another run is at work in {folder}: wait for it, or give this one another --work")
+        yield
+
+
+def need(path, how):
+    if not path.exists():
+        sys.exit(f"run.py: {path} is missing: {how}")
+    return path.resolve()
 
 
 def run_all(options, wine, suites, report):
@@ -80,13 +116,20 @@ def run_all(options, wine, suites, report):
             template=machine.template(wine, templates),
             work=(options.work or templates).resolve(),
             build=options.build.resolve(),
-            programs=provision.Programs(options.build / "Vantord.exe", options.build / "beside"),
-            vantord_tablet=(options.hosted / "vantord-tablet").resolve(),
+            programs=provision.Programs(
+                need(options.build / "Vantord.exe", "./dev windows builds it"),
+                need(options.build / "beside", "./dev windows builds it"),
+            ),
+            vantord_tablet=need(options.hosted / "vantord-tablet", "./dev build builds it"),
             readme=PROJECT / "platform" / "README.md",
         )
         for suite in suites:
             suite.world = world
-        for done in [pool.submit(run_suite, suite, options.names, report) for suite in suites]:
+        work = [pool.submit(run_suite, suite, options.names, report) for suite in suites]
+        if wants_conformance(options.names):
+            names = [name.removeprefix(conformance.SUITE) for name in options.names]
+            work.append(pool.submit(run_conformance, world, [name for name in names if name], report))
+        for done in work:
             done.result()
     finally:
         # Also after Ctrl-C: then the others still run, until their machines are gone.

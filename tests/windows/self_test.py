@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Does the comparison of two worlds find what it is there for? Needs neither Wine nor Windows."""
 
+import re
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -14,6 +16,7 @@ import transcript  # noqa: E402
 from differences import Difference  # noqa: E402
 from transcript import Message  # noqa: E402
 
+PROJECT = Path(__file__).resolve().parents[2]
 GUID = "{3AEFEA6F-AED7-398F-0C1C-68436903AE64}"
 OTHER_GUID = "{6311AFDF-0911-386C-ED5C-6962340DA587}"
 
@@ -110,6 +113,33 @@ class TheTable(unittest.TestCase):
         header = "| " + " | ".join(differences.COLUMNS) + " |\n|---|---|---|---|---|\n"
         with self.assertRaises(ValueError):
             self.read(f"{differences.HEADING}\n\n{header}| all | `a` | `b` | either | |\n")
+
+
+class TheTableOfCalls(unittest.TestCase):
+    def test_it_lists_exactly_what_the_tests_of_conformance_expect(self):
+        text = (PROJECT / "platform" / "README.md").read_text().partition("## One call, two worlds\n")[2]
+        listed = re.findall(r"^\| `([\w-]+)` \|", text.split("\n## ")[0], re.M)
+        sources = "".join(file.read_text() for file in sorted((PROJECT / "tests" / "conformance").glob("*_test.cpp")))
+        expected = set(re.findall(r'\bDiffers(?:<[\w:]+>)?\(\s*"([\w-]+)"', sources))
+        self.assertGreater(len(expected), 10)
+        self.assertEqual(sorted(expected), listed)
+
+
+class TheRunner(unittest.TestCase):
+    def test_without_wine_everything_is_skipped_and_what_is_missing_is_named(self):
+        with tempfile.TemporaryDirectory() as folder:
+            report = Path(folder) / "report.xml"
+            words = ["--build", folder, "--hosted", folder, "--report", str(report), "--wine", "no-such-program"]
+            run = subprocess.run(
+                [sys.executable, str(PROJECT / "tests" / "windows" / "run.py"), *words],
+                capture_output=True,
+                text=True,
+                timeout=30,
+                check=False,
+            )
+            self.assertEqual(0, run.returncode, run.stderr)
+            self.assertRegex(run.stdout.splitlines()[-1], r"^0 passed, 0 failed, [1-9]\d* skipped$")
+            self.assertIn('skipped message="no-such-program is not installed"', report.read_text())
 
 
 class RegistryTexts(unittest.TestCase):

@@ -18,7 +18,10 @@ from tablet_folder import File
 
 REST_SECONDS = 60
 END_SECONDS = 90
+TOAST_SECONDS = 20
 POLL_SECONDS = 0.02
+
+TOAST_STARTED = "Success to launch Toast for CPCrash"
 
 # Controls that nobody can send under Wine go through this one: provision's library delivers what the registry says.
 DESCRIBED_CONTROL = 255
@@ -50,12 +53,13 @@ class Session:
         self.tablet = tablet
         self.programs = programs
 
-    def live(self, expected, is_stopped, differences):
-        """One life of the service. `expected` is what it says until it rests; then, if `is_stopped`, it is stopped."""
+    def live(self, hosted, differences):
+        """One life of the service. `hosted` is its life on the simulated tablet: what happens next in the timeline waits
+        until the service has said what it had said there by then, and the stop until it has said all."""
         before = _snapshot(self.machine.drive)
         printed = steer(self.machine, "start", SERVICE, 1000 * END_SECONDS, seconds=END_SECONDS + 30)
         self.started = time.monotonic()
-        printed += self._follow(self._timeline(), is_stopped, expected, differences)
+        printed += self._follow(self._timeline(), hosted, differences)
         life = Life()
         life.statuses = self._statuses(printed)
         life.messages = self._messages()
@@ -80,16 +84,17 @@ class Session:
         events += [(event["at_ms"], {"event": "setup", **event}) for event in self.tablet.get("setup", [])]
         return sorted(events, key=lambda event: event[0])
 
-    def _follow(self, timeline, is_stopped, expected, differences):
+    def _follow(self, timeline, hosted, differences):
         """Lets the timeline happen, in real time, and the service come to its end; what the service manager showed."""
         for at, event in timeline:
+            self._await_messages(hosted.messages_before(at), differences)
             time.sleep(max(0, self.started + at / 1000 - time.monotonic()))
             if event["event"] in ("stop", "preshutdown"):
                 return self._end(event["event"])
             self._happen(event)
-        if not is_stopped:
+        if not hosted.was_told_to_stop():
             return self._end("nothing")
-        self._await_rest(expected, differences)
+        self._await_messages(hosted.messages_before(), differences)
         return self._end("stop")
 
     def _end(self, how):
@@ -129,7 +134,7 @@ class Session:
         self.machine.run("reg", "add", *words, "EventData", "/t", "REG_BINARY", "/d", data.hex())
         steer(self.machine, "control", SERVICE, DESCRIBED_CONTROL)
 
-    def _await_rest(self, expected, differences):
+    def _await_messages(self, expected, differences):
         """Returns when all that is expected was said; when it never is, the comparison will tell what is missing."""
         end = time.monotonic() + REST_SECONDS
         while transcript.inclusion(expected, self._messages(), differences) and time.monotonic() < end:
@@ -153,8 +158,12 @@ class Session:
         ]
 
     def _toasts(self):
-        """The program ends on its own, after the service at the latest, for it is started long before the stop."""
+        """The program runs beside the service: where it was started, its note is waited for."""
         file = self.machine.host_path(provision.TOAST_NOTE)
+        end = time.monotonic() + TOAST_SECONDS
+        started = any(message.text.endswith(TOAST_STARTED) for message in self._messages())
+        while started and not (file.exists() and file.stat().st_size) and time.monotonic() < end:
+            time.sleep(POLL_SECONDS)
         return _objects(file.read_text()) if file.exists() else []
 
     def _changed_paths(self, before):

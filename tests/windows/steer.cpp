@@ -1,7 +1,7 @@
 // What a test does inside of Wine: steers the test driver and plays the service manager's client.
 //
 //   steer driver PATH                       makes and starts the test driver
-//   steer interface modem|safi|usb on|off   lets a device interface arrive or leave
+//   steer interface NAME on|off             lets "modem", "safi", "usb" or "statistics" arrive or leave
 //   steer variable KEY HEX                  gives a firmware variable its bytes; "-" removes it
 //   steer show KEY                          prints a firmware variable
 //   steer arrivals                          prints what has arrived at the devices since the last time
@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -76,9 +77,9 @@ bool StartDriver(const Words& words) {
 }
 
 bool ToggleInterface(const Words& words) {
-  constexpr const WCHAR* kNames[kSteerInterfaces] = {L"modem", L"safi", L"usb"};
+  constexpr const WCHAR* kNames[] = {L"modem", L"safi", L"usb", L"statistics"};
   SteerInterface wanted = {0, words[2] == L"on" ? 1ul : 0ul};
-  while (wanted.which < kSteerInterfaces && words[1] != kNames[wanted.which]) ++wanted.which;
+  while (wanted.which < std::size(kNames) && words[1] != kNames[wanted.which]) ++wanted.which;
   return Steer(kSteerInterface, &wanted, sizeof(wanted));
 }
 

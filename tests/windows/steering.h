@@ -11,7 +11,8 @@ inline constexpr ULONG kSteerTrouble = 0x80002008;    ///< in: SteerTrouble
 inline constexpr ULONG kReadVariable = 0x8000200C;    ///< in: SteerVariable, of which the key counts; out: the same
 inline constexpr ULONG kReadArrivals = 0x80002010;    ///< out: SteerArrivals, which start anew
 
-enum SteerWhich : ULONG { kSteerModem = 0, kSteerSafi = 1, kSteerUsb = 2, kSteerInterfaces = 3 };
+/// Three device interfaces, and "\\.\AMSSStats", which is there at first and the others are not.
+enum SteerWhich : ULONG { kSteerModem = 0, kSteerSafi = 1, kSteerUsb = 2, kSteerInterfaces = 3, kSteerStatistics = 3 };
 
 /// An interface arrives or leaves.
 struct SteerInterface {

@@ -142,7 +142,16 @@ NTSTATUS ControlStatistics(IRP* irp, const IO_STACK_LOCATION& at) {
   return Complete(irp, STATUS_SUCCESS);
 }
 
+NTSTATUS ToggleStatistics(bool present) {
+  UNICODE_STRING link;
+  UNICODE_STRING device;
+  RtlInitUnicodeString(&link, L"\\DosDevices\\AMSSStats");
+  RtlInitUnicodeString(&device, L"\\Device\\AMSSStats");
+  return present ? IoCreateSymbolicLink(&link, &device) : IoDeleteSymbolicLink(&link);
+}
+
 NTSTATUS ToggleInterface(const SteerInterface& wanted) {
+  if (wanted.which == kSteerStatistics) return ToggleStatistics(wanted.present != 0);
   if (wanted.which >= kSteerInterfaces || g_tablet == nullptr) return STATUS_INVALID_PARAMETER;
   return IoSetDeviceInterfaceState(&ExtensionOf(g_tablet).links[wanted.which], wanted.present != 0 ? TRUE : FALSE);
 }
