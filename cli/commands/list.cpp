@@ -12,6 +12,8 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeDiffCommand());
   commands.push_back(MakeValidateCommand());
   commands.push_back(MakeStoryCommand());
+  commands.push_back(MakeCollectCommand());
+  commands.push_back(MakeReplayCommand());
   commands.push_back(MakeFaultCommand());
   return commands;
 }

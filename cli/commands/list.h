@@ -7,8 +7,10 @@
 
 namespace cli {
 
+std::unique_ptr<Command> MakeCollectCommand();
 std::unique_ptr<Command> MakeFaultCommand();
 std::unique_ptr<Command> MakeInitCommand();
+std::unique_ptr<Command> MakeReplayCommand();
 std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();
 std::unique_ptr<Command> MakeLintCommand();
