@@ -35,7 +35,8 @@ struct DriveHost {
   bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
   bool in_memory = false;        ///< the host's folder was left: data are in the nodes, nothing follows any change
   bool has_side_file = false;    ///< what the host does not say about a file may stand there
-  std::unordered_set<DriveNode*> behind;  ///< whose times the host does not have yet
+  std::optional<std::uint64_t> free_bytes;  ///< what files may still grow by; nothing: as far as the host goes
+  std::unordered_set<DriveNode*> behind;    ///< whose times the host does not have yet
 
   /// Gives the host the times of all of them.
   void CatchUp();
