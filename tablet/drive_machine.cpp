@@ -149,7 +149,7 @@ bool Drive::Lock(std::u16string_view path) {
   std::shared_ptr<DriveNode> const node = state_->Lookup(path, current_directory_);
   if (node == nullptr || node->folder) return false;
   std::shared_ptr<OpenFile> file;
-  if (OpenNode(node, {.rights = kMayRead, .share = 0}, state_->clock, on_read, file) != kSuccess) return false;
+  if (OpenNode(node, {.rights = kMayRead, .share = 0}, -1, state_->clock, on_read, file) != kSuccess) return false;
   state_->locks.push_back(std::move(file));
   return true;
 }
