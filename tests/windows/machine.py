@@ -45,9 +45,11 @@ def interrupt():
 
 
 class Wine:
-    """How Wine is started. `wine` and `wineserver` are command lines to which arguments are appended."""
+    """How Wine is started. `wine` and `wineserver` are command lines to which arguments are appended. `patience`: how many
+    times longer than on this machine's own processor its programs may take."""
 
-    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None):
+    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None, patience=1):
+        self.patience = patience
         self.wine = list(wine)
         self.wineserver = list(wineserver)
         self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
@@ -94,6 +96,7 @@ class Machine:
     def run_for_status(self, *command, seconds=60):
         if _interrupted.is_set():
             raise MachineError("interrupted")
+        seconds *= self.wine.patience
         # A file and not a pipe: what the program leaves running would keep a pipe open.
         with tempfile.TemporaryFile() as output:
             process = subprocess.Popen(
@@ -162,7 +165,7 @@ class Machine:
                 stdout=subprocess.DEVNULL,
                 stderr=subprocess.DEVNULL,
                 start_new_session=True,
-                timeout=20,
+                timeout=20 * self.wine.patience,
                 check=False,
             )
         except subprocess.TimeoutExpired:
