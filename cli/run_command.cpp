@@ -127,6 +127,7 @@ class Session {
     life_->machine().journal().Note(cut_->message);
     teller_.Flush();
     console_.EndProgress();
+    if (options_.trace || options_.report) first_life_ = life_->machine().journal().events();
     observer_.reset();
     DiskState disk = Life::PowerOff(std::move(life_));
     life_ = std::make_unique<Life>(
@@ -194,7 +195,14 @@ class Session {
   void WritePictures(const Summary& summary) {
     if (!options_.trace && !options_.report) return;
     tablet::Tablet& machine = life_->machine();
-    Timeline const timeline = Timeline::Of(machine.journal().events(), machine.scheduler().Now());
+    // The clock begins anew behind a power cut; in the picture it goes on.
+    tablet::Millis const before = cut_ ? cut_->at : tablet::Millis{0};
+    std::vector<tablet::Event> events = first_life_;
+    for (const tablet::Event& event : machine.journal().events()) {
+      events.push_back(event);
+      events.back().time += before;
+    }
+    Timeline const timeline = Timeline::Of(events, before + machine.scheduler().Now());
     if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
     if (!options_.report) return;
     nlohmann::ordered_json const document = SummaryJson(summary, *life_, *observer_);
@@ -229,6 +237,7 @@ class Session {
   TypedCommands typed_{STDIN_FILENO};
   std::optional<PowerCut> cut_;
   std::vector<tablet::Faults::Counted> faults_;  ///< of the life that the power cut ended
+  std::vector<tablet::Event> first_life_;        ///< the same one's, for the pictures
   std::unique_ptr<Life> life_;
   std::unique_ptr<Observer> observer_;
 };
