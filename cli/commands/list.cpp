@@ -10,6 +10,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeLintCommand());
   commands.push_back(MakeStoryCommand());
   commands.push_back(MakeFaultCommand());
+  commands.push_back(MakeSweepCommand());
   return commands;
 }
 

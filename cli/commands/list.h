@@ -13,5 +13,6 @@ std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();
 std::unique_ptr<Command> MakeLintCommand();
 std::unique_ptr<Command> MakeStoryCommand();
+std::unique_ptr<Command> MakeSweepCommand();
 
 }  // namespace cli
