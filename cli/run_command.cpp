@@ -15,6 +15,7 @@
 #include "cli/summary.h"
 #include "cli/timeline.h"
 #include "cli/typed_commands.h"
+#include "cli/whole_life.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
 #include "tablet/folder_stamp.h"
@@ -72,6 +73,7 @@ class Session {
         work_(MakeWorkFolder(options)),
         teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
     if (options.events) events_.emplace(*options.events, options.calls);
+    if (options.whole_life) AddWholeLife(description_);
     // Whether they can be written is better known before the run than behind it.
     for (const auto& file : {options.trace, options.report}) {
       if (file) WriteTextFile(*file, "");
@@ -83,6 +85,7 @@ class Session {
                                    LifeOptions{.seed = options.seed,
                                                .realtime = options.realtime,
                                                .cut_at = options.cut_at,
+                                               .stop_early = options.stop_early,
                                                .patience = options.patience});
     for (const tablet::Fault& fault : options.faults) life_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*life_);

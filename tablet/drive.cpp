@@ -1,11 +1,5 @@
 #include "tablet/drive.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "tablet/drive_state.h"
 #include "tablet/text.h"
 
@@ -18,14 +12,6 @@ constexpr std::uint32_t kGenericWrite = 0x40000000;
 constexpr std::uint32_t kGenericAll = 0x10000000;
 
 enum Disposition : std::uint32_t { kCreateNew = 1, kCreateAlways, kOpenExisting, kOpenAlways, kTruncateExisting };
-
-/// Makes an empty file of the host, or empties it. 0 or the host's error.
-int MakeEmptyFile(const std::filesystem::path& host) {
-  int const descriptor = ::open(host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (descriptor < 0) return errno;
-  ::close(descriptor);
-  return 0;
-}
 
 /// An existing file that is to be emptied must be asked for with the hidden and system bits that it has.
 bool LacksHiddenOrSystem(std::uint32_t requested, std::uint32_t present) {
@@ -49,7 +35,7 @@ WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Open
 /// CREATE_ALWAYS and TRUNCATE_EXISTING on an existing file: its data go and its attributes are replaced; it keeps its
 /// name's case and its time of creation.
 WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now) {
-  if (int const error = MakeEmptyFile(node.host)) return FromHostError(error);
+  if (int const error = node.MakeEmptyFile()) return FromHostError(error);
   if (node.drive_host->free_bytes) *node.drive_host->free_bytes += node.size;
   node.size = 0;
   ++node.version;
@@ -157,7 +143,7 @@ WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::
   } else {
     if (request.disposition == kOpenExisting || request.disposition == kTruncateExisting) return kFileNotFound;
     node = state_->MakeNode(*place.folder, place.name, false);
-    if (int const error = MakeEmptyFile(node->host)) return FromHostError(error);
+    if (int const error = node->MakeEmptyFile()) return FromHostError(error);
     node->created = true;
     state_->Adopt(*place.folder, node, request.flags_and_attributes | kAttributeArchive);
   }
@@ -196,7 +182,7 @@ WinError Drive::MakeDirectory(std::u16string_view path) {
   if (WinError const missing = state_->Find(parsed, place)) return missing;
   if (place.node != nullptr) return kAlreadyExists;
   std::shared_ptr<DriveNode> const node = state_->MakeNode(*place.folder, place.name, true);
-  if (::mkdir(node->host.c_str(), 0777) != 0) return FromHostError(errno);
+  if (int const failure = node->MakeFolder()) return FromHostError(failure);
   node->created = true;
   state_->Adopt(*place.folder, node, kAttributeDirectory);
   return kSuccess;

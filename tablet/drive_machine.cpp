@@ -1,8 +1,5 @@
 // The machine's side of drive C:: what tests, the engineers' program and summaries ask of it.
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -23,11 +20,9 @@ void Walk(const DriveNode& node, const Visit& visit) {
   for (const auto& [name, child] : node.children) Walk(*child, visit);
 }
 
-void WriteHostFile(const std::filesystem::path& host, std::span<const std::uint8_t> data) {
-  std::ofstream out(host, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
-  out.close();
-  if (!out) throw InputError(host.string(), "cannot be written", "check the folder's permissions and free space");
+void WriteData(DriveNode& node, std::span<const std::uint8_t> data) {
+  if (node.ReplaceData(data) == 0) return;
+  throw InputError(node.host.string(), "cannot be written", "check the folder's permissions and free space");
 }
 
 }  // namespace
@@ -43,6 +38,7 @@ FileFacts Drive::Facts(std::u16string_view path) const {
 std::vector<std::uint8_t> Drive::Contents(std::u16string_view path) const {
   auto const node = state_->Lookup(path, current_directory_);
   if (node == nullptr || node->folder) throw std::out_of_range("no such file on drive C:: " + ToUtf8(path));
+  if (state_->host->in_memory) return node->data;
   std::ifstream in(node->host, std::ios::binary);
   std::vector<std::uint8_t> data(std::istreambuf_iterator<char>(in), {});
   if (in.bad() || data.size() != node->size) {
@@ -63,15 +59,12 @@ void Drive::Put(std::u16string_view path, std::span<const std::uint8_t> data, st
   state_->Find(parsed, place);
   if (place.node == nullptr) {
     auto const node = state_->MakeNode(*place.folder, place.name, false);
-    WriteHostFile(node->host, data);
-    node->size = data.size();
+    WriteData(*node, data);
     state_->Adopt(*place.folder, node, attributes);
     return;
   }
   if (place.node->folder) throw InputError(ToUtf8(path), "is a folder", "");
-  WriteHostFile(place.node->host, data);
-  place.node->size = data.size();
-  ++place.node->version;
+  WriteData(*place.node, data);
   place.node->SetAttributes(attributes);
   place.node->times.access = place.node->times.write = state_->clock.UtcNow();
   place.node->SyncTimes();
@@ -88,7 +81,7 @@ void Drive::PutFolder(std::u16string_view path, std::uint32_t attributes) {
     if (child != nullptr && !child->folder) throw InputError(ToUtf8(child->path), "is a file", "");
     if (child == nullptr) {
       child = state_->MakeNode(*folder, part, true);
-      if (::mkdir(child->host.c_str(), 0777) != 0) throw InputError(child->host.string(), std::strerror(errno), "");
+      if (int const error = child->MakeFolder()) throw InputError(child->host.string(), std::strerror(error), "");
       bool const is_last = &part == &parsed.parts.back();
       state_->Adopt(*folder, child, is_last ? attributes : kAttributeDirectory);
     }
@@ -100,7 +93,7 @@ void Drive::Remove(std::u16string_view path) {
   DrivePlace place;
   if (state_->Find(path, current_directory_, place) != kSuccess || place.node == nullptr) return;
   if (place.folder == nullptr) throw InputError(ToUtf8(path), "the root cannot be removed", "");
-  std::filesystem::remove_all(place.node->host);
+  if (!state_->host->in_memory) std::filesystem::remove_all(place.node->host);
   place.folder->children.erase(FoldCase(place.name));
   place.folder->TouchFolder(state_->clock.UtcNow());
 }
@@ -167,6 +160,7 @@ std::vector<FileChange> Drive::Changes() const {
 }
 
 void Drive::SaveSideFile() const {
+  if (state_->host->in_memory) return;
   if (state_->host->keeps_attributes && !std::filesystem::exists(state_->side_file)) return;
   std::vector<SideFileEntry> entries;
   Walk(*state_->root, [&](const DriveNode& node) {

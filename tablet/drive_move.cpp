@@ -1,6 +1,4 @@
 // Moving files within drive C:.
-#include <cerrno>
-#include <cstdio>
 #include <utility>
 
 #include "tablet/drive_state.h"
@@ -24,12 +22,11 @@ WinError Drive::Move(std::u16string_view from, std::u16string_view to) {
 
   DriveNode& node = *source.node;
   std::filesystem::path const host = target.folder->host / ToUtf8(target.name);
-  if (std::rename(node.host.c_str(), host.c_str()) != 0) return FromHostError(errno);
+  if (int const error = node.Rename(host)) return FromHostError(error);
   std::u16string const old_path =
       std::exchange(node.path, target.folder->path + (target.folder->name.empty() ? u"" : u"\\") + target.name);
   source.folder->children.erase(FoldCase(node.name));
   node.name = target.name;
-  node.host = host;
   target.folder->children.emplace(FoldCase(node.name), source.node);
   if (!node.created && node.moved_from.empty()) node.moved_from = old_path;
   source.folder->TouchFolder(state_->clock.UtcNow());

@@ -2,11 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 
 #include "tablet/input_error.h"
 #include "tablet/text.h"
@@ -43,18 +46,55 @@ std::shared_ptr<DriveNode> DriveNode::Child(std::u16string_view child_name) cons
 
 void DriveNode::SetAttributes(std::uint32_t new_attributes) {
   attributes = (new_attributes & kKeptAttributes) | (folder ? kAttributeDirectory : 0);
+  if (drive_host->in_memory) return;
   if (!WriteAttributes(host, attributes)) drive_host->keeps_attributes = false;
 }
 
 void DriveNode::SetCreation(FileTicks creation) {
   times.creation = creation;
   creation_known = true;
+  if (drive_host->in_memory) return;
   if (!WriteCreation(host, creation)) drive_host->keeps_attributes = false;
 }
 
 void DriveNode::SyncTimes() const {
+  if (drive_host->in_memory) return;
   std::array<timespec, 2> const host_times = {ToTimespec(times.access), ToTimespec(times.write)};
   ::utimensat(AT_FDCWD, host.c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
+}
+
+int DriveNode::MakeEmptyFile() {
+  data.clear();
+  if (drive_host->in_memory) return 0;
+  int const descriptor = ::open(host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (descriptor < 0) return errno;
+  ::close(descriptor);
+  return 0;
+}
+
+int DriveNode::MakeFolder() const {
+  if (drive_host->in_memory) return 0;
+  return ::mkdir(host.c_str(), 0777) == 0 ? 0 : errno;
+}
+
+int DriveNode::Rename(const std::filesystem::path& to) {
+  if (!drive_host->in_memory && std::rename(host.c_str(), to.c_str()) != 0) return errno;
+  host = to;
+  return 0;
+}
+
+int DriveNode::ReplaceData(std::span<const std::uint8_t> with) {
+  if (drive_host->in_memory) {
+    data.assign(with.begin(), with.end());
+  } else {
+    std::ofstream out(host, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(with.data()), static_cast<std::streamsize>(with.size()));
+    out.close();
+    if (!out) return EIO;
+  }
+  size = with.size();
+  ++version;
+  return 0;
 }
 
 void DriveNode::TouchFolder(FileTicks now) {

@@ -7,7 +7,9 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "tablet/dos_attributes.h"
 #include "tablet/drive.h"
@@ -27,12 +29,13 @@ struct Opener {
 
 /// Facts about the host that all nodes of a drive share.
 struct DriveHost {
-  bool keeps_attributes = true;             ///< false from the first extended attribute on that the host did not take
+  bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
+  bool in_memory = false;        ///< the host's folder was left: data are in the nodes, nothing follows any change
   std::optional<std::uint64_t> free_bytes;  ///< what files may still grow by; nothing: as far as the host goes
 };
 
 /// Memory leads: the host's file follows each change at once, so that a tablet that stops anywhere leaves its folder
-/// as the run left it.
+/// as the run left it; but for a drive in memory.
 struct DriveNode {
   std::u16string name;         ///< as first written; "" for the root
   std::u16string path;         ///< full, "C:\..."
@@ -43,7 +46,8 @@ struct DriveNode {
   FileTimes times;
   bool creation_known = false;  ///< kept on its own, not made up from the time of writing
   std::uint64_t size = 0;
-  std::uint64_t version = 0;  ///< rises with every change of the data
+  std::uint64_t version = 0;       ///< rises with every change of the data
+  std::vector<std::uint8_t> data;  ///< of a file of a drive in memory
   std::list<Opener> openers;
   std::map<std::u16string, std::shared_ptr<DriveNode>> children;  ///< by upper-case name, so in Windows' order
 
@@ -61,6 +65,13 @@ struct DriveNode {
   void SetCreation(FileTicks creation);
   /// Gives the host's file the node's times of writing and access.
   void SyncTimes() const;
+
+  // What the host, or memory, holds of it. Each answers 0 or the host's error.
+  int MakeEmptyFile();  ///< makes the file, or empties it
+  int MakeFolder() const;
+  int Rename(const std::filesystem::path& to);
+  int ReplaceData(std::span<const std::uint8_t> with);
+
   /// Something was made or removed in this folder.
   void TouchFolder(FileTicks now);
 

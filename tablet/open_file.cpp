@@ -63,6 +63,12 @@ class NodeFile final : public OpenFile {
 
 ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const {
   std::size_t done = 0;
+  if (node_->drive_host->in_memory) {
+    std::size_t const start = static_cast<std::size_t>(std::min<std::uint64_t>(offset, node_->data.size()));
+    done = std::min(out.size(), node_->data.size() - start);
+    std::copy_n(node_->data.begin() + static_cast<std::ptrdiff_t>(start), done, out.begin());
+    return static_cast<ssize_t>(done);
+  }
   while (done < out.size()) {
     ssize_t const count = ::pread(descriptor_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
     if (count < 0 && errno == EINTR) continue;
@@ -121,6 +127,13 @@ WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& writ
   if (room && growth > *room) return kDiskFull;
   std::size_t done = 0;
   int failure = 0;
+  if (node_->drive_host->in_memory) {
+    std::vector<std::uint8_t>& all = node_->data;
+    std::size_t const start = static_cast<std::size_t>(position_);
+    if (all.size() < start + data.size()) all.resize(start + data.size());
+    std::copy(data.begin(), data.end(), all.begin() + static_cast<std::ptrdiff_t>(start));
+    done = data.size();
+  }
   while (done < data.size() && failure == 0) {
     ssize_t const count =
         ::pwrite(descriptor_, data.data() + done, data.size() - done, static_cast<off_t>(position_ + done));
@@ -176,7 +189,7 @@ WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, const C
                   const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
                   std::shared_ptr<OpenFile>& out) {
   int descriptor = -1;
-  if (opener.rights != 0) {
+  if (opener.rights != 0 && !node->drive_host->in_memory) {
     int const flags = ((opener.rights & kMayWrite) != 0 ? O_RDWR : O_RDONLY) | O_CLOEXEC;
     descriptor = ::open(node->host.c_str(), flags | O_NOATIME);
     if (descriptor < 0 && errno == EPERM) descriptor = ::open(node->host.c_str(), flags);

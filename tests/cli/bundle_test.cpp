@@ -54,7 +54,7 @@ TEST_F(BundleTest, AnyRunRepeatsToTheByte) {
 
 TEST_F(BundleTest, FaultsAndPowerCutsAreRepeatedToo) {
   Make("fresh");
-  Collect("fresh", "b.zip", {"--fault", "ReadFile@30:ERROR_CRC", "--cut-at", "1500"});
+  Collect("fresh", "b.zip", {"--fault", "RegQueryValueExW@3:ERROR_ACCESS_DENIED", "--cut-at", "300"});
   Unpack("b.zip", "b");
   EXPECT_THAT(Read("b/events.jsonl"), HasSubstr("the power is cut"));
   EXPECT_EQ(Run({"replay", "b.zip"}).exit_code, 0);
