@@ -121,23 +121,53 @@ std::string Describe(const FirmwareChange& change) {
   return fmt::format("{} = {}, was {}", change.name, change.after, change.before);
 }
 
-std::string Describe(const tablet::FileChange& change, const tablet::Drive& drive) {
-  bool const moved = !change.moved_from.empty();
-  std::string const what = change.created ? "new" : change.written ? "written" : moved ? "moved" : "attributes";
-  std::string const path = tablet::ToUtf8(change.path);
-  if (!drive.Exists(change.path)) return fmt::format("{} is gone", path);
-  std::uint32_t const attributes = drive.Facts(change.path).attributes;
+std::string AttributeLetters(std::uint32_t attributes) {
   std::string letters;
   for (auto const& [bit, letter] :
        {std::pair{tablet::kAttributeReadOnly, 'R'}, std::pair{tablet::kAttributeHidden, 'H'},
         std::pair{tablet::kAttributeSystem, 'S'}, std::pair{tablet::kAttributeArchive, 'A'}}) {
     if ((attributes & bit) != 0) letters += letter;
   }
+  return letters;
+}
+
+std::string Describe(const tablet::FileChange& change, const tablet::Drive& drive) {
+  bool const moved = !change.moved_from.empty();
+  std::string const what = change.created ? "new" : change.written ? "written" : moved ? "moved" : "attributes";
+  std::string const path = tablet::ToUtf8(change.path);
+  if (!drive.Exists(change.path)) return fmt::format("{} is gone", path);
+  std::uint32_t const attributes = drive.Facts(change.path).attributes;
+  std::string const letters = AttributeLetters(attributes);
   std::string size = change.folder ? "folder" : fmt::format("{}", change.bytes);
   if (!change.created && !change.written) size.clear();
   std::string line = fmt::format("{:<10}  {:>9}  {:<4}  {}", what, size, letters, path);
   if (moved) line += ", was " + tablet::ToUtf8(change.moved_from);
   return line;
+}
+
+nlohmann::ordered_json ToJson(const std::vector<tablet::RegistryChange>& changes) {
+  using nlohmann::ordered_json;
+  ordered_json registry = ordered_json::array();
+  for (const tablet::RegistryChange& change : changes) {
+    ordered_json entry{{"change", NameOf(change.kind)}, {"key", tablet::ToUtf8(change.key)}};
+    if (change.before || change.after) entry["value"] = tablet::ToUtf8(change.value);
+    if (change.before) entry["before"] = ShowValue(*change.before);
+    if (change.after) entry["after"] = ShowValue(*change.after);
+    registry.push_back(std::move(entry));
+  }
+  return registry;
+}
+
+nlohmann::ordered_json ToJson(const std::vector<FirmwareChange>& changes) {
+  using nlohmann::ordered_json;
+  ordered_json firmware = ordered_json::array();
+  for (const FirmwareChange& change : changes) {
+    ordered_json entry{{"variable", change.name}};
+    if (!change.before.empty()) entry["before"] = change.before;
+    if (!change.after.empty()) entry["after"] = change.after;
+    firmware.push_back(std::move(entry));
+  }
+  return firmware;
 }
 
 nlohmann::ordered_json ToJson(const Changes& changes) {
@@ -152,24 +182,9 @@ nlohmann::ordered_json ToJson(const Changes& changes) {
                      {"bytes", file.bytes}});
     if (!file.moved_from.empty()) files.back()["moved_from"] = tablet::ToUtf8(file.moved_from);
   }
-  ordered_json registry = ordered_json::array();
-  for (const tablet::RegistryChange& change : changes.registry) {
-    ordered_json entry{{"change", NameOf(change.kind)}, {"key", tablet::ToUtf8(change.key)}};
-    if (change.before || change.after) entry["value"] = tablet::ToUtf8(change.value);
-    if (change.before) entry["before"] = ShowValue(*change.before);
-    if (change.after) entry["after"] = ShowValue(*change.after);
-    registry.push_back(std::move(entry));
-  }
-  ordered_json firmware = ordered_json::array();
-  for (const FirmwareChange& change : changes.firmware) {
-    ordered_json entry{{"variable", change.name}};
-    if (!change.before.empty()) entry["before"] = change.before;
-    if (!change.after.empty()) entry["after"] = change.after;
-    firmware.push_back(std::move(entry));
-  }
   return {{"files_written", changes.files_written}, {"bytes_written", changes.bytes_written},
           {"folders_made", changes.folders_made},   {"files", std::move(files)},
-          {"registry", std::move(registry)},        {"firmware", std::move(firmware)}};
+          {"registry", ToJson(changes.registry)},   {"firmware", ToJson(changes.firmware)}};
 }
 
 }  // namespace cli

@@ -39,6 +39,11 @@ std::string Describe(const FirmwareChange& change);
 std::string Describe(const tablet::FileChange& change, const tablet::Drive& drive);
 
 nlohmann::ordered_json ToJson(const Changes& changes);
+nlohmann::ordered_json ToJson(const std::vector<tablet::RegistryChange>& changes);
+nlohmann::ordered_json ToJson(const std::vector<FirmwareChange>& changes);
+
+/// "RHSA", as far as each is set.
+std::string AttributeLetters(std::uint32_t attributes);
 
 /// A registry value as .reg files write it: "text", dword:00000001, hex(7):...
 std::string ShowValue(const tablet::RegistryValue& value);

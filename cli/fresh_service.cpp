@@ -21,11 +21,13 @@ using Entry = int (*)(int argumentCount, char16_t** arguments);
 
 constexpr const char* kLibrary = "libvantord_again.so";
 
-/// Beside the program, or in the folder above it.
+/// Beside the program, in the folder above it, or where it is installed.
 std::filesystem::path LibraryPath() {
   std::filesystem::path const folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  std::filesystem::path const beside = folder / kLibrary;
-  return std::filesystem::exists(beside) ? beside : folder.parent_path() / kLibrary;
+  for (const auto& place : {folder, folder.parent_path()}) {
+    if (std::filesystem::exists(place / kLibrary)) return place / kLibrary;
+  }
+  return folder.parent_path() / "lib" / "vantord" / kLibrary;
 }
 
 /// A copy of the library in memory: the loader takes each file once, and a copy is another file.

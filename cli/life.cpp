@@ -11,6 +11,7 @@
 #include "cli/life.h"
 #include "cli/watchdog.h"
 #include "tablet/folder.h"
+#include "tablet/input_error.h"
 
 /// The service's own entry.
 extern "C" int wmain(int argumentCount, WCHAR** arguments);
@@ -121,11 +122,17 @@ Life::Life(const tablet::Description& description, DiskState disk, const std::fi
   machine_.registry().Restore(*disk.registry);
   machine_.firmware().Restore(std::move(disk.firmware));
   if (disk.drive) machine_.drive().Become(std::move(disk.drive));
+  if (disk.free_bytes) machine_.drive().LimitSpace(*disk.free_bytes);
   Prepare();
 }
 
 void Life::Prepare() {
   machine_.scheduler().CutPowerAt(options_.cut_at);
+  for (const tablet::LockedFile& file : description_.locked_files) {
+    if (machine_.drive().Lock(file.path)) continue;
+    throw tablet::InputError(file.place, fmt::format("{} is no file of drive C:", tablet::ToUtf8(file.path)),
+                             "name a file that is there");
+  }
   if (description_.trace_collected) {
     machine_.trace().Collect(*tablet::Guid::Parse(kServiceProvider), kAllFlags, kAllLevels);
   }
@@ -149,7 +156,8 @@ DiskState Life::PowerOff(std::unique_ptr<Life> life) {
           .drive = life->machine_.drive().in_memory() ? life->machine_.drive().Copy() : nullptr,
           .registry_before = std::move(life->registry_before_),
           .firmware_before = std::move(life->firmware_before_),
-          .file_changes = life->FileChanges()};
+          .file_changes = life->FileChanges(),
+          .free_bytes = life->machine_.drive().FreeBytes()};
 }
 
 std::vector<tablet::FileChange> Life::FileChanges() {

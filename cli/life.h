@@ -60,6 +60,7 @@ struct DiskState {
   std::unique_ptr<tablet::Registry> registry_before;
   tablet::Firmware::Variables firmware_before;
   std::vector<tablet::FileChange> file_changes;
+  std::optional<std::uint64_t> free_bytes;  ///< left on the drive; nothing without a limit
 };
 
 class Life {

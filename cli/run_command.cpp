@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "cli/chrome_trace.h"
@@ -17,6 +18,7 @@
 #include "cli/whole_life.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
+#include "tablet/folder_stamp.h"
 #include "tablet/input_error.h"
 
 namespace cli {
@@ -27,8 +29,18 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using Style = Console::Style;
 
+/// Whether `path`, which need not exist, is `folder` or something in it.
+bool LiesWithin(const fs::path& path, const fs::path& folder) {
+  fs::path const whole = fs::weakly_canonical(folder);
+  fs::path const inner = fs::weakly_canonical(path);
+  return std::mismatch(whole.begin(), whole.end(), inner.begin(), inner.end()).first == whole.end();
+}
+
 /// Where the run's drive stands: beside the place it may be kept at, so that keeping it is a rename.
 WorkFolder MakeWorkFolder(const RunOptions& options) {
+  if (options.save && LiesWithin(*options.save, options.folder)) {
+    throw tablet::InputError(options.save->string(), "lies in the tablet itself", "name a folder elsewhere");
+  }
   if (options.in_place) return WorkFolder(options.folder / fmt::format(".run-{}", ::getpid()));
   if (!options.save) return WorkFolder::Temporary();
   const fs::path& target = *options.save;
@@ -57,6 +69,7 @@ class Session {
         console_(console),
         begun_(Clock::now()),
         description_(tablet::ReadTabletFolder(options.folder)),
+        stamp_(options.folder),
         work_(MakeWorkFolder(options)),
         teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
     if (options.events) events_.emplace(*options.events, options.calls);
@@ -117,6 +130,7 @@ class Session {
     life_->machine().journal().Note(cut_->message);
     teller_.Flush();
     console_.EndProgress();
+    if (options_.trace || options_.report) first_life_ = life_->machine().journal().events();
     observer_.reset();
     DiskState disk = Life::PowerOff(std::move(life_));
     life_ = std::make_unique<Life>(
@@ -155,6 +169,8 @@ class Session {
     if (line.kind == "event") style = Style::kStrong;
     if (line.kind.empty()) style = Style::kDim;
     console_.Line(console_.Styled(style, Format(line)));
+    // Whoever waits with the tablet's clock wants to hear of it now, through a pipe too.
+    if (options_.realtime) std::fflush(stdout);
   }
 
   int Finish(const LifeEnd& end, bool may_keep) {
@@ -182,7 +198,14 @@ class Session {
   void WritePictures(const Summary& summary) {
     if (!options_.trace && !options_.report) return;
     tablet::Tablet& machine = life_->machine();
-    Timeline const timeline = Timeline::Of(machine.journal().events(), machine.scheduler().Now());
+    // The clock begins anew behind a power cut; in the picture it goes on.
+    tablet::Millis const before = cut_ ? cut_->at : tablet::Millis{0};
+    std::vector<tablet::Event> events = first_life_;
+    for (const tablet::Event& event : machine.journal().events()) {
+      events.push_back(event);
+      events.back().time += before;
+    }
+    Timeline const timeline = Timeline::Of(events, before + machine.scheduler().Now());
     if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
     if (!options_.report) return;
     nlohmann::ordered_json const document = SummaryJson(summary, *life_, *observer_);
@@ -191,11 +214,15 @@ class Session {
 
   std::string Keep() {
     SignalsWait const whole;
+    if (!options_.in_place && !options_.save) return {};
+    if (auto const changed = stamp_.Difference()) {
+      throw tablet::InputError((options_.folder / *changed).string(), "has changed while the run was on",
+                               "nothing was kept; run again");
+    }
     if (options_.in_place) {
       tablet::ReplaceState(options_.folder, life_->machine(), work_.path());
       return options_.folder.string();
     }
-    if (!options_.save) return {};
     tablet::CompleteFolder(options_.folder, life_->machine(), work_.path());
     work_.KeepAs(*options_.save);
     return options_.save->string();
@@ -205,6 +232,7 @@ class Session {
   Console& console_;
   Clock::time_point begun_;
   tablet::Description description_;
+  tablet::FolderStamp stamp_;
   WorkFolder work_;
   std::optional<EventFile> events_;
   Decision decision_;  ///< for the report
@@ -212,6 +240,7 @@ class Session {
   TypedCommands typed_{STDIN_FILENO};
   std::optional<PowerCut> cut_;
   std::vector<tablet::Faults::Counted> faults_;  ///< of the life that the power cut ended
+  std::vector<tablet::Event> first_life_;        ///< the same one's, for the pictures
   std::unique_ptr<Life> life_;
   std::unique_ptr<Observer> observer_;
 };

@@ -11,6 +11,7 @@
 
 #include "cli/crash_samples.h"
 #include "cli/sample_archive.h"
+#include "cli/variant_samples.h"
 #include "tablet/folder.h"
 #include "tablet/input_error.h"
 #include "tablet/nearest.h"
@@ -22,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<Sample, 8> kSamples{
+constexpr std::array<Sample, 8> kFirstSamples{
     Sample{"fresh", "a modem tablet straight from the factory line: its firmware was never deployed"},
     Sample{"wifi-only", "a tablet without a modem"},
     Sample{"already-deployed", "a modem tablet whose firmware was deployed at an earlier start"},
@@ -88,8 +89,8 @@ constexpr std::string_view kDescription = R"({{
   "schema": 1,
   "name": "{0}: {1}",
   "clock": {{ "start": "2026-03-02T08:00:00Z", "utc_offset_minutes": 60 }},
-  "modem": {{ "present": {2} }},
-  "firmware_driver": {{ "present": true }},
+  "modem": {2},
+  "firmware_driver": {4},
   "registry": {{ "denied": [], "read_only": [] }},
   "trace": {{ "collect": true }},
 {3}  "timeline": []
@@ -98,8 +99,9 @@ constexpr std::string_view kDescription = R"({{
 
 /// The sample whose registry and drive a sample has.
 std::string_view BaseOf(std::string_view sample) {
-  const CrashSample* const crash = FindCrashSample(sample);
-  return crash == nullptr ? sample : crash->base;
+  if (const CrashSample* const crash = FindCrashSample(sample)) return crash->base;
+  if (const VariantSample* const variant = FindVariantSample(sample)) return variant->base;
+  return sample;
 }
 
 constexpr std::u16string_view kSystem32 = u"C:\\Windows\\System32\\";
@@ -179,6 +181,7 @@ void FillDrive(tablet::Drive& drive, std::string_view sample, bool small) {
   put(u"ATT.bin", OtherCarrierEntries("ATT", small));
   if (deployed) PutDeployedFirmware(drive, small);
   if (const CrashSample* crash = FindCrashSample(sample)) PutCrash(*crash, small, drive);
+  if (const VariantSample* variant = FindVariantSample(sample)) PutSpecialFiles(*variant, small, drive);
 }
 
 void WriteText(const fs::path& file, std::string_view text) {
@@ -189,14 +192,22 @@ void WriteText(const fs::path& file, std::string_view text) {
 }
 
 void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
+  static constexpr VariantSample kNoVariant{.sample = {}, .base = {}};
   bool const modem = sample.name != "wifi-only";
+  const VariantSample* const found = FindVariantSample(sample.name);
+  const VariantSample& variant = found == nullptr ? kNoVariant : *found;
   const CrashSample* const crash = FindCrashSample(sample.name);
   fs::create_directories(folder / "registry");
   fs::create_directories(folder / "efi");
   WriteText(folder / "tablet.json",
-            fmt::format(kDescription, sample.name, sample.shows, modem, crash == nullptr ? "" : crash->keys));
+            fmt::format(kDescription, sample.name, sample.shows, modem ? variant.modem : R"({ "present": false })",
+                        crash == nullptr ? "" : crash->keys, variant.driver));
   WriteText(folder / "registry" / "10-image.reg", kRegistryOfAll);
   if (crash != nullptr) WriteText(folder / "registry" / "30-crash.reg", CrashRegistry(*crash));
+  if (!variant.registry.empty()) {
+    WriteText(folder / "registry" / "30-device.reg",
+              fmt::format("Windows Registry Editor Version 5.00\n{}", variant.registry));
+  }
   if (modem) {
     bool const deployed = BaseOf(sample.name) == "already-deployed";
     WriteText(
@@ -206,10 +217,7 @@ void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
                     deployed ? R"(\\SystemRoot\\System32\\qcdsp2850.mbn)" : R"(\\SystemRoot\\System32\\qcdsp2.mbn)"));
   }
   tablet::Tablet machine(tablet::ReadDescription(folder / "tablet.json"), folder);
-  if (modem) {
-    machine.firmware().Put({u"SALES_CODE", *tablet::Guid::Parse("9806d87d-b4fb-4d02-97d2-8597337abc83")},
-                           {'V', 'Z', 'W'});
-  }
+  if (modem) PutFirmware(variant, machine.firmware());
   machine.firmware().Save(folder / "efi");
   FillDrive(machine.drive(), sample.name, small);
   machine.drive().SaveSideFile();
@@ -217,15 +225,23 @@ void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
 
 }  // namespace
 
-std::span<const Sample> Samples() { return kSamples; }
+std::span<const Sample> Samples() {
+  static const std::vector<Sample> all = [] {
+    std::vector<Sample> samples(kFirstSamples.begin(), kFirstSamples.end());
+    for (const VariantSample& variant : VariantSamples()) samples.push_back(variant.sample);
+    return samples;
+  }();
+  return all;
+}
 
 void MakeSample(std::string_view name, bool small, const fs::path& wanted) {
   fs::path folder = fs::absolute(wanted).lexically_normal();
   if (!folder.has_filename()) folder = folder.parent_path();
-  auto const sample = std::find_if(kSamples.begin(), kSamples.end(), [&](const Sample& s) { return s.name == name; });
-  if (sample == kSamples.end()) {
+  auto const samples = Samples();
+  auto const sample = std::ranges::find(samples, name, &Sample::name);
+  if (sample == samples.end()) {
     std::vector<std::string_view> names;
-    for (const Sample& known : kSamples) names.push_back(known.name);
+    for (const Sample& known : samples) names.push_back(known.name);
     throw tablet::InputError("--sample", fmt::format("unknown sample \"{}\"", name), tablet::SuggestOneOf(name, names));
   }
   if (fs::exists(folder) && !(fs::is_directory(folder) && fs::is_empty(folder))) {

@@ -12,6 +12,7 @@
 #include "cli/json_text.h"
 #include "cli/life.h"
 #include "cli/observer.h"
+#include "cli/own_drive.h"
 #include "cli/selection_matrix.h"
 #include "cli/table.h"
 #include "cli/work_folder.h"
@@ -23,20 +24,6 @@ namespace {
 
 using nlohmann::ordered_json;
 using Style = Console::Style;
-
-/// The tablet's own drive, read in place.
-class OwnDrive {
- public:
-  OwnDrive(const std::filesystem::path& folder, const tablet::Description& description)
-      : clock_(scheduler_, description.power_on, description.utc_offset_minutes),
-        drive_(folder / "C", folder / "attributes.txt", clock_) {}
-  const tablet::Drive& get() const { return drive_; }
-
- private:
-  tablet::Scheduler scheduler_{{}};
-  tablet::Clock clock_;
-  tablet::Drive drive_;
-};
 
 /// Whether the service would go for an archive at its next start, which depends on more than the choice.
 struct NextStart {

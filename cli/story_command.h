@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include "cli/console.h"
@@ -12,6 +13,7 @@ struct StoryOptions {
   std::vector<std::filesystem::path> files;
   bool rewrite = false;
   bool json = false;
+  std::optional<std::filesystem::path> junit;  ///< a report for build servers goes there
 };
 
 /// Answers the exit code: kNotAsExpected when a story tells something else than it records. Throws InputError.

@@ -85,14 +85,32 @@ void ReadClock(const JsonNode* node, const std::string& file, Description& out) 
   }
 }
 
+/// A number of times, or "always".
+void ReadTrouble(const Section& driver, FirmwareTrouble& out) {
+  out.status = static_cast<WinError>(driver.Number("status", 0, UINT32_MAX, 0));
+  out.request_error = static_cast<WinError>(driver.Number("request_error", 0, UINT32_MAX, 0));
+  const JsonNode* const count = driver.Find("status_count");
+  if (count == nullptr) return;
+  if (count->kind == JsonNode::Kind::kInteger) {
+    out.count = static_cast<std::uint32_t>(driver.Number("status_count", 0, UINT32_MAX - 1, 0));
+  } else if (count->kind != JsonNode::Kind::kText || count->text != "always") {
+    driver.Refuse(*count, "status_count",
+                  fmt::format("must be a whole number or \"always\", is {}", KindName(count->kind)),
+                  "correct the value");
+  }
+}
+
 void ReadDevices(const Section& root, const std::string& file, Description& out) {
-  static constexpr std::array<std::string_view, 2> kModem{"links", "present"};
-  static constexpr std::array<std::string_view, 2> kDriver{"link", "present"};
+  static constexpr std::array<std::string_view, 3> kModem{"arrives_at_ms", "links", "present"};
+  static constexpr std::array<std::string_view, 5> kDriver{"link", "present", "request_error", "status",
+                                                           "status_count"};
   out.modem_links = {kDefaultModemLink};
   out.firmware_driver_link = kDefaultSafiLink;
   if (const JsonNode* node = root.Find("modem")) {
     Section const modem(*node, file, "modem", kModem);
+    constexpr std::int64_t kOneDay = 24LL * 3600 * 1000;
     out.modem_present = modem.Flag("present", true);
+    out.modem_arrival = Millis(modem.Number("arrives_at_ms", 0, kOneDay, 0));
     if (modem.Find("links") != nullptr) out.modem_links = modem.Texts("links");
     if (out.modem_present && out.modem_links.empty()) {
       modem.Refuse(*modem.Find("links"), "links", "a modem that is present needs a link",
@@ -104,15 +122,16 @@ void ReadDevices(const Section& root, const std::string& file, Description& out)
     out.firmware_driver_present = driver.Flag("present", true);
     if (const JsonNode* link = driver.Find("link", JsonNode::Kind::kText))
       out.firmware_driver_link = ToUtf16(link->text);
+    ReadTrouble(driver, out.firmware_trouble);
   }
 }
 
 }  // namespace
 
 Description ReadDescription(const std::filesystem::path& path) {
-  static constexpr std::array<std::string_view, 16> kRoot{
-      "amss",     "clock",  "firmware_driver", "modem",    "name",  "partner",  "processes", "radio",
-      "registry", "schema", "services",        "sessions", "setup", "timeline", "toast",     "trace"};
+  static constexpr std::array<std::string_view, 18> kRoot{
+      "amss",  "clock",    "drive",  "firmware_driver", "modem",    "name",  "partner",  "privileges", "processes",
+      "radio", "registry", "schema", "services",        "sessions", "setup", "timeline", "toast",      "trace"};
   static constexpr std::array<std::string_view, 2> kRegistry{"denied", "read_only"};
   static constexpr std::array<std::string_view, 1> kTrace{"collect"};
   std::string const file = path.string();
@@ -139,6 +158,7 @@ Description ReadDescription(const std::filesystem::path& path) {
     out.trace_collected = Section(*node, file, "trace", kTrace).Flag("collect", true);
   ReadServices(root, file, out);
   ReadCrash(root, file, out);
+  ReadSurroundings(root, file, out);
   ReadTimeline(root, file, out);
   return out;
 }

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tablet/clock.h"
 #include "tablet/crash_description.h"
+#include "tablet/firmware.h"
 #include "tablet/partner.h"
 #include "tablet/radio_proxy.h"
 #include "tablet/registry.h"
@@ -16,6 +18,12 @@
 
 namespace tablet {
 
+/// A file of drive C: that another process has open and shares with nobody.
+struct LockedFile {
+  std::u16string path;
+  std::string place;  ///< where tablet.json names it, for messages
+};
+
 struct Description {
   std::string name;            ///< for people
   FileTicks power_on = 0;      ///< UTC
@@ -23,12 +31,18 @@ struct Description {
 
   bool modem_present = true;
   std::vector<std::u16string> modem_links;  ///< interfaces of the modem control class, in order of arrival
+  Millis modem_arrival{0};                  ///< when they arrive
 
   bool firmware_driver_present = true;  ///< the SAFI driver
   std::u16string firmware_driver_link;
+  FirmwareTrouble firmware_trouble;  ///< what the driver does wrong
 
   std::vector<std::u16string> denied_keys;     ///< any access answers access denied
   std::vector<std::u16string> read_only_keys;  ///< writing answers access denied
+
+  std::optional<std::uint64_t> free_bytes;  ///< on drive C: at power-on; nothing: as much as the host has
+  std::vector<LockedFile> locked_files;
+  std::vector<std::uint32_t> missing_privileges;  ///< the service's account lacks them
 
   PartnerDescription partner;   ///< the service "Pelt"
   RadioDescription radio;       ///< the radio interface layer's proxy

@@ -12,6 +12,8 @@ namespace tablet {
 void ReadServices(const Section& root, const std::string& file, Description& out);
 /// "amss", "processes", "sessions", "setup" and "toast"; behind "modem".
 void ReadCrash(const Section& root, const std::string& file, Description& out);
+/// "drive" and "privileges".
+void ReadSurroundings(const Section& root, const std::string& file, Description& out);
 /// "timeline", ordered by time.
 void ReadTimeline(const Section& root, const std::string& file, Description& out);
 

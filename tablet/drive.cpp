@@ -36,6 +36,7 @@ WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Open
 /// name's case and its time of creation.
 WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now) {
   if (int const error = node.MakeEmptyFile()) return FromHostError(error);
+  if (node.drive_host->free_bytes) *node.drive_host->free_bytes += node.size;
   node.size = 0;
   ++node.version;
   node.written = true;

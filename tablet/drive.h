@@ -128,6 +128,15 @@ class Drive {
   /// Takes the place of everything on this drive, which lives in memory from then on. Nothing of it counts as changed.
   void Become(std::shared_ptr<DriveNode> copy);
 
+  /// From now on the files of the drive may grow by this much; names and folders cost nothing. What a file is cut by
+  /// comes free again.
+  void LimitSpace(std::uint64_t bytes);
+  /// What is left of it; nothing without a limit.
+  std::optional<std::uint64_t> FreeBytes() const;
+  /// Opens a file as another process does that shares it with nobody, for as long as the drive lives. False for what is
+  /// no file.
+  bool Lock(std::u16string_view path);
+
   /// Makes the call for the size of a file's version block answer this many bytes, whatever the file holds: sizes that
   /// no resource gives can then be tried. The file need not exist.
   void OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes);

@@ -129,6 +129,19 @@ std::optional<std::uint32_t> Drive::OverriddenVersionBlockSize(std::u16string_vi
   return found->second;
 }
 
+void Drive::LimitSpace(std::uint64_t bytes) { state_->host->free_bytes = bytes; }
+
+std::optional<std::uint64_t> Drive::FreeBytes() const { return state_->host->free_bytes; }
+
+bool Drive::Lock(std::u16string_view path) {
+  std::shared_ptr<DriveNode> const node = state_->Lookup(path, current_directory_);
+  if (node == nullptr || node->folder) return false;
+  std::shared_ptr<OpenFile> file;
+  if (OpenNode(node, {.rights = kMayRead, .share = 0}, state_->clock, on_read, file) != kSuccess) return false;
+  state_->locks.push_back(std::move(file));
+  return true;
+}
+
 std::vector<FileChange> Drive::Changes() const {
   std::vector<FileChange> changes;
   Walk(*state_->root, [&](const DriveNode& node) {

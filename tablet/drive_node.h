@@ -29,8 +29,9 @@ struct Opener {
 
 /// Facts about the host that all nodes of a drive share.
 struct DriveHost {
-  bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
-  bool in_memory = false;        ///< the host's folder was left: data are in the nodes, nothing follows any change
+  bool keeps_attributes = true;             ///< false from the first extended attribute on that the host did not take
+  bool in_memory = false;                   ///< the host's folder was left: data are in the nodes, nothing follows them
+  std::optional<std::uint64_t> free_bytes;  ///< what files may still grow by; nothing: as far as the host goes
 };
 
 /// Memory leads: the host's file follows each change at once, so that a tablet that stops anywhere leaves its folder

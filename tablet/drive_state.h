@@ -39,6 +39,7 @@ class Drive::Implementation {
   std::filesystem::path side_file;
   std::shared_ptr<DriveHost> host = std::make_shared<DriveHost>();
   std::shared_ptr<DriveNode> root;
+  std::vector<std::shared_ptr<OpenFile>> locks;                 ///< what other processes hold
   std::map<std::u16string, std::uint32_t> version_block_sizes;  ///< overridden; by full path in upper case
 };
 

@@ -94,7 +94,21 @@ Description ReadTabletFolder(const fs::path& folder) {
 }
 
 void ReadRegistryFolder(const fs::path& folder, Registry& registry, bool with_saved) {
-  for (const fs::path& file : RegistryFiles(folder, with_saved)) ReadRegFile(file, registry);
+  std::vector<fs::path> const files = RegistryFiles(folder, with_saved);
+  // An export of an offline hive has numbered control sets and says which is the current one. Whether any file does is
+  // known only when all have been read.
+  Registry trial;
+  for (const fs::path& file : files) ReadRegFile(file, trial);
+  if (auto const current = trial.GetDword(u"SYSTEM\\Select", u"Current")) {
+    std::u16string const control_set = ToUtf16(fmt::format("ControlSet{:03}", *current));
+    if (!trial.HasKey(u"SYSTEM\\" + control_set)) {
+      throw InputError((folder / kRegistry).string(),
+                       fmt::format("SYSTEM\\Select says that {} is current, and there is none", ToUtf8(control_set)),
+                       "export that control set too, or remove SYSTEM\\Select");
+    }
+    registry.ServeControlSet(control_set);
+  }
+  for (const fs::path& file : files) ReadRegFile(file, registry);
 }
 
 void LoadState(const fs::path& folder, Tablet& machine) {

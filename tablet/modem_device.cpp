@@ -21,8 +21,15 @@ DeviceInterface MakeModemInterface(std::u16string link) {
 }
 
 void PlugInDevices(const Description& description, Tablet& machine) {
-  if (description.modem_present) {
-    for (const std::u16string& link : description.modem_links) machine.devices().Arrive(MakeModemInterface(link));
+  auto const arrive = [links = description.modem_links, &machine] {
+    for (const std::u16string& link : links) machine.devices().Arrive(MakeModemInterface(link));
+  };
+  if (description.modem_present && description.modem_arrival == Millis{0}) arrive();
+  if (description.modem_present && description.modem_arrival != Millis{0}) {
+    machine.scheduler().At(description.modem_arrival, [arrive, &machine] {
+      arrive();
+      machine.journal().Note("the modem's control device arrives");
+    });
   }
   if (description.crash.amss.present) machine.devices().Arrive(machine.amss().Device());
   if (description.firmware_driver_present) {

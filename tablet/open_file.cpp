@@ -121,6 +121,10 @@ WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& writ
   written = 0;
   if ((rights_ & kMayWrite) == 0) return kAccessDenied;
   if (data.empty()) return kSuccess;
+  std::uint64_t const end = position_ + data.size();
+  std::uint64_t const growth = end > node_->size ? end - node_->size : 0;
+  std::optional<std::uint64_t>& room = node_->drive_host->free_bytes;
+  if (room && growth > *room) return kDiskFull;
   std::size_t done = 0;
   int failure = 0;
   if (node_->drive_host->in_memory) {
@@ -146,6 +150,7 @@ WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& writ
   position_ += done;
   written = static_cast<std::uint32_t>(done);
   node_->size = std::max(node_->size, position_);
+  if (room) *room -= growth;
   node_->written = true;
   if ((node_->attributes & kAttributeArchive) == 0) node_->SetAttributes(node_->attributes | kAttributeArchive);
   FileTicks const now = clock_.UtcNow();

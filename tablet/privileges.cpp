@@ -64,9 +64,15 @@ std::optional<std::uint32_t> Privileges::Number(std::u16string_view name) {
   return kFirstNumber + static_cast<std::uint32_t>(found - kPrivileges.begin());
 }
 
+std::vector<std::string> Privileges::Names() {
+  std::vector<std::string> names;
+  for (const Privilege& privilege : kPrivileges) names.push_back(ToUtf8(privilege.name));
+  return names;
+}
+
 bool Privileges::Set(ProcessId process, std::uint32_t number, bool enabled) {
   if (number < kFirstNumber || number - kFirstNumber >= kPrivileges.size()) return false;
-  if (!kPrivileges[number - kFirstNumber].held) return false;
+  if (!kPrivileges[number - kFirstNumber].held || withheld_.contains(number)) return false;
   if (enabled) {
     enabled_[process].insert(number);
   } else {

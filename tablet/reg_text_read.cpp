@@ -166,6 +166,8 @@ class Reader {
     }
     line.remove_prefix(hive.size());
     if (removed_ && line.empty()) Refuse("removes the whole hive", "name a key below HKEY_LOCAL_MACHINE");
+    // Exports of hive files by other tools end the name of the hive itself in a separator.
+    if (line.size() > 1 && line.ends_with(u'\\') && !line.ends_with(u"\\\\")) line.remove_suffix(1);
     CheckNames(line);
     Take(line, u"\\");
     key_ = line;

@@ -42,10 +42,14 @@ class RegistryKey {
 
   std::shared_ptr<RegistryKey> Child(std::u16string_view child) const {
     auto const found = keys.find(FoldCase(child));
-    return found == keys.end() ? nullptr : found->second;
+    if (found != keys.end()) return found->second;
+    auto const link = links.find(FoldCase(child));
+    return link == links.end() ? nullptr : Child(link->second.second);
   }
 
   std::shared_ptr<RegistryKey> MakeChild(std::u16string_view child) {
+    auto const link = links.find(FoldCase(child));
+    if (link != links.end()) child = link->second.second;
     std::shared_ptr<RegistryKey>& place = keys[FoldCase(child)];
     if (place == nullptr) place = std::make_shared<RegistryKey>(std::u16string(child));
     return place;
@@ -70,6 +74,7 @@ class RegistryKey {
   std::shared_ptr<RegistryKey> Copy() const {
     auto copy = std::make_shared<RegistryKey>(name);
     copy->values = values;
+    copy->links = links;
     for (const auto& [folded, child] : keys) copy->keys.emplace(folded, child->Copy());
     return copy;
   }
@@ -78,6 +83,9 @@ class RegistryKey {
   std::map<std::u16string, std::shared_ptr<RegistryKey>> keys;  ///< by folded name
   std::map<std::u16string, NamedValue> values;                  ///< by folded name
   bool deleted = false;
+
+  /// Links to sub-keys, by folded name: the name, and the sub-key that it stands for.
+  std::map<std::u16string, std::pair<std::u16string, std::u16string>> links;
 };
 
 class Registry::Implementation {
@@ -97,11 +105,23 @@ class Registry::Implementation {
     return key;
   }
 
+  /// A folded path with the link in it, if any, replaced by what it stands for: links lie right below the top keys.
+  std::u16string Followed(const std::u16string& path) const {
+    std::vector<std::u16string_view> const names = Split(path);
+    std::shared_ptr<RegistryKey> const top = names.size() < 2 ? nullptr : root->Child(names[0]);
+    auto const link = top == nullptr ? decltype(top->links)::iterator{} : top->links.find(std::u16string(names[1]));
+    if (top == nullptr || link == top->links.end()) return path;
+    std::u16string followed = Join(names[0], FoldCase(link->second.second));
+    for (std::size_t i = 2; i < names.size(); ++i) followed = Join(followed, names[i]);
+    return followed;
+  }
+
   /// The strictest guard on the key of this path or on one above it, whether or not the keys exist.
   KeyGuard GuardOf(std::u16string_view path) const {
     std::u16string const folded = FoldCase(path);
     KeyGuard strictest = KeyGuard::kNone;
-    for (const auto& [guarded, guard] : guards) {
+    for (const auto& [written, guard] : guards) {
+      std::u16string const guarded = Followed(written);
       bool const below = guarded.empty() || folded.starts_with(guarded + u'\\');
       if (below || folded == guarded) strictest = std::max(strictest, guard);
     }
@@ -214,7 +234,10 @@ WinError Registry::Delete(const OpenKey& key, std::u16string_view value) {
 WinError Registry::SubKeys(const OpenKey& key, std::vector<std::u16string>& names) {
   if (WinError const error = Check(key, kKeyEnumerate); error != kSuccess) return error;
   names.clear();
-  for (const auto& [folded, child] : key.key()->keys) names.push_back(child->name);
+  std::map<std::u16string, std::u16string> sorted;
+  for (const auto& [folded, child] : key.key()->keys) sorted.emplace(folded, child->name);
+  for (const auto& [folded, link] : key.key()->links) sorted.emplace(folded, link.first);
+  for (const auto& [folded, name] : sorted) names.push_back(name);
   return kSuccess;
 }
 
@@ -279,6 +302,7 @@ void Registry::RemoveKey(std::u16string_view path) {
   for (std::size_t i = 0; i + 1 < names.size() && parent != nullptr; ++i) parent = parent->Child(names[i]);
   std::shared_ptr<RegistryKey> const key = parent == nullptr ? nullptr : parent->Child(names.back());
   if (key == nullptr) return;
+  if (parent->links.erase(FoldCase(names.back())) != 0) return;  // the link goes, not what it stands for
   key->MarkDeleted();
   parent->keys.erase(FoldCase(names.back()));
 }
@@ -315,6 +339,11 @@ std::unique_ptr<Registry> Registry::Snapshot() const {
   auto copy = std::make_unique<Registry>();
   copy->state_->root = state_->root->Copy();
   return copy;
+}
+
+void Registry::ServeControlSet(std::u16string_view control_set) {
+  constexpr std::u16string_view kLink = u"CurrentControlSet";
+  state_->Make(u"SYSTEM")->links[FoldCase(kLink)] = {std::u16string(kLink), std::u16string(control_set)};
 }
 
 void Registry::Restore(const Registry& state) { state_->root = state.state_->root->Copy(); }

@@ -123,6 +123,10 @@ class Registry {
   std::vector<std::u16string> SubKeyNames(std::u16string_view path) const;
   std::vector<std::u16string> ValueNames(std::u16string_view path) const;
 
+  /// Makes SYSTEM\CurrentControlSet a link to SYSTEM\`control_set`, as Windows has it: what is read, written or removed
+  /// below the one is so below the other. Before keys are put there.
+  void ServeControlSet(std::u16string_view control_set);
+
   /// Guards the key and everything below it, also while it does not exist. The strictest guard on the way counts.
   void Guard(std::u16string path, KeyGuard guard);
 

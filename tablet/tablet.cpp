@@ -33,6 +33,9 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
   g_current = this;
   for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
+  for (std::uint32_t const privilege : description.missing_privileges) privileges_.Withhold(privilege);
+  firmware_.trouble() = description.firmware_trouble;
+  if (description.free_bytes) drive_.LimitSpace(*description.free_bytes);
   if (description.manager_denied) services_.DenyManager();
   services_.SetPreshutdownTimeout(description.preshutdown_timeout);
   services_.OnProcessEnd([this](ProcessId process) {

@@ -16,15 +16,20 @@ class InitCommand : public Command {
   std::string about() const override { return "makes a tablet folder from a named sample, archives included"; }
 
   void Define(CLI::App& app) override {
-    app.add_option("DIR", folder_, "the folder to make")->required();
-    std::string samples = "the sample:";
-    for (const Sample& sample : Samples()) samples += fmt::format(" {} ({});", sample.name, sample.shows);
-    samples.pop_back();
-    app.add_option("--sample", sample_, samples)->capture_default_str();
+    app.add_option("DIR", folder_, "the folder to make");
+    app.add_option("--sample", sample_, "the sample; --list shows what there is")
+        ->type_name("NAME")
+        ->capture_default_str();
     app.add_flag("--small", small_, "its twin of a few kilobytes, for trials that must be quick");
+    app.add_flag("--list", list_, "show the samples and make nothing");
   }
 
   int Run(Console& console) override {
+    if (list_) {
+      for (const Sample& sample : Samples()) console.Line(fmt::format("{:<28}{}", sample.name, sample.shows));
+      return kDone;
+    }
+    if (folder_.empty()) throw UsageError("DIR is required; \"vantord-tablet init --help\" explains it");
     MakeSample(sample_, small_, folder_);
     console.Line(fmt::format("{0} is a tablet now ({1}{2}); \"vantord-tablet run {0}\" boots it", folder_.string(),
                              sample_, small_ ? ", small" : ""));
@@ -35,6 +40,7 @@ class InitCommand : public Command {
   std::filesystem::path folder_;
   std::string sample_ = "fresh";
   bool small_ = false;
+  bool list_ = false;
 };
 
 }  // namespace

@@ -8,7 +8,12 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeRunCommand());
   commands.push_back(MakeSelectCommand());
   commands.push_back(MakeLintCommand());
+  commands.push_back(MakeVerifyCommand());
+  commands.push_back(MakeDiffCommand());
+  commands.push_back(MakeValidateCommand());
   commands.push_back(MakeStoryCommand());
+  commands.push_back(MakeCollectCommand());
+  commands.push_back(MakeReplayCommand());
   commands.push_back(MakeFaultCommand());
   commands.push_back(MakeSweepCommand());
   return commands;

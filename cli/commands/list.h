@@ -7,11 +7,16 @@
 
 namespace cli {
 
+std::unique_ptr<Command> MakeCollectCommand();
 std::unique_ptr<Command> MakeFaultCommand();
 std::unique_ptr<Command> MakeInitCommand();
+std::unique_ptr<Command> MakeReplayCommand();
 std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();
 std::unique_ptr<Command> MakeLintCommand();
+std::unique_ptr<Command> MakeVerifyCommand();
+std::unique_ptr<Command> MakeDiffCommand();
+std::unique_ptr<Command> MakeValidateCommand();
 std::unique_ptr<Command> MakeStoryCommand();
 std::unique_ptr<Command> MakeSweepCommand();
 

@@ -13,6 +13,7 @@ class StoryCommand : public Command {
   void Define(CLI::App& app) override {
     app.add_option("FILE", options_.files, "stories")->required();
     app.add_flag("--rewrite", options_.rewrite, "record what happens");
+    app.add_option("--junit", options_.junit, "write a report in JUnit's form for build servers")->type_name("FILE");
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 

@@ -69,7 +69,7 @@ TEST_F(InputTest, MalformedFilesAreNamedWithTheirLine) {
 TEST_F(InputTest, TargetsThatCannotBeWrittenAreRefusedBeforeTheRun) {
   Make("fresh");
   Write("file", "x");
-  ExpectRefusal({"run", "fresh", "--save", "fresh"}, 3, "fresh: exists already");
+  ExpectRefusal({"run", "fresh", "--save", "fresh"}, 3, "fresh: lies in the tablet itself");
   ExpectRefusal({"run", "fresh", "--save", "file/kept"}, 3, "file/kept: cannot be made");
   ExpectRefusal({"run", "fresh", "--events", "file/e.jsonl"}, 3, "file/e.jsonl: cannot be written");
   ExpectRefusal({"init", "file/x"}, 3, "file/x: cannot be made");

@@ -1,5 +1,7 @@
 #include "cli/story_file.h"
 
+#include <cstdlib>
+
 #include "cli/story_teller.h"
 #include "tests/cli/program.h"
 
@@ -46,6 +48,22 @@ TEST_F(StoryTest, AnotherEndingIsToldWithItsPlace) {
   EXPECT_THAT(result.out, HasSubstr("now          20.000  status    STOPPED"));
   Write("it.story", kPreface + recorded);
   EXPECT_EQ(RunJson({"story", "it.story"}, 5)["stories"][0]["differences"][0]["line"], 9);
+}
+
+TEST_F(StoryTest, AReportForBuildServersHasACaseForEachStory) {
+  std::string recorded = Record("tablet wifi-only\nboot quietly\n");
+  Write("good & fine.story", kPreface + recorded);
+  recorded.replace(recorded.find("STOPPED"), 7, "<odd> & \x02");
+  Write("it.story", kPreface + recorded);
+  EXPECT_EQ(Run({"story", "good & fine.story", "it.story", "--junit", "report.xml"}).exit_code, 5);
+  std::string const report = Read("report.xml");
+  EXPECT_THAT(report, HasSubstr("<testsuite name=\"stories\" tests=\"2\" failures=\"1\">"));
+  EXPECT_THAT(report, HasSubstr("<testcase classname=\"stories\" name=\"good &amp; fine\""));
+  EXPECT_THAT(report, HasSubstr("it.story:9, under &quot;boot quietly&quot;:"));
+  EXPECT_THAT(report, HasSubstr("&lt;odd&gt; &amp; \xEF\xBF\xBD"));
+  std::string const parse = "import sys, xml.etree.ElementTree as tree; tree.parse(sys.argv[1])";
+  EXPECT_EQ(std::system(("python3 -c '" + parse + "' " + In("report.xml").string()).c_str()), 0) << report;
+  EXPECT_EQ(Run({"story", "good & fine.story", "--junit", "no/such/folder.xml"}).exit_code, 3);
 }
 
 TEST_F(StoryTest, VerbsChangeTheTabletBetweenLives) {

@@ -121,7 +121,8 @@ TEST(RegTextTest, OtherHivesAndAbbreviationsAreRefused) {
 TEST(RegTextTest, MalformedKeysAreRefused) {
   EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\A"), HasSubstr("t.reg:3: a key without its closing bracket"));
   EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\A\\\\B]"), HasSubstr("an empty name in the path"));
-  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\A\\]"), HasSubstr("an empty name in the path"));
+  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\A\\\\]"), HasSubstr("an empty name in the path"));
+  EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\]"), HasSubstr("an empty name in the path"));
   EXPECT_THAT(Refusal(kHead + "[HKEY_LOCAL_MACHINE\\" + std::string(256, 'x') + "]"),
               HasSubstr("a name of 256 characters"));
 }

@@ -26,7 +26,7 @@ def run(world, names, report):
     wine = machine.Wine(world.wine.wine, world.wine.wineserver, world.wine.variables | variables)
     with machine.machine(wine, world.template, work / "prefix") as windows:
         provision.provision(windows, tablet, world.programs)
-        pattern = ":".join(f"*{name.partition('.')[2] or name}*" for name in names) if names else "*"
+        pattern = ":".join(f"*{name}*" for name in names) if names else "*"
         status, output = windows.run_for_status(
             PROGRAM, "--gtest_filter=" + pattern, "--gtest_output=xml:" + RESULTS, seconds=SECONDS
         )

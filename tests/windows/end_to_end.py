@@ -4,6 +4,7 @@ import datetime
 import hashlib
 import re
 import shutil
+import sys
 import unittest
 import zipfile
 from collections import Counter
@@ -19,6 +20,10 @@ import tablet_folder
 import transcript
 from tablet_folder import DIRECTORY, HIDDEN
 
+sys.path.append(str(Path(__file__).resolve().parents[1] / "package"))
+from inf import Inf  # noqa: E402
+
+SERVICE_KEY = r"hkey_local_machine\system\currentcontrolset\services\vantord"
 PARAMETERS = r"hkey_local_machine\system\currentcontrolset\services\vantord\parameters"
 MODEM = r"hkey_local_machine\system\currentcontrolset\control\class\{4d36e97d-e325-11ce-bfc1-08002be10318}\0001"
 MODEM_CORE = "windows\\system32\\modem_core"
@@ -52,8 +57,10 @@ class Lives:
         self.differences = [row for row in differences.read(world.readme) if row.holds_for(called)]
         self.hosted = hosted.HostedLife(world.vantord_tablet, self.tablet, self.work)
         with machine.machine(world.wine, world.template, self.work / "prefix") as windows:
-            provision.provision(windows, self.tablet, world.programs)
             provision.install_service(windows, world.programs)
+            self.installed = provision.registry_of(windows, SERVICE_KEY)
+            provision.provision(windows, self.tablet, world.programs)
+            provision.place_libraries(windows, world.programs)
             self.began = datetime.datetime.now(datetime.UTC)
             here = session.Session(windows, self.tablet, world.programs)
             self.windows = here.live(self.hosted, self.differences)
@@ -156,6 +163,22 @@ class Fresh(SampleTest, EverySample, ModemSample):
     def prepare(cls, tablet, _):
         text = f'Windows Registry Editor Version 5.00\n\n[{PARAMETERS}]\n"Distribute"=dword:00000001\n'
         (tablet.path / "registry" / "50-distribute.reg").write_text(text)
+
+    def test_set_up_installs_what_the_package_says(self):
+        installed = self.lives.installed
+        values = {name: installed[SERVICE_KEY][name] for name in ("type", "start", "errorcontrol", "imagepath")}
+        text = "C:\\windows\\system32\\Vantord.exe\0".encode("utf-16-le")
+        numbers = {name: (4, number.to_bytes(4, "little")) for name, number in (("type", 16), ("start", 2), ("errorcontrol", 1))}
+        self.assertEqual(numbers | {"imagepath": values["imagepath"]}, values)
+        self.assertEqual(text.lower(), values["imagepath"][1].lower())
+        written = Inf((self.world.programs.package / "vantord.inf").read_text()).registry("Vantord_Registry")
+        self.assertGreater(len(written), 8)
+        for (key, name), (flags, value) in written.items():
+            found = installed[SERVICE_KEY + ("\\" + key.lower() if key else "")]
+            if flags == 0x10001:
+                self.assertEqual((4, int(value).to_bytes(4, "little")), found[name.lower()], name)
+            elif value is not None:
+                self.assertEqual((1, (value + "\0").encode("utf-16-le")), found[name.lower()], f"{key} {name}")
 
     def test_the_deployed_files_equal_the_archive(self):
         deployed = 0

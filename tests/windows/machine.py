@@ -50,7 +50,9 @@ class Wine:
     def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None):
         self.wine = list(wine)
         self.wineserver = list(wineserver)
-        self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+        # Without asking for add-ons, and without menus in the home folder of whoever runs the tests.
+        overrides = "mscoree,mshtml=;winemenubuilder.exe=d"
+        self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": overrides}
         self.variables.update(variables or {})
 
     def missing(self):

@@ -4,12 +4,14 @@ import os
 import shutil
 from pathlib import Path
 
+import registry_text
 import tablet_folder
 from machine import MachineError
 
 TEST_FOLDER = "C:\\vantord-test"
 SYSTEM_FOLDER = "C:\\Windows\\System32"
 STEER = TEST_FOLDER + "\\steer.exe"
+PACKAGE_FOLDER = "C:\\vantord-package"
 RECORD = TEST_FOLDER + "\\record.jsonl"
 TOAST_NOTE = TEST_FOLDER + "\\toast.json"
 SERVICE = "Vantord"
@@ -24,15 +26,19 @@ MODEM_LINK = r"\\?\root#vantordtest#0000#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}"
 USB_LINK = r"\\?\ROOT#VANTORDTEST#0000#{a5dcbf10-6530-11d2-901f-00c04fb951ed}"
 FIRMWARE_LINK = r"\\?\root#vantordtest#0000#{fd9ff848-46d1-4ce7-8940-6df2f1e6eff6}"
 
-# Keys in which a fresh Wine has entries of its own that no tablet has.
-CLEARED_KEYS = (r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318}",)
+# Keys in which a fresh Wine has entries of its own that no tablet has, and the one whose contents are the tablet's affair.
+CLEARED_KEYS = (
+    r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318}",
+    r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Vantord\Parameters",
+)
 
 
 class Programs:
-    """Where the programs are: Vantord.exe as it is shipped, and the folder of those that stand beside it in tests."""
+    """Where the programs are: Vantord.exe as it is shipped, its package, and the folder of those beside it in tests."""
 
     def __init__(self, executable, beside):
         self.executable = Path(executable)
+        self.package = self.executable.parent / "package"
         self.beside = Path(beside)
 
 
@@ -47,7 +53,7 @@ def steer(machine, *words, seconds=60):
 
 
 def provision(machine, tablet, programs):
-    """Everything but the service itself."""
+    """Everything but the service itself, which is installed already: what the tablet says of it is what counts."""
     _refuse_what_is_not_provided(tablet)
     _copy_programs(machine, programs)
     _copy_drive(machine, tablet)
@@ -65,11 +71,24 @@ def provision(machine, tablet, programs):
 
 
 def install_service(machine, programs):
-    """The service as its package installs it: the shipped executable in the system's folder."""
-    place(machine, programs.executable, SYSTEM_FOLDER + "\\Vantord.exe")
-    place(machine, programs.beside / "cfgmgr32.dll", SYSTEM_FOLDER + "\\cfgmgr32.dll")
-    place(machine, programs.beside / "kavrilproxy.dll", SYSTEM_FOLDER + "\\kavrilproxy.dll")
-    steer(machine, "create", SERVICE, SYSTEM_FOLDER + "\\Vantord.exe")
+    """Has Windows' set-up install the service's package."""
+    for file in programs.package.iterdir():
+        place(machine, file, f"{PACKAGE_FOLDER}\\{file.name}")
+    words = ("setupapi,InstallHinfSection", "DefaultInstall", "128", PACKAGE_FOLDER + "\\vantord.inf")
+    machine.run("rundll32", *words)
+
+
+def place_libraries(machine, programs):
+    """What the service's own process finds in the system's folder: the radio's library, and what Wine lacks."""
+    for name in ("cfgmgr32.dll", "kavrilproxy.dll"):
+        place(machine, programs.beside / name, f"{SYSTEM_FOLDER}\\{name}")
+
+
+def registry_of(machine, key):
+    """A key with all below it: {key: {value: (type, bytes)}}."""
+    file = PACKAGE_FOLDER + "\\export.reg"
+    machine.run("reg", "export", key, file, "/y")
+    return registry_text.parse(registry_text.decode(machine.host_path(file).read_bytes()))
 
 
 def place(machine, source, windows_path):

@@ -64,6 +64,12 @@ def run_conformance(world, names, report):
         report.add(conformance.SUITE, "the tests come to their end", 0.0, "failure", text)
 
 
+def conformance_names(names):
+    """Parts of names of GoogleTest's; empty: all. "ConformanceFiles." gives "Files."."""
+    parts = [name.removeprefix(conformance.SUITE) for name in names if name.startswith(conformance.SUITE)]
+    return parts if all(parts) else []
+
+
 def wants_conformance(names):
     return not names or any(name.startswith(conformance.SUITE) for name in names)
 
@@ -127,8 +133,7 @@ def run_all(options, wine, suites, report):
             suite.world = world
         work = [pool.submit(run_suite, suite, options.names, report) for suite in suites]
         if wants_conformance(options.names):
-            names = [name.removeprefix(conformance.SUITE) for name in options.names]
-            work.append(pool.submit(run_conformance, world, [name for name in names if name], report))
+            work.append(pool.submit(run_conformance, world, conformance_names(options.names), report))
         for done in work:
             done.result()
     finally:

@@ -40,6 +40,9 @@ void* Redirect(const char* name, void* function) {
 extern "C" BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, LPVOID) {
   if (reason != DLL_PROCESS_ATTACH) return TRUE;
   ::DisableThreadLibraryCalls(library);
+#ifdef __aarch64__
+  supply::RedirectArguments();
+#endif
   supply::RedirectTracing();
   supply::RedirectControls();
   supply::RedirectStatus();

@@ -34,6 +34,8 @@ std::string Quoted(const std::wstring& text);
 void* Redirect(const char* name, void* function);
 
 void RedirectTracing();
+/// For Wine on ARM64 alone.
+void RedirectArguments();
 void RedirectControls();
 void RedirectStatus();
 

@@ -1,0 +1,67 @@
+#include <optional>
+
+#include "cli/bundle_commands.h"
+#include "cli/commands/list.h"
+
+namespace cli {
+
+namespace {
+
+class CollectCommand : public Command {
+ public:
+  std::string_view name() const override { return "collect"; }
+  std::string about() const override { return "runs a tablet and packs the run, so that others can repeat it"; }
+
+  void Define(CLI::App& app) override {
+    app.add_option("DIR", options_.folder, "the tablet's folder")->required();
+    app.add_option("-o,--output", options_.bundle, "the bundle, a zip file")->type_name("FILE")->required();
+    app.add_flag("--redact", options_.redact, "replace what tells one tablet, or its user, from another");
+    app.add_option("--seed", seed_, "as of run");
+    app.add_option("--until", until_, "as of run: end at this virtual time")
+        ->type_name("MS")
+        ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
+    app.add_option("--fault", faults_, "as of run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
+    app.add_option("--cut-at", cut_at_, "as of run: cut the power at this call")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
+    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+  }
+
+  int Run(Console& console) override {
+    for (const std::string& fault : faults_) options_.run.insert(options_.run.end(), {"--fault", fault});
+    if (cut_at_) options_.run.insert(options_.run.end(), {"--cut-at", std::to_string(*cut_at_)});
+    if (seed_) options_.run.insert(options_.run.end(), {"--seed", std::to_string(*seed_)});
+    if (until_) options_.run.insert(options_.run.end(), {"--until", std::to_string(*until_)});
+    return Collect(options_, console);
+  }
+
+ private:
+  CollectOptions options_;
+  std::optional<std::uint64_t> seed_;
+  std::optional<std::int64_t> until_;
+  std::vector<std::string> faults_;
+  std::optional<std::uint64_t> cut_at_;
+};
+
+class ReplayCommand : public Command {
+ public:
+  std::string_view name() const override { return "replay"; }
+  std::string about() const override { return "repeats the run of a bundle and compares"; }
+
+  void Define(CLI::App& app) override {
+    app.add_option("BUNDLE", options_.bundle, "what collect has made")->required();
+    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+  }
+
+  int Run(Console& console) override { return Replay(options_, console); }
+
+ private:
+  ReplayOptions options_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeCollectCommand() { return std::make_unique<CollectCommand>(); }
+std::unique_ptr<Command> MakeReplayCommand() { return std::make_unique<ReplayCommand>(); }
+
+}  // namespace cli

@@ -1,0 +1,39 @@
+#include <chrono>
+
+#include "cli/commands/list.h"
+#include "cli/verify_command.h"
+
+namespace cli {
+
+namespace {
+
+class VerifyCommand : public Command {
+ public:
+  std::string_view name() const override { return "verify"; }
+  std::string about() const override { return "compares the files on a tablet with the archive they came from"; }
+
+  void Define(CLI::App& app) override {
+    app.add_option("DIR", options_.folder, "the tablet's folder; it stays as it is")->required();
+    app.add_option("--archive", options_.archive, "this archive, not the one that the tablet gets")->type_name("FILE");
+    app.add_option("--patience", patience_seconds_, "real time without a call after which the service counts as hung")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.1, 1e6))
+        ->capture_default_str();
+    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+  }
+
+  int Run(Console& console) override {
+    options_.patience = std::chrono::milliseconds(static_cast<std::int64_t>(patience_seconds_ * 1000));
+    return Verify(options_, console);
+  }
+
+ private:
+  VerifyOptions options_;
+  double patience_seconds_ = 10;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeVerifyCommand() { return std::make_unique<VerifyCommand>(); }
+
+}  // namespace cli
