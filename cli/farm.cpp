@@ -9,6 +9,7 @@
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -81,6 +82,13 @@ void Send(int descriptor, std::size_t job, const json& answer) {
   WriteAll(descriptor, record.data(), record.size());
 }
 
+std::chrono::nanoseconds ProcessorTime(pid_t process) {
+  clockid_t clock{};
+  timespec used{};
+  if (::clock_getcpuclockid(process, &clock) != 0 || ::clock_gettime(clock, &used) != 0) return {};
+  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
 /// Waits for a process; kills it when it takes too long. Answers its wait status.
 int WaitFor(pid_t process, std::chrono::seconds patience, bool& given_up) {
   given_up = false;
@@ -88,7 +96,12 @@ int WaitFor(pid_t process, std::chrono::seconds patience, bool& given_up) {
   if (descriptor >= 0) {
     pollfd ended{.fd = descriptor, .events = POLLIN, .revents = 0};
     int const wait = static_cast<int>(std::chrono::milliseconds(patience).count());
-    given_up = ::poll(&ended, 1, wait) == 0;
+    std::chrono::nanoseconds used{0};
+    while (!given_up && ::poll(&ended, 1, wait) == 0) {
+      std::chrono::nanoseconds const now = ProcessorTime(process);
+      given_up = now == used || now >= patience;
+      used = now;
+    }
     if (given_up) ::kill(process, SIGKILL);
     ::close(descriptor);
   }
@@ -133,7 +146,7 @@ class Worker {
     std::string how = WIFSIGNALED(status)
                           ? fmt::format("signal {}, {}", WTERMSIG(status), ::strsignal(WTERMSIG(status)))
                           : fmt::format("exit code {}", WEXITSTATUS(status));
-    if (given_up) how = fmt::format("given up after {} s", options_.patience.count());
+    if (given_up) how = "given up";
     Send(answers_, job, {{"crashed", how}, {"output", Tail(output_)}});
   }
 

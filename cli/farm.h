@@ -10,7 +10,7 @@ namespace cli {
 
 struct FarmOptions {
   unsigned workers = 0;  ///< 0: one for each processor that this process may use
-  /// Real time after which a job is given up.
+  /// A job is given up when it has used that much processor time, or none at all in that much real time.
   std::chrono::seconds patience{60};
 };
 

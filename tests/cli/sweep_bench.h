@@ -55,13 +55,13 @@ class SweepBench : public ::testing::Test {
     return 0;
   }
   cli::SweepTask Failing(std::size_t known, tablet::WinError error) const {
-    const cli::KnownCall& call = ground_.calls[known];
+    const cli::KnownCall& call = ground_.calls.at(known);
     return {.kind = cli::SweepTask::Kind::kFault,
             .faults = {{.call = call.name, .error = error, .first = call.occurrence, .count = 1}},
             .known = {known}};
   }
   cli::SweepTask CutBehind(std::size_t known) const {
-    return {.kind = cli::SweepTask::Kind::kCut, .cut_at = ground_.calls[known].number + 1};
+    return {.kind = cli::SweepTask::Kind::kCut, .cut_at = ground_.calls.at(known).number + 1};
   }
   static cli::SweepTask InOrder(std::uint64_t seed) { return {.kind = cli::SweepTask::Kind::kSchedule, .seed = seed}; }
 
