@@ -112,7 +112,8 @@ void LifeJudge::CheckTold() {
   if (IsTold(*rule, call, life_.machine().journal().Messages())) return;
   // What changed nothing needs no word.
   bool const harmless =
-      rule->unless_harmless && Differences(ground_.after_one, WithoutSetup(StateOf(life_.machine()))).empty();
+      rule->unless_harmless &&
+      Differences(ground_.after_one, WithoutSetup(StateOf(life_.machine(), ground_.description.power_on))).empty();
   if (harmless) return;
   Broken("told", fmt::format("no message with \"{}\"", rule->message));
 }

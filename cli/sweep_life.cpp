@@ -154,7 +154,7 @@ void LiveUndisturbed(SweepGround& ground, const Deliver& deliver) {
     CallRecorder recorder(*life);
     if (ground.prepare) ground.prepare(*life, task, start);
     judge.CheckEnd(LiveToTheEnd(*life, judge, verdict, deliver));
-    states.push_back(StateOf(life->machine()));
+    states.push_back(StateOf(life->machine(), ground.description.power_on));
     if (start == 1) calls = ToJson(recorder.Take());
     if (start == 1) life = SwitchOnAgain(ground, std::move(life));
   }
@@ -180,7 +180,8 @@ void LiveTask(SweepGround& ground, const SweepTask& task, const Deliver& deliver
   if (end.kind != LifeEnd::Kind::kPowerCut) {
     judge.CheckEnd(end);
     if (task.kind == SweepTask::Kind::kSchedule) {
-      judge.CheckState("schedule", WithoutSetup(StateOf(life->machine())), {&ground.after_one});
+      judge.CheckState("schedule", WithoutSetup(StateOf(life->machine(), ground.description.power_on)),
+                       {&ground.after_one});
     }
     return Finish(verdict, deliver);
   }
@@ -190,7 +191,8 @@ void LiveTask(SweepGround& ground, const SweepTask& task, const Deliver& deliver
   LifeJudge next(ground, task, *life, verdict);
   if (ground.prepare) ground.prepare(*life, task, 2);
   next.CheckEnd(LiveToTheEnd(*life, next, verdict, deliver));
-  next.CheckState("converges", WithoutSetup(StateOf(life->machine())), {&ground.after_one, &ground.after_two});
+  next.CheckState("converges", WithoutSetup(StateOf(life->machine(), ground.description.power_on)),
+                  {&ground.after_one, &ground.after_two});
   Finish(verdict, deliver);
 }
 

@@ -108,6 +108,13 @@ bool BetweenThePaths(const LifeFacts& facts) {
 
 bool SeekFailed(const LifeFacts& facts) { return Failed(facts, "SetFilePointer") != nullptr; }
 
+/// One of the single bytes of a central header, read again for the entry's name.
+bool HeaderByteFailed(const LifeFacts& facts) {
+  return std::ranges::any_of(facts.failed, [](const KnownCall* call) {
+    return call->name == "ReadFile" && call->args.find(", 1 -> ") != std::string::npos;
+  });
+}
+
 /// The number of the last call of this name.
 std::uint64_t LastOf(const LifeFacts& facts, std::string_view name) {
   std::uint64_t number = 0;
@@ -164,6 +171,8 @@ constexpr Exemption kExemptions[] = {
      BeforeTheNotice},
     {"failed-deployment/seek", "a seek in the archive fails unnoticed: a wrong image counts as complete",
      "ExtractionTest.AFailedSeekInTheFileIsNotNoticed", SeekFailed},
+    {"failed-deployment/header", "a byte of a central header fails when it is read again: the entry gets another name",
+     "ExtractionTest.AHeaderThatCannotBeReadAgainGivesItsEntryAnotherName", HeaderByteFailed},
 };
 
 }  // namespace

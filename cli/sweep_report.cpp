@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/exit_code.h"
 #include "cli/sweep_promises.h"
 #include "tablet/fault_catalog.h"
 
@@ -129,6 +130,7 @@ nlohmann::ordered_json SweepReport::ToJson() const {
         {{"promise", line.promise}, {"detail", line.detail}, {"lives", line.count}, {"repeat", line.repeat}});
   }
   return {{"schema", 1},
+          {"exit_code", lines_.empty() ? kDone : kNotAsExpected},
           {"tablet", folder_},
           {"tried", std::move(tried)},
           {"lives", Lives()},

@@ -52,8 +52,7 @@ class SweepReport {
   std::map<std::string, std::uint64_t> ends_;
   std::map<SweepTask::Kind, Tried> tried_;
   std::map<std::string, std::uint64_t> errors_;  ///< "CALL:ERROR" -> lives in which it came to pass
-  std::uint64_t places_ = 0;
-  std::uint64_t not_met_ = 0;  ///< lives whose faults did not all come to pass
+  std::uint64_t not_met_ = 0;                    ///< lives whose faults did not all come to pass
   std::uint64_t calls_ = 0;
 };
 

@@ -34,7 +34,13 @@ std::string CrashName(tablet::Drive& drive, const std::u16string& path, int& cou
   return empty ? "CPCrash_ (empty)" : fmt::format("CPCrash_#{}", ++count);
 }
 
-void AddFolder(tablet::Drive& drive, const std::u16string& folder, const std::string& shown, TabletState& state) {
+/// Times since the power first came on are one: the life that is compared runs at another.
+std::string WrittenAt(tablet::FileTicks time, tablet::FileTicks power_on) {
+  return time >= power_on ? "since then" : std::to_string(time);
+}
+
+void AddFolder(tablet::Drive& drive, tablet::FileTicks power_on, const std::u16string& folder, const std::string& shown,
+               TabletState& state) {
   std::vector<tablet::FileFacts> found;
   drive.Find(folder + u"\\*", found);
   int crash_folders = 0;
@@ -47,10 +53,11 @@ void AddFolder(tablet::Drive& drive, const std::u16string& folder, const std::st
     std::string const shown_path = shown + "\\" + name;
     if (is_folder) {
       state["file " + shown_path] = fmt::format("a folder, attributes {:#x}", facts.attributes);
-      AddFolder(drive, path, shown_path, state);
+      AddFolder(drive, power_on, path, shown_path, state);
     } else {
-      state["file " + shown_path] = fmt::format("{} bytes, attributes {:#x}, sum {:08x}, written {}", facts.size,
-                                                facts.attributes, SumOf(drive.Contents(path)), facts.times.write);
+      state["file " + shown_path] =
+          fmt::format("{} bytes, attributes {:#x}, sum {:08x}, written {}", facts.size, facts.attributes,
+                      SumOf(drive.Contents(path)), WrittenAt(facts.times.write, power_on));
     }
   }
 }
@@ -61,7 +68,7 @@ std::uint32_t SumOf(const std::vector<std::uint8_t>& data) {
   return static_cast<std::uint32_t>(::crc32(0, data.data(), static_cast<uInt>(data.size())));
 }
 
-TabletState StateOf(tablet::Tablet& machine) {
+TabletState StateOf(tablet::Tablet& machine, tablet::FileTicks power_on) {
   TabletState state;
   AddKey(machine.registry(), u"", state);
   for (auto const& [key, variable] : machine.firmware().variables()) {
@@ -69,7 +76,7 @@ TabletState StateOf(tablet::Tablet& machine) {
     for (std::uint8_t const byte : variable.data) bytes += fmt::format("{:02x}", byte);
     state[fmt::format("firmware {}-{}", tablet::ToUtf8(key.name), key.vendor.ToString())] = std::move(bytes);
   }
-  AddFolder(machine.drive(), u"C:", "C:", state);
+  AddFolder(machine.drive(), power_on, u"C:", "C:", state);
   return state;
 }
 

@@ -10,11 +10,12 @@
 namespace cli {
 
 /// "registry KEY", "firmware NAME" or "file PATH" -> what is there. A file's text holds its size, attributes, time of
-/// writing and a sum of its bytes. The folders of the retail log are numbered, since their names hold the
-/// time; those that are empty share one name.
+/// writing, where that is before the power came on, and a sum of its bytes. The folders of the retail log are numbered,
+/// since their names hold the time; those that are empty share one name.
 using TabletState = std::map<std::string, std::string>;
 
-TabletState StateOf(tablet::Tablet& machine);
+/// `power_on` is when the power came on for the first of the lives that are compared.
+TabletState StateOf(tablet::Tablet& machine, tablet::FileTicks power_on);
 
 /// Without what time does to a tablet and no life: first-boot setup goes on by itself.
 TabletState WithoutSetup(TabletState state);
