@@ -23,11 +23,6 @@ class MachineError(Exception):
 POLL_SECONDS = 0.05
 INTERRUPT_SECONDS = 30
 
-# How long Wine's service manager waits for a service to take a control, in milliseconds. Left alone it ends a service
-# after 10 s, which on a busy machine befalls one that does nothing wrong.
-CONTROL_KEY = r"HKLM\System\CurrentControlSet\Control"
-SERVICE_PATIENCE = (CONTROL_KEY, "/v", "ServicesPipeTimeout", "/t", "REG_DWORD", "/d", "120000")
-
 # What is no hard link to the template: Wine writes these in place.
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
 
@@ -189,8 +184,7 @@ def _any_case(folder, name):
 
 def template(wine, folder):
     """A prefix as Wine makes it, kept in `folder` from one run to the next, for as long as Wine stays the same."""
-    made_of = (wine.version(), wine.wine, sorted(wine.variables.items()), SERVICE_PATIENCE)
-    key = hashlib.sha256(repr(made_of).encode()).hexdigest()[:16]
+    key = hashlib.sha256(repr((wine.version(), wine.wine, sorted(wine.variables.items()))).encode()).hexdigest()[:16]
     made = Path(folder) / f"template-{key}"
     if made.exists():
         return made
@@ -200,7 +194,6 @@ def template(wine, folder):
     _running.add(unfinished)
     try:
         unfinished.run("wineboot", "-i", seconds=120)
-        unfinished.run("reg", "add", *SERVICE_PATIENCE, "/f")
         unfinished._wineserver("-w")
     finally:
         unfinished.stop()
