@@ -92,7 +92,10 @@ class SampleTest(unittest.TestCase):
         cls = type(self)
         if cls._lives is None:
             try:
-                cls._lives = Lives(cls.world, cls.sample, cls.small, cls.called or cls.sample, cls.prepare)
+                called = cls.called or cls.sample
+                cls._lives = machine.lead(
+                    called, lambda: Lives(cls.world, cls.sample, cls.small, called, cls.prepare)
+                )
             except Exception as error:  # noqa: BLE001 - told by each test of the class
                 cls._lives = error
         if isinstance(cls._lives, Exception):

@@ -201,6 +201,18 @@ def template(wine, folder):
     return made
 
 
+def lead(what, use):
+    """What `use` gives, which brings up a machine of its own. Wine loses a program now and then: what a MachineError
+    ended is tried once more, on a new machine, and said. What a test finds wrong is never tried again."""
+    try:
+        return use()
+    except MachineError as error:
+        if _interrupted.is_set():
+            raise
+        print(f"again            {what}: {str(error).splitlines()[0]}", flush=True)
+        return use()
+
+
 @contextlib.contextmanager
 def machine(wine, template_folder, prefix):
     """A machine like the template, running; gone at the end."""
