@@ -129,6 +129,7 @@ def others(check):
     check.ask("collect", 0, "collect", "fresh", "-o", "redacted.zip", "--redact")
     check.ask("replay", 0, "replay", "plain.zip")
     check.ask("error", 3, "replay", "none.zip")
+    check.ask("sweep", 0, "sweep", "wifi-only", "--only", "schedule", "--schedules", "3")
     Path("a.story").write_text("# One.\n# Two.\n# Three.\ntablet wifi-only\nboot quietly\n", encoding="utf-8")
     check.ask("story", 5, "story", "a.story")
     check.run("story", "--rewrite", "a.story")
