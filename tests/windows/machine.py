@@ -203,14 +203,15 @@ def template(wine, folder):
 
 def lead(what, use):
     """What `use` gives, which brings up a machine of its own. Wine loses a program now and then: what a MachineError
-    ended is tried once more, on a new machine, and said. What a test finds wrong is never tried again."""
-    try:
-        return use()
-    except MachineError as error:
-        if _interrupted.is_set():
-            raise
-        print(f"again            {what}: {str(error).splitlines()[0]}", flush=True)
-        return use()
+    ended is tried again, twice at most, on a new machine, and said. What a test finds wrong is never tried again."""
+    for tries_left in (2, 1, 0):
+        try:
+            return use()
+        except MachineError as error:
+            if _interrupted.is_set() or tries_left == 0:
+                raise
+            print(f"again            {what}: {str(error).splitlines()[0]}", flush=True)
+    raise AssertionError("the last try ends this")
 
 
 @contextlib.contextmanager
