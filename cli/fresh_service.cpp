@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace cli {
 
@@ -19,11 +21,13 @@ using Entry = int (*)(int argumentCount, char16_t** arguments);
 
 constexpr const char* kLibrary = "libvantord_again.so";
 
-/// Beside the program, or in the folder above it.
+/// Beside the program, in the folder above it, or where it is installed.
 std::filesystem::path LibraryPath() {
   std::filesystem::path const folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  std::filesystem::path const beside = folder / kLibrary;
-  return std::filesystem::exists(beside) ? beside : folder.parent_path() / kLibrary;
+  for (const auto& place : {folder, folder.parent_path()}) {
+    if (std::filesystem::exists(place / kLibrary)) return place / kLibrary;
+  }
+  return folder.parent_path() / "lib" / "vantord" / kLibrary;
 }
 
 /// A copy of the library in memory: the loader takes each file once, and a copy is another file.
@@ -43,7 +47,14 @@ int CopyInMemory(const std::filesystem::path& library) {
 
 }  // namespace
 
-std::function<int()> FreshService() {
+namespace {
+
+std::vector<std::function<int()>>& Loaded() {
+  static std::vector<std::function<int()>> services;
+  return services;
+}
+
+std::function<int()> LoadFreshService() {
   int const copy = CopyInMemory(LibraryPath());
   // The copy binds its own names to itself and those of the Windows API to this program.
   void* const library = ::dlopen(("/proc/self/fd/" + std::to_string(copy)).c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -55,6 +66,19 @@ std::function<int()> FreshService() {
     char16_t* arguments[] = {name, nullptr};
     return entry(1, arguments);
   };
+}
+
+}  // namespace
+
+std::function<int()> FreshService() {
+  if (Loaded().empty()) return LoadFreshService();
+  std::function<int()> service = std::move(Loaded().back());
+  Loaded().pop_back();
+  return service;
+}
+
+void LoadFreshServices(int copies) {
+  for (int i = 0; i < copies; ++i) Loaded().push_back(LoadFreshService());
 }
 
 }  // namespace cli

@@ -11,4 +11,7 @@ namespace cli {
 /// when the service's library, which stands beside the program, cannot be loaded.
 std::function<int()> FreshService();
 
+/// Loads copies that the next calls of FreshService take: for many processes made from this one.
+void LoadFreshServices(int copies);
+
 }  // namespace cli

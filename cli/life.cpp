@@ -100,7 +100,8 @@ Life::Life(const tablet::Description& description, const std::filesystem::path& 
            const std::filesystem::path& work, LifeOptions options)
     : description_(description),
       options_(options),
-      machine_(description, work, {.seed = options.seed, .realtime = options.realtime}),
+      machine_(description, work,
+               {.seed = options.seed, .realtime = options.realtime, .call_limit = options.call_limit}),
       entry_(RunService) {
   tablet::LoadState(folder, machine_);
   registry_before_ = machine_.registry().Snapshot();
@@ -112,13 +113,15 @@ Life::Life(const tablet::Description& description, DiskState disk, const std::fi
            LifeOptions options)
     : description_(description),
       options_(options),
-      machine_(description, work, {.seed = options.seed, .realtime = options.realtime}),
+      machine_(description, work,
+               {.seed = options.seed, .realtime = options.realtime, .call_limit = options.call_limit}),
       registry_before_(std::move(disk.registry_before)),
       firmware_before_(std::move(disk.firmware_before)),
       earlier_file_changes_(std::move(disk.file_changes)),
       entry_(FreshService()) {
   machine_.registry().Restore(*disk.registry);
   machine_.firmware().Restore(std::move(disk.firmware));
+  if (disk.drive) machine_.drive().Become(std::move(disk.drive));
   if (disk.free_bytes) machine_.drive().LimitSpace(*disk.free_bytes);
   Prepare();
 }
@@ -138,10 +141,19 @@ void Life::Prepare() {
 
 Life::~Life() = default;
 
+void Life::Arm(std::uint64_t seed, std::uint64_t cut_at, bool stop_early) {
+  options_.seed = seed;
+  options_.cut_at = cut_at;
+  options_.stop_early = stop_early;
+  machine_.scheduler().Reseed(seed);
+  machine_.scheduler().CutPowerAt(cut_at);
+}
+
 DiskState Life::PowerOff(std::unique_ptr<Life> life) {
   life->machine_.drive().SaveSideFile();
   return {.registry = life->machine_.registry().Snapshot(),
           .firmware = life->machine_.firmware().variables(),
+          .drive = life->machine_.drive().in_memory() ? life->machine_.drive().Copy() : nullptr,
           .registry_before = std::move(life->registry_before_),
           .firmware_before = std::move(life->firmware_before_),
           .file_changes = life->FileChanges(),
@@ -230,7 +242,7 @@ std::optional<LifeEnd> Life::WaitFor(Millis deadline, const std::function<bool()
   Watchdog const watchdog(
       [this, &scheduler] { return scheduler.calls() + ticks_.load(std::memory_order_relaxed); }, options_.patience,
       [this] {
-        on_hang_({Kind::kHung, fmt::format("the service hangs: no call of the Windows API for {:.1f} s of real time",
+        on_hang_({Kind::kHung, fmt::format("the service hangs: no call of the Windows API for {:g} s of processor time",
                                            static_cast<double>(options_.patience.count()) / 1000)});
       });
   tablet::Wake const wake = scheduler.Wait(deadline, [&] { return HasEnded() || enough(); });
@@ -254,6 +266,11 @@ LifeEnd Life::Run(std::optional<Millis> until) {
   tablet::Scheduler& scheduler = machine_.scheduler();
   Start();
   bool told_to_stop = false;
+  if (options_.stop_early) {
+    auto const runs = [this] { return machine_.services().status().state == tablet::kServiceRunning; };
+    if (std::optional<LifeEnd> end = WaitFor(scheduler.Now() + kLongEnough, runs)) return *end;
+    Happen(*tablet::MakeEvent("stop", ""));
+  }
   for (;;) {
     Millis limit = until ? *until : scheduler.Now() + kLongEnough;
     // The timeline's last event may lie far ahead.

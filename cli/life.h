@@ -21,7 +21,11 @@ struct LifeOptions {
   bool realtime = false;
   /// The power is cut at this call of the Windows API, counted from 1; 0: never.
   std::uint64_t cut_at = 0;
-  /// The watchdog's: real time without a call of the Windows API after which the service counts as hung.
+  /// A stop is sent as soon as the service runs, whatever the timeline says.
+  bool stop_early = false;
+  /// Calls without movement of the clock after which the service counts as polling for ever.
+  std::uint64_t call_limit = tablet::Scheduler::Options{}.call_limit;
+  /// The watchdog's: processor time without a call of the Windows API after which the service counts as hung.
   std::chrono::milliseconds patience{10'000};
 };
 
@@ -46,11 +50,12 @@ std::string_view NameOf(LifeEnd::Kind kind);
 /// The exit code that an end leads to.
 int ExitCodeOf(LifeEnd::Kind kind);
 
-/// What outlasts a power cut, beside drive C: in the work folder: everything that was written is on disk. With it goes
-/// what the first life began with, so that changes are told against that.
+/// What outlasts a power cut, beside drive C: in the work folder (unless it is in memory): everything that was written
+/// is on disk. With it goes what the first life began with, so that changes are told against that.
 struct DiskState {
   std::unique_ptr<tablet::Registry> registry;
   tablet::Firmware::Variables firmware;
+  std::shared_ptr<tablet::DriveNode> drive;  ///< of a drive in memory
 
   std::unique_ptr<tablet::Registry> registry_before;
   tablet::Firmware::Variables firmware_before;
@@ -70,6 +75,9 @@ class Life {
 
   /// Takes the power away: nothing of the life runs any more, the drive stays in its work folder.
   static DiskState PowerOff(std::unique_ptr<Life> life);
+
+  /// Changes what was asked for when the life was made: seed, power cut, early stop. Before Start.
+  void Arm(std::uint64_t seed, std::uint64_t cut_at, bool stop_early);
 
   tablet::Tablet& machine() { return machine_; }
   const tablet::Registry& registry_before() const { return *registry_before_; }

@@ -216,9 +216,11 @@ ordered_json Linter::Findings(bool hung) {
     if (warning.entry) entry = *warning.entry;
     told.push_back({{"what", warning.what}, {"entry", std::move(entry)}, {"text", warning.text}});
   }
+  ordered_json free_bytes;
+  if (description_.free_bytes) free_bytes = *description_.free_bytes;
   return {{"archive", subject_.archive.string()}, {"verdict", verdict},           {"reason", reason},
-          {"claimed_entries", survey_.claimed},   {"unpacked_bytes", Unpacked()}, {"entries", std::move(entries)},
-          {"images", std::move(images)},          {"warnings", std::move(told)}};
+          {"claimed_entries", survey_.claimed},   {"unpacked_bytes", Unpacked()}, {"free_bytes", std::move(free_bytes)},
+          {"entries", std::move(entries)},        {"images", std::move(images)},  {"warnings", std::move(told)}};
 }
 
 }  // namespace

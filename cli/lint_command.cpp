@@ -51,9 +51,13 @@ void Print(Console& console, const ordered_json& found) {
         warning["entry"].is_null() ? "" : fmt::format("entry {}: ", warning["entry"].get<std::size_t>());
     console.Line(fmt::format("  {}  {}{}", console.Styled(Style::kBad, "warning"), entry, TextOf(warning["text"])));
   }
-  console.Line(fmt::format("  {}  {}; {} unpacked",
+  std::string sizes = HumanBytes(found["unpacked_bytes"].get<std::uint64_t>()) + " unpacked";
+  if (!found["free_bytes"].is_null()) {
+    sizes += fmt::format(", {} free on the tablet", HumanBytes(found["free_bytes"].get<std::uint64_t>()));
+  }
+  console.Line(fmt::format("  {}  {}; {}",
                            console.Styled(deploys ? Style::kGood : Style::kBad, fmt::format("{:<9}", verdict)),
-                           TextOf(found["reason"]), HumanBytes(found["unpacked_bytes"].get<std::uint64_t>())));
+                           TextOf(found["reason"]), sizes));
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "cli/commands/command.h"
 #include "cli/console.h"
 #include "cli/exit_code.h"
+#include "cli/program_docs.h"
 #include "cli/work_folder.h"
 #include "tablet/input_error.h"
 #include "tablet/nearest.h"
@@ -78,6 +79,14 @@ int main(int count, char** values) {
     command->Define(*app.add_subcommand(std::string(command->name()), command->about()));
     names.push_back(command->name());
   }
+  auto const print = [](const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    throw CLI::Success();
+  };
+  app.add_flag_callback(
+      "--man", [&] { print(cli::ManPage(app)); }, "print the manual page and exit");
+  app.add_flag_callback(
+      "--bash-completion", [&] { print(cli::BashCompletion(app)); }, "print the completion for bash and exit");
   try {
     app.parse(count, values);
     std::string const asked = app.get_subcommands().front()->get_name();

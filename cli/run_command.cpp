@@ -15,6 +15,7 @@
 #include "cli/summary.h"
 #include "cli/timeline.h"
 #include "cli/typed_commands.h"
+#include "cli/whole_life.h"
 #include "cli/work_folder.h"
 #include "tablet/folder.h"
 #include "tablet/folder_stamp.h"
@@ -72,6 +73,7 @@ class Session {
         work_(MakeWorkFolder(options)),
         teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
     if (options.events) events_.emplace(*options.events, options.calls);
+    if (options.whole_life) AddWholeLife(description_);
     // Whether they can be written is better known before the run than behind it.
     for (const auto& file : {options.trace, options.report}) {
       if (file) WriteTextFile(*file, "");
@@ -83,6 +85,7 @@ class Session {
                                    LifeOptions{.seed = options.seed,
                                                .realtime = options.realtime,
                                                .cut_at = options.cut_at,
+                                               .stop_early = options.stop_early,
                                                .patience = options.patience});
     for (const tablet::Fault& fault : options.faults) life_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*life_);
@@ -127,6 +130,7 @@ class Session {
     life_->machine().journal().Note(cut_->message);
     teller_.Flush();
     console_.EndProgress();
+    if (options_.trace || options_.report) first_life_ = life_->machine().journal().events();
     observer_.reset();
     DiskState disk = Life::PowerOff(std::move(life_));
     life_ = std::make_unique<Life>(
@@ -194,7 +198,14 @@ class Session {
   void WritePictures(const Summary& summary) {
     if (!options_.trace && !options_.report) return;
     tablet::Tablet& machine = life_->machine();
-    Timeline const timeline = Timeline::Of(machine.journal().events(), machine.scheduler().Now());
+    // The clock begins anew behind a power cut; in the picture it goes on.
+    tablet::Millis const before = cut_ ? cut_->at : tablet::Millis{0};
+    std::vector<tablet::Event> events = first_life_;
+    for (const tablet::Event& event : machine.journal().events()) {
+      events.push_back(event);
+      events.back().time += before;
+    }
+    Timeline const timeline = Timeline::Of(events, before + machine.scheduler().Now());
     if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
     if (!options_.report) return;
     nlohmann::ordered_json const document = SummaryJson(summary, *life_, *observer_);
@@ -229,6 +240,7 @@ class Session {
   TypedCommands typed_{STDIN_FILENO};
   std::optional<PowerCut> cut_;
   std::vector<tablet::Faults::Counted> faults_;  ///< of the life that the power cut ended
+  std::vector<tablet::Event> first_life_;        ///< the same one's, for the pictures
   std::unique_ptr<Life> life_;
   std::unique_ptr<Observer> observer_;
 };

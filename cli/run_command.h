@@ -24,6 +24,8 @@ struct RunOptions {
   std::uint64_t seed = 0;
   std::vector<tablet::Fault> faults;
   std::uint64_t cut_at = 0;  ///< the call at which the power is cut; 0: never
+  bool whole_life = false;   ///< with a timeline where the tablet has none
+  bool stop_early = false;   ///< the stop comes as soon as the service runs
   bool realtime = false;
   bool json = false;
   bool quiet = false;    ///< the summary only

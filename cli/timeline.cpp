@@ -135,9 +135,10 @@ class Builder {
     Open({.kind = Span::Kind::kStatus, .name = status.state, .detail = {}, .track = 0, .from = Here()});
   }
 
-  /// What a process that has ended left open ends with it.
+  /// What a process that has ended left open ends with it, and with the power everything.
   void TakeHappening(const tablet::Happening& happening) {
-    if (!happening.text.starts_with("the service's process ")) return;
+    bool const process_ends = happening.text.starts_with("the service's process ");
+    if (!process_ends && !happening.text.starts_with("the power is cut")) return;
     for (std::size_t track = 0; track < states_.size(); ++track) CloseAll(track, Here(), track != 0);
   }
 

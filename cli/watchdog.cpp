@@ -1,8 +1,24 @@
 #include "cli/watchdog.h"
 
+#include <time.h>
+
+#include <algorithm>
 #include <utility>
 
 namespace cli {
+
+namespace {
+
+constexpr std::chrono::milliseconds kShortestLook{10};
+constexpr std::chrono::milliseconds kLongestLook{100};
+
+std::chrono::nanoseconds ProcessorTime() {
+  timespec used{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+}  // namespace
 
 Watchdog::Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience,
                    std::function<void()> on_hang)
@@ -18,16 +34,16 @@ Watchdog::~Watchdog() {
 }
 
 void Watchdog::Watch() {
-  using Clock = std::chrono::steady_clock;
   std::uint64_t last = beats_();
-  Clock::time_point moved = Clock::now();
+  std::chrono::nanoseconds moved = ProcessorTime();
   std::unique_lock lock(mutex_);
-  while (!woken_.wait_for(lock, std::chrono::milliseconds(100), [this] { return done_; })) {
+  auto const look = std::clamp(patience_ / 4, kShortestLook, kLongestLook);
+  while (!woken_.wait_for(lock, look, [this] { return done_; })) {
     std::uint64_t const now = beats_();
     if (now != last) {
       last = now;
-      moved = Clock::now();
-    } else if (Clock::now() - moved >= patience_) {
+      moved = ProcessorTime();
+    } else if (ProcessorTime() - moved >= patience_) {
       on_hang_();
     }
   }

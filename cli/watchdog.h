@@ -14,7 +14,8 @@ namespace cli {
 class Watchdog {
  public:
   /// While it lives, calls `on_hang` once on a thread of its own when `beats` has given the same number for `patience`
-  /// of real time. `beats` is asked on that thread. `on_hang` must not return.
+  /// of this process's processor time: a busy machine hangs nobody. `beats` is asked on that thread. `on_hang` must not
+  /// return.
   Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, std::function<void()> on_hang);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;

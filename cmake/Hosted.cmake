@@ -53,6 +53,8 @@ set_target_properties(vantord-tablet PROPERTIES ENABLE_EXPORTS ON)
 add_dependencies(vantord-tablet vantord_again)
 target_link_libraries(vantord_cli PUBLIC ${CMAKE_DL_LIBS})
 
+include(cmake/Install.cmake)
+
 include(CTest)
 include(GoogleTest)
 add_subdirectory(tests)

@@ -25,6 +25,11 @@ endif()
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+  set(compiler_cache ${CCACHE_PROGRAM})
+  if(WIN32)
+    # Each checkout for itself: an object that another one has compiled would name the sources in its symbols otherwise.
+    set(compiler_cache ${CMAKE_COMMAND} -E env --unset=CCACHE_BASEDIR --unset=CCACHE_NOHASHDIR ${CCACHE_PROGRAM})
+  endif()
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${compiler_cache})
+  set(CMAKE_C_COMPILER_LAUNCHER ${compiler_cache})
 endif()

@@ -21,6 +21,8 @@
 
 namespace tablet {
 
+struct DriveNode;
+
 inline constexpr std::uint32_t kAttributeReadOnly = 0x1;
 inline constexpr std::uint32_t kAttributeHidden = 0x2;
 inline constexpr std::uint32_t kAttributeSystem = 0x4;
@@ -122,6 +124,11 @@ class Drive {
   /// Reads every file, and leaves the host's folder alone from then on: what happens to the drive is lost with it, and
   /// a copy of the process has a drive of its own. No file may be open.
   void KeepInMemory();
+  bool in_memory() const;
+  /// All of a drive in memory as it is now, for another drive to begin with.
+  std::shared_ptr<DriveNode> Copy() const;
+  /// Takes the place of everything on this drive, which lives in memory from then on. Nothing of it counts as changed.
+  void Become(std::shared_ptr<DriveNode> copy);
 
   /// From now on the files of the drive may grow by this much; names and folders cost nothing. What a file is cut by
   /// comes free again.

@@ -115,16 +115,6 @@ std::filesystem::path Drive::HostPath(std::u16string_view path) const {
   return host;
 }
 
-void Drive::KeepInMemory() {
-  std::vector<DriveNode*> files;
-  Walk(*state_->root, [&](const DriveNode& node) {
-    if (!node.folder) files.push_back(const_cast<DriveNode*>(&node));
-  });
-  state_->host->CatchUp();
-  for (DriveNode* const file : files) file->data = Contents(file->path);
-  state_->host->in_memory = true;
-}
-
 void Drive::OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes) {
   DrivePath parsed;
   if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {

@@ -47,7 +47,8 @@ struct DriveHost {
 struct DriveNode {
   DriveNode() = default;
   ~DriveNode();
-  DriveNode(const DriveNode&) = delete;
+  /// Facts, data and the same children; what the host does not have yet stays the other node's matter.
+  DriveNode(const DriveNode&) = default;
   DriveNode& operator=(const DriveNode&) = delete;
 
   std::u16string name;  ///< as first written; "" for the root

@@ -3,6 +3,7 @@
 namespace tablet {
 
 WinError Faults::Ask(std::string_view call) {
+  if (on_ask) on_ask(call);
   WinError error = 0;
   for (Counted& entry : faults_) {
     if (entry.fault.call != call) continue;

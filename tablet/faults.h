@@ -39,6 +39,8 @@ class Faults {
   /// The calls of faults that never came to pass.
   std::vector<std::string> Unused() const;
 
+  /// Told of every occurrence of a call, before it is answered.
+  std::function<void(std::string_view call)> on_ask;
   /// Told when a fault comes to pass for the first time.
   std::function<void(const Counted&)> on_first_hit;
 

@@ -73,6 +73,11 @@ Scheduler::Scheduler(Options options) : options_(options), random_(options.seed)
   std::set_terminate(EndSimulatedProcess);
 }
 
+void Scheduler::Reseed(std::uint64_t seed) {
+  options_.seed = seed;
+  random_.seed(seed);
+}
+
 Scheduler::~Scheduler() {
   Rely(&kEarlier);
   t_scheduler = nullptr;

@@ -71,6 +71,8 @@ class Scheduler {
   /// Cuts the power at the beginning of call number `call`, counted from 1 since power-on: that call and everything
   /// behind it never happen, the run is halted. 0: never.
   void CutPowerAt(std::uint64_t call) { cut_at_ = call; }
+  /// Another seed than that of the options. Before any thread is made.
+  void Reseed(std::uint64_t seed);
 
   /// Waits until `ready` holds or the clock reaches `deadline` (since power-on; kForever: none). `ready` is asked by
   /// whichever thread looks for work; it must not wait or change anything.

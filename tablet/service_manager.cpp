@@ -170,8 +170,8 @@ void ServiceManager::ActOnFailure() {
 
 void ServiceManager::CleanUp() {
   watch_.Forget();
-  handles_.CloseAllOf(process_);
   if (end_hook_) end_hook_(process_);
+  handles_.CloseAllOf(process_);
 }
 
 void ServiceManager::EndOfProcess(ProcessEnd end) {

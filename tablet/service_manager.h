@@ -84,7 +84,7 @@ class ServiceManager {
   const std::u16string& name() const { return service_; }
   /// How long the system waits for the service once it was told of a preshutdown.
   void SetPreshutdownTimeout(Millis timeout) { watch_.SetPreshutdownTimeout(timeout); }
-  /// Told when the service's process has ended, however it did.
+  /// Told when the service's process has ended, however it did; what it holds is still open.
   void OnProcessEnd(std::function<void(ProcessId)> hook) { end_hook_ = std::move(hook); }
   /// Whoever opens the service manager is refused.
   void DenyManager() { manager_denied_ = true; }

@@ -39,6 +39,7 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
   if (description.manager_denied) services_.DenyManager();
   services_.SetPreshutdownTimeout(description.preshutdown_timeout);
   services_.OnProcessEnd([this](ProcessId process) {
+    NoteWhatIsOpen(process);
     notifications_.DropAllOf(process);
     trace_.UnregisterAllOf(process);
   });
@@ -55,6 +56,14 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
       journal_.Note("first-boot setup comes to " + ToUtf8(change.state));
     });
   }
+}
+
+void Tablet::NoteWhatIsOpen(ProcessId process) {
+  left_open_ = handles_.OpenKinds(process);
+  left_open_.insert(left_open_.end(), notifications_.device_registrations(), "device registration");
+  left_open_.insert(left_open_.end(), notifications_.power_registrations(), "power registration");
+  left_open_.insert(left_open_.end(), trace_.registrations(), "trace registration");
+  left_open_.insert(left_open_.end(), heap_.LiveBlocks(process).size(), "memory");
 }
 
 Tablet::~Tablet() {

@@ -4,6 +4,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tablet/amss_driver.h"
 #include "tablet/clock.h"
@@ -55,6 +57,10 @@ class Tablet {
   Processes& processes() { return processes_; }
   AmssDriver& amss() { return amss_; }
 
+  /// What the service's process held when it ended last: the kinds of its handles, "device registration",
+  /// "power registration", "trace registration", "memory".
+  const std::vector<std::string>& left_open() const { return left_open_; }
+
   /// The tablet that the calls of the Windows API act on. Aborts when there is none.
   static Tablet& Current() {
     if (current_ == nullptr) RefuseWithoutTablet();
@@ -65,6 +71,8 @@ class Tablet {
   [[noreturn]] static void RefuseWithoutTablet();
 
   static Tablet* current_;
+  void NoteWhatIsOpen(ProcessId process);
+
   Scheduler scheduler_;
   Clock clock_;
   Journal journal_;
@@ -83,6 +91,7 @@ class Tablet {
   RadioProxy radio_;
   Processes processes_;
   AmssDriver amss_;
+  std::vector<std::string> left_open_;
 };
 
 /// The interface class of the modem's control device.

@@ -78,6 +78,7 @@ class TraceController {
   /// Disables the provider unless another session has enabled it since.
   void StopCollecting(const Guid& provider);
   bool IsRegistered(const Guid& provider) const;
+  std::size_t registrations() const { return registrations_.size(); }
 
  private:
   struct Registration {

@@ -20,10 +20,16 @@ class CollectCommand : public Command {
     app.add_option("--until", until_, "as of run: end at this virtual time")
         ->type_name("MS")
         ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
+    app.add_option("--fault", faults_, "as of run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
+    app.add_option("--cut-at", cut_at_, "as of run: cut the power at this call")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 
   int Run(Console& console) override {
+    for (const std::string& fault : faults_) options_.run.insert(options_.run.end(), {"--fault", fault});
+    if (cut_at_) options_.run.insert(options_.run.end(), {"--cut-at", std::to_string(*cut_at_)});
     if (seed_) options_.run.insert(options_.run.end(), {"--seed", std::to_string(*seed_)});
     if (until_) options_.run.insert(options_.run.end(), {"--until", std::to_string(*until_)});
     return Collect(options_, console);
@@ -33,6 +39,8 @@ class CollectCommand : public Command {
   CollectOptions options_;
   std::optional<std::uint64_t> seed_;
   std::optional<std::int64_t> until_;
+  std::vector<std::string> faults_;
+  std::optional<std::uint64_t> cut_at_;
 };
 
 class ReplayCommand : public Command {

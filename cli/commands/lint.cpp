@@ -16,7 +16,8 @@ class LintCommand : public Command {
     app.add_option("ARCHIVE", options_.archives, "archives")->required();
     app.add_option("--tablet", options_.tablet, "deploy to a copy of this tablet, not to an empty drive")
         ->type_name("DIR");
-    app.add_option("--patience", patience_seconds_, "real time without a call after which the service counts as hung")
+    app.add_option("--patience", patience_seconds_,
+                   "processor time without a call after which the service counts as hung")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.1, 1e6))
         ->capture_default_str();

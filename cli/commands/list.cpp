@@ -15,6 +15,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeCollectCommand());
   commands.push_back(MakeReplayCommand());
   commands.push_back(MakeFaultCommand());
+  commands.push_back(MakeSweepCommand());
   return commands;
 }
 

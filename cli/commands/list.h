@@ -18,5 +18,6 @@ std::unique_ptr<Command> MakeVerifyCommand();
 std::unique_ptr<Command> MakeDiffCommand();
 std::unique_ptr<Command> MakeValidateCommand();
 std::unique_ptr<Command> MakeStoryCommand();
+std::unique_ptr<Command> MakeSweepCommand();
 
 }  // namespace cli

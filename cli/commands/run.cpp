@@ -41,11 +41,15 @@ class RunCommand : public Command {
                    "what is on disk, without faults")
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
+    app.add_flag("--whole-life", options_.whole_life,
+                 "let everything happen that a service meets, where the tablet has no timeline of its own");
+    app.add_flag("--stop-early", options_.stop_early, "send the stop as soon as the service runs");
     app.add_flag("--realtime", options_.realtime, "let the tablet's clock wait instead of jumping");
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
     auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summary only");
     app.add_flag("--verbose,-v", options_.verbose, "every message, nothing counted together")->excludes(quiet);
-    app.add_option("--patience", patience_seconds_, "real time without a call after which the service counts as hung")
+    app.add_option("--patience", patience_seconds_,
+                   "processor time without a call after which the service counts as hung")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.1, 1e6))
         ->capture_default_str();

@@ -52,6 +52,17 @@ TEST_F(BundleTest, AnyRunRepeatsToTheByte) {
   }
 }
 
+TEST_F(BundleTest, FaultsAndPowerCutsAreRepeatedToo) {
+  Make("fresh");
+  Collect("fresh", "b.zip", {"--fault", "RegQueryValueExW@3:ERROR_ACCESS_DENIED", "--cut-at", "300"});
+  Unpack("b.zip", "b");
+  EXPECT_THAT(Read("b/events.jsonl"), HasSubstr("the power is cut"));
+  EXPECT_EQ(Run({"replay", "b.zip"}).exit_code, 0);
+  ProgramResult const result = Run({"collect", "fresh", "-o", "b.zip", "--fault", "ReadFiel"});
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("ReadFile"));
+}
+
 TEST_F(BundleTest, ABundleHoldsTheEventsAndTheSummaryOfTheRun) {
   Make("wifi-only");
   json const document = RunJson({"collect", "wifi-only", "-o", "b.zip", "--until", "5250"});

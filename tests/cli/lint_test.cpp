@@ -298,6 +298,20 @@ TEST_F(LintTest, WhatStandsOnTheTabletCounts) {
   EXPECT_EQ(found["entries"][1]["reason"], "its file cannot be made: error 5, Access is denied.");
 }
 
+TEST_F(LintTest, AnArchiveThatTheTabletHasNoRoomForFails) {
+  std::string text = Read("fresh/tablet.json");
+  EXPECT_EQ(RunJson({"lint", kArchive, "--tablet", "fresh"})["archives"][0]["free_bytes"], nullptr);
+  text.insert(text.find('{') + 1, R"("drive": {"free_bytes": 10000},)");
+  Write("fresh/tablet.json", text);
+  json const found = RunJson({"lint", kArchive, "--tablet", "fresh"}, 5)["archives"][0];
+  EXPECT_EQ(found["verdict"], "fails");
+  EXPECT_EQ(found["free_bytes"], 10000);
+  EXPECT_GT(found["unpacked_bytes"], 10000);
+  EXPECT_EQ(found["entries"][0]["code"], "0x00000400");
+  EXPECT_THAT(std::string(found["entries"][0]["reason"]), HasSubstr("the drive is full"));
+  EXPECT_THAT(Run({"lint", kArchive, "--tablet", "fresh"}).out, HasSubstr("unpacked, 10.0 kB free on the tablet"));
+}
+
 TEST_F(LintTest, SaysPlainlyThatAnArchiveHangsTheService) {
   ZipBuilder archive;
   archive.Add("a", ToBytes("x")).edit_central = [](auto& header) { header.signature = 0; };

@@ -67,6 +67,19 @@ TEST_F(PowerCutTest, ThePowerCanBeCutInEachLife) {
   EXPECT_EQ(Image(*life), u"\\SystemRoot\\System32\\qcdsp1v2850.mbn");
 }
 
+TEST_F(PowerCutTest, SpaceThatWasTakenStaysTaken) {
+  constexpr std::uint64_t kFree = 1'000'000;
+  description_.free_bytes = kFree;
+  auto life = FirstLife(kDuringExtraction);
+  life->Run(std::nullopt);
+  std::uint64_t written = 0;
+  for (const tablet::FileChange& change : life->FileChanges())
+    written += change.folder || !change.created ? 0 : change.bytes;
+  ASSERT_GT(written, 50'000u);
+  life = NextLife(std::move(life));
+  EXPECT_EQ(life->machine().drive().FreeBytes(), kFree - written);
+}
+
 TEST_F(PowerCutTest, ChangesAreToldOfAllLivesTogether) {
   auto life = FirstLife(kDuringExtraction);
   life->Run(std::nullopt);

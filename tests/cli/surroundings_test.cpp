@@ -6,6 +6,7 @@
 #include <array>
 #include <csignal>
 #include <fstream>
+#include <sstream>
 
 #include "cli/sample_archive.h"
 #include "tests/cli/program.h"
@@ -138,6 +139,24 @@ TEST_F(BadSurroundingsTest, ALockedFileThatIsNotThereIsRefusedWithItsLine) {
   EXPECT_EQ(result.exit_code, 3);
   EXPECT_THAT(result.err, HasSubstr("drive.locked: C:\\no such file is no file of drive C:"));
   EXPECT_FALSE(LeftSomething());
+}
+
+TEST_F(BadSurroundingsTest, AMissingPrivilegeIsNotAllAssigned) {
+  constexpr int kNotAllAssigned = 1300;
+  Make("fresh");
+  auto const answers = [this] {
+    std::vector<int> errors;
+    RunJson({"run", "fresh", "--events", "e.jsonl", "--calls"});
+    std::istringstream lines(Read("e.jsonl"));
+    for (std::string line; std::getline(lines, line);) {
+      json const event = json::parse(line);
+      if (event.value("name", "") == "AdjustTokenPrivileges") errors.push_back(event["last_error"]);
+    }
+    return errors;
+  };
+  EXPECT_THAT(answers(), testing::AllOf(testing::SizeIs(testing::Gt(0u)), testing::Each(0)));
+  Set("fresh", "/privileges/missing", json::array({"SeSystemEnvironmentPrivilege"}));
+  EXPECT_THAT(answers(), testing::AllOf(testing::SizeIs(testing::Gt(0u)), testing::Each(kNotAllAssigned)));
 }
 
 TEST_F(BadSurroundingsTest, ValuesOfAnotherTypeAreReadAsWhatTheyAre) {

@@ -132,6 +132,14 @@ TEST_F(TraceFileTest, WhatIsStillOpenWhenTheRunEndsIsMarked) {
   EXPECT_EQ(ends.back()["ts"], 5'250'000);
 }
 
+TEST_F(TraceFileTest, BothLivesAroundAPowerCutAreShown) {
+  json const trace = Trace("fresh", {"--cut-at", "1500"});
+  ExpectWellFormed(trace);
+  EXPECT_THAT(Names(Of(trace, "B", "status")), ::testing::ElementsAre("START_PENDING", "RUNNING", "START_PENDING",
+                                                                      "RUNNING", "STOP_PENDING", "STOPPED"));
+  EXPECT_THAT(Names(Of(trace, "i", "control")), Contains(HasSubstr("the power is cut")));
+}
+
 TEST_F(TraceFileTest, TheSameRunGivesTheSameBytes) {
   Trace("fresh", {"--report", "r.html"});
   std::string const trace = Read("t.json");

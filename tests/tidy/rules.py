@@ -33,6 +33,18 @@ WIDE = re.compile(
     r"\bstd::(?:wstring\w*|w[io]?stringstream|w[io]?fstream|wcout|wcerr|wclog|wcin|basic_\w*stream\s*<\s*WCHAR)\b"
 )
 BUILD_MACROS = re.compile(r"\b__(?:LINE|DATE|TIME|TIMESTAMP|COUNTER)__\b")
+# What GNU's compiler and those that follow it take, and MSVC does not.
+GNU_WORDS = re.compile(
+    r"\b__(?:attribute|extension|typeof|asm|label|real|imag|auto_type|int128|builtin_\w+|PRETTY_FUNCTION)(?:__)?\b|"
+    r"\b(?:typeof|asm|alloca|ssize_t)\b|"
+    r"\(\s*\{[^{}]*;|\?\s*:(?!:)|\bgoto\s*\*|\bcase\s+[^:;?]+\.\.\.|[{,]\s*\[\s*\w+\s*\]\s*=(?!=)|"
+    r"(?:^|[;{])\s*(?!return\b)[\w:]+\s+\w+\s*\[\s*0\s*\]\s*;",
+    re.M,
+)
+GNU_DIRECTIVES = re.compile(
+    r"#\s*(?:include_next\b|import\b|ident\b|pragma\s+(?:GCC|clang)\b|include\s*<(?:bits/|unistd\.h|sys/|ext/))|"
+    r"#\s*define\s+\w+\([^)]*\w\.\.\.|,\s*##\s*__VA_ARGS__"
+)
 CLOCKS = re.compile(
     r"\b(?:sleep_for|sleep_until|usleep|nanosleep|system_clock|steady_clock|high_resolution_clock|"
     r"clock_gettime|gettimeofday)\b|(?<![\w.>:])(?:std::|::)?(?:time|sleep)\s*\("
@@ -98,6 +110,17 @@ def wide_text_is_windows_own(sources):
     for source in sources:
         for path, line, text in _matches(WIDE, source, source.code) if source.is_product else ():
             yield path, line, f'{text}: write TEXT("...") and WCHAR'
+
+
+def every_windows_compiler_takes_the_product(sources):
+    for source in sources:
+        if not source.is_product:
+            continue
+        for path, line, text in _matches(GNU_WORDS, source, source.code):
+            yield path, line, f"{text} is not standard C++, and not every Windows compiler takes it"
+        for line, text in source.directives:
+            if GNU_DIRECTIVES.search(text):
+                yield source.path, line, f"not every Windows compiler takes it: {text}"
 
 
 def errors_are_raised_one_way(sources):
@@ -177,6 +200,7 @@ RULES = (
     the_tablet_knows_no_windows_headers,
     products_are_the_same_on_every_system,
     wide_text_is_windows_own,
+    every_windows_compiler_takes_the_product,
     errors_are_raised_one_way,
     builds_do_not_depend_on_when_and_where,
     files_are_short,

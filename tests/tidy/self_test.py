@@ -23,6 +23,10 @@ CLEAN = {
         "// throw is for RaiseError; L\"\" and wchar_t are for nobody; #ifdef _WIN32 neither; __LINE__ is no tag.\n"
         'const WCHAR* k = TEXT("throw L\'x\' __LINE__ wchar_t");\n'
         "int const big = 1'000'000;\n"
+        "Pair const pair{.first = 1, .second = big ? 2 : 3};  // no __attribute__ here\n"
+        "auto const read = [&](int a) { return ::Read({a, big}) && a; };\n"
+        "int First() {\n  return read[0];\n}\n"
+        "#define LOG(zone, ...) Log(zone, __VA_ARGS__)\n"
         "#if defined(VANTORD_SMALL)\n#endif\n"
     ),
     "device/port.cpp": '#include <windows.h>\n\n#include "common/error.h"\n#include "device/port.h"\n',
@@ -71,6 +75,13 @@ PLANTED = {
     "wide_text_is_windows_own": [
         ("common/a.cpp", 'auto a = L"x"; auto b = L\'x\'; auto c = LR"(x)";\n', 3),
         ("common/a.h", "std::wstring a; wchar_t b; std::basic_ostream<WCHAR>& c; std::wstring_view d;\n", 4),
+    ],
+    "every_windows_compiler_takes_the_product": [
+        ("common/a.h", "struct A { int b; } __attribute__((packed));\nint F() { return ({ 1; }); }\n", 2),
+        ("unzip/a.cpp", "int a = b ?: c; __int128 d; typeof(a) e; char f[0];\n", 4),
+        ("modem/a.cpp", "int a[] = {[2] = 3};\nvoid F() { switch (a[0]) { case 1 ... 3: asm(\"\"); } }\n", 3),
+        ("crash/a.cpp", "#include_next <windows.h>\n#pragma GCC system_header\n#define F(a...) G(a)\n", 3),
+        ("service/a.cpp", "#include <unistd.h>\n#define F(a, ...) G(a, ##__VA_ARGS__)\n", 2),
     ],
     "errors_are_raised_one_way": [
         ("modem/a.cpp", "void F() { throw 5u; }\nvoid G() { throw; }\nvoid H() { throw -12; }\n", 3),

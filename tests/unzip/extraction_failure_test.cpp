@@ -194,6 +194,16 @@ TEST_F(ExtractionTest, AReadErrorInTheDataIsBadData) {
   EXPECT_EQ(drive().Contents(u"c:\\a").size(), 16384u);
 }
 
+TEST_F(ExtractionTest, AHeaderThatCannotBeReadAgainGivesItsEntryAnotherName) {
+  zip_.Add("a", Incompressible(300), 0);
+  zip_.Add("b", Bytes(700, 'x'), 0);
+  ASSERT_NE(Open(), nullptr);
+  // The cursor's own parse of 46 single bytes, then the parse for the name up to the uncompressed size. What follows
+  // the byte that failed is read three bytes early: of the offset 331 the second byte is taken for the name.
+  Inject("ReadFile", ERROR_IO_DEVICE, 46 + 26, 1);
+  EXPECT_EQ(std::u16string(Get(1).name), u"\x01");
+}
+
 TEST_F(ExtractionTest, AnEncryptedEntryFailsForWantOfAPassword) {
   zip_.Add("a", Compressible(1000)).password = "secret";
   zip_.Add("b", ToBytes("plain"));

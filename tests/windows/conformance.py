@@ -18,6 +18,14 @@ SECONDS = 120
 
 def run(world, names, report):
     """Reports each test for itself. `names`: only tests whose full name holds one of them; none: all."""
+    status, output, text = machine.lead(SUITE, lambda: live(world, names))
+    count = report_results(text, report)
+    if not text or (status != 0 and not report.failed) or (count == 0 and not names):
+        report.add(SUITE, "the tests come to their end", 0.0, "failure", f"the program ended with {status}:\n{output}")
+
+
+def live(world, names):
+    """The program's exit code, what it printed, and its report."""
     work = world.work / "conformance"
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
@@ -31,10 +39,7 @@ def run(world, names, report):
             PROGRAM, "--gtest_filter=" + pattern, "--gtest_output=xml:" + RESULTS, seconds=SECONDS
         )
         results = windows.host_path(RESULTS)
-        text = results.read_text() if results.exists() else ""
-    count = report_results(text, report)
-    if not text or (status != 0 and not report.failed) or (count == 0 and not names):
-        report.add(SUITE, "the tests come to their end", 0.0, "failure", f"the program ended with {status}:\n{output}")
+        return status, output, results.read_text() if results.exists() else ""
 
 
 def report_results(text, report):

@@ -92,7 +92,10 @@ class SampleTest(unittest.TestCase):
         cls = type(self)
         if cls._lives is None:
             try:
-                cls._lives = Lives(cls.world, cls.sample, cls.small, cls.called or cls.sample, cls.prepare)
+                called = cls.called or cls.sample
+                cls._lives = machine.lead(
+                    called, lambda: Lives(cls.world, cls.sample, cls.small, called, cls.prepare)
+                )
             except Exception as error:  # noqa: BLE001 - told by each test of the class
                 cls._lives = error
         if isinstance(cls._lives, Exception):
@@ -308,5 +311,57 @@ class Controls(SampleTest, EverySample):
         )
 
 
+class Korean(SampleTest, EverySample, ModemSample):
+    sample = "korean"
+
+
+class ByImageId(SampleTest, EverySample, ModemSample):
+    sample = "by-image-id"
+
+
+class ByFirmwareId(SampleTest, EverySample, ModemSample):
+    sample = "by-firmware-id"
+
+
+class DefaultImage(SampleTest, EverySample, ModemSample):
+    sample = "default-image"
+
+
+class Redistribute(SampleTest, EverySample, ModemSample):
+    sample = "redistribute"
+
+    def test_the_same_files_change_in_the_same_way(self):
+        """On the tablet a file counts as unchanged that is written once more as it was."""
+        changed, before = self.changed_on_tablet(), self.lives.tablet.files()
+        self.assertIn("windows\\system32\\qcdsp1v2850.mbn", self.lives.windows.files)
+        for path, file in self.lives.windows.files.items():
+            if path in changed:
+                self.assertEqual(changed[path], file, path)
+            else:
+                self.assertEqual(hashlib.sha256(before[path].read_bytes()).hexdigest(), file.digest, path)
+
+    def test_the_request_to_distribute_is_gone(self):
+        self.assertNotIn("distribute", self.lives.windows.registry[PARAMETERS])
+
+
+class FactoryAudit(SampleTest, EverySample, ModemSample):
+    sample = "factory-audit"
+
+    def test_the_image_id_is_written_back_as_ten_bytes(self):
+        (written,) = [data for key, data in self.lives.variables.items() if "ModemImageID" in str(key)]
+        self.assertEqual(10, len(written))
+
+
+class CorruptArchive(SampleTest, EverySample, ModemSample):
+    sample = "corrupt-archive"
+
+
+class MissingArchive(SampleTest, EverySample, ModemSample):
+    sample = "missing-archive"
+
+
 # The longest ones first.
-SUITES = (WifiOnly, OobeThenDesktop, NobodyLoggedOn, Controls, Fresh, CrashedModem, NoAmssDriver, AlreadyDeployed)
+SUITES = (
+    *(WifiOnly, OobeThenDesktop, NobodyLoggedOn, Controls, Fresh, CrashedModem, NoAmssDriver, AlreadyDeployed),
+    *(Korean, ByImageId, ByFirmwareId, DefaultImage, Redistribute, FactoryAudit, CorruptArchive, MissingArchive),
+)

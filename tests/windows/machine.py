@@ -45,12 +45,16 @@ def interrupt():
 
 
 class Wine:
-    """How Wine is started. `wine` and `wineserver` are command lines to which arguments are appended."""
+    """How Wine is started. `wine` and `wineserver` are command lines to which arguments are appended. `patience`: how many
+    times longer than on this machine's own processor its programs may take."""
 
-    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None):
+    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None, patience=1):
+        self.patience = patience
         self.wine = list(wine)
         self.wineserver = list(wineserver)
-        self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+        # Without asking for add-ons, and without menus in the home folder of whoever runs the tests.
+        overrides = "mscoree,mshtml=;winemenubuilder.exe=d"
+        self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": overrides}
         self.variables.update(variables or {})
 
     def missing(self):
@@ -94,6 +98,7 @@ class Machine:
     def run_for_status(self, *command, seconds=60):
         if _interrupted.is_set():
             raise MachineError("interrupted")
+        seconds *= self.wine.patience
         # A file and not a pipe: what the program leaves running would keep a pipe open.
         with tempfile.TemporaryFile() as output:
             process = subprocess.Popen(
@@ -162,7 +167,7 @@ class Machine:
                 stdout=subprocess.DEVNULL,
                 stderr=subprocess.DEVNULL,
                 start_new_session=True,
-                timeout=20,
+                timeout=20 * self.wine.patience,
                 check=False,
             )
         except subprocess.TimeoutExpired:
@@ -194,6 +199,19 @@ def template(wine, folder):
         unfinished.stop()
     unfinished.prefix.rename(made)
     return made
+
+
+def lead(what, use):
+    """What `use` gives, which brings up a machine of its own. Wine loses a program now and then: what a MachineError
+    ended is tried again, twice at most, on a new machine, and said. What a test finds wrong is never tried again."""
+    for tries_left in (2, 1, 0):
+        try:
+            return use()
+        except MachineError as error:
+            if _interrupted.is_set() or tries_left == 0:
+                raise
+            print(f"again            {what}: {str(error).splitlines()[0]}", flush=True)
+    raise AssertionError("the last try ends this")
 
 
 @contextlib.contextmanager

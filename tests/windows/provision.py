@@ -74,8 +74,8 @@ def install_service(machine, programs):
     """Has Windows' set-up install the service's package."""
     for file in programs.package.iterdir():
         place(machine, file, f"{PACKAGE_FOLDER}\\{file.name}")
-    words = ("setupapi,InstallHinfSection", "DefaultInstall", "128", PACKAGE_FOLDER + "\\vantord.inf")
-    machine.run("rundll32", *words)
+    place(machine, programs.beside / "steer.exe", STEER)
+    steer(machine, "install", "DefaultInstall", PACKAGE_FOLDER + "\\vantord.inf")
 
 
 def place_libraries(machine, programs):

@@ -36,6 +36,7 @@ def parse(arguments):
     parser.add_argument("--jobs", type=int, default=2, help="machines at a time")
     parser.add_argument("--wine", default="wine", help="the command that runs a Windows program")
     parser.add_argument("--wineserver", default="wineserver")
+    parser.add_argument("--patience", type=int, default=1, help="how many times longer than here its programs may take")
     parser.add_argument("names", nargs="*", help="only tests whose name holds one of these")
     return parser.parse_args(arguments)
 
@@ -77,7 +78,7 @@ def wants_conformance(names):
 def main(arguments):
     options = parse(arguments)
     report = Report()
-    wine = machine.Wine(options.wine.split(), options.wineserver.split())
+    wine = machine.Wine(options.wine.split(), options.wineserver.split(), patience=options.patience)
     missing = wine.missing()
     suites = [suite for suite in SUITES if any(tests_of(suite, options.names))]
     if missing:

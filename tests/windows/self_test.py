@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Does the comparison of two worlds find what it is there for? Needs neither Wine nor Windows."""
 
+import contextlib
+import io
 import re
 import subprocess
 import sys
@@ -11,6 +13,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 import differences  # noqa: E402
+import machine  # noqa: E402
 import registry_text  # noqa: E402
 import transcript  # noqa: E402
 from differences import Difference  # noqa: E402
@@ -140,6 +143,35 @@ class TheRunner(unittest.TestCase):
             self.assertEqual(0, run.returncode, run.stderr)
             self.assertRegex(run.stdout.splitlines()[-1], r"^0 passed, 0 failed, [1-9]\d* skipped$")
             self.assertIn('skipped message="no-such-program is not installed"', report.read_text())
+
+
+class Machines(unittest.TestCase):
+    def lead(self, *ends):
+        """What comes of a use whose first, second, ... time ends so; and how often it was tried."""
+        left = list(ends)
+
+        def use():
+            end = left.pop(0)
+            if isinstance(end, Exception):
+                raise end
+            return end
+
+        with contextlib.redirect_stdout(io.StringIO()) as said:
+            try:
+                return machine.lead("a life", use), len(ends) - len(left), said.getvalue()
+            except Exception as error:  # noqa: BLE001 - compared
+                return type(error), len(ends) - len(left), said.getvalue()
+
+    def test_what_wine_loses_is_tried_again_and_said(self):
+        self.assertEqual(("ok", 1, ""), self.lead("ok"))
+        result, tries, said = self.lead(machine.MachineError("the pipe broke"), "ok")
+        self.assertEqual(("ok", 2), (result, tries))
+        self.assertIn("a life: the pipe broke", said)
+        self.assertEqual(("ok", 3), self.lead(*[machine.MachineError("x")] * 2, "ok")[:2])
+        self.assertEqual((machine.MachineError, 3), self.lead(*[machine.MachineError("x")] * 3, "ok")[:2])
+
+    def test_what_a_test_finds_wrong_is_not_tried_again(self):
+        self.assertEqual((AssertionError, 1, ""), self.lead(AssertionError("x"), "ok"))
 
 
 class RegistryTexts(unittest.TestCase):

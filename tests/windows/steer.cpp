@@ -7,6 +7,7 @@
 //   steer arrivals                          prints what has arrived at the devices since the last time
 //   steer attributes LIST                   prints the attributes of the files that a UTF-8 file names, one a line
 //   steer spawn PATH                        starts a program and leaves it running
+//   steer install SECTION INF               has set-up install a section of an INF file, without asking or restarting
 //   steer create NAME PATH                  makes a service that starts with the system
 //   steer start|stop NAME MILLISECONDS      prints each status until the service is at rest
 //   steer await NAME MILLISECONDS           the same, without a control before it
@@ -17,6 +18,7 @@
 #include <windows.h>
 
 // Needs <windows.h> before it.
+#include <setupapi.h>
 #include <winsvc.h>
 
 #include <cstdio>
@@ -142,6 +144,12 @@ bool Spawn(const Words& words) {
          Fail("CreateProcessW");
 }
 
+/// What rundll32 does for `setupapi,InstallHinfSection`, but for its window. It says nothing of how it went.
+bool Install(const Words& words) {
+  ::InstallHinfSectionW(nullptr, nullptr, (words[1] + L" 128 " + words[2]).c_str(), 0);
+  return true;
+}
+
 bool CreateTheService(const Words& words) {
   SC_HANDLE const service = ::CreateServiceW(Manager(), words[1].c_str(), nullptr, SERVICE_ALL_ACCESS,
                                              SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
@@ -210,10 +218,11 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {L"driver", 2, &StartDriver},  {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
-    {L"show", 2, &ShowVariable},   {L"arrivals", 1, &PrintArrivals},    {L"attributes", 2, &PrintAttributes},
-    {L"spawn", 2, &Spawn},         {L"create", 3, &CreateTheService},   {L"start", 3, &StartTheService},
-    {L"stop", 3, &StopTheService}, {L"await", 3, &AwaitItsEnd},         {L"control", 3, &SendControl},
+    {L"driver", 2, &StartDriver},    {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
+    {L"show", 2, &ShowVariable},     {L"arrivals", 1, &PrintArrivals},    {L"attributes", 2, &PrintAttributes},
+    {L"spawn", 2, &Spawn},           {L"install", 3, &Install},           {L"create", 3, &CreateTheService},
+    {L"start", 3, &StartTheService}, {L"stop", 3, &StopTheService},       {L"await", 3, &AwaitItsEnd},
+    {L"control", 3, &SendControl},
 };
 
 bool Run(const Words& words) {

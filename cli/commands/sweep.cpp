@@ -1,0 +1,71 @@
+#include "cli/sweep_command.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "cli/commands/list.h"
+#include "cli/exit_code.h"
+
+namespace cli {
+
+namespace {
+
+/// "2/8": the second of eight parts.
+void ReadShard(const std::string& text, PlanOptions& out) {
+  const char* const end = text.data() + text.size();
+  auto const [slash, first] = std::from_chars(text.data(), end, out.shard);
+  bool good = first == std::errc() && slash != end && *slash == '/';
+  if (good) {
+    auto const [stopped, second] = std::from_chars(slash + 1, end, out.shards);
+    good = second == std::errc() && stopped == end && out.shard >= 1 && out.shard <= out.shards;
+  }
+  if (!good) throw UsageError(fmt::format("--shard {}: give a part and their number, as in 2/8", text));
+}
+
+class SweepCommand : public Command {
+ public:
+  std::string_view name() const override { return "sweep"; }
+  std::string about() const override {
+    return "tries every failure of every call, every power cut and many orders of threads, and says which promise breaks";
+  }
+
+  void Define(CLI::App& app) override {
+    app.add_option("DIR", options_.folder, "the tablet's folder")->required();
+    app.add_option("--pairs", options_.plan.pairs, "lives in which two calls fail, drawn by --seed")
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--schedules", options_.plan.schedules, "lives in another order of threads, drawn by --seed")
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--seed", options_.plan.seed, "what draws them")->capture_default_str();
+    app.add_option("--only", only_, "of these kinds only: fault, pair, cut or schedule")
+        ->type_name("KIND")
+        ->check(CLI::IsMember({"fault", "pair", "cut", "schedule"}));
+    app.add_option("--shard", shard_, "every N-th life only, beginning with the I-th")->type_name("I/N");
+    app.add_option("--jobs,-j", options_.farm.workers, "lives at the same time; 0: one on each processor")
+        ->capture_default_str();
+    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+  }
+
+  int Run(Console& console) override {
+    if (!shard_.empty()) ReadShard(shard_, options_.plan);
+    for (SweepTask::Kind const kind : kTaskKinds) {
+      for (const std::string& word : only_) {
+        if (word == NameOf(kind)) options_.plan.kinds.push_back(kind);
+      }
+    }
+    return Sweep(options_, console);
+  }
+
+ private:
+  SweepOptions options_;
+  std::string shard_;
+  std::vector<std::string> only_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeSweepCommand() { return std::make_unique<SweepCommand>(); }
+
+}  // namespace cli

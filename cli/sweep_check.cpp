@@ -1,0 +1,134 @@
+#include "cli/sweep_check.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+
+#include "cli/sweep_told.h"
+#include "tablet/text.h"
+
+namespace cli {
+
+namespace {
+
+using Kind = LifeEnd::Kind;
+
+constexpr std::u16string_view kSystem32 = u"C:\\WINDOWS\\SYSTEM32\\";
+constexpr std::u16string_view kToastFolder = u"C:\\WINDOWS\\TOASTGENERATOR\\";
+
+/// Where a life may make, write or change something.
+bool IsInside(const tablet::FileChange& change) {
+  std::u16string const path = tablet::FoldCase(change.path);
+  return path.starts_with(kSystem32) || path.starts_with(kToastFolder) || path.starts_with(kRetailLog);
+}
+
+/// What is open beyond what is meant to be: the modem's control device, and the key behind each deleted value. The
+/// handle of the status is nobody's to close.
+std::vector<std::string> Unexpected(std::vector<std::string> left, std::size_t deletions) {
+  auto const expect = [&](std::string_view kind, std::size_t count) {
+    for (; count != 0; --count) {
+      auto const found = std::ranges::find(left, kind);
+      if (found != left.end()) left.erase(found);
+    }
+  };
+  expect("service status", 1);
+  expect("device", 1);
+  expect("key", deletions);
+  return left;
+}
+
+}  // namespace
+
+LifeJudge::LifeJudge(const SweepGround& ground, const SweepTask& task, Life& life, Verdict& verdict)
+    : ground_(ground), task_(task), life_(life), verdict_(verdict), before_(MarksOf(life.machine().registry())) {}
+
+LifeFacts LifeJudge::Facts(std::vector<std::string> broken) const {
+  const tablet::ServiceManager& services = life_.machine().services();
+  LifeFacts facts{.calls = ground_.calls,
+                  .failed = {},
+                  .cut_at = task_.cut_at,
+                  .end = end_,
+                  .status = services.status().state,
+                  .deaths = services.deaths(),
+                  .broken = std::move(broken)};
+  for (std::size_t const known : task_.known) facts.failed.push_back(&ground_.calls[known]);
+  return facts;
+}
+
+void LifeJudge::Broken(std::string_view promise, const std::string& detail, std::vector<std::string> lines) {
+  if (lines.empty()) lines = {detail};
+  if (const Exemption* const exemption = ExemptionFor(promise, Facts(std::move(lines)))) {
+    verdict_.exemptions.emplace_back(exemption->name);
+  } else {
+    verdict_.findings.push_back({std::string(promise), detail});
+  }
+}
+
+void LifeJudge::CheckDrive(bool at_a_cut) {
+  tablet::Tablet& machine = life_.machine();
+  DeploymentMarks const now = MarksOf(machine.registry());
+  if (now != before_ && !IsComplete(ground_.expected, *ground_.archive, machine.drive())) {
+    Broken(at_a_cut ? "paths-after-files" : "failed-deployment",
+           fmt::format("the image is not complete, and {}",
+                       now.request != before_.request ? "\"Distribute\" has changed" : "an image path has changed"));
+  }
+  for (const std::string& dump : LostDumps(ground_.expected, machine.drive())) Broken("dumps", dump + " is lost");
+  for (const tablet::FileChange& change : machine.drive().Changes()) {
+    if (!IsInside(change)) Broken("inside", tablet::ToUtf8(change.path) + " was made or changed");
+  }
+}
+
+void LifeJudge::CheckEnd(const LifeEnd& end) {
+  end_ = end.kind;
+  tablet::ServiceManager& services = life_.machine().services();
+  verdict_.end = NameOf(end.kind);
+  verdict_.calls += life_.machine().scheduler().calls();
+  bool const stopped =
+      services.status().state == tablet::kServiceStopped && services.ended() && !services.ended()->died;
+  if (!stopped || services.deaths() != 0) Broken("ends", end.message);
+  CheckDrive(false);
+  if (stopped) CheckHandles();
+  if (task_.kind == SweepTask::Kind::kFault) CheckTold();
+}
+
+void LifeJudge::CheckHandles() {
+  std::vector<std::string> const left = Unexpected(life_.machine().left_open(), *ground_.deletions);
+  if (!left.empty()) Broken("handles", fmt::format("left open: {}", fmt::join(left, ", ")), left);
+}
+
+void LifeJudge::CheckTold() {
+  const KnownCall& call = ground_.calls[task_.known[0]];
+  const TellingRule* const rule = RuleFor(call, task_.faults[0].error);
+  if (rule == nullptr) {
+    verdict_.findings.push_back({"told", "no rule says what a failure of this call has to tell"});
+    return;
+  }
+  if (rule->message.empty()) return;
+  // What nobody hears cannot be told; a life that never comes that far does not tell either.
+  bool const ended = life_.machine().services().status().state == tablet::kServiceStopped;
+  if (!call.heard || !ended || !verdict_.came_to_pass) return;
+  if (IsTold(*rule, call, life_.machine().journal().Messages())) return;
+  // What changed nothing needs no word.
+  bool const harmless =
+      rule->unless_harmless &&
+      Differences(ground_.after_one, WithoutSetup(StateOf(life_.machine(), ground_.description.power_on))).empty();
+  if (harmless) return;
+  Broken("told", fmt::format("no message with \"{}\"", rule->message));
+}
+
+void LifeJudge::CheckState(std::string_view promise, const TabletState& state,
+                           const std::vector<const TabletState*>& wanted) {
+  std::vector<std::string> fewest;
+  for (const TabletState* const one : wanted) {
+    std::vector<std::string> lines = Differences(*one, state);
+    if (lines.empty()) return;
+    if (fewest.empty() || lines.size() < fewest.size()) fewest = std::move(lines);
+  }
+  std::string detail = fewest.front();
+  if (fewest.size() > 1) detail += fmt::format(" (and {} more)", fewest.size() - 1);
+  Broken(promise, detail, fewest);
+}
+
+}  // namespace cli

@@ -1,0 +1,65 @@
+// One task of a sweep, in a process of its own: lives it, holds it against the promises, and says what it found.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "cli/farm.h"
+#include "cli/sweep_expect.h"
+#include "cli/sweep_plan.h"
+#include "cli/sweep_state.h"
+
+namespace cli {
+
+/// What all tasks begin with; each has a copy of it, with its process.
+struct SweepGround {
+  tablet::Description description;
+  std::filesystem::path folder;
+  std::unique_ptr<Life> life;  ///< powered on, not started; its drive in memory
+  Expectations expected;
+  // Of the life that goes on:
+  std::shared_ptr<std::u16string> archive;  ///< of the modem, that was opened last
+  std::shared_ptr<std::size_t> deletions;   ///< of registry values
+
+  std::vector<KnownCall> calls;  ///< of the undisturbed life; empty while that is lived
+  TabletState after_one;         ///< what one undisturbed start leaves
+  TabletState after_two;         ///< and what another one behind it does
+  /// Called before each start, 1 for the first of a task; for tests of the promises.
+  std::function<void(Life& life, const SweepTask& task, int start)> prepare;
+};
+
+/// A promise that a life broke.
+struct Finding {
+  std::string promise;
+  std::string detail;
+};
+
+/// What became of a task.
+struct Verdict {
+  std::string end;  ///< of the last life
+  std::vector<Finding> findings;
+  std::vector<std::string> exemptions;  ///< by name
+  bool came_to_pass = true;             ///< every fault met its call
+  std::uint64_t calls = 0;
+  std::string crash;  ///< how the process ended without an answer; empty: it answered
+};
+nlohmann::json ToJson(const Verdict& verdict);
+Verdict VerdictFrom(const nlohmann::json& document);
+
+/// Makes the ground for a tablet. Throws InputError for a bad one.
+SweepGround PrepareGround(const std::filesystem::path& folder);
+
+/// Lives the undisturbed life twice, and fills in what later tasks are compared with. Delivers a document for
+/// TakeUndisturbed.
+void LiveUndisturbed(SweepGround& ground, const Deliver& deliver);
+/// Answers what was found in the undisturbed life itself.
+Verdict TakeUndisturbed(const nlohmann::json& document, SweepGround& ground);
+
+/// Lives a task and delivers its verdict.
+void LiveTask(SweepGround& ground, const SweepTask& task, const Deliver& deliver);
+
+}  // namespace cli

@@ -1,0 +1,43 @@
+// What a sweep holds lives against, by name; docs/promises.md says each with its reason. And the ways in which a
+// promise is bent on purpose, each with the window in which that may happen.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/sweep_calls.h"
+#include "cli/sweep_plan.h"
+
+namespace cli {
+
+struct Promise {
+  std::string_view name;
+  std::string_view holds;  ///< half a sentence
+};
+std::span<const Promise> Promises();
+
+/// How a life went, as far as exemptions ask.
+struct LifeFacts {
+  const std::vector<KnownCall>& calls;   ///< of the undisturbed life
+  std::vector<const KnownCall*> failed;  ///< those that were made to fail
+  std::uint64_t cut_at = 0;              ///< 0: the power was not cut
+  LifeEnd::Kind end = LifeEnd::Kind::kStopped;
+  std::uint32_t status = 0;  ///< the service's last
+  std::size_t deaths = 0;
+  std::vector<std::string> broken = {};  ///< what was found: a line for each difference, leak, ...
+};
+
+struct Exemption {
+  std::string_view name;    ///< "ends/no-handler": the promise's name comes first
+  std::string_view what;    ///< half a sentence
+  std::string_view pinned;  ///< the test that shows it
+  bool (*holds)(const LifeFacts& facts);
+};
+std::span<const Exemption> Exemptions();
+
+/// The exemption of a promise that covers these facts; null when there is none.
+const Exemption* ExemptionFor(std::string_view promise, const LifeFacts& facts);
+
+}  // namespace cli
