@@ -3,50 +3,62 @@
 import os
 import re
 import subprocess
-from collections import Counter
+from collections import Counter, defaultdict
 from pathlib import Path
 
-SERVICE = re.compile(r"(?:^|/)(?:common|device|unzip|crash|modem|service)/[\w/]+\.(?:cpp|h)$")
-STAND_IN = re.compile(r"(?:^|/)(?:tablet|platform)/[\w/]+\.(?:cpp|h)$")
+# Whose a function is, by the sources that its instructions come from. The first that fits: what the compiler has taken
+# into a function from a header of the library, of the stand-in or of the service does not make it theirs.
+OWNERS = (
+    ("program", re.compile(r"(?:^|/)bench/[\w/]+\.(?:cpp|h)$")),
+    ("service", re.compile(r"(?:^|/)(?:common|device|unzip|crash|modem|service)/[\w/]+\.(?:cpp|h)$")),
+    ("stand-in", re.compile(r"(?:^|/)(?:tablet|platform)/[\w/]+\.(?:cpp|h)$")),
+    # Templates of the libraries, compiled into the program: nearly all of them are the stand-in's.
+    ("stand-in", re.compile(r"/c\+\+/|/fmt/|/utf8|/nlohmann/")),
+)
+LINE = re.compile(r"(fn|fl|fi|fe|ob|cfn|cfi|cfl|cob)=\((\d+)\)(?: (.*))?$")
+KIND = {"fn": "fn", "cfn": "fn", "ob": "ob", "cob": "ob"}
 
 
 class Profile:
-    """Instructions of each function by itself, in groups: service, stand-in, zlib, runtime (libc and libstdc++)."""
+    """Instructions of each function by itself, in groups: program (the benchmark's own), service, stand-in, zlib, and
+    runtime (the C and C++ libraries, and what else there is)."""
 
     def __init__(self, text):
         self.functions = Counter()  # (group, function): instructions
+        spent = Counter()  # (object, function): instructions
+        files = defaultdict(set)  # (object, function): sources
         names = {"fn": {}, "file": {}, "ob": {}}
-        group = function = ""
-        current = {"ob": "", "file": ""}
-        skip = False
+        current = {"ob": "", "file": "", "fn": ""}
+        is_call = False
         for line in text.splitlines():
-            match = re.match(r"(fn|fl|fi|fe|ob|cfn|cfi|cfl|cob)=\((\d+)\)(?: (.*))?$", line)
+            match = LINE.match(line)
             if match:
-                kind = "fn" if match[1] in ("fn", "cfn") else "ob" if match[1] in ("ob", "cob") else "file"
+                kind = KIND.get(match[1], "file")
                 if match[3] is not None:
                     names[kind][match[2]] = match[3]
-                if match[1] in ("ob", "fl"):
-                    current["ob" if match[1] == "ob" else "file"] = names[kind][match[2]]
-                elif match[1] == "fn":
-                    function = names["fn"][match[2]]
-                    group = self._group(current["ob"], current["file"], function)
+                if not match[1].startswith("c"):
+                    current[kind] = names[kind][match[2]]
             elif line.startswith("calls="):
-                skip = True
+                # The line behind it holds what the called function took, which that one has itself.
+                is_call = True
             elif re.match(r"[+\-*\d]\S* \d+$", line):
-                if not skip:
-                    self.functions[group, function] += int(line.rsplit(" ", 1)[1])
-                skip = False
+                if not is_call:
+                    key = current["ob"], current["fn"]
+                    spent[key] += int(line.rsplit(" ", 1)[1])
+                    files[key].add(current["file"])
+                is_call = False
+        for (program, function), instructions in spent.items():
+            self.functions[self._group(program, files[program, function]), function] += instructions
 
     @staticmethod
-    def _group(program, file, function):
+    def _group(program, files):
         if "libz." in program:
             return "zlib"
-        if ".so" in program:
-            return "runtime"
-        if SERVICE.search(file):
-            return "service"
-        # Templates of the library, compiled into the program: nearly all of them are the stand-in's.
-        return "stand-in" if STAND_IN.search(file) or "c++" in file or "/fmt/" in file or "utf8" in file else "program"
+        if ".so" not in program:
+            for owner, pattern in OWNERS:
+                if any(pattern.search(file) for file in files):
+                    return owner
+        return "runtime"
 
     def groups(self):
         totals = Counter()

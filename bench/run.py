@@ -14,7 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-
+import service  # noqa: E402
 from contenders import contenders  # noqa: E402
 from measure import CASES, IDLE, Bench, Case  # noqa: E402
 from results import write_results  # noqa: E402
@@ -78,7 +78,7 @@ def measure(options, progress):
             data["full_drive"][case.name] = {
                 c.name: memory_on_a_full_drive(bench, c, bench.archive(case)) for c in present if c.drive}
         data["per_entry"] = {c.name: per_entry(bench, c, min(options.rounds, 5), progress, plan) for c in present if c.drive}
-
+        data["service"] = service.measure(options.build, folder, options.rounds, progress, options.quick)
     return data
 
 
@@ -98,6 +98,7 @@ def main():
     if options.quick:
         for case in data["cases"]:
             print(case.name, {name: round(s.median("cpu"), 4) for name, s in data["samples"][case.name].items()})
+        print(data["service"])
         return 0
     write_results(HERE, data)
     print("bench/results.md, bench/results.svg")
