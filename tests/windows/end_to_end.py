@@ -8,11 +8,12 @@ import subprocess
 import sys
 import unittest
 import zipfile
+from dataclasses import replace
 from pathlib import Path
 
 import provision
 from lives import MODEM, PARAMETERS, SERVICE_KEY, STOP_POWER_PRESHUTDOWN, EverySample, ModemSample, SampleTest
-from tablet_folder import DIRECTORY, HIDDEN
+from tablet_folder import DIRECTORY, HIDDEN, READ_ONLY
 
 sys.path.append(str(Path(__file__).resolve().parents[1] / "package"))
 from inf import Inf  # noqa: E402
@@ -87,8 +88,21 @@ class WifiOnly(SampleTest, EverySample):
 class AlreadyDeployed(SampleTest, EverySample, ModemSample):
     sample = "already-deployed"
 
+    @classmethod
+    def afterwards(cls, windows):
+        """Removes the package, now that the service has stopped."""
+        before = set(windows.drive.rglob("*"))
+        provision.remove_service(windows)
+        status, _ = windows.run_for_status("reg", "query", SERVICE_KEY.replace("hkey_local_machine", "HKLM"))
+        return status, {path.name for path in before - set(windows.drive.rglob("*"))}
+
     def test_no_file_changes(self):
         self.assertEqual({}, self.lives.windows.files)
+
+    def test_set_up_removes_what_it_installed_and_nothing_else(self):
+        status_of_key, removed_files = self.lives.left
+        self.assertIn(SERVICE_KEY, self.lives.installed)
+        self.assertEqual((1, {"Vantord.exe"}), (status_of_key, removed_files))
 
 
 class CrashedModem(SampleTest, EverySample, ModemSample):
@@ -225,6 +239,12 @@ class FactoryAudit(SampleTest, EverySample, ModemSample):
 class LateModem(SampleTest, EverySample, ModemSample):
     sample = "late-modem"
 
+    def test_the_service_looks_for_the_modem_until_it_arrives(self):
+        texts = [message.text for message in self.lives.windows.messages]
+        looks = sum(text.endswith("Failed to open DeviceInterfaceFunc, error - 3") for text in texts)
+        self.assertGreaterEqual(looks, 8)
+        self.assertLess(looks, 40)
+
 
 class Oobe(SampleTest, EverySample, ModemSample):
     """Set-up does not end: the service looks every 5 seconds whether it has, until it is stopped."""
@@ -257,6 +277,15 @@ class FirmwareIoErrorsForEver(SampleTest, EverySample, ModemSample):
 
 class ReadOnlyLeftovers(SampleTest, EverySample, ModemSample):
     sample = "read-only-leftovers"
+
+    def test_the_same_files_change_in_the_same_way(self):
+        """Windows, as the tablet, makes a replaced file read-only when the archive says so. Wine does not."""
+        before, expected = self.lives.tablet.files(), self.changed_on_tablet()
+        for path in expected.keys() & before.keys():
+            if not expected[path].attributes & DIRECTORY:
+                expected[path] = replace(expected[path], attributes=expected[path].attributes & ~READ_ONLY)
+        self.assertNotEqual(self.changed_on_tablet(), expected)
+        self.assertEqual(expected, self.lives.windows.files)
 
     def test_what_stood_in_the_way_is_replaced(self):
         before = self.lives.tablet.files()

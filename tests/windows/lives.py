@@ -58,6 +58,7 @@ class Lives:
                 if start:
                     self._go_on_with(self.hosted.saved)
                 self._live(world, windows, self.work / f"start-{start}")
+            self.left = suite.afterwards(windows)
 
     def _go_on_with(self, tablet):
         """Windows was not started anew, so that the partner service still runs."""
@@ -93,6 +94,10 @@ class SampleTest(unittest.TestCase):
     @classmethod
     def prepare(cls, tablet, programs):
         """Changes the tablet before it is used in both worlds."""
+
+    @classmethod
+    def afterwards(cls, windows):
+        """Happens to the machine when its lives are over; what it gives is in `lives.left`."""
 
     @property
     def lives(self):

@@ -80,6 +80,11 @@ def install_service(machine, programs):
     steer(machine, "install", "DefaultInstall", PACKAGE_FOLDER + "\\vantord.inf")
 
 
+def remove_service(machine):
+    """Has Windows' set-up remove what it installed."""
+    steer(machine, "install", "DefaultUninstall", PACKAGE_FOLDER + "\\vantord.inf")
+
+
 def place_libraries(machine, programs):
     """What the service's own process finds in the system's folder: the radio's library, and what Wine lacks."""
     for name in ("cfgmgr32.dll", "kavrilproxy.dll"):
