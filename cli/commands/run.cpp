@@ -23,7 +23,8 @@ class RunCommand : public Command {
         app.add_option("--events", options_.events, "write every status report, message and event, one JSON per line")
             ->type_name("FILE");
     app.add_flag("--calls", options_.calls, "with --events: each call of the Windows API too")->needs(events);
-    app.add_option("--trace", options_.trace, "write the run as a timeline for Perfetto and other viewers of traces")->type_name("FILE");
+    app.add_option("--trace", options_.trace, "write the run as a timeline for Perfetto and other viewers of traces")
+        ->type_name("FILE");
     app.add_option("--report", options_.report, "write the run as one page of HTML that needs no network")
         ->type_name("FILE");
     app.add_option("--until", options_.until, "end the run at this virtual time")
