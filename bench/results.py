@@ -122,7 +122,7 @@ def messages_and_lives(service):
     out = ["## The rest of the service", "", "Nanoseconds of CPU time for one message:", ""]
     out += table(["zone off", "zone on, nobody listens", "sent to the simulated collector"],
                  [[f"{cost['off']:.2f}", f"{cost['silent']:.0f}", f"{cost['sent']:.0f}"]])
-    out += [f"`bench_allocations` counts {service['allocations'].replace('allocations of', 'allocations over')}.", ""]
+    out += [f"`bench_allocations`: {service['allocations']}.", ""]
     calls, steps, before, after = service["parked"]
     out += [f"A parked service in a virtual day: {calls} calls of the Windows API, {steps} movement of the clock, which is the "
             f"day's end. The service and the tablet around it, hosted, have {after:,} KB in memory then; before the service "
@@ -145,8 +145,10 @@ def space(service):
         out += [f"### `Vantord.exe`, {name}: {size:,} bytes", "",
                 ", ".join(f"`{section}` {stored:,}" for section, stored in sections.items() if stored) + ".", ""]
         if parts:
+            out += ["What the file does not hold, since it begins as zeros, is counted here:", ""]
             out += table(*parts)
-        out += ["Messages whose zone is off:", "", "```", *sites, "```", ""]
+        out += ["Messages whose zone is off: load, test, jump. The address of the mask is loaded before, once for several "
+                "messages where the compiler has a register for it:", "", "```", *sites, "```", ""]
     return out
 
 
