@@ -89,20 +89,43 @@ std::chrono::nanoseconds ProcessorTime(pid_t process) {
   return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
-/// Waits for a process; kills it when it takes too long. Answers its wait status.
-int WaitFor(pid_t process, std::chrono::seconds patience, bool& given_up) {
-  given_up = false;
+/// Decides from looks at a process, one every second, whether it is worth waiting for.
+class Patience {
+ public:
+  explicit Patience(std::chrono::seconds patience) : patience_(patience) {}
+
+  /// Whether the process has used more than its share of processor time, or stands still. A process that waits for a
+  /// processor is told from one that waits for nothing only by that much real time.
+  bool IsOver(std::chrono::nanoseconds used) {
+    stands_still_ = used == used_ ? stands_still_ + kLook : std::chrono::seconds{0};
+    used_ = used;
+    return used >= patience_ || stands_still_ >= patience_;
+  }
+
+  static constexpr std::chrono::seconds kLook{1};
+
+ private:
+  std::chrono::seconds patience_;
+  std::chrono::nanoseconds used_{0};
+  std::chrono::seconds stands_still_{0};
+};
+
+/// Waits for a process; kills it when it takes too long. Answers its wait status, and what was used up then.
+int WaitFor(pid_t process, std::chrono::seconds limit, std::string& given_up) {
+  given_up.clear();
   int const descriptor = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
   if (descriptor >= 0) {
     pollfd ended{.fd = descriptor, .events = POLLIN, .revents = 0};
-    int const wait = static_cast<int>(std::chrono::milliseconds(patience).count());
-    std::chrono::nanoseconds used{0};
-    while (!given_up && ::poll(&ended, 1, wait) == 0) {
-      std::chrono::nanoseconds const now = ProcessorTime(process);
-      given_up = now == used || now >= patience;
-      used = now;
+    int const look = static_cast<int>(std::chrono::milliseconds(Patience::kLook).count());
+    Patience patience(limit);
+    while (given_up.empty() && ::poll(&ended, 1, look) == 0) {
+      std::chrono::nanoseconds const used = ProcessorTime(process);
+      if (patience.IsOver(used)) {
+        given_up =
+            fmt::format("given up after {:.1f} s of processor time", std::chrono::duration<double>(used).count());
+      }
     }
-    if (given_up) ::kill(process, SIGKILL);
+    if (!given_up.empty()) ::kill(process, SIGKILL);
     ::close(descriptor);
   }
   int status = 0;
@@ -140,13 +163,13 @@ class Worker {
     pid_t const process = ::fork();
     if (process == 0) Live(job, parent);
     if (process < 0) return Send(answers_, job, {{"crashed", "no process can be made"}, {"output", ""}});
-    bool given_up = false;
+    std::string given_up;
     int const status = WaitFor(process, options_.patience, given_up);
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
     std::string how = WIFSIGNALED(status)
                           ? fmt::format("signal {}, {}", WTERMSIG(status), ::strsignal(WTERMSIG(status)))
                           : fmt::format("exit code {}", WEXITSTATUS(status));
-    if (given_up) how = "given up";
+    if (!given_up.empty()) how = given_up;
     Send(answers_, job, {{"crashed", how}, {"output", Tail(output_)}});
   }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <map>
 #include <memory>
 
 namespace cli {
@@ -19,13 +20,21 @@ struct Freer {
 };
 
 /// The name without its arguments: "CVantord::StopWorker"; empty for what the linker does not know.
-std::string FunctionAt(void* address) {
+std::string LookUpFunction(void* address) {
   Dl_info about{};
   if (::dladdr(address, &about) == 0 || about.dli_sname == nullptr) return {};
   int status = 0;
   std::unique_ptr<char, Freer> const plain(abi::__cxa_demangle(about.dli_sname, nullptr, nullptr, &status));
   std::string name = status == 0 && plain ? plain.get() : about.dli_sname;
   return name.substr(0, name.find('('));
+}
+
+/// The same. A look-up goes through every name of the program, and a life asks for few addresses again and again.
+const std::string& FunctionAt(void* address) {
+  static std::map<void*, std::string> known;
+  auto const [entry, is_new] = known.try_emplace(address);
+  if (is_new) entry->second = LookUpFunction(address);
+  return entry->second;
 }
 
 bool IsMachinery(std::string_view function) {
@@ -65,7 +74,7 @@ void CallRecorder::Begin(std::string_view name) {
     auto const address = reinterpret_cast<std::uintptr_t>(stack[static_cast<std::size_t>(i)]);
     site = (site ^ address) * 0x100000001B3ULL;
     if (!call.function.empty()) continue;
-    std::string const function = FunctionAt(stack[static_cast<std::size_t>(i)]);
+    const std::string& function = FunctionAt(stack[static_cast<std::size_t>(i)]);
     if (behind_call && !function.empty() && !IsMachinery(function)) call.function = function;
     behind_call = behind_call || function == name;
   }

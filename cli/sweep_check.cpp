@@ -24,6 +24,17 @@ bool IsInside(const tablet::FileChange& change) {
   return path.starts_with(kSystem32) || path.starts_with(kToastFolder) || path.starts_with(kRetailLog);
 }
 
+/// What a change outside of the target folders is called: with the rule that lets it be, where there is one.
+std::string Outside(const tablet::FileChange& change, const Expectations& expected) {
+  std::u16string const path = tablet::FoldCase(change.path);
+  std::string shown = tablet::ToUtf8(change.path);
+  if (expected.above_target.contains(path)) return shown + std::string(kStepUp);
+  bool const is_target = path + u'\\' == kSystem32 || path + u'\\' == kToastFolder;
+  bool const attributes_only = change.attributes && !change.created && !change.written && change.moved_from.empty();
+  if (is_target && attributes_only) return shown + std::string(kTargetFolder);
+  return shown + " was made or changed";
+}
+
 /// What is open beyond what is meant to be: the modem's control device, and the key behind each deleted value. The
 /// handle of the status is nobody's to close.
 std::vector<std::string> Unexpected(std::vector<std::string> left, std::size_t deletions) {
@@ -76,7 +87,7 @@ void LifeJudge::CheckDrive(bool at_a_cut) {
   }
   for (const std::string& dump : LostDumps(ground_.expected, machine.drive())) Broken("dumps", dump + " is lost");
   for (const tablet::FileChange& change : machine.drive().Changes()) {
-    if (!IsInside(change)) Broken("inside", tablet::ToUtf8(change.path) + " was made or changed");
+    if (!IsInside(change)) Broken("inside", Outside(change, ground_.expected));
   }
 }
 

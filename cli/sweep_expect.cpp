@@ -14,6 +14,8 @@ namespace cli {
 namespace {
 
 constexpr std::u16string_view kTarget = u"C:\\Windows\\System32\\";
+constexpr std::u16string_view kToastTarget = u"C:\\Windows\\ToastGenerator\\";
+constexpr std::u16string_view kStepUpName = u"..\\";
 constexpr std::u16string_view kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
 constexpr std::u16string_view kModemClass =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
@@ -22,7 +24,15 @@ struct ReaderCloser {
   void operator()(archive* reader) const { archive_read_free(reader); }
 };
 
-std::optional<std::vector<ExpectedFile>> FilesOf(const std::vector<std::uint8_t>& data) {
+/// Where an entry's file lies. A name that begins with a step up leads into the folder above the target.
+std::u16string PlaceOf(std::u16string_view target, std::u16string_view name) {
+  if (!name.starts_with(kStepUpName)) return std::u16string(target) + std::u16string(name);
+  std::u16string_view const above = target.substr(0, target.rfind(u'\\', target.size() - 2) + 1);
+  return std::u16string(above) + std::u16string(name.substr(kStepUpName.size()));
+}
+
+/// An archive's files below a target; nothing when libarchive cannot read it.
+std::optional<std::vector<ExpectedFile>> FilesOf(const std::vector<std::uint8_t>& data, std::u16string_view target) {
   std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
   archive_read_support_format_zip(reader.get());
   if (archive_read_open_memory(reader.get(), data.data(), data.size()) != ARCHIVE_OK) return std::nullopt;
@@ -37,10 +47,23 @@ std::optional<std::vector<ExpectedFile>> FilesOf(const std::vector<std::uint8_t>
     }
     std::u16string name = tablet::ToUtf16(archive_entry_pathname(entry));
     std::replace(name.begin(), name.end(), u'/', u'\\');
-    files.push_back({std::u16string(kTarget) + name, content.size(), SumOf(content)});
+    files.push_back({PlaceOf(target, name), content.size(), SumOf(content)});
   }
   if (status != ARCHIVE_EOF) return std::nullopt;
   return files;
+}
+
+/// Adds the files that do not lie below the target, with the folders on their way.
+void AddAbove(const std::optional<std::vector<ExpectedFile>>& files, std::u16string_view target,
+              std::set<std::u16string>& above) {
+  std::u16string const below = tablet::FoldCase(target);
+  for (const ExpectedFile& file : files ? *files : std::vector<ExpectedFile>{}) {
+    std::u16string path = tablet::FoldCase(file.path);
+    // Ends at the folder above the target, which the target lies in.
+    for (; !below.starts_with(path); path.resize(path.rfind(u'\\'))) {
+      if (!path.starts_with(below)) above.insert(path);
+    }
+  }
 }
 
 std::vector<tablet::FileFacts> FilesIn(tablet::Drive& drive, std::u16string_view folder) {
@@ -70,7 +93,14 @@ Expectations ExpectationsOf(tablet::Tablet& machine) {
   std::u16string_view const folder = kModemArchiveFolder.substr(0, kModemArchiveFolder.size() - 1);
   for (const tablet::FileFacts& file : FilesIn(drive, folder)) {
     std::u16string const path = std::u16string(kModemArchiveFolder) + file.name;
-    expected.archives[tablet::FoldCase(path)] = FilesOf(drive.Contents(path));
+    auto files = FilesOf(drive.Contents(path), kTarget);
+    AddAbove(files, kTarget, expected.above_target);
+    expected.archives[tablet::FoldCase(path)] = std::move(files);
+  }
+  for (const tablet::FileFacts& file : FilesIn(drive, kToastTarget.substr(0, kToastTarget.size() - 1))) {
+    if (!tablet::FoldCase(file.name).ends_with(u".ZIP")) continue;
+    AddAbove(FilesOf(drive.Contents(std::u16string(kToastTarget) + file.name), kToastTarget), kToastTarget,
+             expected.above_target);
   }
   for (const tablet::FileFacts& file : FilesIn(drive, kDumpFolder)) {
     expected.dumps[file.name] = SumOf(drive.Contents(std::u16string(kDumpFolder) + u'\\' + file.name));

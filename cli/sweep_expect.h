@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,9 @@ struct Expectations {
   /// it maps to nullopt.
   std::map<std::u16string, std::optional<std::vector<ExpectedFile>>> archives;
   std::map<std::u16string, std::uint32_t> dumps;  ///< name -> sum
+  /// In upper case: where entries lead whose name begins with a step up ("../"), and the folders on the way. Those are
+  /// outside of their target, which the rule for names lets them be.
+  std::set<std::u16string> above_target;
 };
 Expectations ExpectationsOf(tablet::Tablet& machine);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 namespace cli {
 
@@ -66,8 +67,12 @@ bool StopEventLost(const LifeFacts& facts) {
 }
 
 bool StatusNotTaken(const LifeFacts& facts) {
-  const KnownCall* const report = Failed(facts, "SetServiceStatus");
-  return report != nullptr && WaitsForEver(facts.end);
+  bool const lost = std::ranges::any_of(facts.failed, [](const KnownCall* call) {
+    bool const awaited =
+        call->args.find("state=RUNNING") != call->args.npos || call->args.find("state=STOPPED") != call->args.npos;
+    return call->name == "SetServiceStatus" && awaited;
+  });
+  return lost && WaitsForEver(facts.end);
 }
 
 bool BadHeader(const LifeFacts& facts) {
@@ -124,6 +129,17 @@ std::uint64_t LastOf(const LifeFacts& facts, std::string_view name) {
   return number;
 }
 
+/// The number of the call that makes the last of the logon screen's keys, where they are missing.
+std::uint64_t LastLogonKey(const LifeFacts& facts) {
+  std::uint64_t last = 0;
+  std::set<std::string_view> made;
+  for (const KnownCall& call : facts.calls) {
+    bool const of_logon = call.name == "RegCreateKeyExW" && call.args.find("\\Authentication\\") != call.args.npos;
+    if (of_logon && made.insert(call.args).second) last = call.number;
+  }
+  return last;
+}
+
 bool BeforeTheFirstMove(const LifeFacts& facts) {
   std::uint64_t const made = NumberOf(facts, "CreateDirectoryW", "CPCrash_");
   std::uint64_t const moved = NumberOf(facts, "MoveFileExW", "");
@@ -141,39 +157,63 @@ bool BetweenTheMoves(const LifeFacts& facts) {
 
 bool BeforeTheNotice(const LifeFacts& facts) {
   std::uint64_t const moved = LastOf(facts, "MoveFileExW");
-  return moved != 0 && facts.cut_at > moved && AllContain(facts.broken, "CurrentVersion\\Authentication");
+  return moved != 0 && facts.cut_at > moved && facts.cut_at <= LastLogonKey(facts) &&
+         AllContain(facts.broken, "CurrentVersion\\Authentication");
+}
+
+bool StepsUp(const LifeFacts& facts) { return AllContain(facts.broken, kStepUp); }
+
+/// A header or a name that is read wrong gives an entry no name, so that its target is the folder itself; and its
+/// attributes, which cannot be asked for, are set to what stands for "none".
+bool TargetFolderItself(const LifeFacts& facts) {
+  bool const no_name = Failed(facts, "ReadFile") != nullptr || Failed(facts, "SetFilePointer") != nullptr;
+  return no_name && Failed(facts, "GetFileAttributesW") != nullptr && AllContain(facts.broken, kTargetFolder);
 }
 
 constexpr Exemption kExemptions[] = {
     {"ends/no-dispatcher", "the dispatcher cannot be reached: the process ends with code 0 and without a status",
      "ServiceBase.ADispatcherThatCannotBeReachedEndsTheProgramQuietly", NoDispatcher},
-    {"ends/no-event", "the event that ends the worker cannot be made: the process dies", "", NoStoppedEvent},
-    {"ends/no-handler", "the handler of controls cannot be registered: the process dies", "", NoHandler},
-    {"ends/worker-wait", "the worker cannot wait for the stop: the process dies and is started again", "", WorkersWait},
-    {"ends/stop-event", "the worker cannot be told of the stop: the stop waits for ever", "", StopEventLost},
-    {"ends/status", "a status is not taken: the service manager waits for it for ever", "", StatusNotTaken},
+    {"ends/no-event", "the event that ends the worker cannot be made: the process dies",
+     "BentPromise.WithoutTheEventForItsEndTheProcessDies", NoStoppedEvent},
+    {"ends/no-handler", "the handler of controls cannot be registered: the process dies",
+     "BentPromise.WithoutAHandlerOfControlsTheProcessDies", NoHandler},
+    {"ends/worker-wait", "the worker cannot wait for the stop: the process dies and is started again",
+     "BentPromise.AWorkerThatCannotWaitEndsTheProcessWhichIsStartedAgain", WorkersWait},
+    {"ends/stop-event", "the worker cannot be told of the stop: the stop waits for ever",
+     "BentPromise.AStopWaitsForEverWhenTheWorkerCannotBeTold", StopEventLost},
+    {"ends/status", "a status is not taken: the service manager waits for it for ever",
+     "BentPromise.TheManagerWaitsForEverForAStatusThatItDidNotTake", StatusNotTaken},
     {"ends/bad-header", "a central header cannot be read: the extraction never returns",
      "HangTest.AnEntryBehindABadCentralHeaderIsNeverReached", BadHeader},
     {"ends/reset-poll", "the silent reset has no event to wait on: it asks the registry without a pause",
      "SilentResetTest.WithABadEventItAsksTheRegistryWithoutPause", ResetPolls},
-    {"handles/close", "what could not be released is left to the end of the process", "", ClosingFailed},
+    {"handles/close", "what could not be released is left to the end of the process",
+     "BentPromise.WhatCannotBeReleasedStaysOpen", ClosingFailed},
     {"handles/not-queued", "the worker cannot be queued: provider and notifications stay registered",
      "VantordService.AWorkerThatCannotBeQueuedStopsTheServiceWithTheError", WorkerNotQueued},
-    {"converges/between-paths", "the power goes between the two image paths: the second stays as it was", "",
-     BetweenThePaths},
-    {"converges/empty-folder", "the power goes before the first dump is moved: its folder stays, empty", "",
-     BeforeTheFirstMove},
+    {"converges/between-paths", "the power goes between the two image paths: the second stays as it was",
+     "BentPromise.APowerCutBetweenTheImagePathsLeavesTheSecondAsItWas", BetweenThePaths},
+    {"converges/empty-folder", "the power goes before the first dump is moved: its folder stays, empty",
+     "BentPromise.APowerCutBeforeTheFirstDumpMovesLeavesAnEmptyFolder", BeforeTheFirstMove},
     {"converges/left-behind",
-     "the power goes between two dumps: what is no *.dmp may stay behind, or have a folder of its own", "",
-     BetweenTheMoves},
+     "the power goes between two dumps: what is no *.dmp may stay behind, or have a folder of its own",
+     "BentPromise.APowerCutBetweenTwoDumpsLeavesTheRestBehind", BetweenTheMoves},
     {"converges/untold",
-     "the power goes behind the dumps and before the notice: the logon keys that it would ask are not made", "",
-     BeforeTheNotice},
+     "the power goes behind the dumps and before the notice: the logon keys that it would ask are not made",
+     "BentPromise.APowerCutBehindTheDumpsLeavesTheUserUntold", BeforeTheNotice},
     {"failed-deployment/seek", "a seek in the archive fails unnoticed: a wrong image counts as complete",
      "ExtractionTest.AFailedSeekInTheFileIsNotNoticed", SeekFailed},
     {"failed-deployment/header", "a byte of a central header fails when it is read again: the entry gets another name",
      "ExtractionTest.AHeaderThatCannotBeReadAgainGivesItsEntryAnotherName", HeaderByteFailed},
+    {"inside/step-up", "an entry's name begins with a step up: its file lies above the target",
+     "BentPromise.ANameThatBeginsWithAStepUpLeadsOutOfTheTarget", StepsUp},
+    {"inside/target-folder",
+     "an entry gets no name, and its attributes cannot be read: the target's folder gets others",
+     "BentPromise.AnEntryWithoutANameChangesTheAttributesOfItsTarget", TargetFolderItself},
 };
+static_assert(std::ranges::all_of(kExemptions,
+                                  [](const Exemption& one) { return one.pinned.find('.') != one.pinned.npos; }),
+              "every exemption names the test that shows it");
 
 }  // namespace
 

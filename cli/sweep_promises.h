@@ -29,10 +29,14 @@ struct LifeFacts {
   std::vector<std::string> broken = {};  ///< what was found: a line for each difference, leak, ...
 };
 
+/// How a line of LifeFacts::broken ends that tells of a file outside: by which rule it came there.
+inline constexpr std::string_view kStepUp = ": by a name that begins with a step up";
+inline constexpr std::string_view kTargetFolder = ": other attributes of the target's folder";
+
 struct Exemption {
   std::string_view name;    ///< "ends/no-handler": the promise's name comes first
   std::string_view what;    ///< half a sentence
-  std::string_view pinned;  ///< the test that shows it
+  std::string_view pinned;  ///< the test that shows it, "Suite.Name"
   bool (*holds)(const LifeFacts& facts);
 };
 std::span<const Exemption> Exemptions();

@@ -135,6 +135,7 @@ nlohmann::ordered_json SweepReport::ToJson() const {
           {"tried", std::move(tried)},
           {"lives", Lives()},
           {"call_and_error_pairs", errors_.size()},
+          {"errors", errors_},
           {"calls", calls_},
           {"faults_that_met_no_call", not_met_},
           {"ends", ends_},

@@ -65,6 +65,7 @@ constexpr TellingRule kRules[] = {
     // The modem's control device.
     {"CM_Get_Device_Interface_List_SizeW", "", "", "CM_Get_Device_Interface_List_Size failed"},
     {"CM_Get_Device_Interface_ListW", "", "", "CM_Get_Device_Interface_List failed"},
+    {"HeapAlloc", "", "StartLogSession", "Error allocating memory for properties"},
     {"HeapAlloc", "", "", "HeapAlloc failed"},
     {"HeapFree", "", "", "", kRelease},
     {"CreateFileW", "\"\",", "", "Failed to open DeviceInterfaceFunc"},

@@ -21,9 +21,10 @@ using PrepareLife = std::function<void(cli::Life& life, const cli::SweepTask& ta
 
 class SweepBench : public ::testing::Test {
  protected:
-  /// Makes the small twin of a sample and lives its undisturbed life.
-  void Prepare(std::string_view sample) {
+  /// Makes the small twin of a sample, lets `change` have its folder, and lives its undisturbed life.
+  void Prepare(std::string_view sample, const std::function<void(const std::filesystem::path& folder)>& change = {}) {
     cli::MakeSample(sample, true, Folder(sample));
+    if (change) change(Folder(sample));
     ground_ = cli::PrepareGround(Folder(sample));
     cli::Verdict verdict;
     cli::RunFarm(
@@ -31,6 +32,7 @@ class SweepBench : public ::testing::Test {
         [&](std::size_t, const nlohmann::json& answer) { verdict = cli::TakeUndisturbed(answer, ground_); });
     ASSERT_FALSE(ground_.calls.empty()) << verdict.crash;
     EXPECT_EQ(Promises(verdict), "") << "of the undisturbed life";
+    undisturbed_ = std::move(verdict);
   }
   std::filesystem::path Folder(std::string_view sample) const { return scratch_.path() / sample; }
 
@@ -75,6 +77,7 @@ class SweepBench : public ::testing::Test {
   }
 
   cli::SweepGround ground_;
+  cli::Verdict undisturbed_;
 
  private:
   ScratchFolder scratch_;

@@ -1,5 +1,5 @@
-// Each promise of docs/promises.md, broken on purpose: a sweep that does not see it would be worth nothing. And each
-// way in which a promise is bent on purpose, met by the life it is for.
+// Each promise of docs/promises.md, broken on purpose: a sweep that does not see it would be worth nothing. And whether
+// that page says what the program does.
 #include <signal.h>
 
 #include <fstream>
@@ -16,8 +16,6 @@ namespace {
 
 using cli::Life;
 using cli::SweepTask;
-using testing::Contains;
-using testing::ElementsAre;
 using testing_support::SweepBench;
 
 constexpr std::u16string_view kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
@@ -130,101 +128,6 @@ TEST_F(BrokenPromise, ATabletThatDependsOnTheOrderOfThreadsIsSeen) {
   EXPECT_EQ(Promises(verdict), "schedule");
 }
 
-class BentPromise : public SweepBench {
- protected:
-  /// The exemptions of a life that breaks no promise otherwise.
-  std::vector<std::string> Bent(const SweepTask& task) {
-    cli::Verdict const verdict = Live(task);
-    EXPECT_EQ(Promises(verdict), "") << (verdict.findings.empty() ? "" : verdict.findings[0].detail);
-    return verdict.exemptions;
-  }
-};
-
-TEST_F(BentPromise, TheProcessEndsWithoutADispatcherAnEventOrAHandler) {
-  Prepare("already-deployed");
-  EXPECT_THAT(Bent(Failing(Find("StartServiceCtrlDispatcherW"), 1063)), ElementsAre("ends/no-dispatcher"));
-  EXPECT_THAT(Bent(Failing(Find("CreateEventW"), 8)), ElementsAre("ends/no-event"));
-  EXPECT_THAT(Bent(Failing(Find("RegisterServiceCtrlHandlerExW"), 8)), ElementsAre("ends/no-handler"));
-}
-
-TEST_F(BentPromise, AWorkerThatCannotWaitEndsTheProcessWhichIsStartedAgain) {
-  Prepare("already-deployed");
-  EXPECT_THAT(Bent(Failing(Find("WaitForSingleObject", ", 4294967295"), 6)), ElementsAre("ends/worker-wait"));
-}
-
-TEST_F(BentPromise, AStopWaitsForEverWhenTheWorkerCannotBeToldOrAStatusIsNotTaken) {
-  Prepare("already-deployed");
-  std::vector<std::string> events;
-  for (std::size_t call = Find("SetEvent"); call < ground_.calls.size(); ++call) {
-    if (ground_.calls[call].name != "SetEvent") continue;
-    for (std::string& name : Bent(Failing(call, 6))) events.push_back(std::move(name));
-  }
-  EXPECT_THAT(events, ElementsAre("ends/stop-event")) << "one of them lets the worker go";
-  EXPECT_THAT(Bent(Failing(Find("SetServiceStatus", "state=STOPPED"), 6)), ElementsAre("ends/status"));
-  EXPECT_THAT(Bent(Failing(Find("SetServiceStatus", "state=RUNNING"), 6)), ElementsAre("ends/status"));
-}
-
-TEST_F(BentPromise, ACentralHeaderThatCannotBeReadHoldsTheServiceForEver) {
-  Prepare("fresh");
-  // Behind the name of the first folder comes the header of the entry behind it.
-  std::size_t const name = Find("MultiByteToWideChar", "65001");
-  std::size_t header = name;
-  std::vector<std::string> bent;
-  for (int tries = 0; tries < 400 && bent.empty(); ++header) {
-    if (ground_.calls[header].name != "ReadFile") continue;
-    ++tries;
-    bent = Live(Failing(header, 1117)).exemptions;
-  }
-  EXPECT_THAT(bent, ElementsAre("ends/bad-header"));
-}
-
-TEST_F(BentPromise, WithoutAnEventTheSilentResetAsksWithoutAPauseDuringSetup) {
-  Prepare("oobe-then-desktop");
-  EXPECT_THAT(Bent(Failing(Find("CreateEventW", "", "CModemQC"), 8)), ElementsAre("ends/reset-poll"));
-}
-
-TEST_F(BentPromise, WhatCannotBeReleasedStaysOpen) {
-  Prepare("already-deployed");
-  EXPECT_THAT(Bent(Failing(Find("RegCloseKey"), 6)), ElementsAre("handles/close"));
-  EXPECT_THAT(Bent(Failing(Find("QueueUserWorkItem"), 8)), Contains("handles/not-queued"));
-}
-
-TEST_F(BentPromise, APowerCutBetweenTheImagePathsLeavesTheSecondAsItWas) {
-  Prepare("fresh");
-  std::size_t const first = Find("RegSetValueExW", "AmssFwImagePath");
-  EXPECT_THAT(Bent(CutBehind(first)), ElementsAre("converges/between-paths"));
-  SweepTask before = CutBehind(first);
-  before.cut_at -= 1;
-  EXPECT_THAT(Bent(before), ElementsAre()) << "the first path is not written yet";
-  EXPECT_THAT(Bent(CutBehind(Find("RegSetValueExW", "AmssSwImagePath"))), ElementsAre()) << "both are written";
-}
-
-TEST_F(BentPromise, APowerCutAmongTheDumpsLeavesAnEmptyFolderOrTwo) {
-  Prepare("crashed-modem");
-  std::size_t const move = Find("MoveFileExW", "modem.dmp");
-  SweepTask before = CutBehind(move);
-  before.cut_at -= 1;
-  EXPECT_THAT(Bent(before), ElementsAre("converges/empty-folder"));
-  EXPECT_THAT(Bent(CutBehind(move)), ElementsAre("converges/left-behind"));
-  EXPECT_THAT(Bent(CutBehind(Find("MoveFileExW", "reason.txt"))), ElementsAre());
-}
-
-TEST_F(BentPromise, APowerCutBehindTheDumpsLeavesTheUserUntold) {
-  Prepare("crashed-nobody-logged-on");
-  EXPECT_THAT(Bent(CutBehind(Find("MoveFileExW", "reason.txt"))), ElementsAre("converges/untold"));
-}
-
-TEST_F(BentPromise, ASeekThatFailsUnnoticedMakesAWrongImageCount) {
-  Prepare("fresh");
-  // Some seeks lead to headers; those that lead to data which are not compressed are meant.
-  std::vector<std::string> bent;
-  for (std::size_t call = Find("WriteFile", "12288"); call < ground_.calls.size(); ++call) {
-    if (ground_.calls[call].name != "SetFilePointer") continue;
-    for (std::string& name : Live(Failing(call, 1117)).exemptions) bent.push_back(std::move(name));
-  }
-  EXPECT_THAT(bent, Contains("failed-deployment/seek"));
-}
-
 TEST(TellingRules, EveryCallThatCanFailHasOne) {
   for (const tablet::CatalogedCall& call : tablet::FaultCatalog()) {
     if (call.failure == tablet::Failure::kNever) continue;
@@ -237,16 +140,41 @@ TEST(TellingRules, EveryCallThatCanFailHasOne) {
   EXPECT_EQ(cli::RuleFor(unknown, 5), nullptr);
 }
 
-TEST(PromisesPage, NamesWhatTheSweepChecks) {
+class TellingLife : public SweepBench {};
+
+TEST_F(TellingLife, AllocationsOfTheTraceSessionAndOfTheDeviceAreToldInDifferentWords) {
+  Prepare("factory-audit");
+  for (auto const* function : {"StartLogSession", "GetDevicePath"}) {
+    auto const verdict = Live(Failing(Find("HeapAlloc", "", function), 8));
+    EXPECT_EQ(Promises(verdict), "") << function;
+    EXPECT_TRUE(verdict.came_to_pass);
+  }
+}
+
+std::string PageText() {
   std::ifstream in(VANTORD_SOURCE_FOLDER "/docs/promises.md");
-  std::string const page{std::istreambuf_iterator<char>(in), {}};
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(PromisesPage, NamesWhatTheSweepChecks) {
+  std::string const page = PageText();
   std::set<std::string> rows;
-  std::regex const row("\n\\| `([a-z/-]+)` \\|");
+  std::regex const row("\n\\| `([a-z]+(?:/[a-z-]+)?|[a-z]+-[a-z-]+(?:/[a-z-]+)?)` \\|");
   for (std::sregex_iterator it(page.begin(), page.end(), row), end; it != end; ++it) rows.insert((*it)[1]);
   std::set<std::string> names;
   for (const cli::Promise& promise : cli::Promises()) names.emplace(promise.name);
   for (const cli::Exemption& exemption : cli::Exemptions()) names.emplace(exemption.name);
   EXPECT_EQ(rows, names);
+}
+
+TEST(PromisesPage, NamesTheTestOfEachExemption) {
+  std::string const page = PageText();
+  for (const cli::Exemption& exemption : cli::Exemptions()) {
+    std::size_t const begin = page.find("\n| `" + std::string(exemption.name) + "` |");
+    ASSERT_NE(begin, page.npos) << exemption.name;
+    std::string const row = page.substr(begin + 1, page.find('\n', begin + 1) - begin - 1);
+    EXPECT_TRUE(row.ends_with("| `" + std::string(exemption.pinned) + "` |")) << row;
+  }
 }
 
 }  // namespace
