@@ -20,16 +20,11 @@ bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
 
 std::vector<std::u16string> Split(std::u16string_view text) {
   std::vector<std::u16string> parts;
-  std::u16string part;
-  for (char16_t c : text) {
-    if (!IsSeparator(c)) {
-      part += c;
-    } else if (!part.empty()) {
-      parts.push_back(std::move(part));
-      part.clear();
-    }
+  while (!text.empty()) {
+    std::size_t const end = std::min(text.find_first_of(u"\\/"), text.size());
+    if (end != 0) parts.emplace_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
   }
-  if (!part.empty()) parts.push_back(std::move(part));
   return parts;
 }
 
@@ -153,7 +148,9 @@ WinError ParseDrivePath(std::u16string_view path, std::u16string_view current_di
     out.parts.push_back(std::move(segment));
   }
   out.trailing_separator = ends_in_separator && !out.parts.empty();
-  return out.Text().size() >= kMaxPath ? kPathNotFound : kSuccess;
+  std::size_t length = 2;  // "C:"
+  for (const std::u16string& part : out.parts) length += 1 + part.size();
+  return std::max<std::size_t>(length, 3) >= kMaxPath ? kPathNotFound : kSuccess;
 }
 
 bool NamesDosDevice(std::u16string_view path) {

@@ -220,7 +220,9 @@ void Scheduler::AsMachine(const std::function<void()>& work) {
 
 void Scheduler::HandOver(std::string_view call) {
   OutsideProduct const outside;
-  std::uint64_t const number = calls_.fetch_add(1, std::memory_order_relaxed) + 1;
+  // Only the thread that holds the baton counts: no locked instruction is needed.
+  std::uint64_t const number = calls_.load(std::memory_order_relaxed) + 1;
+  calls_.store(number, std::memory_order_relaxed);
   if (number == cut_at_) {
     HaltRun({Halt::Reason::kPowerCut, "the power is cut at call " + std::to_string(number) + ", " + std::string(call)});
   }
