@@ -1,4 +1,4 @@
-// A run in the Trace Event Format, which Perfetto and Chromium's about:tracing open.
+// A run in the Trace Event Format, for Perfetto and other viewers.
 #pragma once
 
 #include <filesystem>

@@ -34,6 +34,13 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error, const std
   }
   if (words.empty() || app.get_subcommands().empty()) return fmt::format("{}; {}", error.what(), help);
   const CLI::App& command = *app.get_subcommands().front();
+  std::vector<std::string_view> words_below;
+  for (const CLI::App* below : command.get_subcommands({})) words_below.push_back(below->get_name());
+  if (!words_below.empty() && words.size() > 1 && !words[1].empty() && words[1].front() != '-' &&
+      std::find(words_below.begin(), words_below.end(), words[1]) == words_below.end()) {
+    return fmt::format("unknown word \"{}\" behind \"{}\"; {}", words[1], words[0],
+                       tablet::SuggestOneOf(words[1], words_below));
+  }
   std::vector<std::string> names;
   for (const CLI::Option* option : command.get_options([](const CLI::Option* o) { return o->nonpositional(); })) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);

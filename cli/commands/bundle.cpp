@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <optional>
 
 #include "cli/bundle_commands.h"
@@ -24,6 +26,9 @@ class CollectCommand : public Command {
     app.add_option("--cut-at", cut_at_, "as of run: cut the power at this call")
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
+    app.add_option("--patience", patience_, "as of run: processor time without a call after which the service hangs")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.1, 1e6));
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 
@@ -32,6 +37,7 @@ class CollectCommand : public Command {
     if (cut_at_) options_.run.insert(options_.run.end(), {"--cut-at", std::to_string(*cut_at_)});
     if (seed_) options_.run.insert(options_.run.end(), {"--seed", std::to_string(*seed_)});
     if (until_) options_.run.insert(options_.run.end(), {"--until", std::to_string(*until_)});
+    if (patience_) options_.run.insert(options_.run.end(), {"--patience", fmt::format("{}", *patience_)});
     return Collect(options_, console);
   }
 
@@ -41,6 +47,7 @@ class CollectCommand : public Command {
   std::optional<std::int64_t> until_;
   std::vector<std::string> faults_;
   std::optional<std::uint64_t> cut_at_;
+  std::optional<double> patience_;
 };
 
 class ReplayCommand : public Command {

@@ -1,6 +1,5 @@
-#include <chrono>
-
 #include "cli/commands/list.h"
+#include "cli/commands/patience.h"
 #include "cli/lint_command.h"
 
 namespace cli {
@@ -16,22 +15,14 @@ class LintCommand : public Command {
     app.add_option("ARCHIVE", options_.archives, "archives")->required();
     app.add_option("--tablet", options_.tablet, "deploy to a copy of this tablet, not to an empty drive")
         ->type_name("DIR");
-    app.add_option("--patience", patience_seconds_,
-                   "processor time without a call after which the service counts as hung")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 1e6))
-        ->capture_default_str();
+    AddPatience(app, options_.patience);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 
-  int Run(Console& console) override {
-    options_.patience = std::chrono::milliseconds(static_cast<std::int64_t>(patience_seconds_ * 1000));
-    return LintArchives(options_, console);
-  }
+  int Run(Console& console) override { return LintArchives(options_, console); }
 
  private:
   LintOptions options_;
-  double patience_seconds_ = 10;
 };
 
 }  // namespace

@@ -1,6 +1,5 @@
-#include <chrono>
-
 #include "cli/commands/list.h"
+#include "cli/commands/patience.h"
 #include "cli/exit_code.h"
 #include "cli/run_command.h"
 #include "tablet/fault_catalog.h"
@@ -24,7 +23,8 @@ class RunCommand : public Command {
         app.add_option("--events", options_.events, "write every status report, message and event, one JSON per line")
             ->type_name("FILE");
     app.add_flag("--calls", options_.calls, "with --events: each call of the Windows API too")->needs(events);
-    app.add_option("--trace", options_.trace, "write the run as a timeline that Perfetto opens")->type_name("FILE");
+    app.add_option("--trace", options_.trace, "write the run as a timeline for Perfetto and other viewers of traces")
+        ->type_name("FILE");
     app.add_option("--report", options_.report, "write the run as one page of HTML that needs no network")
         ->type_name("FILE");
     app.add_option("--until", options_.until, "end the run at this virtual time")
@@ -48,15 +48,10 @@ class RunCommand : public Command {
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
     auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summary only");
     app.add_flag("--verbose,-v", options_.verbose, "every message, nothing counted together")->excludes(quiet);
-    app.add_option("--patience", patience_seconds_,
-                   "processor time without a call after which the service counts as hung")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 1e6))
-        ->capture_default_str();
+    AddPatience(app, options_.patience);
   }
 
   int Run(Console& console) override {
-    options_.patience = std::chrono::milliseconds(static_cast<std::int64_t>(patience_seconds_ * 1000));
     for (const std::string& fault : faults_) {
       try {
         options_.faults.push_back(tablet::ParseFault(fault));
@@ -70,7 +65,6 @@ class RunCommand : public Command {
  private:
   RunOptions options_;
   std::vector<std::string> faults_;
-  double patience_seconds_ = 10;
 };
 
 }  // namespace

@@ -1,6 +1,5 @@
-#include <chrono>
-
 #include "cli/commands/list.h"
+#include "cli/commands/patience.h"
 #include "cli/verify_command.h"
 
 namespace cli {
@@ -15,21 +14,14 @@ class VerifyCommand : public Command {
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder; it stays as it is")->required();
     app.add_option("--archive", options_.archive, "this archive, not the one that the tablet gets")->type_name("FILE");
-    app.add_option("--patience", patience_seconds_, "real time without a call after which the service counts as hung")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 1e6))
-        ->capture_default_str();
+    AddPatience(app, options_.patience);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 
-  int Run(Console& console) override {
-    options_.patience = std::chrono::milliseconds(static_cast<std::int64_t>(patience_seconds_ * 1000));
-    return Verify(options_, console);
-  }
+  int Run(Console& console) override { return Verify(options_, console); }
 
  private:
   VerifyOptions options_;
-  double patience_seconds_ = 10;
 };
 
 }  // namespace

@@ -82,7 +82,17 @@ class Browser:
         self.cdp("Emulation.setEmulatedMedia", features=[scheme])
 
     def open(self, file):
-        self._ask("POST", "/url", {"url": file.resolve().as_uri()})
+        self.go(file.resolve().as_uri())
+
+    def go(self, address):
+        self._ask("POST", "/url", {"url": address})
+
+    def wait_for(self, script):
+        """Until the body of a function answers true; the driver gives up after a while."""
+        self._ask("POST", "/execute/async", {"args": [], "script": f"""
+            const done = arguments[arguments.length - 1];
+            const look = () => (() => {{ {script} }})() ? done(true) : requestAnimationFrame(look);
+            look();"""})
 
     def run(self, script, *arguments):
         """Answers what the body of a function returns."""

@@ -141,6 +141,21 @@ TEST_F(BundleTest, WhatIsNoBundleIsRefused) {
   EXPECT_THAT(Run({"collect", "wifi-only", "-o", "missing/b.zip"}).err, HasSubstr("missing/b.zip: cannot be written"));
 }
 
+TEST_F(BundleTest, ARunThatHangsIsRepeatedWithItsPatience) {
+  Make("fresh");
+  std::string const archive = "fresh/C/Windows/System32/modem_core/VZW.bin";
+  std::string bytes = Read(archive);
+  std::size_t at = bytes.find("PK\x01\x02");
+  for (int entry = 1; entry < 3; ++entry) at = bytes.find("PK\x01\x02", at + 1);
+  bytes.at(at) = 0;
+  Write(archive, bytes);
+  Collect("fresh", "b.zip", {"--patience", "0.3"});
+  Unpack("b.zip", "b");
+  EXPECT_EQ(json::parse(Read("b/manifest.json"))["run"], (json{"--patience", "0.3"}));
+  EXPECT_EQ(json::parse(Read("b/summary.json"))["end"], "hung");
+  EXPECT_EQ(RunJson({"replay", "b.zip"})["same"], true);
+}
+
 class RedactionTest : public BundleTest {
  protected:
   /// A crashed tablet of somebody in particular.

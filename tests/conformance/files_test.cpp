@@ -116,6 +116,12 @@ TEST_F(Files, AFileMadeReadOnlyIsStillWrittenThroughTheHandleThatMadeIt) {
   EXPECT_EQ(TextOf(In(TEXT("a"))), "text");
 }
 
+TEST_F(Files, AReplacedFileGetsTheAttributesOfTheRequest) {
+  Text const a = Put(TEXT("a"), "old");
+  EXPECT_EQ(OpenError(a, GENERIC_ALL, CREATE_ALWAYS, FILE_ATTRIBUTE_READONLY), 0u);
+  EXPECT_EQ(::GetFileAttributesW(a.c_str()), Differs("replacing-attributes", 0x21u, 0x20u));
+}
+
 TEST_F(Files, AHiddenFileIsReplacedOnlyByARequestForAHiddenOne) {
   Text const a = Put(TEXT("a"), "kept", FILE_ATTRIBUTE_HIDDEN);
   EXPECT_EQ(OpenError(a, GENERIC_ALL, OPEN_EXISTING), 0u) << "opening it is another matter";

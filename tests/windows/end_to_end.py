@@ -4,158 +4,21 @@ import datetime
 import hashlib
 import re
 import shutil
+import subprocess
 import sys
 import unittest
 import zipfile
-from collections import Counter
-from dataclasses import dataclass
+from dataclasses import replace
 from pathlib import Path
 
-import differences
-import hosted
-import machine
 import provision
-import session
-import tablet_folder
-import transcript
-from tablet_folder import DIRECTORY, HIDDEN
+from lives import MODEM, PARAMETERS, SERVICE_KEY, STOP_POWER_PRESHUTDOWN, EverySample, ModemSample, SampleTest
+from tablet_folder import DIRECTORY, HIDDEN, READ_ONLY
 
 sys.path.append(str(Path(__file__).resolve().parents[1] / "package"))
 from inf import Inf  # noqa: E402
 
-SERVICE_KEY = r"hkey_local_machine\system\currentcontrolset\services\vantord"
-PARAMETERS = r"hkey_local_machine\system\currentcontrolset\services\vantord\parameters"
-MODEM = r"hkey_local_machine\system\currentcontrolset\control\class\{4d36e97d-e325-11ce-bfc1-08002be10318}\0001"
 MODEM_CORE = "windows\\system32\\modem_core"
-STOP_POWER_PRESHUTDOWN = 0x141
-
-
-@dataclass(frozen=True)
-class World:
-    """What the tests work with."""
-
-    wine: machine.Wine
-    template: Path
-    work: Path  # a folder of the tests' own
-    build: Path  # where Vantord.exe was built
-    programs: provision.Programs
-    vantord_tablet: Path
-    readme: Path  # platform/README.md
-
-
-class Lives:
-    """One life of each sample, led when the first test asks for it."""
-
-    def __init__(self, world, sample, small, called, prepare):
-        self.work = world.work / called
-        shutil.rmtree(self.work, ignore_errors=True)
-        self.work.mkdir(parents=True)
-        self.tablet = hosted.make_tablet(world.vantord_tablet, self.work / "tablet", sample, small)
-        provision.name_the_links(self.tablet)
-        shutil.copyfile(world.programs.executable, self.tablet.files()["windows\\system32\\vantord.exe"])
-        prepare(self.tablet, world.programs)
-        self.differences = [row for row in differences.read(world.readme) if row.holds_for(called)]
-        self.hosted = hosted.HostedLife(world.vantord_tablet, self.tablet, self.work)
-        with machine.machine(world.wine, world.template, self.work / "prefix") as windows:
-            provision.install_service(windows, world.programs)
-            self.installed = provision.registry_of(windows, SERVICE_KEY)
-            provision.provision(windows, self.tablet, world.programs)
-            provision.place_libraries(windows, world.programs)
-            self.began = datetime.datetime.now(datetime.UTC)
-            here = session.Session(windows, self.tablet, world.programs)
-            self.windows = here.live(self.hosted, self.differences)
-            self.variables = here.variables(self.hosted.saved.variables().keys() | self.tablet.variables().keys())
-            self.ended = datetime.datetime.now(datetime.UTC)
-
-
-def without_times(files):
-    """The folder of a crash is named by the time, which is another one in each world."""
-    return {re.sub(r"cpcrash_\d{8}_\d{6}", "cpcrash_*", path): file for path, file in files.items()}
-
-
-class SampleTest(unittest.TestCase):
-    """The tests that every sample gets; a class for one sample names it and adds its own."""
-
-    world = None  # set by the runner
-    sample = None
-    small = True
-    called = None  # the tablet's name in the table of differences, if not the sample's
-    _lives = None
-
-    @classmethod
-    def prepare(cls, tablet, programs):
-        """Changes the tablet before it is used in both worlds."""
-
-    @property
-    def lives(self):
-        """The sample's lives; whatever went wrong in them is every test's failure."""
-        cls = type(self)
-        if cls._lives is None:
-            try:
-                called = cls.called or cls.sample
-                cls._lives = machine.lead(
-                    called, lambda: Lives(cls.world, cls.sample, cls.small, called, cls.prepare)
-                )
-            except Exception as error:  # noqa: BLE001 - told by each test of the class
-                cls._lives = error
-        if isinstance(cls._lives, Exception):
-            raise cls._lives
-        return cls._lives
-
-    def changed_on_tablet(self):
-        return tablet_folder.changed_files(self.lives.tablet, self.lives.hosted.saved)
-
-
-class EverySample:
-    """Holds for every tablet. Not a test by itself."""
-
-    def test_the_service_says_the_same_in_both_worlds(self):
-        lives = self.lives
-        self.assertTrue(lives.windows.messages, "nothing was captured")
-        complaints = transcript.compare(lives.hosted.messages(), lives.windows.messages, lives.differences)
-        if complaints:
-            self.fail("\n".join(complaints))
-
-    def test_the_service_manager_shows_the_same_statuses(self):
-        self.assertEqual(self.lives.hosted.statuses(), self.lives.windows.statuses)
-
-    def test_the_same_files_change_in_the_same_way(self):
-        on_tablet, on_windows = map(without_times, (self.changed_on_tablet(), self.lives.windows.files))
-        paths = sorted(on_tablet.keys() | on_windows.keys())
-        unlike = [path for path in paths if on_tablet.get(path) != on_windows.get(path)]
-        if unlike:
-            self.fail("\n".join(f"{path}: tablet {on_tablet.get(path)}, Wine {on_windows.get(path)}" for path in unlike))
-
-    def test_the_registry_ends_the_same(self):
-        on_tablet, on_windows = self.lives.hosted.saved.registry(), self.lives.windows.registry
-        for key, values in on_tablet.items():
-            for name, data in values.items():
-                self.assertEqual(data, on_windows.get(key, {}).get(name), f"{key}: {name}")
-        for key in on_windows:
-            if key.startswith((PARAMETERS, MODEM)):
-                self.assertEqual(on_tablet[key].keys(), on_windows[key].keys(), key)
-
-
-    def test_the_drivers_get_the_same_requests(self):
-        self.assertEqual(Counter(self.lives.hosted.requests()), Counter(self.lives.windows.arrivals["requests"]))
-
-    def test_the_firmware_variables_end_the_same(self):
-        self.assertEqual(self.lives.hosted.saved.variables(), self.lives.variables)
-
-
-class ModemSample:
-    """Holds for every tablet with a modem that is stopped by the service manager. Not a test by itself."""
-
-    def test_the_service_runs_and_stops_cleanly(self):
-        self.assertEqual(
-            [
-                ("START_PENDING", 0, 0, 1),
-                ("RUNNING", STOP_POWER_PRESHUTDOWN, 0, 0),
-                ("STOP_PENDING", STOP_POWER_PRESHUTDOWN, 0, 2),
-                ("STOPPED", 0, 0, 0),
-            ],
-            self.lives.windows.statuses,
-        )
 
 
 class Fresh(SampleTest, EverySample, ModemSample):
@@ -225,8 +88,21 @@ class WifiOnly(SampleTest, EverySample):
 class AlreadyDeployed(SampleTest, EverySample, ModemSample):
     sample = "already-deployed"
 
+    @classmethod
+    def afterwards(cls, windows):
+        """Removes the package, now that the service has stopped."""
+        before = set(windows.drive.rglob("*"))
+        provision.remove_service(windows)
+        status, _ = windows.run_for_status("reg", "query", SERVICE_KEY.replace("hkey_local_machine", "HKLM"))
+        return status, {path.name for path in before - set(windows.drive.rglob("*"))}
+
     def test_no_file_changes(self):
         self.assertEqual({}, self.lives.windows.files)
+
+    def test_set_up_removes_what_it_installed_and_nothing_else(self):
+        status_of_key, removed_files = self.lives.left
+        self.assertIn(SERVICE_KEY, self.lives.installed)
+        self.assertEqual((1, {"Vantord.exe"}), (status_of_key, removed_files))
 
 
 class CrashedModem(SampleTest, EverySample, ModemSample):
@@ -305,6 +181,14 @@ class Controls(SampleTest, EverySample):
         ]
         tablet.change("timeline", [{"at_ms": 3000 + 100 * i, **event} for i, event in enumerate(events)])
 
+    def test_the_partner_service_is_started_and_told_of_the_suspend(self):
+        partner = self.lives.windows.partner
+        self.assertEqual(["is started", "receives control 134"], partner[:2])
+
+    def test_the_radio_is_told_to_go_down_and_answers(self):
+        self.assertIn("receives the command with value 1", self.lives.windows.radio)
+        self.assertIn("RCB: (+)", [message.text for message in self.lives.windows.messages])
+
     def test_the_service_ends_on_a_preshutdown_notice(self):
         self.assertEqual(
             [("STOP_PENDING", STOP_POWER_PRESHUTDOWN, 0, 2), ("STOPPED", 0, 0, 0)], self.lives.windows.statuses[-2:]
@@ -352,6 +236,102 @@ class FactoryAudit(SampleTest, EverySample, ModemSample):
         self.assertEqual(10, len(written))
 
 
+class LateModem(SampleTest, EverySample, ModemSample):
+    sample = "late-modem"
+
+    def test_the_service_looks_for_the_modem_until_it_arrives(self):
+        texts = [message.text for message in self.lives.windows.messages]
+        looks = sum(text.endswith("Failed to open DeviceInterfaceFunc, error - 3") for text in texts)
+        self.assertGreaterEqual(looks, 8)
+        self.assertLess(looks, 40)
+
+
+class Oobe(SampleTest, EverySample, ModemSample):
+    """Set-up does not end: the service looks every 5 seconds whether it has, until it is stopped."""
+
+    sample = "oobe"
+
+    @classmethod
+    def prepare(cls, tablet, _):
+        tablet.change("timeline", [{"at_ms": 7000, "event": "stop"}])
+
+    def test_no_reset_arrives(self):
+        self.assertEqual("", self.lives.windows.arrivals["reset"])
+
+
+class OobeFactory(Oobe):
+    sample = "oobe-factory"
+
+
+class NoFirmwareDriver(SampleTest, EverySample, ModemSample):
+    sample = "no-firmware-driver"
+
+
+class FirmwareIoErrors(SampleTest, EverySample, ModemSample):
+    sample = "firmware-io-errors"
+
+
+class FirmwareIoErrorsForEver(SampleTest, EverySample, ModemSample):
+    sample = "firmware-io-errors-for-ever"
+
+
+class ReadOnlyLeftovers(SampleTest, EverySample, ModemSample):
+    sample = "read-only-leftovers"
+
+    def test_the_same_files_change_in_the_same_way(self):
+        """Windows, as the tablet, makes a replaced file read-only when the archive says so. Wine does not."""
+        before, expected = self.lives.tablet.files(), self.changed_on_tablet()
+        for path in expected.keys() & before.keys():
+            if not expected[path].attributes & DIRECTORY:
+                expected[path] = replace(expected[path], attributes=expected[path].attributes & ~READ_ONLY)
+        self.assertNotEqual(self.changed_on_tablet(), expected)
+        self.assertEqual(expected, self.lives.windows.files)
+
+    def test_what_stood_in_the_way_is_replaced(self):
+        before = self.lives.tablet.files()
+        replaced = [
+            path
+            for path, file in self.lives.windows.files.items()
+            if path in before and not file.attributes & DIRECTORY
+            and hashlib.sha256(before[path].read_bytes()).hexdigest() != file.digest
+        ]
+        self.assertEqual(4, len(replaced), replaced)
+
+
+class TwoSessions(SampleTest, EverySample, ModemSample):
+    """Wine has one session, number 1: whom the logon screen has selected must be the one who is logged on there."""
+
+    sample = "crashed-two-sessions"
+
+    @classmethod
+    def prepare(cls, tablet, programs):
+        tablet.change("sessions", [{"id": provision.SESSION, "user": "kim"}])
+        file = tablet.path / "registry" / "30-crash.reg"
+        file.write_text(re.sub(r"(?<=SessionData\\)[12]", lambda number: "21"[int(number[0]) - 1], file.read_text()))
+        shutil.copyfile(programs.beside / "toast.exe", tablet.files()["windows\\toastgenerator\\toastgenerator.exe"])
+
+    def test_the_selected_one_of_two_users_is_told(self):
+        said = "\n".join(message.text for message in self.lives.windows.messages)
+        self.assertIn("SRegistrySubKeys Index(2) = 2", said)
+        self.assertEqual([1], [toast["session"] for toast in self.lives.windows.toasts])
+
+
+class TwoStarts(SampleTest, EverySample, ModemSample):
+    """What the first start deploys the second one finds deployed."""
+
+    sample = "fresh"
+    called = "two-starts"
+    starts = 2
+
+    def test_the_second_start_changes_no_file(self):
+        self.assertEqual({}, self.lives.windows.files)
+
+    def test_each_start_tells_the_radio_to_go_down(self):
+        told = [on_windows.radio for _, on_windows in self.lives.each]
+        one = ["connected at attempt 1", "receives the command with value 1", "released"]
+        self.assertEqual([one, one], told)
+
+
 class CorruptArchive(SampleTest, EverySample, ModemSample):
     sample = "corrupt-archive"
 
@@ -360,8 +340,19 @@ class MissingArchive(SampleTest, EverySample, ModemSample):
     sample = "missing-archive"
 
 
+class AllSamples(unittest.TestCase):
+    world = None  # set by the runner
+
+    def test_each_sample_of_the_tablet_has_a_life_here(self):
+        listed = subprocess.run([self.world.vantord_tablet, "init", "--list"], check=True, capture_output=True, text=True)
+        samples = {line.split()[0] for line in listed.stdout.splitlines()}
+        self.assertEqual(samples, {suite.sample for suite in SUITES if issubclass(suite, SampleTest)})
+
+
 # The longest ones first.
 SUITES = (
     *(WifiOnly, OobeThenDesktop, NobodyLoggedOn, Controls, Fresh, CrashedModem, NoAmssDriver, AlreadyDeployed),
+    *(FirmwareIoErrorsForEver, LateModem, Oobe, OobeFactory, TwoStarts, FirmwareIoErrors, NoFirmwareDriver),
     *(Korean, ByImageId, ByFirmwareId, DefaultImage, Redistribute, FactoryAudit, CorruptArchive, MissingArchive),
+    *(ReadOnlyLeftovers, TwoSessions, AllSamples),
 )

@@ -50,6 +50,18 @@ class HostedLife:
         calls = [event for event in self.events if event["kind"] == "call" and event["name"] == "DeviceIoControl"]
         return [int(call["args"].split(", ")[1], 16) for call in calls]
 
+    def partner(self):
+        """What the partner service was told, as texts."""
+        return self._told("partner service ")
+
+    def radio(self):
+        """What the radio's library was told, as texts."""
+        return self._told("radio layer ")
+
+    def _told(self, who):
+        texts = [event["text"] for event in self.events if event["kind"] == "event"]
+        return [text.removeprefix(who) for text in texts if text.startswith(who)]
+
     def statuses(self):
         return [
             (event["state"], event["controls_accepted"], event["exit_code"], event["check_point"])

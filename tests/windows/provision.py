@@ -14,6 +14,8 @@ STEER = TEST_FOLDER + "\\steer.exe"
 PACKAGE_FOLDER = "C:\\vantord-package"
 RECORD = TEST_FOLDER + "\\record.jsonl"
 TOAST_NOTE = TEST_FOLDER + "\\toast.json"
+PARTNER_NOTES = TEST_FOLDER + "\\partner.jsonl"
+RADIO_NOTES = TEST_FOLDER + "\\radio.jsonl"
 SERVICE = "Vantord"
 PARTNER = "Pelt"
 SESSION = 1  # the one in which all programs of Wine run
@@ -78,6 +80,11 @@ def install_service(machine, programs):
     steer(machine, "install", "DefaultInstall", PACKAGE_FOLDER + "\\vantord.inf")
 
 
+def remove_service(machine):
+    """Has Windows' set-up remove what it installed."""
+    steer(machine, "install", "DefaultUninstall", PACKAGE_FOLDER + "\\vantord.inf")
+
+
 def place_libraries(machine, programs):
     """What the service's own process finds in the system's folder: the radio's library, and what Wine lacks."""
     for name in ("cfgmgr32.dll", "kavrilproxy.dll"):
@@ -105,6 +112,7 @@ def _refuse_what_is_not_provided(tablet):
         ("registry.denied", []),
         ("registry.read_only", []),
         ("partner.state", "stopped"),
+        ("firmware_driver.request_error", 0),
         ("trace.collect", True),
     ):
         if tablet.get(key, provided) != provided:
@@ -165,9 +173,13 @@ def _import(machine, name, data):
 
 def _start_devices(machine, tablet):
     words = ["driver", TEST_FOLDER + "\\testdrv.sys"]
-    for which, key in (("modem", "modem.present"), ("safi", "firmware_driver.present")):
-        if tablet.get(key, True):
-            words += ["--", "interface", which, "on"]
+    if tablet.get("modem.present", True) and not tablet.get("modem.arrives_at_ms", 0):
+        words += ["--", "interface", "modem", "on"]
+    if tablet.get("firmware_driver.present", True):
+        words += ["--", "interface", "safi", "on"]
+    if tablet.get("firmware_driver.status", 0):
+        count = tablet.get("firmware_driver.status_count", "always")
+        words += ["--", "trouble", tablet.get("firmware_driver.status", 0), count]
     if not tablet.get("amss.present", tablet.get("modem.present", True)):
         words += ["--", "interface", "statistics", "off"]
     for key, data in tablet.variables().items():

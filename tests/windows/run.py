@@ -19,6 +19,7 @@ sys.dont_write_bytecode = True
 import conformance  # noqa: E402
 import end_to_end  # noqa: E402
 import endings  # noqa: E402
+import lives  # noqa: E402
 import machine  # noqa: E402
 import provision  # noqa: E402
 from report import Report  # noqa: E402
@@ -118,7 +119,7 @@ def run_all(options, wine, suites, report):
     pool = ThreadPoolExecutor(options.jobs)
     try:
         templates = options.build.resolve() / "wine"
-        world = end_to_end.World(
+        world = lives.World(
             wine=wine,
             template=machine.template(wine, templates),
             work=(options.work or templates).resolve(),

@@ -13,7 +13,7 @@ import provision
 import registry_text
 import transcript
 from machine import MachineError
-from provision import RECORD, SERVICE, steer
+from provision import PARTNER_NOTES, RADIO_NOTES, RECORD, SERVICE, TOAST_NOTE, steer
 from tablet_folder import File
 
 REST_SECONDS = 60
@@ -43,6 +43,8 @@ class Life:
     messages: list = field(default_factory=list)  # transcript.Message
     files: dict = field(default_factory=dict)  # whatever the life changed on drive C: {path: File, None when gone}
     registry: dict = field(default_factory=dict)  # the keys that the tablet names, with all below
+    partner: list = field(default_factory=list)  # what the partner service was told, as texts
+    radio: list = field(default_factory=list)  # what the radio's library was told, as texts
     toasts: list = field(default_factory=list)  # how the program that tells the user was started
     arrivals: dict = field(default_factory=dict)  # what arrived at the devices
 
@@ -57,14 +59,18 @@ class Session:
     def live(self, hosted, differences):
         """One life of the service. `hosted` is its life on the simulated tablet: what happens next in the timeline waits
         until the service has said what it had said there by then, and the stop until it has said all."""
+        for notes in (RECORD, TOAST_NOTE, PARTNER_NOTES, RADIO_NOTES):
+            self.machine.host_path(notes).unlink(missing_ok=True)
         before = _snapshot(self.machine.drive)
-        printed = steer(self.machine, "start", SERVICE, 1000 * END_SECONDS, seconds=END_SECONDS + 30)
+        steer(self.machine, "start", SERVICE)
         self.started = time.monotonic()
-        printed += self._follow(self._timeline(), hosted, differences)
+        printed = self._follow(self._timeline(), hosted, differences)
         life = Life()
         life.statuses = self._statuses(printed)
         life.messages = self._messages()
         life.arrivals = _objects(steer(self.machine, "arrivals"))[0]
+        life.partner = [note["partner"] for note in self._notes(PARTNER_NOTES)]
+        life.radio = [note["radio"] for note in self._notes(RADIO_NOTES)]
         life.toasts = self._toasts()
         life.files = self._files(self._changed_paths(before))
         life.registry = self._registry()
@@ -83,6 +89,8 @@ class Session:
         """(milliseconds after the start, what happens), in order."""
         events = [(event["at_ms"], event) for event in self.tablet.get("timeline", [])]
         events += [(event["at_ms"], {"event": "setup", **event}) for event in self.tablet.get("setup", [])]
+        if self.tablet.get("modem.arrives_at_ms", 0):
+            events.append((self.tablet.get("modem.arrives_at_ms", 0), {"event": "modem arrives"}))
         return sorted(events, key=lambda event: event[0])
 
     def _follow(self, timeline, hosted, differences):
@@ -121,6 +129,8 @@ class Session:
             if event["link"] != provision.USB_LINK:
                 raise MachineError(f"{self.tablet.path}/tablet.json: the only device to come and go is {provision.USB_LINK}")
             steer(self.machine, "interface", "usb", "on" if kind == "arrival" else "off")
+        elif kind == "modem arrives":
+            steer(self.machine, "interface", "modem", "on")
         elif kind == "setup":
             key = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Setup\State"
             self.machine.run("reg", "add", key, "/v", "ImageState", "/d", event["image_state"], "/f")
@@ -137,8 +147,12 @@ class Session:
 
     def _await_messages(self, expected, differences):
         """Returns when all that is expected was said; when it never is, the comparison will tell what is missing."""
-        began = time.monotonic()
-        while transcript.inclusion(expected, self._messages(), differences):
+        began, file, looked_at = time.monotonic(), self.machine.host_path(RECORD), None
+        while True:
+            size = file.stat().st_size if file.exists() else 0
+            if size != looked_at and not transcript.inclusion(expected, self._messages(), differences):
+                return
+            looked_at = size
             if time.monotonic() - began > self.patience:
                 self.patience = 0
                 return
@@ -163,11 +177,15 @@ class Session:
 
     def _toasts(self):
         """The program runs beside the service: where it was started, its note is waited for."""
-        file = self.machine.host_path(provision.TOAST_NOTE)
+        file = self.machine.host_path(TOAST_NOTE)
         end = time.monotonic() + TOAST_SECONDS
         started = any(message.text.endswith(TOAST_STARTED) for message in self._messages())
         while started and not (file.exists() and file.stat().st_size) and time.monotonic() < end:
             time.sleep(POLL_SECONDS)
+        return self._notes(TOAST_NOTE)
+
+    def _notes(self, windows_path):
+        file = self.machine.host_path(windows_path)
         return _objects(file.read_text()) if file.exists() else []
 
     def _changed_paths(self, before):

@@ -3,13 +3,15 @@
 //   steer driver PATH                       makes and starts the test driver
 //   steer interface NAME on|off             lets "modem", "safi", "usb" or "statistics" arrive or leave
 //   steer variable KEY HEX                  gives a firmware variable its bytes; "-" removes it
+//   steer trouble STATUS COUNT             lets the firmware driver answer so, COUNT times or "always"
 //   steer show KEY                          prints a firmware variable
 //   steer arrivals                          prints what has arrived at the devices since the last time
 //   steer attributes LIST                   prints the attributes of the files that a UTF-8 file names, one a line
 //   steer spawn PATH                        starts a program and leaves it running
 //   steer install SECTION INF               has set-up install a section of an INF file, without asking or restarting
 //   steer create NAME PATH                  makes a service that starts with the system
-//   steer start|stop NAME MILLISECONDS      prints each status until the service is at rest
+//   steer start NAME                        starts a service and does not wait
+//   steer stop NAME MILLISECONDS            stops it and prints each status until it has
 //   steer await NAME MILLISECONDS           the same, without a control before it
 //   steer control NAME CODE                 sends a control
 //
@@ -94,6 +96,11 @@ bool PutVariable(const Words& words) {
   return Steer(kSteerVariable, &variable, sizeof(variable));
 }
 
+bool MakeTrouble(const Words& words) {
+  SteerTrouble trouble = {Number(words[1]), words[2] == L"always" ? kSteerAlways : Number(words[2])};
+  return Steer(kSteerTrouble, &trouble, sizeof(trouble));
+}
+
 bool ShowVariable(const Words& words) {
   SteerVariable variable = {};
   words[1].copy(variable.key, sizeof(variable.key) / sizeof(WCHAR) - 1);
@@ -105,11 +112,11 @@ bool ShowVariable(const Words& words) {
 }
 
 bool PrintArrivals(const Words&) {
-  SteerArrivals arrivals = {};
+  static SteerArrivals arrivals;
   if (!Steer(kReadArrivals, nullptr, 0, &arrivals, sizeof(arrivals))) return false;
   std::printf("{\"opened\": %lu, \"statistics_opened\": %lu, \"requests\": [", arrivals.modemOrSafiOpened,
               arrivals.statisticsOpened);
-  for (ULONG i = 0; i < arrivals.requests && i < sizeof(arrivals.codes) / sizeof(arrivals.codes[0]); ++i) {
+  for (ULONG i = 0; i < arrivals.requests && i < kSteerKeptCodes; ++i) {
     std::printf("%s%lu", i == 0 ? "" : ", ", arrivals.codes[i]);
   }
   std::printf("], \"reset\": \"");
@@ -157,9 +164,9 @@ bool CreateTheService(const Words& words) {
   return service != nullptr || Fail("CreateServiceW");
 }
 
-/// Prints every status that differs from the one before, until the service rests in `wanted` or STOPPED. Whatever the
-/// service does, the wait ends.
-bool Await(SC_HANDLE service, DWORD wanted, DWORD milliseconds) {
+/// Prints every status that differs from the one before, until the service has stopped. Whatever it does, the wait
+/// ends.
+bool Await(SC_HANDLE service, DWORD milliseconds) {
   SERVICE_STATUS_PROCESS last = {};
   last.dwCurrentState = ~0ul;
   ULONGLONG const end = ::GetTickCount64() + milliseconds;
@@ -177,22 +184,20 @@ bool Await(SC_HANDLE service, DWORD wanted, DWORD milliseconds) {
           now.dwCurrentState, now.dwControlsAccepted, now.dwWin32ExitCode, now.dwCheckPoint, now.dwWaitHint);
       last = now;
     }
-    if (now.dwCurrentState == wanted || now.dwCurrentState == SERVICE_STOPPED) return true;
-    if (::GetTickCount64() > end) return Fail("waiting for the service to come to rest");
+    if (now.dwCurrentState == SERVICE_STOPPED) return true;
+    if (::GetTickCount64() > end) return Fail("waiting for the service to stop");
     ::Sleep(kPollMilliseconds);
   }
 }
 
 bool StartTheService(const Words& words) {
   SC_HANDLE const service = Service(words[1]);
-  if (service == nullptr) return false;
-  if (!::StartServiceW(service, 0, nullptr)) return Fail("StartServiceW");
-  return Await(service, SERVICE_RUNNING, Number(words[2]));
+  return service != nullptr && (::StartServiceW(service, 0, nullptr) || Fail("StartServiceW"));
 }
 
 bool AwaitItsEnd(const Words& words) {
   SC_HANDLE const service = Service(words[1]);
-  return service != nullptr && Await(service, SERVICE_STOPPED, Number(words[2]));
+  return service != nullptr && Await(service, Number(words[2]));
 }
 
 /// A second control after the stop would end the service's process under Wine: from here on it is only asked.
@@ -201,7 +206,7 @@ bool StopTheService(const Words& words) {
   if (service == nullptr) return false;
   SERVICE_STATUS status = {};
   if (!::ControlService(service, SERVICE_CONTROL_STOP, &status)) return Fail("ControlService");
-  return Await(service, SERVICE_STOPPED, Number(words[2]));
+  return Await(service, Number(words[2]));
 }
 
 bool SendControl(const Words& words) {
@@ -218,10 +223,19 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {L"driver", 2, &StartDriver},    {L"interface", 3, &ToggleInterface}, {L"variable", 3, &PutVariable},
-    {L"show", 2, &ShowVariable},     {L"arrivals", 1, &PrintArrivals},    {L"attributes", 2, &PrintAttributes},
-    {L"spawn", 2, &Spawn},           {L"install", 3, &Install},           {L"create", 3, &CreateTheService},
-    {L"start", 3, &StartTheService}, {L"stop", 3, &StopTheService},       {L"await", 3, &AwaitItsEnd},
+    {L"driver", 2, &StartDriver},
+    {L"interface", 3, &ToggleInterface},
+    {L"variable", 3, &PutVariable},
+    {L"trouble", 3, &MakeTrouble},
+    {L"show", 2, &ShowVariable},
+    {L"arrivals", 1, &PrintArrivals},
+    {L"attributes", 2, &PrintAttributes},
+    {L"spawn", 2, &Spawn},
+    {L"install", 3, &Install},
+    {L"create", 3, &CreateTheService},
+    {L"start", 2, &StartTheService},
+    {L"stop", 3, &StopTheService},
+    {L"await", 3, &AwaitItsEnd},
     {L"control", 3, &SendControl},
 };
 

@@ -27,18 +27,23 @@ struct SteerVariable {
   UCHAR data[256];
 };
 
+inline constexpr ULONG kSteerAlways = 0xFFFFFFFF;
+
 /// What the next requests to the firmware driver meet.
 struct SteerTrouble {
   ULONG status;  ///< the reply's status; 0: no trouble
-  ULONG count;   ///< for how many requests
+  ULONG count;   ///< for how many requests; kSteerAlways: all
 };
+
+/// A firmware driver in lasting trouble is asked several hundred times.
+inline constexpr ULONG kSteerKeptCodes = 2048;
 
 /// What has arrived at the devices.
 struct SteerArrivals {
   ULONG modemOrSafiOpened;  ///< one device carries both interfaces
   ULONG statisticsOpened;   ///< "\\.\AMSSStats"
   ULONG requests;           ///< how many there were; the codes of the first ones follow
-  ULONG codes[32];
+  ULONG codes[kSteerKeptCodes];
   ULONG resetBytes;  ///< of the last request to the statistics device
   UCHAR reset[1042];
 };

@@ -84,7 +84,7 @@ NTSTATUS PutVariable(const SteerVariable& given) {
 /// Answers a request of the firmware driver, whose buffers have at least their records' lengths.
 ULONG AnswerSafi(ULONG code, const UCHAR* in, UCHAR* out, ULONG outBytes) {
   if (g_trouble.status != 0 && g_trouble.count != 0) {
-    --g_trouble.count;
+    if (g_trouble.count != kSteerAlways) --g_trouble.count;
     return g_trouble.status;
   }
   auto const* const key = reinterpret_cast<const WCHAR*>(in);
@@ -195,8 +195,7 @@ NTSTATUS NTAPI Control(DEVICE_OBJECT* device, IRP* irp) {
   Role const role = ExtensionOf(device).role;
   ExAcquireFastMutex(&g_mutex);
   if (role != Role::kSteering) {
-    constexpr ULONG kKept = sizeof(g_arrivals.codes) / sizeof(g_arrivals.codes[0]);
-    if (g_arrivals.requests < kKept) {
+    if (g_arrivals.requests < kSteerKeptCodes) {
       g_arrivals.codes[g_arrivals.requests] = at.Parameters.DeviceIoControl.IoControlCode;
     }
     ++g_arrivals.requests;

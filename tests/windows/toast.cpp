@@ -2,8 +2,9 @@
 // one JSON object in C:\vantord-test\toast.json, and ends.
 #include <windows.h>
 
-#include <cstdio>
 #include <string>
+
+#include "tests/windows/note.h"
 
 namespace {
 
@@ -25,9 +26,7 @@ extern "C" int wmain() {
   ::ProcessIdToSessionId(::GetCurrentProcessId(), &session);
   WCHAR path[MAX_PATH] = {};
   ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::FILE* const note = std::fopen("C:\\vantord-test\\toast.json", "ab");
-  if (note == nullptr) return 1;
-  std::fprintf(note, "{\"program\": \"%s\", \"command_line\": \"%s\", \"session\": %lu}\n", Plain(path).c_str(),
-               Plain(::GetCommandLineW()).c_str(), session);
-  return std::fclose(note) == 0 ? 0 : 1;
+  std::string const line = "{\"program\": \"" + Plain(path) + "\", \"command_line\": \"" + Plain(::GetCommandLineW()) +
+                           "\", \"session\": " + std::to_string(session) + "}";
+  return Note("C:\\vantord-test\\toast.json", line.c_str()) ? 0 : 1;
 }
