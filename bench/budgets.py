@@ -86,15 +86,15 @@ def counted(scenario):
     return COUNTED_OF_MESSAGE_OFF if scenario == "message-off" else COUNTED
 
 
-def figures(scenario, build):
+def figures(scenario, build, least=0.01):
+    """{group: its instructions, and those of its functions that make up this part of the group at least}"""
     with tempfile.TemporaryDirectory(prefix="vantord-bench-") as folder:
         measured = profile(scenario, build, folder)
     groups = measured.groups()
     result = {}
     for group in counted(scenario):
-        # What makes up a hundredth of its group and more is named, so that a change can be told by name.
         named = {function: n for (g, function), n in measured.functions.items()
-                 if g == group and n * 100 >= max(groups[group], 1)}
+                 if g == group and n >= max(groups[group], 1) * least}
         result[group] = {"instructions": groups[group], "functions": dict(sorted(named.items(), key=lambda f: -f[1]))}
     return result
 
@@ -102,7 +102,9 @@ def figures(scenario, build):
 def moved(recorded, now):
     """Lines that name the functions whose instructions have changed most."""
     before, after = recorded["functions"], now["functions"]
-    changes = [(after.get(name, 0) - before.get(name, 0), name) for name in {*before, *after}]
+    # What was too small to be recorded is told when it no longer is.
+    large = {name for name, count in after.items() if count * 100 >= now["instructions"]}
+    changes = [(after.get(name, 0) - before.get(name, 0), name) for name in {*before, *large}]
     changes.sort(key=lambda change: -abs(change[0]))
     return [f"    {change:+12,}  {before.get(name, 0):12,} -> {after.get(name, 0):12,}  {name}"
             for change, name in changes[:8] if change != 0]
@@ -126,7 +128,7 @@ def check(scenario, build):
     if budgets["compiler"] != compiler(build):
         print(f"skipped: recorded with {budgets['compiler']}; this is {compiler(build)}")
         return SKIPPED
-    now = figures(scenario, build)
+    now = figures(scenario, build, least=0)
     found = []
     for group in counted(scenario):
         recorded = budgets["scenarios"][scenario][group]

@@ -6,6 +6,7 @@ import re
 import shutil
 import statistics
 import subprocess
+import sys
 import zlib
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -48,7 +49,6 @@ class Samples:
     cpu: list = field(default_factory=list)  # seconds, user and system
     wall: list = field(default_factory=list)  # seconds
     peak: list = field(default_factory=list)  # KB
-    calls: int | None = None  # system calls
 
     def median(self, what):
         return statistics.median(getattr(self, what))
@@ -97,13 +97,15 @@ class Bench:
         return used
 
     def system_calls(self, contender, archive):
-        """How many system calls one run makes, and the most frequent ones; None without strace."""
+        """How many system calls one run makes, by name; None where strace is missing or may not look."""
         if shutil.which("strace") is None:
             return None
         log = self.folder / "strace"
         command = contender.command(archive, self.target(contender, archive))
-        subprocess.run(["strace", "-f", "-c", "-o", log, *map(str, command)], check=True, stdout=subprocess.DEVNULL,
-                       stderr=subprocess.DEVNULL)
+        done = subprocess.run(["strace", "-f", "-c", "-o", log, *map(str, command)], check=False, capture_output=True, text=True)
+        if done.returncode != 0:
+            print(f"bench: system calls are not counted: strace says {done.stderr.strip()[-200:]}", file=sys.stderr)
+            return None
         counts = {}
         for line in log.read_text().splitlines():
             match = re.match(r"\s*[\d.]+\s+[\d.]+\s+\d+\s+(\d+)\s+(?:\d+\s+)?(\w+)$", line)

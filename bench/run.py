@@ -74,7 +74,9 @@ def measure(options, progress):
         data["full_drive"] = {}
         for case in cases:
             progress(f"{case.name}: system calls and memory")
-            data["calls"][case.name] = {c.name: bench.system_calls(c, bench.archive(case)) for c in present}
+            # With plain calls each byte of a header is a call: ten million of them, which is not waited for.
+            counted = [c for c in present if not (c.name == "plain calls" and case.files > 10000)]
+            data["calls"][case.name] = {c.name: bench.system_calls(c, bench.archive(case)) for c in counted}
             data["full_drive"][case.name] = {
                 c.name: memory_on_a_full_drive(bench, c, bench.archive(case)) for c in present if c.drive}
         data["per_entry"] = {c.name: per_entry(bench, c, min(options.rounds, 5), progress, plan) for c in present if c.drive}
