@@ -20,7 +20,8 @@ def bars(title, scale, groups, names):
     base = TOP + HEIGHT
     for line in range(int(top) + 1):
         y = base - HEIGHT * line / top
-        out.append(f'<line x1="{LEFT}" x2="{width - 20}" y1="{y:.1f}" y2="{y:.1f}" stroke="#ddd"/>')
+        colour = "#888" if line == 1 else "#ddd"
+        out.append(f'<line x1="{LEFT}" x2="{width - 20}" y1="{y:.1f}" y2="{y:.1f}" stroke="{colour}"/>')
         out.append(f'<text x="{LEFT - 8}" y="{y + 4:.1f}" font-size="11" text-anchor="end">{line}</text>')
     x = LEFT + 10
     for label, values in groups:
@@ -30,14 +31,17 @@ def bars(title, scale, groups, names):
                 height = HEIGHT * min(values[name], top) / top
                 out.append(f'<rect x="{x}" y="{base - height:.1f}" width="{BAR - 4}" height="{height:.1f}" '
                            f'fill="{COLOURS[number % len(COLOURS)]}"/>')
+                if values[name] > top:
+                    # A gap in what is cut, so that nobody takes it for its whole length.
+                    out.append(f'<path d="M{x - 2} {TOP + 22} l{BAR} -8 v6 l-{BAR} 8 z" fill="white"/>')
                 out.append(f'<text x="{x + BAR / 2 - 2:.1f}" y="{base - height - 4:.1f}" font-size="9" '
-                           f'text-anchor="middle">{values[name]:.2f}</text>')
+                           f'text-anchor="middle" stroke="white" stroke-width="3" paint-order="stroke">{values[name]:.2f}</text>')
             x += BAR
         out.append(f'<text x="{(start + x) / 2:.1f}" y="{base + 18}" font-size="12" text-anchor="middle">{escape(label)}</text>')
         x += GAP
-    x = LEFT
+    step = (width - LEFT - 20) / len(names)
     for number, name in enumerate(names):
-        out.append(f'<rect x="{x}" y="{base + 38}" width="10" height="10" fill="{COLOURS[number % len(COLOURS)]}"/>')
-        out.append(f'<text x="{x + 14}" y="{base + 47}" font-size="11">{escape(name)}</text>')
-        x += 26 + 7 * len(name)
+        x = LEFT + number * step
+        out.append(f'<rect x="{x:.1f}" y="{base + 38}" width="10" height="10" fill="{COLOURS[number % len(COLOURS)]}"/>')
+        out.append(f'<text x="{x + 14:.1f}" y="{base + 47}" font-size="11">{escape(name)}</text>')
     return "\n".join([*out, "</svg>", ""])

@@ -155,12 +155,16 @@ def rest(data):
     return messages_and_lives(service) + space(service) if service else []
 
 
+def when():
+    """What the figures depend on, as a list: the day, the machine, the versions."""
+    return [datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"), machine(),
+            *(f"{name}: {version}" for name, version in versions())]
+
+
 def write_results(folder, data):
-    today = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")
     out = ["# What extraction and the service cost", "",
            "Written by `./dev bench`. [README.md](README.md) says how it is measured and what the figures mean.", "",
-           f"- {today}", f"- {machine()}", f"- archives and targets on {data['folder']}",
-           *(f"- {name}: {version}" for name, version in versions()),
+           *(f"- {fact}" for fact in data["when"]), f"- archives and targets on {data['folder']}",
            *(f"- left out, not installed: {name}" for name in data["absent"]), "",
            "![CPU time by the floor's](results.svg)", ""]
     out += targets(data) + extraction(data) + shares(data) + rest(data)

@@ -6,7 +6,9 @@ All contenders take turns, so that what disturbs one disturbs all; what counts i
 """
 
 import argparse
+import dataclasses
 import os
+import pickle
 import shutil
 import sys
 import tempfile
@@ -17,7 +19,7 @@ sys.dont_write_bytecode = True
 import service  # noqa: E402
 from contenders import contenders  # noqa: E402
 from measure import CASES, IDLE, Bench, Case  # noqa: E402
-from results import write_results  # noqa: E402
+from results import when, write_results  # noqa: E402
 
 HERE = Path(__file__).resolve().parent
 # Files and folders of all targets and archives together, with room to spare.
@@ -89,19 +91,31 @@ def main():
     parser.add_argument("--build", type=Path, required=True, help="the hosted build")
     parser.add_argument("--rounds", type=int, default=7, help="how often each contender has its turn (7)")
     parser.add_argument("--folder", type=Path, help="where to work; it is emptied and removed")
-    parser.add_argument("--quick", action="store_true", help="one round over small archives; writes nothing")
+    parser.add_argument("--again", action="store_true", help="measure nothing: write what was measured last once more")
+    parser.add_argument("--quick", action="store_true", help="one round over small archives; what it finds is printed and not kept")
     options = parser.parse_args()
     options.build = options.build.resolve()
     if options.folder and options.folder.exists():
         parser.error(f"{options.folder} exists already: name a folder that can be removed at the end")
     if options.quick:
         options.rounds = 1
-    data = measure(options, lambda text: print(text, file=sys.stderr))
+    kept = options.build / "bench" / "measured.pickle"
+    if options.again:
+        if not kept.exists():
+            parser.error(f"{kept} is not there: nothing was measured in this build folder yet")
+        data = pickle.loads(kept.read_bytes())
+    else:
+        data = measure(options, lambda text: print(text, file=sys.stderr))
+    if not options.again:
+        data["when"] = when()
+        data["contenders"] = [dataclasses.replace(c, command=None) for c in data["contenders"]]
     if options.quick:
-        for case in data["cases"]:
-            print(case.name, {name: round(s.median("cpu"), 4) for name, s in data["samples"][case.name].items()})
-        print(data["service"])
+        with tempfile.TemporaryDirectory(prefix="vantord-bench-") as folder:
+            write_results(Path(folder), data)
+            print(Path(folder, "results.md").read_text())
         return 0
+    if not options.again:
+        kept.write_bytes(pickle.dumps(data))
     write_results(HERE, data)
     print("bench/results.md, bench/results.svg")
     return 0

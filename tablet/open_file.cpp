@@ -47,10 +47,12 @@ class NodeFile final : public OpenFile {
 
   /// Reads up to the buffer's size at an offset; -1 with errno set.
   ssize_t ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const;
-  /// Whether a page holds `size` bytes of the file as it is now, from the current position on.
-  bool Holds(const Page& page, std::size_t size) const {
-    return position_ >= page.start && position_ + size <= page.start + page.size && page.version == node_->version;
+  /// Whether a page holds the byte at the current position of the file as it is now.
+  bool Holds(const Page& page) const {
+    return position_ >= page.start && position_ < page.start + page.size && page.version == node_->version;
   }
+  /// A read of any size.
+  WinError ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read);
   /// The part of the page at the current position; empty at the end of the file. False when the host failed.
   bool FillPage(std::span<const std::uint8_t>& rest);
 
@@ -65,7 +67,7 @@ class NodeFile final : public OpenFile {
   // Archives are read byte by byte in places, now in their directory, now in front of an entry: two pages are kept,
   // until anybody changes the file. Made by the first small read.
   std::unique_ptr<std::array<Page, 2>> pages_;
-  std::size_t latest_page_ = 0;
+  Page* page_ = nullptr;  ///< the one that was used last
 
   // Times that SetTimes gave stay: what this handle writes later does not move them.
   bool write_time_set_ = false;
@@ -92,9 +94,10 @@ ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) co
 
 bool NodeFile::FillPage(std::span<const std::uint8_t>& rest) {
   if (pages_ == nullptr) pages_ = std::make_unique<std::array<Page, 2>>();
-  if (!Holds((*pages_)[latest_page_], 1)) latest_page_ ^= 1;
-  Page& page = (*pages_)[latest_page_];
-  if (!Holds(page, 1)) {
+  if (page_ == nullptr) page_ = &pages_->front();
+  if (!Holds(*page_)) page_ = page_ == &pages_->front() ? &pages_->back() : &pages_->front();
+  Page& page = *page_;
+  if (!Holds(page)) {
     page.start = position_ - position_ % kPageSize;
     ssize_t const count = ReadHost(page.bytes, page.start);
     page.size = count < 0 ? 0 : static_cast<std::size_t>(count);
@@ -107,15 +110,23 @@ bool NodeFile::FillPage(std::span<const std::uint8_t>& rest) {
 }
 
 WinError NodeFile::Read(std::span<std::uint8_t> out, std::uint32_t& read) {
+  // By far the most frequent read: a byte of a field of a header. Only whoever may read has pages.
+  if (out.size() == 1 && page_ != nullptr && position_ - page_->start < page_->size &&
+      page_->version == node_->version) {
+    out[0] = page_->bytes[position_ - page_->start];
+    ++position_;
+    read = 1;
+    if (on_read_) on_read_(node_->path, position_ - 1, 1);
+    return kSuccess;
+  }
+  return ReadPieces(out, read);
+}
+
+WinError NodeFile::ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read) {
   read = 0;
   if ((rights_ & kMayRead) == 0) return kAccessDenied;
   std::uint64_t const start = position_;
-  if (out.size() == 1 && pages_ != nullptr && Holds((*pages_)[latest_page_], 1)) {
-    // By far the most frequent read: a byte of a field of a header.
-    const Page& page = (*pages_)[latest_page_];
-    out[0] = page.bytes[position_ - page.start];
-    ++position_;
-  } else if (out.size() >= kPageSize) {
+  if (out.size() >= kPageSize) {
     ssize_t const count = ReadHost(out, position_);
     if (count < 0) return kIoDevice;
     position_ += static_cast<std::uint64_t>(count);

@@ -112,7 +112,9 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytesToRead, LPDWORD byte
     return fmt::format("{}, {} -> {}", ShowHandle(file), bytesToRead, bytesRead == nullptr ? 0 : *bytesRead);
   };
   Call call("ReadFile", describe);
-  RefuseUnmodelledTransfer("ReadFile", buffer, bytesToRead, bytesRead, overlapped);
+  if (buffer == nullptr || bytesRead == nullptr || overlapped != nullptr) {
+    RefuseUnmodelledTransfer("ReadFile", buffer, bytesToRead, bytesRead, overlapped);
+  }
   *bytesRead = 0;
   if (call.fault() != 0) return call.Fail(FALSE);
   auto* const open = FileBehind("ReadFile", file);
