@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -222,6 +223,14 @@ TEST(Farm, GivesUpAJobThatNeverComesBack) {
         for (;;) ::pause();
       });
   EXPECT_THAT(answers["0"]["crashed"].get<std::string>(), HasSubstr("given up after 0.0 s of processor time"));
+}
+
+TEST(Farm, GivesUpAJobByTheProcessorTimeThatItUses) {
+  json const answers =
+      Answers(1, {.workers = 1, .patience = std::chrono::seconds(1)}, [](std::size_t, const cli::Deliver&) {
+        for (std::atomic<unsigned> turns{0};;) ++turns;
+      });
+  EXPECT_THAT(answers["0"]["crashed"].get<std::string>(), testing::MatchesRegex("given up after [1-9]\\..*"));
 }
 
 }  // namespace
