@@ -8,10 +8,33 @@ import tempfile
 import unittest
 from pathlib import Path
 
+import call_sites
 import check
 import pe
 
 PROGRAM, SYMBOLS, RECORD, VERSION = None, None, None, None  # set by main
+
+
+class CallSites(unittest.TestCase):
+    """Whether call_sites.py sees a message that does more than it should while its zone is off."""
+
+    READ = [call_sites.Line(0, "adrp", "x9, 0x140062000 <.text+0x7d0>"), call_sites.Line(4, "ldr", "w8, [x9, #88]")]
+    JUMP = call_sites.Line(16, "tbz", "w8, #3, 0x1400016e8 <.text+0x6e8>")
+
+    def judge(self, *between):
+        return call_sites.sites([*self.READ, *between, self.JUMP], call_sites.Arm64(0x140062058, set()))
+
+    def test_a_load_and_a_jump_by_a_bit_are_two_instructions(self):
+        found, unusual = self.judge()
+        self.assertEqual(([own for _, own in found], unusual), ([2], []))
+
+    def test_a_call_before_the_jump_is_unusual(self):
+        found, unusual = self.judge(call_sites.Line(8, "bl", "0x140001a88 <.text+0xa88>"))
+        self.assertEqual((found, len(unusual)), ([], 1))
+
+    def test_a_read_without_a_jump_is_unusual(self):
+        found, unusual = call_sites.sites(self.READ, call_sites.Arm64(0x140062058, set()))
+        self.assertEqual((found, len(unusual)), ([], 1))
 
 
 class Check(unittest.TestCase):
