@@ -3,13 +3,10 @@
 // of them is not 0.
 #include <windows.h>
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <string>
 
+#include "bench/scratch_folder.h"
 #include "common/diagnostic_log.h"
 #include "tablet/tablet.h"
 
@@ -74,14 +71,13 @@ unsigned Count(tablet::Tablet& machine) {
 }  // namespace
 
 int main() {
-  std::filesystem::path const folder =
-      std::filesystem::temp_directory_path() / ("vantord-bench-allocations-" + std::to_string(::getpid()));
+  ScratchFolder const folder;
   unsigned off = 0;
   unsigned silent = 0;
   unsigned sent = 0;
   std::size_t arrived = 0;
   {
-    tablet::Tablet machine(tablet::Description{}, folder);
+    tablet::Tablet machine(tablet::Description{}, folder.path());
     g_ulZoneMask = ~ZONE_ERROR;
     off = Count(machine);
     g_ulZoneMask = ZONE_ERROR;
@@ -94,8 +90,6 @@ int main() {
     arrived = machine.journal().Messages().size();
     TraceProviderCleanup();
   }
-  std::error_code ignored;
-  std::filesystem::remove_all(folder, ignored);
   std::printf("allocations of %d messages: zone off %u, nobody listens %u, sent %u\n", kMessages, off, silent, sent);
   if (arrived != kMessages) {
     std::printf("%zu messages arrived: a hundred should have, or nothing is said of a message that is sent\n", arrived);

@@ -9,9 +9,9 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string_view>
 
+#include "bench/scratch_folder.h"
 #include "common/diagnostic_log.h"
 #include "tablet/tablet.h"
 
@@ -39,8 +39,8 @@ int main(int count, char** arguments) {
   }
   std::string_view const kind = arguments[1];
   int const messages = std::atoi(arguments[2]);
-  std::filesystem::path const folder = std::filesystem::temp_directory_path() / "vantord-bench-messages";
-  tablet::Tablet machine(tablet::Description{}, folder);
+  ScratchFolder const folder;
+  tablet::Tablet machine(tablet::Description{}, folder.path());
   if (kind == "off") g_ulZoneMask = ~ZONE_ERROR;
   if (kind == "sent") {
     machine.trace().Collect(*tablet::Guid::Parse(kServiceProvider), 1, 5);
@@ -50,7 +50,5 @@ int main(int count, char** arguments) {
   for (int i = 0; i < messages; ++i) OneMessage(TEXT("c:\\windows\\system32\\qcdsp1v2850.mbn"));
   std::printf("%.2f\n", messages == 0 ? 0.0 : (Now() - begun) / messages);
   if (kind == "sent") TraceProviderCleanup();
-  std::error_code ignored;
-  std::filesystem::remove_all(folder, ignored);
   return 0;
 }

@@ -3,24 +3,21 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <optional>
+#include <map>
 #include <stdexcept>
 
 #include "cli/exit_code.h"
 
 namespace cli {
 
-SweepReport SweepTablet(const SweepOptions& options, Console& console) {
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point const begun = Clock::now();
+namespace {
+
+/// The ground of a tablet whose undisturbed life has been lived.
+SweepGround GroundOf(const SweepOptions& options, Verdict& undisturbed) {
   SweepGround ground = PrepareGround(options.folder);
   ground.prepare = options.prepare;
-  SweepReport report(options.folder.string());
-  report.workers = WorkersOf(options.farm);
-
   FarmOptions alone = options.farm;
   alone.workers = 1;
-  Verdict undisturbed;
   RunFarm(
       1, alone, [&](std::size_t, const Deliver& deliver) { LiveUndisturbed(ground, deliver); },
       [&](std::size_t, const nlohmann::json& answer) { undisturbed = TakeUndisturbed(answer, ground); });
@@ -28,20 +25,53 @@ SweepReport SweepTablet(const SweepOptions& options, Console& console) {
     throw std::runtime_error("the undisturbed life does not come to its end: " +
                              (undisturbed.findings.empty() ? undisturbed.end : undisturbed.findings.front().detail));
   }
-  report.AddUndisturbed(undisturbed);
+  return ground;
+}
 
-  std::vector<SweepTask> const tasks = PlanSweep(ground.calls, options.plan);
+/// Lives all tasks, under a progress bar.
+void LiveAll(SweepGround& ground, const std::vector<SweepTask>& tasks, const FarmOptions& farm, Console& console,
+             const std::function<void(const SweepTask& task, Verdict verdict)>& done) {
   std::size_t finished = 0;
   RunFarm(
-      tasks.size(), options.farm,
-      [&](std::size_t task, const Deliver& deliver) { LiveTask(ground, tasks[task], deliver); },
+      tasks.size(), farm, [&](std::size_t task, const Deliver& deliver) { LiveTask(ground, tasks[task], deliver); },
       [&](std::size_t task, const nlohmann::json& answer) {
-        report.Add(tasks[task], ground.calls, VerdictFrom(answer));
+        done(tasks[task], VerdictFrom(answer));
         console.Progress(fmt::format("of {} lives", tasks.size()), ++finished, tasks.size());
       });
   console.EndProgress();
+}
+
+}  // namespace
+
+SweepReport SweepTablet(const SweepOptions& options, Console& console) {
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point const begun = Clock::now();
+  SweepReport report(options.folder.string());
+  report.workers = WorkersOf(options.farm);
+  Verdict undisturbed;
+  SweepGround ground = GroundOf(options, undisturbed);
+  report.AddUndisturbed(undisturbed);
+  LiveAll(ground, PlanSweep(ground.calls, options.plan), options.farm, console,
+          [&](const SweepTask& task, const Verdict& verdict) { report.Add(task, ground.calls, verdict); });
   report.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
   return report;
+}
+
+int TellCuts(const SweepOptions& options, Console& console) {
+  Verdict undisturbed;
+  SweepGround ground = GroundOf(options, undisturbed);
+  ground.describes_cuts = true;
+  ground.before = WithoutSetup(StateOf(ground.life->machine(), ground.description.power_on));
+  PlanOptions plan = options.plan;
+  plan.kinds = {SweepTask::Kind::kCut};
+  std::map<std::uint64_t, CutRow> rows;
+  bool broken = false;
+  LiveAll(ground, PlanSweep(ground.calls, plan), options.farm, console, [&](const SweepTask& task, Verdict verdict) {
+    broken = broken || !verdict.findings.empty();
+    rows[task.cut_at] = std::move(verdict.cut);
+  });
+  PrintCutTable(rows, ground.calls, console);
+  return broken ? kNotAsExpected : kDone;
 }
 
 int Sweep(const SweepOptions& options, Console& console) {

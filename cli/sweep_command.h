@@ -17,6 +17,7 @@ struct SweepOptions {
   PlanOptions plan;
   FarmOptions farm;
   bool json = false;
+  bool cut_table = false;  ///< what power cuts leave, and nothing else
   /// See SweepGround; for tests.
   std::function<void(Life& life, const SweepTask& task, int start)> prepare;
 };
@@ -24,6 +25,9 @@ struct SweepOptions {
 /// Answers the report. Throws InputError for a bad tablet, and std::runtime_error when not even the undisturbed life
 /// comes to its end.
 SweepReport SweepTablet(const SweepOptions& options, Console& console);
+
+/// Cuts the power at every call and prints what each leaves: see PrintCutTable.
+int TellCuts(const SweepOptions& options, Console& console);
 
 /// The command: sweeps, prints, answers the exit code.
 int Sweep(const SweepOptions& options, Console& console);

@@ -96,6 +96,18 @@ std::unique_ptr<Life> SwitchOnAgain(SweepGround& ground, std::unique_ptr<Life> l
   return next;
 }
 
+TabletState CompleteState(const SweepGround& ground, Life& life) {
+  return WithoutSetup(StateOf(life.machine(), ground.description.power_on));
+}
+
+/// By which name the tablet differs from one whose power was not cut.
+std::string DescribeLeft(const Verdict& verdict) {
+  for (const std::string& name : verdict.exemptions) {
+    if (name.starts_with("converges/")) return fmt::format("`{}`", name);
+  }
+  return verdict.findings.empty() ? "as if undisturbed" : "a broken promise";
+}
+
 }  // namespace
 
 json ToJson(const Verdict& verdict) {
@@ -105,6 +117,7 @@ json ToJson(const Verdict& verdict) {
           {"findings", std::move(findings)},
           {"exemptions", verdict.exemptions},
           {"came_to_pass", verdict.came_to_pass},
+          {"cut", {verdict.cut.disk, verdict.cut.next, verdict.cut.left}},
           {"calls", verdict.calls}};
 }
 
@@ -121,6 +134,8 @@ Verdict VerdictFrom(const json& document) {
   for (const json& finding : document["findings"]) verdict.findings.push_back({finding[0], finding[1]});
   verdict.exemptions = document["exemptions"];
   verdict.came_to_pass = document["came_to_pass"];
+  const json& cut = document["cut"];
+  verdict.cut = {.disk = cut[0], .next = cut[1], .left = cut[2]};
   verdict.calls = document["calls"];
   return verdict;
 }
@@ -180,19 +195,29 @@ void LiveTask(SweepGround& ground, const SweepTask& task, const Deliver& deliver
   if (end.kind != LifeEnd::Kind::kPowerCut) {
     judge.CheckEnd(end);
     if (task.kind == SweepTask::Kind::kSchedule) {
-      judge.CheckState("schedule", WithoutSetup(StateOf(life->machine(), ground.description.power_on)),
-                       {&ground.after_one});
+      judge.CheckState("schedule", CompleteState(ground, *life), {&ground.after_one});
     }
     return Finish(verdict, deliver);
   }
   judge.CheckDrive(true);
   verdict.calls += life->machine().scheduler().calls();
+  TabletState const at_cut = ground.describes_cuts ? CompleteState(ground, *life) : TabletState{};
   life = SwitchOnAgain(ground, std::move(life));
   LifeJudge next(ground, task, *life, verdict);
+  bool tells = false;
+  life->machine().faults().on_ask = [&tells, others = life->machine().faults().on_ask](std::string_view call) {
+    tells = tells || call == "CreateProcessAsUserW";
+    if (others) others(call);
+  };
   if (ground.prepare) ground.prepare(*life, task, 2);
   next.CheckEnd(LiveToTheEnd(*life, next, verdict, deliver));
-  next.CheckState("converges", WithoutSetup(StateOf(life->machine(), ground.description.power_on)),
-                  {&ground.after_one, &ground.after_two});
+  TabletState const left = CompleteState(ground, *life);
+  next.CheckState("converges", left, {&ground.after_one, &ground.after_two});
+  if (ground.describes_cuts) {
+    verdict.cut = {.disk = DescribeDisk(ground.before, ground.after_one, at_cut),
+                   .next = DescribeStart(at_cut, left, life->machine().drive().Changes(), tells),
+                   .left = DescribeLeft(verdict)};
+  }
   Finish(verdict, deliver);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/cut_table.h"
 #include "cli/farm.h"
 #include "cli/sweep_expect.h"
 #include "cli/sweep_plan.h"
@@ -28,6 +29,8 @@ struct SweepGround {
   std::vector<KnownCall> calls;  ///< of the undisturbed life; empty while that is lived
   TabletState after_one;         ///< what one undisturbed start leaves
   TabletState after_two;         ///< and what another one behind it does
+  TabletState before;            ///< at power-on, where power cuts are to be described
+  bool describes_cuts = false;
   /// Called before each start, 1 for the first of a task; for tests of the promises.
   std::function<void(Life& life, const SweepTask& task, int start)> prepare;
 };
@@ -45,6 +48,7 @@ struct Verdict {
   std::vector<std::string> exemptions;  ///< by name
   bool came_to_pass = true;             ///< every fault met its call
   std::uint64_t calls = 0;
+  CutRow cut;         ///< of a power cut, where that is to be described
   std::string crash;  ///< how the process ended without an answer; empty: it answered
 };
 nlohmann::json ToJson(const Verdict& verdict);

@@ -45,7 +45,11 @@ class SweepCommand : public Command {
     app.add_option("--shard", shard_, "every N-th life only, beginning with the I-th")->type_name("I/N");
     app.add_option("--jobs,-j", options_.farm.workers, "lives at the same time; 0: one on each processor")
         ->capture_default_str();
-    app.add_flag("--json", options_.json, "one JSON document and nothing else");
+    auto* const json = app.add_flag("--json", options_.json, "one JSON document and nothing else");
+    app.add_flag("--cut-table", options_.cut_table,
+                 "only cut the power at every call and tell, as a table of Markdown, what is on disk then and what the "
+                 "next start does")
+        ->excludes(json);
   }
 
   int Run(Console& console) override {
@@ -55,7 +59,7 @@ class SweepCommand : public Command {
         if (word == NameOf(kind)) options_.plan.kinds.push_back(kind);
       }
     }
-    return Sweep(options_, console);
+    return options_.cut_table ? TellCuts(options_, console) : Sweep(options_, console);
   }
 
  private:

@@ -2,7 +2,11 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <fstream>
+#include <iterator>
 #include <set>
+#include <sstream>
 
 #include "cli/samples.h"
 #include "cli/sweep_command.h"
@@ -46,6 +50,44 @@ TEST_F(SweepTest, RefusesAShardThatIsNone) {
     EXPECT_EQ(result.exit_code, 2) << shard;
     EXPECT_THAT(result.err, HasSubstr("as in 2/8")) << shard;
   }
+}
+
+/// Spoils the second central header of an archive: who unpacks it looks for the next entry for ever.
+void SpoilArchive(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(in), {}};
+  std::string const signature = "PK\x01\x02";
+  bytes.at(bytes.find(signature, bytes.find(signature) + 1)) = 0;
+  std::ofstream(file, std::ios::binary) << bytes;
+}
+
+TEST_F(SweepTest, AFindingIsMetAgainByTheCommandThatItNames) {
+  // Without the map's answer the tablet takes an archive that holds the service for ever: nothing excuses that.
+  Make("by-image-id");
+  for (auto const* name : {"VZW.bin", "KOR.bin"}) {
+    SpoilArchive(In("by-image-id") / "C/Windows/System32/modem_core" / name);
+  }
+  json findings = json::array();
+  for (int part = 1; part <= 20 && findings.empty(); ++part) {
+    auto const swept =
+        Run({"sweep", "by-image-id", "--only", "fault", "--shard", std::to_string(part) + "/20", "--json"});
+    findings = json::parse(swept.out)["findings"];
+    EXPECT_EQ(swept.exit_code, findings.empty() ? 0 : 5);
+  }
+  ASSERT_FALSE(findings.empty());
+  EXPECT_EQ(findings[0]["promise"], "ends");
+  std::string const hangs = "the service hangs: no call of the Windows API";
+  EXPECT_THAT(findings[0]["detail"].get<std::string>(), HasSubstr(hangs));
+
+  std::istringstream line(findings[0]["repeat"].get<std::string>());
+  std::vector<std::string> words{std::istream_iterator<std::string>(line), {}};
+  ASSERT_EQ(words.at(0), "vantord-tablet");
+  words.erase(words.begin());
+  EXPECT_EQ(Run({"run", "by-image-id", "--whole-life", "-q"}).exit_code, 0) << "without the failure all is well";
+  words.insert(words.end(), {"--patience", "0.2", "-q"});
+  auto const again = Run(words);
+  EXPECT_EQ(again.exit_code, 4);
+  EXPECT_THAT(again.out + again.err, HasSubstr(hangs));
 }
 
 TEST_F(SweepTest, LeavesTheGivenTabletAlone) {
@@ -181,6 +223,14 @@ TEST(Farm, GivesUpAJobThatNeverComesBack) {
         for (;;) ::pause();
       });
   EXPECT_THAT(answers["0"]["crashed"].get<std::string>(), HasSubstr("given up after 0.0 s of processor time"));
+}
+
+TEST(Farm, GivesUpAJobByTheProcessorTimeThatItUses) {
+  json const answers =
+      Answers(1, {.workers = 1, .patience = std::chrono::seconds(1)}, [](std::size_t, const cli::Deliver&) {
+        for (std::atomic<unsigned> turns{0};;) ++turns;
+      });
+  EXPECT_THAT(answers["0"]["crashed"].get<std::string>(), testing::MatchesRegex("given up after [1-9]\\..*"));
 }
 
 }  // namespace

@@ -132,6 +132,14 @@ class Check(unittest.TestCase):
             self.replace(b"\0" * (len(path) + 8), b"\0\0" + path)
             self.assert_only("build path: /home/me/")
 
+    def test_symbols_that_name_the_clone(self):
+        folder = str(check.PROJECT)
+        for name in (folder, "_head_" + folder.replace("/", "_").replace("-", "_")):
+            with tempfile.TemporaryDirectory() as other:
+                symbols = Path(other) / SYMBOLS.name
+                symbols.write_bytes(SYMBOLS.read_bytes() + name.encode())
+                self.assertIn("names the folder of this clone", self.faults(symbols)[-1])
+
     def test_the_symbols_of_another_program(self):
         with tempfile.TemporaryDirectory() as folder:
             other = Path(folder) / SYMBOLS.name
