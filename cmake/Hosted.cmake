@@ -58,3 +58,7 @@ include(cmake/Install.cmake)
 include(CTest)
 include(GoogleTest)
 add_subdirectory(tests)
+# The other builds are for finding mistakes, not for measuring.
+if(NOT VANTORD_SANITIZE AND NOT VANTORD_COVERAGE)
+  add_subdirectory(bench)
+endif()

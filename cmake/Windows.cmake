@@ -12,8 +12,9 @@ if(MINGW)
   # What mingw-w64's version 10 does not declare, under the names of Windows' own headers. Before all others: zig looks
   # into its own system headers first.
   target_include_directories(vantord_options BEFORE INTERFACE ${PROJECT_SOURCE_DIR}/platform/mingw/include)
-  # Where this was built is nobody's business on a tablet, and two checkouts give the same program.
-  target_compile_options(vantord_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  # Where this was built is nobody's business on a tablet, and two clones give the same program.
+  set(from_anywhere -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  target_compile_options(vantord_options INTERFACE ${from_anywhere})
 endif()
 
 # The process entry belongs to the program. Off Windows it belongs to the library: there the tablet calls it.
@@ -33,6 +34,7 @@ else()
 endif()
 if(VANTORD_WIDE_ENTRY)
   add_library(vantord_wide_entry STATIC platform/mingw/entry/wide_entry.c)
+  target_compile_options(vantord_wide_entry PRIVATE ${from_anywhere})
   target_link_libraries(vantord_options INTERFACE vantord_wide_entry)
 elseif(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # The time of the link is not a part of the program.
@@ -58,9 +60,11 @@ if(MSVC)
   set(make_proxy_import ${CMAKE_AR} /nologo /def:${proxy_definition} /out:${proxy_import}
     /machine:${CMAKE_CXX_COMPILER_ARCHITECTURE_ID})
 else()
-  set(make_proxy_import ${CMAKE_DLLTOOL} -d ${proxy_definition} -l ${proxy_import})
+  # dlltool makes symbols of the name that it is given, the folder included.
+  set(make_proxy_import ${CMAKE_DLLTOOL} -d ${proxy_definition} -l libkavrilproxy_import.a)
 endif()
-add_custom_command(OUTPUT ${proxy_import} COMMAND ${make_proxy_import} DEPENDS ${proxy_definition} VERBATIM)
+add_custom_command(OUTPUT ${proxy_import} COMMAND ${make_proxy_import} DEPENDS ${proxy_definition}
+  WORKING_DIRECTORY ${PROJECT_BINARY_DIR} VERBATIM)
 add_custom_target(vantord_proxy_import DEPENDS ${proxy_import})
 add_dependencies(Vantord vantord_proxy_import)
 target_link_libraries(Vantord PRIVATE ${proxy_import})

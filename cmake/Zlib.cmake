@@ -14,5 +14,6 @@ add_library(ZLIB::ZLIB ALIAS vantord_zlib)
 target_include_directories(vantord_zlib SYSTEM PUBLIC ${VANTORD_ZLIB_SOURCE})
 if(NOT MSVC)
   # Its warnings are not this project's.
-  target_compile_options(vantord_zlib PRIVATE -w -ffile-prefix-map=${VANTORD_ZLIB_SOURCE}=zlib)
+  target_compile_options(vantord_zlib PRIVATE -w
+    -ffile-prefix-map=${VANTORD_ZLIB_SOURCE}=zlib -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()

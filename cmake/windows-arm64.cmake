@@ -26,6 +26,8 @@ execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/cross/cache zlib OUTPUT_VARIAB
 set(VANTORD_ZLIB_SOURCE ${zlib_folder} CACHE PATH "The folder of zlib's sources")
 # zig has no start-up code for a wide main.
 set(VANTORD_WIDE_ENTRY ON)
+# Symbols with the command line in them would name the folder of the sources.
+add_compile_options(-gno-codeview-command-line)
 # The linker writes the symbols into Vantord.pdb; what is left in the program comes from zig's own run time.
 find_program(VANTORD_OBJCOPY llvm-objcopy REQUIRED)
 set(VANTORD_SEPARATE_SYMBOLS ${VANTORD_OBJCOPY} --strip-all Vantord.exe)

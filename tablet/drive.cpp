@@ -34,8 +34,8 @@ WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Open
 
 /// CREATE_ALWAYS and TRUNCATE_EXISTING on an existing file: its data go and its attributes are replaced; it keeps its
 /// name's case and its time of creation.
-WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now) {
-  if (int const error = node.MakeEmptyFile()) return FromHostError(error);
+WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now, int& descriptor) {
+  if (int const error = node.MakeEmptyFile(&descriptor)) return FromHostError(error);
   if (node.drive_host->free_bytes) *node.drive_host->free_bytes += node.size;
   node.size = 0;
   ++node.version;
@@ -80,8 +80,8 @@ WinError Drive::Implementation::Find(const DrivePath& path, DrivePlace& out) con
     if (out.node == nullptr || !out.node->folder) return kPathNotFound;
     out.folder = out.node;
     out.node = out.folder->Child(part);
-    out.name = part;
   }
+  if (!path.parts.empty()) out.name = path.parts.back();
   return kSuccess;
 }
 
@@ -103,7 +103,7 @@ std::shared_ptr<DriveNode> Drive::Implementation::MakeNode(DriveNode& folder, st
   auto node = std::make_shared<DriveNode>();
   node->name = name;
   node->path = folder.path + (folder.name.empty() ? u"" : u"\\") + node->name;
-  node->host = folder.host / ToUtf8(name);
+  node->host = folder.host + '/' + ToUtf8(name);
   node->drive_host = host;
   node->folder = is_folder;
   return node;
@@ -123,7 +123,7 @@ void Drive::Implementation::Adopt(DriveNode& folder, const std::shared_ptr<Drive
 Drive::Drive(std::filesystem::path root, std::filesystem::path side_file, const Clock& clock)
     : state_(std::make_unique<Implementation>(std::move(root), std::move(side_file), clock)) {}
 
-Drive::~Drive() = default;
+Drive::~Drive() { state_->host->CatchUp(); }
 
 WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::shared_ptr<OpenFile>& out,
                      bool& existed) {
@@ -134,20 +134,22 @@ WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::
   Opener const opener{RightsOf(request.access), request.share & kMayAll};
   std::shared_ptr<DriveNode> node = place.node;
   existed = node != nullptr;
+  int descriptor = -1;  // of a file that was made or emptied here
   if (existed) {
     if (WinError const error = RefusalOf(*node, request, opener)) return error;
     if (request.disposition == kCreateAlways || request.disposition == kTruncateExisting) {
-      WinError const error = EmptyFile(*node, request.flags_and_attributes, state_->clock.UtcNow());
+      FileTicks const now = state_->clock.UtcNow();
+      WinError const error = EmptyFile(*node, request.flags_and_attributes, now, descriptor);
       if (error != kSuccess) return error;
     }
   } else {
     if (request.disposition == kOpenExisting || request.disposition == kTruncateExisting) return kFileNotFound;
     node = state_->MakeNode(*place.folder, place.name, false);
-    if (int const error = node->MakeEmptyFile()) return FromHostError(error);
+    if (int const error = node->MakeEmptyFile(&descriptor)) return FromHostError(error);
     node->created = true;
     state_->Adopt(*place.folder, node, request.flags_and_attributes | kAttributeArchive);
   }
-  WinError const error = OpenNode(node, opener, state_->clock, on_read, out);
+  WinError const error = OpenNode(node, opener, descriptor, state_->clock, on_read, out);
   if (error == kSuccess && existed && (opener.rights & kMayRead) != 0 && on_open) on_open(node->path);
   return error;
 }

@@ -56,6 +56,7 @@ struct OpenRequest {
 class OpenFile : public Object {
  public:
   std::string_view kind() const override { return "file"; }
+  OpenFile* AsFile() override { return this; }
   virtual WinError Read(std::span<std::uint8_t> out, std::uint32_t& read) = 0;  ///< 0 bytes at the end of the file
   virtual WinError Write(std::span<const std::uint8_t> data, std::uint32_t& written) = 0;
   /// `origin`: 0 start, 1 current position, 2 end. kNegativeSeek leaves the position alone.
@@ -118,6 +119,7 @@ class Drive {
   void Put(std::u16string_view path, std::span<const std::uint8_t> data, std::uint32_t attributes = kAttributeArchive);
   void PutFolder(std::u16string_view path, std::uint32_t attributes = kAttributeDirectory);
   void Remove(std::u16string_view path);
+  /// Where a path is on the host, whose folder is up to date from then on until the next change.
   std::filesystem::path HostPath(std::u16string_view path) const;
   /// Reads every file, and leaves the host's folder alone from then on: what happens to the drive is lost with it, and
   /// a copy of the process has a drive of its own. No file may be open.
@@ -144,7 +146,8 @@ class Drive {
 
   /// What changed since the drive was made, ordered by path.
   std::vector<FileChange> Changes() const;
-  /// Writes the side file, where the host's file system has no extended attributes or the tablet has a side file.
+  /// Brings the host's folder up to date, and writes the side file where the host's file system has no extended
+  /// attributes or the tablet has a side file.
   void SaveSideFile() const;
 
   /// Told of every open of an existing file for reading, and after each read of it (position and size in bytes).

@@ -35,7 +35,7 @@ std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
 
 void LoadChildren(DriveNode& folder, const std::map<std::u16string, KeptFacts>& side_entries) {
   for (const std::string& host_name : NamesIn(folder.host)) {
-    std::filesystem::path const host = folder.host / host_name;
+    std::filesystem::path const host = std::filesystem::path(folder.host) / host_name;
     std::u16string const name = ToUtf16(host_name);
     if (!IsValidName(name) || ToUtf8(name) != host_name) {
       throw InputError(host.string(), "Windows has no such names", "rename it");
@@ -62,6 +62,7 @@ Drive::Implementation::Implementation(std::filesystem::path root_folder, std::fi
   std::filesystem::create_directories(root_folder, failed);
   if (failed) throw InputError(root_folder.string(), failed.message(), "make it a folder that can be written");
   host->keeps_attributes = KeepsExtendedAttributes(root_folder);
+  host->has_side_file = std::filesystem::exists(side_file);
   root = LoadNode(root_folder, u"", u"C:\\", host, nullptr);
   LoadChildren(*root, ReadSideFile(side_file));
 }

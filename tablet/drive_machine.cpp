@@ -22,7 +22,7 @@ void Walk(const DriveNode& node, const Visit& visit) {
 
 void WriteData(DriveNode& node, std::span<const std::uint8_t> data) {
   if (node.ReplaceData(data) == 0) return;
-  throw InputError(node.host.string(), "cannot be written", "check the folder's permissions and free space");
+  throw InputError(node.host, "cannot be written", "check the folder's permissions and free space");
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ std::vector<std::uint8_t> Drive::Contents(std::u16string_view path) const {
   std::ifstream in(node->host, std::ios::binary);
   std::vector<std::uint8_t> data(std::istreambuf_iterator<char>(in), {});
   if (in.bad() || data.size() != node->size) {
-    throw InputError(node->host.string(), "cannot be read whole", "leave the tablet's folder alone while it runs");
+    throw InputError(node->host, "cannot be read whole", "leave the tablet's folder alone while it runs");
   }
   node->SyncTimes();
   return data;
@@ -81,7 +81,7 @@ void Drive::PutFolder(std::u16string_view path, std::uint32_t attributes) {
     if (child != nullptr && !child->folder) throw InputError(ToUtf8(child->path), "is a file", "");
     if (child == nullptr) {
       child = state_->MakeNode(*folder, part, true);
-      if (int const error = child->MakeFolder()) throw InputError(child->host.string(), std::strerror(error), "");
+      if (int const error = child->MakeFolder()) throw InputError(child->host, std::strerror(error), "");
       bool const is_last = &part == &parsed.parts.back();
       state_->Adopt(*folder, child, is_last ? attributes : kAttributeDirectory);
     }
@@ -103,6 +103,8 @@ std::filesystem::path Drive::HostPath(std::u16string_view path) const {
   if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
     throw InputError(ToUtf8(path), "is no path on drive C:", "");
   }
+  // Whoever asks is going to look.
+  state_->host->CatchUp();
   // What is there is named as the host has it, the rest as asked.
   std::filesystem::path host = state_->root->host;
   std::shared_ptr<DriveNode> node = state_->root;
@@ -137,7 +139,7 @@ bool Drive::Lock(std::u16string_view path) {
   std::shared_ptr<DriveNode> const node = state_->Lookup(path, current_directory_);
   if (node == nullptr || node->folder) return false;
   std::shared_ptr<OpenFile> file;
-  if (OpenNode(node, {.rights = kMayRead, .share = 0}, state_->clock, on_read, file) != kSuccess) return false;
+  if (OpenNode(node, {.rights = kMayRead, .share = 0}, -1, state_->clock, on_read, file) != kSuccess) return false;
   state_->locks.push_back(std::move(file));
   return true;
 }
@@ -161,6 +163,7 @@ std::vector<FileChange> Drive::Changes() const {
 
 void Drive::SaveSideFile() const {
   if (state_->host->in_memory) return;
+  state_->host->CatchUp();
   if (state_->host->keeps_attributes && !std::filesystem::exists(state_->side_file)) return;
   std::vector<SideFileEntry> entries;
   Walk(*state_->root, [&](const DriveNode& node) {

@@ -25,13 +25,16 @@ std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr
 
 void Drive::KeepInMemory() {
   ReadData(*this, *state_->root);
+  state_->host->CatchUp();
   state_->host->in_memory = true;
 }
 
 bool Drive::in_memory() const { return state_->host->in_memory; }
 
 std::shared_ptr<DriveNode> Drive::Copy() const {
-  return DeepCopy(*state_->root, std::make_shared<DriveHost>(*state_->host));
+  auto host = std::make_shared<DriveHost>(*state_->host);
+  host->behind.clear();
+  return DeepCopy(*state_->root, host);
 }
 
 void Drive::Become(std::shared_ptr<DriveNode> copy) {

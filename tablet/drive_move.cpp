@@ -21,7 +21,7 @@ WinError Drive::Move(std::u16string_view from, std::u16string_view to) {
   if (target.node != nullptr && target.node != source.node) return kAlreadyExists;
 
   DriveNode& node = *source.node;
-  std::filesystem::path const host = target.folder->host / ToUtf8(target.name);
+  std::string const host = target.folder->host + '/' + ToUtf8(target.name);
   if (int const error = node.Rename(host)) return FromHostError(error);
   std::u16string const old_path =
       std::exchange(node.path, target.folder->path + (target.folder->name.empty() ? u"" : u"\\") + target.name);

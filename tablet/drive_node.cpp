@@ -39,36 +39,69 @@ timespec ToTimespec(FileTicks ticks) {
 
 }  // namespace
 
+void DriveHost::CatchUp() {
+  while (!behind.empty()) (*behind.begin())->CatchUp();
+}
+
+DriveNode::~DriveNode() {
+  if (drive_host != nullptr) drive_host->behind.erase(this);
+}
+
 std::shared_ptr<DriveNode> DriveNode::Child(std::u16string_view child_name) const {
-  auto const found = children.find(FoldCase(child_name));
+  // Names are short: no string is made of one that is only looked up.
+  std::array<char16_t, 256> upper;
+  if (child_name.size() > upper.size()) return nullptr;
+  std::transform(child_name.begin(), child_name.end(), upper.begin(), [](char16_t c) { return FoldCase(c); });
+  auto const found = children.find(std::u16string_view(upper.data(), child_name.size()));
   return found == children.end() ? nullptr : found->second;
 }
 
 void DriveNode::SetAttributes(std::uint32_t new_attributes) {
   attributes = (new_attributes & kKeptAttributes) | (folder ? kAttributeDirectory : 0);
-  if (drive_host->in_memory) return;
+  if (drive_host->in_memory || host_attributes == attributes) return;
+  // What is read from a file that nobody described needs no description.
+  bool const plain = attributes == (folder ? kAttributeDirectory : kAttributeArchive);
+  if (plain && !host_attributes && !drive_host->has_side_file) return;
   if (!WriteAttributes(host, attributes)) drive_host->keeps_attributes = false;
+  host_attributes = attributes;
 }
 
 void DriveNode::SetCreation(FileTicks creation) {
   times.creation = creation;
   creation_known = true;
-  if (drive_host->in_memory) return;
-  if (!WriteCreation(host, creation)) drive_host->keeps_attributes = false;
+  SyncTimes();
 }
 
-void DriveNode::SyncTimes() const {
-  if (drive_host->in_memory) return;
+void DriveNode::SyncTimes() {
+  if (!drive_host->in_memory) drive_host->behind.insert(this);
+}
+
+void DriveNode::CatchUp(int descriptor) {
+  if (drive_host->behind.erase(this) == 0 || drive_host->in_memory) return;
+  // A file without a time of creation of its own was created when it was written.
+  bool const implied = times.creation == times.write && !host_creation && !drive_host->has_side_file;
+  if (!implied && host_creation != times.creation) {
+    if (!WriteCreation(host, times.creation)) drive_host->keeps_attributes = false;
+    host_creation = times.creation;
+  }
   std::array<timespec, 2> const host_times = {ToTimespec(times.access), ToTimespec(times.write)};
-  ::utimensat(AT_FDCWD, host.c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
+  if (descriptor >= 0) {
+    ::futimens(descriptor, host_times.data());
+  } else {
+    ::utimensat(AT_FDCWD, host.c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
+  }
 }
 
-int DriveNode::MakeEmptyFile() {
+int DriveNode::MakeEmptyFile(int* descriptor) {
   data.clear();
   if (drive_host->in_memory) return 0;
-  int const descriptor = ::open(host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (descriptor < 0) return errno;
-  ::close(descriptor);
+  int const opened = ::open(host.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (opened < 0) return errno;
+  if (descriptor != nullptr) {
+    *descriptor = opened;
+  } else {
+    ::close(opened);
+  }
   return 0;
 }
 
@@ -77,7 +110,7 @@ int DriveNode::MakeFolder() const {
   return ::mkdir(host.c_str(), 0777) == 0 ? 0 : errno;
 }
 
-int DriveNode::Rename(const std::filesystem::path& to) {
+int DriveNode::Rename(const std::string& to) {
   if (!drive_host->in_memory && std::rename(host.c_str(), to.c_str()) != 0) return errno;
   host = to;
   return 0;
@@ -118,7 +151,8 @@ std::shared_ptr<DriveNode> LoadNode(const std::filesystem::path& host, std::u16s
   if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
     throw InputError(host.string(), "is neither a file nor a folder", "replace it by what it stands for");
   }
-  KeptFacts facts = ReadExtendedAttributes(host);
+  KeptFacts const own = ReadExtendedAttributes(host);
+  KeptFacts facts = own;
   if (kept != nullptr) {
     if (!facts.attributes) facts.attributes = kept->attributes;
     if (!facts.creation) facts.creation = kept->creation;
@@ -126,7 +160,9 @@ std::shared_ptr<DriveNode> LoadNode(const std::filesystem::path& host, std::u16s
   auto node = std::make_shared<DriveNode>();
   node->name = std::move(name);
   node->path = std::move(path);
-  node->host = host;
+  node->host = host.string();
+  node->host_attributes = own.attributes;
+  node->host_creation = own.creation;
   node->drive_host = std::move(drive_host);
   node->folder = S_ISDIR(status.st_mode);
   std::uint32_t const kind = node->folder ? kAttributeDirectory : 0;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "tablet/dos_attributes.h"
@@ -27,19 +28,32 @@ struct Opener {
   std::uint32_t share = 0;
 };
 
+struct DriveNode;
+
 /// Facts about the host that all nodes of a drive share.
 struct DriveHost {
   bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
   bool in_memory = false;        ///< the host's folder was left: data are in the nodes, nothing follows any change
+  bool has_side_file = false;    ///< what the host does not say about a file may stand there
   std::optional<std::uint64_t> free_bytes;  ///< what files may still grow by; nothing: as far as the host goes
+  std::unordered_set<DriveNode*> behind;    ///< whose times the host does not have yet
+
+  /// Gives the host the times of all of them.
+  void CatchUp();
 };
 
-/// Memory leads: the host's file follows each change at once, so that a tablet that stops anywhere leaves its folder
-/// as the run left it; but for a drive in memory.
+/// Memory leads. Data and attributes follow on the host at once. Times follow when the file is closed by all, since
+/// each write moves them, and those of folders when somebody looks (DriveHost::CatchUp). A drive in memory has no host.
 struct DriveNode {
-  std::u16string name;         ///< as first written; "" for the root
-  std::u16string path;         ///< full, "C:\..."
-  std::filesystem::path host;  ///< of the host's file
+  DriveNode() = default;
+  ~DriveNode();
+  /// Facts, data and the same children; what the host does not have yet stays the other node's matter.
+  DriveNode(const DriveNode&) = default;
+  DriveNode& operator=(const DriveNode&) = delete;
+
+  std::u16string name;  ///< as first written; "" for the root
+  std::u16string path;  ///< full, "C:\..."
+  std::string host;     ///< path of the host's file; no filesystem::path, which takes several times the memory
   std::shared_ptr<DriveHost> drive_host;
   bool folder = false;
   std::uint32_t attributes = 0;
@@ -49,7 +63,12 @@ struct DriveNode {
   std::uint64_t version = 0;       ///< rises with every change of the data
   std::vector<std::uint8_t> data;  ///< of a file of a drive in memory
   std::list<Opener> openers;
-  std::map<std::u16string, std::shared_ptr<DriveNode>> children;  ///< by upper-case name, so in Windows' order
+  /// By upper-case name, so in Windows' order.
+  std::map<std::u16string, std::shared_ptr<DriveNode>, std::less<>> children;
+
+  // What the host has of it; empty: nothing of its own.
+  std::optional<std::uint32_t> host_attributes;
+  std::optional<FileTicks> host_creation;
 
   // What happened since the drive was made.
   bool created = false;
@@ -63,13 +82,15 @@ struct DriveNode {
   /// Keeps the directory bit as it is and drops the normal bit; the host follows.
   void SetAttributes(std::uint32_t new_attributes);
   void SetCreation(FileTicks creation);
-  /// Gives the host's file the node's times of writing and access.
-  void SyncTimes() const;
+  /// The times have changed; the host has them after the next CatchUp.
+  void SyncTimes();
+  /// Gives the host's file the node's times. `descriptor` is the file, opened, or -1.
+  void CatchUp(int descriptor = -1);
 
   // What the host, or memory, holds of it. Each answers 0 or the host's error.
-  int MakeEmptyFile();  ///< makes the file, or empties it
+  int MakeEmptyFile(int* descriptor = nullptr);  ///< makes the file, or empties it, and leaves it open when asked to
   int MakeFolder() const;
-  int Rename(const std::filesystem::path& to);
+  int Rename(const std::string& to);
   int ReplaceData(std::span<const std::uint8_t> with);
 
   /// Something was made or removed in this folder.

@@ -16,20 +16,19 @@ constexpr char16_t kDosStar = u'<';
 constexpr char16_t kDosQuestion = u'>';
 constexpr char16_t kDosDot = u'"';
 
+/// Parts that most paths do not have more of.
+constexpr std::size_t kUsualDepth = 8;
+
 bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
 
 std::vector<std::u16string> Split(std::u16string_view text) {
   std::vector<std::u16string> parts;
-  std::u16string part;
-  for (char16_t c : text) {
-    if (!IsSeparator(c)) {
-      part += c;
-    } else if (!part.empty()) {
-      parts.push_back(std::move(part));
-      part.clear();
-    }
+  parts.reserve(kUsualDepth);
+  while (!text.empty()) {
+    auto const end = static_cast<std::size_t>(std::find_if(text.begin(), text.end(), IsSeparator) - text.begin());
+    if (end != 0) parts.emplace_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
   }
-  if (!part.empty()) parts.push_back(std::move(part));
   return parts;
 }
 
@@ -139,6 +138,7 @@ WinError ParseDrivePath(std::u16string_view path, std::u16string_view current_di
   }
   bool const ends_in_separator = !rest.empty() && IsSeparator(rest.back());
   std::vector<std::u16string> segments = Split(rest);
+  out.parts.reserve(out.parts.size() + segments.size());
   for (std::size_t i = 0; i < segments.size(); ++i) {
     std::u16string& segment = segments[i];
     bool const last = i + 1 == segments.size() && !ends_in_separator;
@@ -153,7 +153,9 @@ WinError ParseDrivePath(std::u16string_view path, std::u16string_view current_di
     out.parts.push_back(std::move(segment));
   }
   out.trailing_separator = ends_in_separator && !out.parts.empty();
-  return out.Text().size() >= kMaxPath ? kPathNotFound : kSuccess;
+  std::size_t length = 2;  // "C:"
+  for (const std::u16string& part : out.parts) length += 1 + part.size();
+  return std::max<std::size_t>(length, 3) >= kMaxPath ? kPathNotFound : kSuccess;
 }
 
 bool NamesDosDevice(std::u16string_view path) {

@@ -49,8 +49,9 @@ WinError FromHostError(int error);
 /// The rights that an access mask asks for, as share mode bits.
 std::uint32_t RightsOf(std::uint32_t access);
 
-/// Makes the handle's object on a node whose host file exists and whose sharing was checked. `on_read` must outlive it.
-WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, const Clock& clock,
+/// Makes the handle's object on a node whose host file exists and whose sharing was checked. `descriptor` is that file,
+/// open for reading and writing, and is taken over; -1: not open yet. `on_read` must outlive the object.
+WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, int descriptor, const Clock& clock,
                   const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
                   std::shared_ptr<OpenFile>& out);
 

@@ -16,9 +16,22 @@ std::shared_ptr<Object> HandleTable::Find(HandleValue handle) const {
   return entry == entries_.end() ? nullptr : entry->second.object;
 }
 
-bool HandleTable::Close(HandleValue handle) { return entries_.erase(handle) != 0; }
+Object* HandleTable::Look(HandleValue handle) const {
+  if (handle == looked_at_ && handle != 0) return seen_;
+  auto const entry = entries_.find(handle);
+  if (entry == entries_.end()) return nullptr;
+  looked_at_ = handle;
+  seen_ = entry->second.object.get();
+  return seen_;
+}
+
+bool HandleTable::Close(HandleValue handle) {
+  looked_at_ = 0;
+  return entries_.erase(handle) != 0;
+}
 
 void HandleTable::CloseAllOf(ProcessId process) {
+  looked_at_ = 0;
   std::erase_if(entries_, [&](const auto& entry) { return entry.second.process == process; });
 }
 

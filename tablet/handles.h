@@ -14,6 +14,8 @@ namespace tablet {
 
 using HandleValue = std::uint64_t;
 
+class OpenFile;
+
 /// What a handle stands for. Shared by the handles that name it and by whoever waits for it.
 class Object {
  public:
@@ -23,6 +25,8 @@ class Object {
   /// Whether a wait on it would end now. Only objects that can be waited for override these.
   virtual bool waitable() const { return false; }
   virtual bool signaled() const { return false; }
+  /// The object itself when it is a file of drive C:, which is asked for at every read; null otherwise.
+  virtual OpenFile* AsFile() { return nullptr; }
   /// A wait has ended by this object; an auto-reset event resets itself here.
   virtual void Consume() {}
 };
@@ -35,6 +39,8 @@ class HandleTable {
   HandleValue Add(std::shared_ptr<Object> object);
   /// The object behind a handle; null when the handle is not open.
   std::shared_ptr<Object> Find(HandleValue handle) const;
+  /// The same without a share in it: it stays as long as the handle is open.
+  Object* Look(HandleValue handle) const;
   /// The same when it is a `T`; null otherwise.
   template <typename T>
   std::shared_ptr<T> Get(HandleValue handle) const {
@@ -54,6 +60,9 @@ class HandleTable {
   const Scheduler& scheduler_;
   HandleValue next_ = 0x40;
   std::map<HandleValue, Entry> entries_;
+  // The latest answer of Look: a file is read many times in a row. 0 is no handle.
+  mutable HandleValue looked_at_ = 0;
+  mutable Object* seen_ = nullptr;
 };
 
 }  // namespace tablet

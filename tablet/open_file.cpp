@@ -25,6 +25,7 @@ class NodeFile final : public OpenFile {
   }
   ~NodeFile() override {
     node_->openers.erase(opener_);
+    if (node_->openers.empty()) node_->CatchUp(descriptor_);
     if (descriptor_ >= 0) ::close(descriptor_);
   }
 
@@ -37,8 +38,21 @@ class NodeFile final : public OpenFile {
   const std::u16string& path() const override { return node_->path; }
 
  private:
+  struct Page {
+    std::array<std::uint8_t, kPageSize> bytes;
+    std::uint64_t start = 0;
+    std::size_t size = 0;
+    std::uint64_t version = 0;
+  };
+
   /// Reads up to the buffer's size at an offset; -1 with errno set.
   ssize_t ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const;
+  /// Whether a page holds the byte at the current position of the file as it is now.
+  bool Holds(const Page& page) const {
+    return position_ >= page.start && position_ < page.start + page.size && page.version == node_->version;
+  }
+  /// A read of any size.
+  WinError ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read);
   /// The part of the page at the current position; empty at the end of the file. False when the host failed.
   bool FillPage(std::span<const std::uint8_t>& rest);
 
@@ -50,11 +64,10 @@ class NodeFile final : public OpenFile {
   std::list<Opener>::iterator opener_;
   std::uint64_t position_ = 0;
 
-  // Archives are read byte by byte in places: one page is kept, until anybody changes the file.
-  std::array<std::uint8_t, kPageSize> page_;
-  std::uint64_t page_start_ = 0;
-  std::size_t page_size_ = 0;
-  std::uint64_t page_version_ = 0;
+  // Archives are read byte by byte in places, now in their directory, now in front of an entry: two pages are kept,
+  // until anybody changes the file. Made by the first small read.
+  std::unique_ptr<std::array<Page, 2>> pages_;
+  Page* page_ = nullptr;  ///< the one that was used last
 
   // Times that SetTimes gave stay: what this handle writes later does not move them.
   bool write_time_set_ = false;
@@ -80,20 +93,36 @@ ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) co
 }
 
 bool NodeFile::FillPage(std::span<const std::uint8_t>& rest) {
-  bool const inside = position_ >= page_start_ && position_ < page_start_ + page_size_;
-  if (!inside || page_version_ != node_->version) {
-    page_start_ = position_ - position_ % kPageSize;
-    ssize_t const count = ReadHost(page_, page_start_);
-    page_size_ = count < 0 ? 0 : static_cast<std::size_t>(count);
-    page_version_ = node_->version;
+  if (pages_ == nullptr) pages_ = std::make_unique<std::array<Page, 2>>();
+  if (page_ == nullptr) page_ = &pages_->front();
+  if (!Holds(*page_)) page_ = page_ == &pages_->front() ? &pages_->back() : &pages_->front();
+  Page& page = *page_;
+  if (!Holds(page)) {
+    page.start = position_ - position_ % kPageSize;
+    ssize_t const count = ReadHost(page.bytes, page.start);
+    page.size = count < 0 ? 0 : static_cast<std::size_t>(count);
+    page.version = node_->version;
     if (count < 0) return false;
   }
-  std::size_t const skip = static_cast<std::size_t>(std::min<std::uint64_t>(position_ - page_start_, page_size_));
-  rest = std::span<const std::uint8_t>(page_).subspan(skip, page_size_ - skip);
+  std::size_t const skip = static_cast<std::size_t>(std::min<std::uint64_t>(position_ - page.start, page.size));
+  rest = std::span<const std::uint8_t>(page.bytes).subspan(skip, page.size - skip);
   return true;
 }
 
 WinError NodeFile::Read(std::span<std::uint8_t> out, std::uint32_t& read) {
+  // By far the most frequent read: a byte of a field of a header. Only whoever may read has pages.
+  if (out.size() == 1 && page_ != nullptr && position_ - page_->start < page_->size &&
+      page_->version == node_->version) {
+    out[0] = page_->bytes[position_ - page_->start];
+    ++position_;
+    read = 1;
+    if (on_read_) on_read_(node_->path, position_ - 1, 1);
+    return kSuccess;
+  }
+  return ReadPieces(out, read);
+}
+
+WinError NodeFile::ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read) {
   read = 0;
   if ((rights_ & kMayRead) == 0) return kAccessDenied;
   std::uint64_t const start = position_;
@@ -185,11 +214,14 @@ WinError NodeFile::SetTimes(const FileTimes& times) {
 
 }  // namespace
 
-WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, const Clock& clock,
+WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, int descriptor, const Clock& clock,
                   const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
                   std::shared_ptr<OpenFile>& out) {
-  int descriptor = -1;
-  if (opener.rights != 0 && !node->drive_host->in_memory) {
+  if (opener.rights == 0 && descriptor >= 0) {
+    ::close(descriptor);
+    descriptor = -1;
+  }
+  if (opener.rights != 0 && descriptor < 0 && !node->drive_host->in_memory) {
     int const flags = ((opener.rights & kMayWrite) != 0 ? O_RDWR : O_RDONLY) | O_CLOEXEC;
     descriptor = ::open(node->host.c_str(), flags | O_NOATIME);
     if (descriptor < 0 && errno == EPERM) descriptor = ::open(node->host.c_str(), flags);

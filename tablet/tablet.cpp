@@ -11,10 +11,10 @@
 namespace tablet {
 
 namespace {
-Tablet* g_current = nullptr;
-
 constexpr std::u16string_view kSetupStateKey = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Setup\\State";
 }  // namespace
+
+Tablet* Tablet::current_ = nullptr;
 
 Tablet::Tablet(const Description& description, const std::filesystem::path& folder, Scheduler::Options options)
     : scheduler_(options),
@@ -30,7 +30,7 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
       radio_(description.radio, scheduler_, journal_, handles_),
       processes_(description.crash, scheduler_, journal_),
       amss_(description.crash.amss, scheduler_, journal_) {
-  g_current = this;
+  current_ = this;
   for (const std::u16string& key : description.denied_keys) registry_.Guard(key, KeyGuard::kDenied);
   for (const std::u16string& key : description.read_only_keys) registry_.Guard(key, KeyGuard::kReadOnly);
   for (std::uint32_t const privilege : description.missing_privileges) privileges_.Withhold(privilege);
@@ -67,15 +67,12 @@ void Tablet::NoteWhatIsOpen(ProcessId process) {
 }
 
 Tablet::~Tablet() {
-  if (g_current == this) g_current = nullptr;
+  if (current_ == this) current_ = nullptr;
 }
 
-Tablet& Tablet::Current() {
-  if (g_current == nullptr) {
-    std::fputs("a call of the Windows API needs a tablet: make a tablet::Tablet first\n", stderr);
-    std::abort();
-  }
-  return *g_current;
+void Tablet::RefuseWithoutTablet() {
+  std::fputs("a call of the Windows API needs a tablet: make a tablet::Tablet first\n", stderr);
+  std::abort();
 }
 
 }  // namespace tablet

@@ -62,9 +62,15 @@ class Tablet {
   const std::vector<std::string>& left_open() const { return left_open_; }
 
   /// The tablet that the calls of the Windows API act on. Aborts when there is none.
-  static Tablet& Current();
+  static Tablet& Current() {
+    if (current_ == nullptr) RefuseWithoutTablet();
+    return *current_;
+  }
 
  private:
+  [[noreturn]] static void RefuseWithoutTablet();
+
+  static Tablet* current_;
   void NoteWhatIsOpen(ProcessId process);
 
   Scheduler scheduler_;

@@ -1,12 +1,23 @@
 #include "unzip/zip_decrypt.h"
 
-#include <zlib.h>
+#include <array>
 
 namespace {
 
-std::uint32_t Crc32Step(std::uint32_t crc, BYTE byte) {
-  return static_cast<std::uint32_t>(get_crc_table()[(crc ^ byte) & 0xff]) ^ (crc >> 8);
+/// The table of APPNOTE's CRC-32. zlib has it too, but does not document how to get at it; other libraries with its
+/// interface need not have that.
+constexpr std::array<std::uint32_t, 256> MakeCrc32Table() {
+  std::array<std::uint32_t, 256> table{};
+  for (std::uint32_t i = 0; i < 256; ++i) {
+    std::uint32_t crc = i;
+    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1) != 0 ? crc >> 1 ^ 0xEDB88320 : crc >> 1;
+    table[i] = crc;
+  }
+  return table;
 }
+constexpr std::array<std::uint32_t, 256> kCrc32Table = MakeCrc32Table();
+
+std::uint32_t Crc32Step(std::uint32_t crc, BYTE byte) { return kCrc32Table[(crc ^ byte) & 0xff] ^ (crc >> 8); }
 
 }  // namespace
 

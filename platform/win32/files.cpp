@@ -59,11 +59,14 @@ DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out,
   return NO_ERROR;
 }
 
-/// The open file behind a handle; null when the handle is none of a file.
-std::shared_ptr<tablet::OpenFile> FileBehind(const char* call, HANDLE handle) {
-  auto const object = Machine().handles().Find(Number(handle));
-  if (object != nullptr && object->kind() == "device") RefuseUnmodelled(call, "a device's handle");
-  return std::dynamic_pointer_cast<tablet::OpenFile>(object);
+/// The open file behind a handle; null when the handle is none of a file. It stays open as long as no other thread is
+/// handed over to, which no call does behind its beginning.
+tablet::OpenFile* FileBehind(const char* call, HANDLE handle) {
+  tablet::Object* const object = Machine().handles().Look(Number(handle));
+  if (object == nullptr) return nullptr;
+  tablet::OpenFile* const file = object->AsFile();
+  if (file == nullptr && object->kind() == "device") RefuseUnmodelled(call, "a device's handle");
+  return file;
 }
 
 void RefuseUnmodelledTransfer(const char* call, const void* buffer, DWORD bytes, const void* done,
@@ -109,10 +112,12 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytesToRead, LPDWORD byte
     return fmt::format("{}, {} -> {}", ShowHandle(file), bytesToRead, bytesRead == nullptr ? 0 : *bytesRead);
   };
   Call call("ReadFile", describe);
-  RefuseUnmodelledTransfer("ReadFile", buffer, bytesToRead, bytesRead, overlapped);
+  if (buffer == nullptr || bytesRead == nullptr || overlapped != nullptr) {
+    RefuseUnmodelledTransfer("ReadFile", buffer, bytesToRead, bytesRead, overlapped);
+  }
   *bytesRead = 0;
   if (call.fault() != 0) return call.Fail(FALSE);
-  auto const open = FileBehind("ReadFile", file);
+  auto* const open = FileBehind("ReadFile", file);
   if (open == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   std::uint32_t read = 0;
   DWORD const error = open->Read({static_cast<std::uint8_t*>(buffer), bytesToRead}, read);
@@ -129,7 +134,7 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD bytesToWrite, LPDWORD b
   RefuseUnmodelledTransfer("WriteFile", buffer, bytesToWrite, bytesWritten, overlapped);
   *bytesWritten = 0;
   if (call.fault() != 0) return call.Fail(FALSE);
-  auto const open = FileBehind("WriteFile", file);
+  auto* const open = FileBehind("WriteFile", file);
   if (open == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   std::uint32_t written = 0;
   DWORD const error = open->Write({static_cast<const std::uint8_t*>(buffer), bytesToWrite}, written);
@@ -142,7 +147,7 @@ DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWOR
   auto const describe = [&] { return fmt::format("{}, {}, {}", ShowHandle(file), distance, method); };
   Call call("SetFilePointer", describe);
   if (call.fault() != 0) return call.Fail(INVALID_SET_FILE_POINTER);
-  auto const open = FileBehind("SetFilePointer", file);
+  auto* const open = FileBehind("SetFilePointer", file);
   if (open == nullptr) return call.Fail(INVALID_SET_FILE_POINTER, ERROR_INVALID_HANDLE);
   // Without a high half the low one is signed, and the new position must fit into 32 bits.
   std::int64_t offset = distance;

@@ -14,6 +14,7 @@ from pathlib import Path
 
 import pe
 
+PROJECT = Path(__file__).resolve().parents[2]
 # Windows answers GetFileVersionInfoSizeW with room for every text a second time, and 4 bytes more. The service asks for
 # no block above this.
 VERSION_BLOCK_LIMIT = 4096
@@ -94,11 +95,21 @@ def _symbol_faults(program, symbols):
         yield "symbols: the program does not say where they are"
 
 
+def _clone_faults(symbols):
+    """The program carries a checksum of its symbols: where they name the folder of the clone, as text or made into a name,
+    another clone gives another program."""
+    data = symbols.read_bytes()
+    for spelled in (str(PROJECT), re.sub(r"\W", "_", str(PROJECT))):
+        if spelled.encode() in data:
+            yield f"symbols: {symbols.name} names the folder of this clone, {spelled}"
+
+
 def faults(program, symbols, version, record):
     """Everything that is wrong, one line each."""
     yield from _moved("", record, described(program))
     yield from _version_faults(program, version)
     yield from _symbol_faults(program, symbols)
+    yield from _clone_faults(symbols)
     address, size = program.directory(pe.RELOCATIONS)
     if not address or not size:
         yield "relocations: none, so its addresses cannot be random"

@@ -8,10 +8,33 @@ import tempfile
 import unittest
 from pathlib import Path
 
+import call_sites
 import check
 import pe
 
 PROGRAM, SYMBOLS, RECORD, VERSION = None, None, None, None  # set by main
+
+
+class CallSites(unittest.TestCase):
+    """Whether call_sites.py sees a message that does more than it should while its zone is off."""
+
+    READ = [call_sites.Line(0, "adrp", "x9, 0x140062000 <.text+0x7d0>"), call_sites.Line(4, "ldr", "w8, [x9, #88]")]
+    JUMP = call_sites.Line(16, "tbz", "w8, #3, 0x1400016e8 <.text+0x6e8>")
+
+    def judge(self, *between):
+        return call_sites.sites([*self.READ, *between, self.JUMP], call_sites.Arm64(0x140062058, set()))
+
+    def test_a_load_and_a_jump_by_a_bit_are_two_instructions(self):
+        found, unusual = self.judge()
+        self.assertEqual(([own for _, own in found], unusual), ([2], []))
+
+    def test_a_call_before_the_jump_is_unusual(self):
+        found, unusual = self.judge(call_sites.Line(8, "bl", "0x140001a88 <.text+0xa88>"))
+        self.assertEqual((found, len(unusual)), ([], 1))
+
+    def test_a_read_without_a_jump_is_unusual(self):
+        found, unusual = call_sites.sites(self.READ, call_sites.Arm64(0x140062058, set()))
+        self.assertEqual((found, len(unusual)), ([], 1))
 
 
 class Check(unittest.TestCase):
@@ -108,6 +131,14 @@ class Check(unittest.TestCase):
             self.data = bytearray(self.program.data)
             self.replace(b"\0" * (len(path) + 8), b"\0\0" + path)
             self.assert_only("build path: /home/me/")
+
+    def test_symbols_that_name_the_clone(self):
+        folder = str(check.PROJECT)
+        for name in (folder, "_head_" + folder.replace("/", "_").replace("-", "_")):
+            with tempfile.TemporaryDirectory() as other:
+                symbols = Path(other) / SYMBOLS.name
+                symbols.write_bytes(SYMBOLS.read_bytes() + name.encode())
+                self.assertIn("names the folder of this clone", self.faults(symbols)[-1])
 
     def test_the_symbols_of_another_program(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -128,14 +128,47 @@ TEST_F(DriveOfAFolder, AttributesAndTimesOutliveThePower) {
   EXPECT_EQ(drive().Facts(u"c:\\folder").times, folder_before.times);
 }
 
-TEST_F(DriveOfAFolder, WritingReachesTheHostAtOnceWithTheTabletsTime) {
-  auto const file = Open(u"c:\\new", 1);
+TEST_F(DriveOfAFolder, DataReachTheHostAtOnceAndTheTabletsTimesWhenTheFileIsClosed) {
+  auto file = Open(u"c:\\new", 1);
   Write(*file, "text");
   struct stat status;
   ASSERT_EQ(::stat((root() / "new").c_str(), &status), 0);
   EXPECT_EQ(status.st_size, 4);
+  file.reset();
+  ASSERT_EQ(::stat((root() / "new").c_str(), &status), 0);
   EXPECT_EQ(status.st_mtim.tv_sec, 1'772'438'400);
   EXPECT_EQ(status.st_mtim.tv_nsec, 0);
+}
+
+TEST_F(DriveOfAFolder, WhoAsksForAPlaceOnTheHostFindsTheTabletsTimesThere) {
+  auto const file = Open(u"c:\\new", 1);
+  Write(*file, "text");
+  for (const char16_t* path : {u"c:\\new", u"c:\\"}) {
+    struct stat status;
+    ASSERT_EQ(::stat(drive().HostPath(path).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mtim.tv_sec, 1'772'438'400) << drive().HostPath(path);
+    EXPECT_EQ(status.st_mtim.tv_nsec, 0);
+  }
+}
+
+TEST_F(DriveOfAFolder, AFileThatNeedsNoDescriptionHasNone) {
+  Write(*Open(u"c:\\new", 1), "text");
+  EXPECT_EQ(Xattr("new", "user.DOSATTRIB"), "none");
+  EXPECT_EQ(Xattr("new", "user.vantord.creation"), "none");
+  drive().SetAttributes(u"c:\\new", tablet::kAttributeHidden);
+  EXPECT_EQ(Xattr("new", "user.DOSATTRIB"), "0x2");
+  drive().SetAttributes(u"c:\\new", tablet::kAttributeArchive);
+  EXPECT_EQ(Xattr("new", "user.DOSATTRIB"), "0x20") << "what was said before must be taken back";
+}
+
+TEST_F(DriveOfAFolder, AFileKeepsItsTimeOfCreationWhenALaterPowerOnWritesToIt) {
+  constexpr tablet::FileTicks kBefore = kPowerOn - 10'000'000'000;
+  Open(u"c:\\new", 1)->SetTimes({kBefore, kBefore, kBefore});
+  PowerOff();
+  Write(*Open(u"c:\\new"), "text");
+  PowerOff();
+  EXPECT_EQ(drive().Facts(u"c:\\new").times.creation, kBefore);
+  EXPECT_EQ(drive().Facts(u"c:\\new").times.write, kPowerOn);
 }
 
 TEST_F(DriveOfAFolder, AnOpenFileOutlivesTheDrive) {

@@ -11,6 +11,10 @@ import re
 import sys
 from pathlib import Path
 
+sys.dont_write_bytecode = True
+
+import generated  # noqa: E402
+
 ROOT = Path(__file__).resolve().parents[2]
 FOLDERS = ["service", "modem", "device", "crash", "unzip", "common"]
 PAGE = ROOT / "docs" / "messages.md"
@@ -170,15 +174,7 @@ def main(arguments_given):
     if arguments_given == ["--json"]:
         print(json.dumps({"schema": 1, "messages": messages()}, indent=1))
         return 0
-    text = page()
-    if arguments_given == ["--write"]:
-        PAGE.write_text(text, encoding="utf-8")
-        return 0
-    if not PAGE.exists() or PAGE.read_text(encoding="utf-8") != text:
-        print("docs/messages.md is not what the sources say; run tests/tidy/messages.py --write")
-        return 1
-    print(f"{len(messages())} messages, all listed")
-    return 0
+    return generated.keep(PAGE, page(), arguments_given, "messages.py", f"{len(messages())} messages")
 
 
 if __name__ == "__main__":

@@ -9,6 +9,10 @@ import re
 import sys
 from pathlib import Path
 
+sys.dont_write_bytecode = True
+
+import generated  # noqa: E402
+
 ROOT = Path(__file__).resolve().parents[2]
 FOLDERS = ["service", "modem", "device", "crash", "unzip", "common"]
 PAGE = ROOT / "docs" / "oddities.md"
@@ -61,15 +65,7 @@ def page():
 
 def main(arguments):
     text = page()
-    if arguments == ["--write"]:
-        PAGE.parent.mkdir(exist_ok=True)
-        PAGE.write_text(text, encoding="utf-8")
-        return 0
-    if not PAGE.exists() or PAGE.read_text(encoding="utf-8") != text:
-        print("docs/oddities.md is not what the sources say; run tests/tidy/oddities.py --write")
-        return 1
-    print(f"{text.count(chr(10) + '- ')} oddities, all listed")
-    return 0
+    return generated.keep(PAGE, text, arguments, "oddities.py", f"{text.count(chr(10) + '- ')} oddities")
 
 
 if __name__ == "__main__":

@@ -206,6 +206,16 @@ class ByImageId(SampleTest, EverySample, ModemSample):
 class ByFirmwareId(SampleTest, EverySample, ModemSample):
     sample = "by-firmware-id"
 
+    def test_the_firmware_variable_names_the_archive(self):
+        (variable,) = [data for key, data in self.lives.variables.items() if "ModemImageID" in key]
+        self.assertEqual(b"KOR", variable)
+        said = {message.text for message in self.lives.windows.messages}
+        self.assertIn("CImageSelector::GetUEFIModemID:164 : UEFI Modem Image ID = KOR!!!", said)
+        with zipfile.ZipFile(self.lives.tablet.files()[MODEM_CORE + "\\kor.bin"]) as archive:
+            image = archive.read("qcdsp1v2850.mbn")
+        deployed = self.lives.windows.files["windows\\system32\\qcdsp1v2850.mbn"]
+        self.assertEqual(hashlib.sha256(image).hexdigest(), deployed.digest)
+
 
 class DefaultImage(SampleTest, EverySample, ModemSample):
     sample = "default-image"

@@ -1,0 +1,75 @@
+"""What takes the space in Vantord.exe: by section, and by the part that each piece comes from."""
+
+import re
+import subprocess
+import sys
+from collections import Counter
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "tests" / "executable"))
+
+import pe  # noqa: E402
+
+PRODUCT = ("common", "device", "unzip", "crash", "modem", "service")
+# What of the tool chain's run time a library is.
+CXX_RUN_TIME = re.compile(r"(?:^|/)(?:lib)?(?:c\+\+(?:abi)?|unwind)\.(?:lib|a)$")
+KINDS = {".text": "code", ".rdata": "constants", ".pdata": "unwinding", ".xdata": "unwinding"}
+
+
+def _dump(what, pdb):
+    return subprocess.run(["llvm-pdbutil", "dump", what, str(pdb)], capture_output=True, text=True, check=True).stdout
+
+
+def sections(program):
+    """{section: bytes in the file}"""
+    return {section.name: section.stored for section in pe.Program(Path(program).read_bytes()).sections}
+
+
+def _part(module, library):
+    """Whose a piece is, by the object and the library that it comes from."""
+    if library.endswith("vantord_service.a") or "/service/main.cpp" in module:
+        source = module.rsplit("/", 1)[-1].removesuffix(".obj")
+        for folder in PRODUCT:
+            if any((ROOT / folder).rglob(source)):
+                return f"{folder}/"
+        return "service/"  # build_stamp.cpp, which the build makes
+    if library.endswith("vantord_zlib.a"):
+        return "zlib"
+    if CXX_RUN_TIME.search(library):
+        return "C++ run time"
+    if module.startswith("Import:") or module.lower().endswith(".dll") or module == "* Linker *":
+        return "imports and the linker's own"
+    return "C run time"
+
+
+def parts(pdb):
+    """{part: {kind of content: bytes}}, from the linker's record of which object each piece of the program is of."""
+    modules = [_part(module, library) for module, library in
+               re.findall(r"Mod \d+ \| `([^`]*)`:\s*\n\s*Obj: `([^`]*)`", _dump("-modules", pdb))]
+    sizes = {}
+    for section, module, size in re.findall(r"SC\[([^\]]+)\]\s*\| mod = (\d+), \S+ size = (\d+)",
+                                            _dump("-section-contribs", pdb)):
+        kind = KINDS.get(section, "other")
+        sizes.setdefault(modules[int(module)], Counter())[kind] += int(size)
+    return sizes
+
+
+def rows(pdb):
+    """A table, the largest first, and a last row with what all of them take."""
+    kinds = ["code", "constants", "unwinding", "other"]
+    sizes = parts(pdb)
+    lines = sorted(sizes.items(), key=lambda entry: -sum(entry[1].values()))
+    total = Counter()
+    for _, counts in lines:
+        total.update(counts)
+    return ["part", *kinds, "all"], [[name, *(f"{counts[kind]:,}" for kind in kinds), f"{sum(counts.values()):,}"]
+                                     for name, counts in [*lines, ("all", total)]]
+
+
+if __name__ == "__main__":
+    program = Path(sys.argv[1])
+    print(", ".join(f"{name} {size:,}" for name, size in sections(program).items()))
+    head, lines = rows(program.with_suffix(".pdb"))
+    for line in [head, *lines]:
+        print("  ".join(f"{cell:>12}" if i else f"{cell:<30}" for i, cell in enumerate(line)))

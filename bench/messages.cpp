@@ -1,0 +1,54 @@
+// What a message of the diagnostic log costs: messages off|silent|sent COUNT. Prints nanoseconds of this process's CPU
+// time for one message.
+//
+// off: its zone is off. silent: nobody listens; the text is made all the same, since the log looks for listeners behind
+// that. sent: a collector listens; most of this is the simulated collector.
+#include <windows.h>
+
+#include <time.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "bench/scratch_folder.h"
+#include "common/diagnostic_log.h"
+#include "tablet/tablet.h"
+
+namespace {
+
+constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
+
+double Now() {
+  timespec now;
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
+}  // namespace
+
+/// A call site as the service has them. Not inlined, so that its instructions can be shown.
+__attribute__((noinline)) void OneMessage(const WCHAR* path) {
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d (%s)"), "TUnzip::Unzip", 4189, 4189, path);
+}
+
+int main(int count, char** arguments) {
+  if (count != 3) {
+    std::fputs("usage: messages off|silent|sent COUNT\n", stderr);
+    return 2;
+  }
+  std::string_view const kind = arguments[1];
+  int const messages = std::atoi(arguments[2]);
+  ScratchFolder const folder;
+  tablet::Tablet machine(tablet::Description{}, folder.path());
+  if (kind == "off") g_ulZoneMask = ~ZONE_ERROR;
+  if (kind == "sent") {
+    machine.trace().Collect(*tablet::Guid::Parse(kServiceProvider), 1, 5);
+    TraceProviderInit();
+  }
+  double const begun = Now();
+  for (int i = 0; i < messages; ++i) OneMessage(TEXT("c:\\windows\\system32\\qcdsp1v2850.mbn"));
+  std::printf("%.2f\n", messages == 0 ? 0.0 : (Now() - begun) / messages);
+  if (kind == "sent") TraceProviderCleanup();
+  return 0;
+}
