@@ -53,6 +53,14 @@ class Lacking(unittest.TestCase):
         self.assertEqual(MISSING, status)
         self.assertRegex(said, "^zlib: Debian's list of sources cannot be fetched; apt's words are in .*fetch.log$")
 
+    def test_sources_of_zlib_that_cannot_be_unpacked_are_named(self):
+        apt = self.programs / "apt-get"
+        apt.write_text('#!/bin/sh\ncase "$*" in *" source "*) echo no archive > zlib_1.orig.tar.bz2 ;; esac\n')
+        apt.chmod(0o755)
+        status, said = self.run_to_its_end(FETCH, VANTORD_ZIG="/bin/true")
+        self.assertEqual(MISSING, status)
+        self.assertRegex(said, "^zlib: its sources cannot be unpacked; tar's words are in .*fetch.log$")
+
     def test_packages_of_wine_that_cannot_be_fetched_are_named(self):
         self.break_program("apt-get")
         status, said = self.run_to_its_end(HERE / "run", "probe")
