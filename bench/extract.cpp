@@ -50,7 +50,8 @@ int main(int count, char** arguments) {
   int const times = count > 4 ? std::atoi(arguments[4]) : 0;
   std::filesystem::path const folder = std::filesystem::absolute(arguments[1]);
   tablet::Tablet machine(tablet::Description{}, folder);
-  std::filesystem::current_path(folder / "C");  // which the plain calls go by
+  machine.drive().PutFolder(machine.drive().current_directory());  // every Windows has it
+  std::filesystem::current_path(folder / "C");                     // which the plain calls go by
   std::u16string const archive = u"c:\\" + tablet::ToUtf16(arguments[2]);
   DWORD result = UNZIP_OK;
   if (times == 0) result = ExtractAll(archive.c_str(), limit, TEXT("c:\\out\\"));

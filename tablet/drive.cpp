@@ -36,7 +36,7 @@ WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Open
 /// name's case and its time of creation.
 WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now, int& descriptor) {
   if (int const error = node.MakeEmptyFile(&descriptor)) return FromHostError(error);
-  if (node.drive_host->free_bytes) *node.drive_host->free_bytes += node.size;
+  if (node.drive().free_bytes) *node.drive().free_bytes += node.size;
   node.size = 0;
   ++node.version;
   node.written = true;
@@ -74,45 +74,19 @@ std::uint32_t RightsOf(std::uint32_t access) {
   return rights;
 }
 
-WinError Drive::Implementation::Find(const DrivePath& path, DrivePlace& out) const {
-  out = {.node = root, .folder = nullptr, .name = {}, .trailing_separator = path.trailing_separator};
-  for (const std::u16string& part : path.parts) {
-    if (out.node == nullptr || !out.node->folder) return kPathNotFound;
-    out.folder = out.node;
-    out.node = out.folder->Child(part);
-  }
-  if (!path.parts.empty()) out.name = path.parts.back();
-  return kSuccess;
-}
-
-WinError Drive::Implementation::Find(std::u16string_view path, std::u16string_view current_directory,
-                                     DrivePlace& out) const {
-  DrivePath parsed;
-  if (WinError const error = ParseDrivePath(path, current_directory, false, parsed)) return error;
-  return Find(parsed, out);
-}
-
-std::shared_ptr<DriveNode> Drive::Implementation::Lookup(std::u16string_view path,
-                                                         std::u16string_view current_directory) const {
-  DrivePlace place;
-  return Find(path, current_directory, place) == kSuccess ? place.node : nullptr;
-}
-
 std::shared_ptr<DriveNode> Drive::Implementation::MakeNode(DriveNode& folder, std::u16string_view name,
-                                                           bool is_folder) const {
+                                                           bool is_folder) {
   auto node = std::make_shared<DriveNode>();
   node->name = name;
-  node->path = folder.path + (folder.name.empty() ? u"" : u"\\") + node->name;
-  node->host = folder.host + '/' + ToUtf8(name);
-  node->drive_host = host;
-  node->folder = is_folder;
+  node->in = folder.own;
+  if (is_folder) node->BecomeFolder();
   return node;
 }
 
 void Drive::Implementation::Adopt(DriveNode& folder, const std::shared_ptr<DriveNode>& child,
                                   std::uint32_t attributes) const {
   FileTicks const now = clock.UtcNow();
-  folder.children.emplace(FoldCase(child->name), child);
+  folder.children.insert(child);
   child->SetAttributes(attributes);
   child->SetCreation(now);
   child->times.access = child->times.write = now;
@@ -123,7 +97,7 @@ void Drive::Implementation::Adopt(DriveNode& folder, const std::shared_ptr<Drive
 Drive::Drive(std::filesystem::path root, std::filesystem::path side_file, const Clock& clock)
     : state_(std::make_unique<Implementation>(std::move(root), std::move(side_file), clock)) {}
 
-Drive::~Drive() { state_->host->CatchUp(); }
+Drive::~Drive() { state_->CatchUp(); }
 
 WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::shared_ptr<OpenFile>& out,
                      bool& existed) {
@@ -132,25 +106,25 @@ WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::
   if (WinError const error = state_->Find(path, current_directory_, place)) return error;
   if (place.trailing_separator) return kInvalidName;  // a file was asked for
   Opener const opener{RightsOf(request.access), request.share & kMayAll};
-  std::shared_ptr<DriveNode> node = place.node;
-  existed = node != nullptr;
+  existed = place.node != nullptr;
   int descriptor = -1;  // of a file that was made or emptied here
   if (existed) {
-    if (WinError const error = RefusalOf(*node, request, opener)) return error;
+    if (WinError const error = RefusalOf(*place.node, request, opener)) return error;
     if (request.disposition == kCreateAlways || request.disposition == kTruncateExisting) {
       FileTicks const now = state_->clock.UtcNow();
-      WinError const error = EmptyFile(*node, request.flags_and_attributes, now, descriptor);
+      WinError const error = EmptyFile(*place.node, request.flags_and_attributes, now, descriptor);
       if (error != kSuccess) return error;
     }
   } else {
     if (request.disposition == kOpenExisting || request.disposition == kTruncateExisting) return kFileNotFound;
-    node = state_->MakeNode(*place.folder, place.name, false);
-    if (int const error = node->MakeEmptyFile(&descriptor)) return FromHostError(error);
-    node->created = true;
-    state_->Adopt(*place.folder, node, request.flags_and_attributes | kAttributeArchive);
+    auto const made = state_->MakeNode(*place.folder, place.name, false);
+    if (int const error = made->MakeEmptyFile(&descriptor)) return FromHostError(error);
+    made->created = true;
+    state_->Adopt(*place.folder, made, request.flags_and_attributes | kAttributeArchive);
+    place.node = made.get();
   }
-  WinError const error = OpenNode(node, opener, descriptor, state_->clock, on_read, out);
-  if (error == kSuccess && existed && (opener.rights & kMayRead) != 0 && on_open) on_open(node->path);
+  WinError const error = OpenNode(*place.node, opener, descriptor, state_->clock, on_read, out);
+  if (error == kSuccess && existed && (opener.rights & kMayRead) != 0 && on_open) on_open(place.node->Path());
   return error;
 }
 
@@ -174,16 +148,15 @@ WinError Drive::SetAttributes(std::u16string_view path, std::uint32_t attributes
 }
 
 WinError Drive::MakeDirectory(std::u16string_view path) {
-  DrivePath parsed;
-  WinError const error = ParseDrivePath(path, current_directory_, false, parsed);
-  // Folders have a limit, and a code for it, of their own.
-  if (parsed.Text().size() >= kMaxFolderPath && error != kInvalidName) return kFilenameTooLong;
-  if (error != kSuccess) return error;
-  if (parsed.parts.empty()) return kAccessDenied;
   DrivePlace place;
-  if (WinError const missing = state_->Find(parsed, place)) return missing;
+  WinError const error = ParseDrivePath(path, current_directory_, false, place.parsed);
+  // Folders have a limit, and a code for it, of their own.
+  if (place.parsed.Text().size() >= kMaxFolderPath && error != kInvalidName) return kFilenameTooLong;
+  if (error != kSuccess) return error;
+  if (place.parsed.parts.empty()) return kAccessDenied;
+  if (WinError const missing = state_->Follow(place)) return missing;
   if (place.node != nullptr) return kAlreadyExists;
-  std::shared_ptr<DriveNode> const node = state_->MakeNode(*place.folder, place.name, true);
+  auto const node = state_->MakeNode(*place.folder, place.name, true);
   if (int const failure = node->MakeFolder()) return FromHostError(failure);
   node->created = true;
   state_->Adopt(*place.folder, node, kAttributeDirectory);

@@ -58,6 +58,9 @@ class OpenFile : public Object {
   std::string_view kind() const override { return "file"; }
   OpenFile* AsFile() override { return this; }
   virtual WinError Read(std::span<std::uint8_t> out, std::uint32_t& read) = 0;  ///< 0 bytes at the end of the file
+  /// Reads one byte where that takes no more than to look; false, with nothing done, where it takes more. Archives are
+  /// read byte by byte in places.
+  virtual bool TakeByte(std::uint8_t& out) = 0;
   virtual WinError Write(std::span<const std::uint8_t> data, std::uint32_t& written) = 0;
   /// `origin`: 0 start, 1 current position, 2 end. kNegativeSeek leaves the position alone.
   virtual WinError Seek(std::int64_t distance, std::uint32_t origin, std::uint64_t& position) = 0;
@@ -65,7 +68,7 @@ class OpenFile : public Object {
   virtual WinError SetTimes(const FileTimes& times) = 0;
   virtual std::uint64_t size() const = 0;
   virtual std::uint64_t position() const = 0;
-  virtual const std::u16string& path() const = 0;  ///< full, "C:\..."
+  virtual std::u16string path() const = 0;  ///< full, "C:\..."
 };
 
 /// What a run did to one path.
@@ -111,7 +114,7 @@ class Drive {
 
   // The machine's side.
 
-  void SetCurrentDirectory(std::u16string path) { current_directory_ = std::move(path); }
+  void SetCurrentDirectory(std::u16string path);
   bool Exists(std::u16string_view path) const;
   FileFacts Facts(std::u16string_view path) const;  ///< throws std::out_of_range when the path does not exist
   std::vector<std::uint8_t> Contents(std::u16string_view path) const;

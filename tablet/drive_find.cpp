@@ -18,14 +18,14 @@ FileFacts FactsAs(const DriveNode& node, std::u16string name) {
 
 WinError Drive::Find(std::u16string_view pattern, std::vector<FileFacts>& out) const {
   out.clear();
-  DrivePath path;
+  DrivePlace place;
+  DrivePath& path = place.parsed;
   if (WinError const error = ParseDrivePath(pattern, current_directory_, true, path)) return error;
   // Neither the root nor "folder\" names anything to look for.
   if (path.parts.empty() || path.trailing_separator) return kFileNotFound;
   std::u16string const last = std::move(path.parts.back());
   path.parts.pop_back();
-  DrivePlace place;
-  if (WinError const error = state_->Find(path, place)) return error;
+  if (WinError const error = state_->Follow(place)) return error;
   if (place.node == nullptr) return kPathNotFound;
   if (!place.node->folder) return kDirectory;
 
@@ -34,8 +34,8 @@ WinError Drive::Find(std::u16string_view pattern, std::vector<FileFacts>& out) c
     if (MatchesPattern(u".", last)) out.push_back(FactsAs(folder, u"."));
     if (MatchesPattern(u"..", last)) out.push_back(FactsAs(*place.folder, u".."));
   }
-  for (const auto& [upper_name, child] : folder.children) {
-    if (MatchesPattern(upper_name, last)) out.push_back(child->Facts());
+  for (const DriveNode* const child : folder.ChildrenInOrder()) {
+    if (MatchesPattern(child->name, last)) out.push_back(child->Facts());
   }
   return out.empty() ? kFileNotFound : kSuccess;
 }
@@ -46,7 +46,7 @@ WinError Drive::VersionResource(std::u16string_view path, std::vector<std::uint8
   if (place.node == nullptr) return kFileNotFound;
   if (place.node->folder) return kAccessDenied;
   if (!place.node->SharesWith({kMayRead, kMayAll})) return kSharingViolation;
-  return FindVersionResource(Contents(place.node->path), out);
+  return FindVersionResource(Contents(place.node->Path()), out);
 }
 
 }  // namespace tablet

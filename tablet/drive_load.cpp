@@ -34,21 +34,19 @@ std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
 }
 
 void LoadChildren(DriveNode& folder, const std::map<std::u16string, KeptFacts>& side_entries) {
-  for (const std::string& host_name : NamesIn(folder.host)) {
-    std::filesystem::path const host = std::filesystem::path(folder.host) / host_name;
+  for (const std::string& host_name : NamesIn(folder.Host())) {
+    std::string const host = folder.own->host + host_name;
     std::u16string const name = ToUtf16(host_name);
     if (!IsValidName(name) || ToUtf8(name) != host_name) {
-      throw InputError(host.string(), "Windows has no such names", "rename it");
+      throw InputError(host, "Windows has no such names", "rename it");
     }
     if (auto const other = folder.Child(name)) {
-      throw InputError(host.string(), "differs from \"" + ToUtf8(other->name) + "\" in case only",
-                       "rename one of them");
+      throw InputError(host, "differs from \"" + ToUtf8(other->name) + "\" in case only", "rename one of them");
     }
-    std::u16string path = folder.path + (folder.name.empty() ? u"" : u"\\") + name;
-    auto const side_entry = side_entries.find(FoldCase(path));
+    auto const side_entry = side_entries.find(FoldCase(folder.own->path + name));
     const KeptFacts* const kept = side_entry == side_entries.end() ? nullptr : &side_entry->second;
-    std::shared_ptr<DriveNode> const node = LoadNode(host, name, std::move(path), folder.drive_host, kept);
-    folder.children.emplace(FoldCase(name), node);
+    std::shared_ptr<DriveNode> const node = LoadNode(folder.own, name, kept);
+    folder.children.insert(node);
     if (node->folder) LoadChildren(*node, side_entries);
   }
 }
@@ -63,7 +61,8 @@ Drive::Implementation::Implementation(std::filesystem::path root_folder, std::fi
   if (failed) throw InputError(root_folder.string(), failed.message(), "make it a folder that can be written");
   host->keeps_attributes = KeepsExtendedAttributes(root_folder);
   host->has_side_file = std::filesystem::exists(side_file);
-  root = LoadNode(root_folder, u"", u"C:\\", host, nullptr);
+  auto const contents = std::make_shared<FolderPlace>(FolderPlace{u"C:\\", root_folder.string() + '/', host});
+  root = LoadNode(contents, u"", nullptr);
   LoadChildren(*root, ReadSideFile(side_file));
 }
 

@@ -6,18 +6,25 @@ namespace tablet {
 namespace {
 
 void ReadData(const Drive& drive, DriveNode& node) {
-  if (!node.folder) node.data = drive.Contents(node.path);
-  for (auto const& [name, child] : node.children) ReadData(drive, *child);
+  if (!node.folder) node.data = drive.Contents(node.Path());
+  for (const std::shared_ptr<DriveNode>& child : node.children) ReadData(drive, *child);
+}
+
+std::shared_ptr<const FolderPlace> CopyPlace(const FolderPlace& place, const std::shared_ptr<DriveHost>& host) {
+  return std::make_shared<FolderPlace>(FolderPlace{place.path, place.host, host});
 }
 
 /// With everything below it; nobody has any of it open, and nothing has changed.
-std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr<DriveHost>& host) {
+std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr<const FolderPlace>& in) {
   auto copy = std::make_shared<DriveNode>(node);
-  copy->drive_host = host;
-  copy->openers.clear();
-  copy->created = copy->written = copy->facts_changed = false;
+  copy->in = in;
+  copy->openers = nullptr;
+  copy->created = copy->written = copy->facts_changed = copy->is_behind = false;
   copy->moved_from.clear();
-  for (auto& [name, child] : copy->children) child = DeepCopy(*child, host);
+  if (!node.folder) return copy;
+  copy->own = node.own == node.in ? in : CopyPlace(*node.own, in->drive);
+  copy->children.clear();
+  for (const std::shared_ptr<DriveNode>& child : node.children) copy->children.insert(DeepCopy(*child, copy->own));
   return copy;
 }
 
@@ -25,7 +32,7 @@ std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr
 
 void Drive::KeepInMemory() {
   ReadData(*this, *state_->root);
-  state_->host->CatchUp();
+  state_->CatchUp();
   state_->host->in_memory = true;
 }
 
@@ -33,13 +40,14 @@ bool Drive::in_memory() const { return state_->host->in_memory; }
 
 std::shared_ptr<DriveNode> Drive::Copy() const {
   auto host = std::make_shared<DriveHost>(*state_->host);
-  host->behind.clear();
-  return DeepCopy(*state_->root, host);
+  host->is_behind = false;
+  return DeepCopy(*state_->root, CopyPlace(*state_->root->in, host));
 }
 
 void Drive::Become(std::shared_ptr<DriveNode> copy) {
   state_->root = std::move(copy);
-  state_->host = state_->root->drive_host;
+  state_->host = state_->root->in->drive;
+  state_->ForgetFolders();
 }
 
 }  // namespace tablet

@@ -21,14 +21,13 @@ WinError Drive::Move(std::u16string_view from, std::u16string_view to) {
   if (target.node != nullptr && target.node != source.node) return kAlreadyExists;
 
   DriveNode& node = *source.node;
-  std::string const host = target.folder->host + '/' + ToUtf8(target.name);
-  if (int const error = node.Rename(host)) return FromHostError(error);
-  std::u16string const old_path =
-      std::exchange(node.path, target.folder->path + (target.folder->name.empty() ? u"" : u"\\") + target.name);
-  source.folder->children.erase(FoldCase(node.name));
+  if (int const error = node.Rename(target.folder->own->host + ToUtf8(target.name))) return FromHostError(error);
+  if (!node.created && node.moved_from.empty()) node.moved_from = node.Path();
+  // Out of its folder first: a child's name stays.
+  auto child = source.folder->children.extract(node.shared_from_this());
   node.name = target.name;
-  target.folder->children.emplace(FoldCase(node.name), source.node);
-  if (!node.created && node.moved_from.empty()) node.moved_from = old_path;
+  node.in = target.folder->own;
+  target.folder->children.insert(std::move(child));
   source.folder->TouchFolder(state_->clock.UtcNow());
   target.folder->TouchFolder(state_->clock.UtcNow());
   return kSuccess;

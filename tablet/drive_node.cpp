@@ -39,30 +39,56 @@ timespec ToTimespec(FileTicks ticks) {
 
 }  // namespace
 
-void DriveHost::CatchUp() {
-  while (!behind.empty()) (*behind.begin())->CatchUp();
+// FNV-1a, character by character.
+std::size_t NodeNameHash::operator()(std::u16string_view name) const {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (char16_t const c : name) hash = (hash ^ FoldCase(c)) * 0x100000001B3;
+  return hash;
 }
 
-DriveNode::~DriveNode() {
-  if (drive_host != nullptr) drive_host->behind.erase(this);
+std::size_t NodeNameHash::operator()(const std::shared_ptr<DriveNode>& node) const { return (*this)(node->name); }
+
+bool NodeNameEqual::operator()(std::u16string_view name, const std::shared_ptr<DriveNode>& node) const {
+  return EqualIgnoringCase(name, node->name);
 }
 
-std::shared_ptr<DriveNode> DriveNode::Child(std::u16string_view child_name) const {
-  // Names are short: no string is made of one that is only looked up.
-  std::array<char16_t, 256> upper;
-  if (child_name.size() > upper.size()) return nullptr;
-  std::transform(child_name.begin(), child_name.end(), upper.begin(), [](char16_t c) { return FoldCase(c); });
-  auto const found = children.find(std::u16string_view(upper.data(), child_name.size()));
-  return found == children.end() ? nullptr : found->second;
+bool NodeNameEqual::operator()(const std::shared_ptr<DriveNode>& left, const std::shared_ptr<DriveNode>& right) const {
+  return EqualIgnoringCase(left->name, right->name);
+}
+
+std::string DriveNode::Host() const {
+  if (name.empty()) return in->host.substr(0, in->host.size() - 1);
+  return in->host + ToUtf8(name);
+}
+
+DriveNode* DriveNode::Child(std::u16string_view child_name) const {
+  auto const found = children.find(child_name);
+  return found == children.end() ? nullptr : found->get();
+}
+
+std::vector<DriveNode*> DriveNode::ChildrenInOrder() const {
+  std::vector<DriveNode*> nodes;
+  nodes.reserve(children.size());
+  for (const std::shared_ptr<DriveNode>& child : children) nodes.push_back(child.get());
+  std::sort(nodes.begin(), nodes.end(),
+            [](const DriveNode* left, const DriveNode* right) { return LessIgnoringCase(left->name, right->name); });
+  return nodes;
+}
+
+void DriveNode::BecomeFolder() {
+  folder = true;
+  own = in;  // of the root
+  if (name.empty()) return;
+  own = std::make_shared<FolderPlace>(FolderPlace{Path() + u'\\', Host() + '/', in->drive});
 }
 
 void DriveNode::SetAttributes(std::uint32_t new_attributes) {
   attributes = (new_attributes & kKeptAttributes) | (folder ? kAttributeDirectory : 0);
-  if (drive_host->in_memory || host_attributes == attributes) return;
+  if (drive().in_memory || host_attributes == attributes) return;
   // What is read from a file that nobody described needs no description.
   bool const plain = attributes == (folder ? kAttributeDirectory : kAttributeArchive);
-  if (plain && !host_attributes && !drive_host->has_side_file) return;
-  if (!WriteAttributes(host, attributes)) drive_host->keeps_attributes = false;
+  if (plain && !host_attributes && !drive().has_side_file) return;
+  if (!WriteAttributes(Host(), attributes)) drive().keeps_attributes = false;
   host_attributes = attributes;
 }
 
@@ -73,29 +99,37 @@ void DriveNode::SetCreation(FileTicks creation) {
 }
 
 void DriveNode::SyncTimes() {
-  if (!drive_host->in_memory) drive_host->behind.insert(this);
+  if (drive().in_memory) return;
+  is_behind = true;
+  drive().is_behind = true;
+}
+
+void DriveNode::CatchUpBelow() {
+  CatchUp();
+  for (const std::shared_ptr<DriveNode>& child : children) child->CatchUpBelow();
 }
 
 void DriveNode::CatchUp(int descriptor) {
-  if (drive_host->behind.erase(this) == 0 || drive_host->in_memory) return;
+  if (!is_behind || drive().in_memory) return;
+  is_behind = false;
   // A file without a time of creation of its own was created when it was written.
-  bool const implied = times.creation == times.write && !host_creation && !drive_host->has_side_file;
+  bool const implied = times.creation == times.write && !host_creation && !drive().has_side_file;
   if (!implied && host_creation != times.creation) {
-    if (!WriteCreation(host, times.creation)) drive_host->keeps_attributes = false;
+    if (!WriteCreation(Host(), times.creation)) drive().keeps_attributes = false;
     host_creation = times.creation;
   }
   std::array<timespec, 2> const host_times = {ToTimespec(times.access), ToTimespec(times.write)};
   if (descriptor >= 0) {
     ::futimens(descriptor, host_times.data());
   } else {
-    ::utimensat(AT_FDCWD, host.c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
+    ::utimensat(AT_FDCWD, Host().c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
   }
 }
 
 int DriveNode::MakeEmptyFile(int* descriptor) {
   data.clear();
-  if (drive_host->in_memory) return 0;
-  int const opened = ::open(host.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (drive().in_memory) return 0;
+  int const opened = ::open(Host().c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (opened < 0) return errno;
   if (descriptor != nullptr) {
     *descriptor = opened;
@@ -106,21 +140,19 @@ int DriveNode::MakeEmptyFile(int* descriptor) {
 }
 
 int DriveNode::MakeFolder() const {
-  if (drive_host->in_memory) return 0;
-  return ::mkdir(host.c_str(), 0777) == 0 ? 0 : errno;
+  if (drive().in_memory) return 0;
+  return ::mkdir(Host().c_str(), 0777) == 0 ? 0 : errno;
 }
 
-int DriveNode::Rename(const std::string& to) {
-  if (!drive_host->in_memory && std::rename(host.c_str(), to.c_str()) != 0) return errno;
-  host = to;
-  return 0;
+int DriveNode::Rename(const std::string& to) const {
+  return drive().in_memory || std::rename(Host().c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
 int DriveNode::ReplaceData(std::span<const std::uint8_t> with) {
-  if (drive_host->in_memory) {
+  if (drive().in_memory) {
     data.assign(with.begin(), with.end());
   } else {
-    std::ofstream out(host, std::ios::binary | std::ios::trunc);
+    std::ofstream out(Host(), std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(with.data()), static_cast<std::streamsize>(with.size()));
     out.close();
     if (!out) return EIO;
@@ -137,13 +169,18 @@ void DriveNode::TouchFolder(FileTicks now) {
 
 bool DriveNode::SharesWith(const Opener& opener) const {
   if (opener.rights == 0) return true;
-  return std::all_of(openers.begin(), openers.end(), [&](const Opener& other) {
-    return other.rights == 0 || ((opener.rights & ~other.share) == 0 && (other.rights & ~opener.share) == 0);
-  });
+  for (const Opener* other = openers; other != nullptr; other = other->next) {
+    if (other->rights == 0) continue;
+    if ((opener.rights & ~other->share) != 0 || (other->rights & ~opener.share) != 0) return false;
+  }
+  return true;
 }
 
-std::shared_ptr<DriveNode> LoadNode(const std::filesystem::path& host, std::u16string name, std::u16string path,
-                                    std::shared_ptr<DriveHost> drive_host, const KeptFacts* kept) {
+std::shared_ptr<DriveNode> LoadNode(std::shared_ptr<const FolderPlace> in, std::u16string name, const KeptFacts* kept) {
+  auto node = std::make_shared<DriveNode>();
+  node->name = std::move(name);
+  node->in = std::move(in);
+  std::filesystem::path const host = node->Host();
   struct stat status;
   if (::lstat(host.c_str(), &status) != 0) {
     throw InputError(host.string(), std::strerror(errno), "make it readable or remove it");
@@ -157,14 +194,9 @@ std::shared_ptr<DriveNode> LoadNode(const std::filesystem::path& host, std::u16s
     if (!facts.attributes) facts.attributes = kept->attributes;
     if (!facts.creation) facts.creation = kept->creation;
   }
-  auto node = std::make_shared<DriveNode>();
-  node->name = std::move(name);
-  node->path = std::move(path);
-  node->host = host.string();
   node->host_attributes = own.attributes;
   node->host_creation = own.creation;
-  node->drive_host = std::move(drive_host);
-  node->folder = S_ISDIR(status.st_mode);
+  if (S_ISDIR(status.st_mode)) node->BecomeFolder();
   std::uint32_t const kind = node->folder ? kAttributeDirectory : 0;
   // What nobody described is as Windows makes it: a new file is to be archived.
   node->attributes = (facts.attributes.value_or(node->folder ? 0 : kAttributeArchive) & kKeptAttributes) | kind;

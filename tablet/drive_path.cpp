@@ -47,12 +47,20 @@ void Normalise(std::u16string& part, bool last, bool pattern) {
   }
 }
 
+/// By character: whether no name may hold it. Wildcards are among them.
+constexpr std::array<bool, 128> kForbidden = [] {
+  std::array<bool, 128> forbidden{};
+  for (std::size_t c = 0; c < 0x20; ++c) forbidden[c] = true;
+  for (char16_t const c : std::u16string_view(u"<>|\":\\/*?")) forbidden[c] = true;
+  return forbidden;
+}();
+
 bool HoldsOnlyNameCharacters(std::u16string_view name, bool wildcards) {
-  return std::none_of(name.begin(), name.end(), [&](char16_t c) {
-    if (c < 0x20) return true;
-    if (c == u'*' || c == u'?') return !wildcards;
-    return c == u'<' || c == u'>' || c == u'|' || c == u'"' || c == u':' || IsSeparator(c);
-  });
+  for (char16_t const c : name) {
+    if (c >= kForbidden.size() || !kForbidden[c]) continue;
+    if (!wildcards || (c != u'*' && c != u'?')) return false;
+  }
+  return true;
 }
 
 /// Takes the drive letter off. kPathNotFound for another drive and for shares and devices.
@@ -159,8 +167,12 @@ WinError ParseDrivePath(std::u16string_view path, std::u16string_view current_di
 }
 
 bool NamesDosDevice(std::u16string_view path) {
-  std::size_t const cut = path.find_last_of(u"\\/:");
-  std::u16string_view const last = cut == path.npos ? path : path.substr(cut + 1);
+  std::size_t start = path.size();
+  while (start > 0 && !IsSeparator(path[start - 1]) && path[start - 1] != u':') --start;
+  std::u16string_view const last = path.substr(start);
+  // Nearly all names are out of the question by their first letter.
+  constexpr std::u16string_view kFirstLetters = u"CPANL";
+  if (last.empty() || kFirstLetters.find(FoldCase(last[0])) == kFirstLetters.npos) return false;
   std::u16string name = FoldCase(last.substr(0, last.find(u'.')));
   TrimEnd(name);
   static constexpr std::array<std::u16string_view, 6> kNames = {u"CON", u"PRN", u"AUX", u"NUL", u"CONIN$", u"CONOUT$"};

@@ -27,7 +27,9 @@ class Faults {
   void Clear() { faults_.clear(); }
 
   /// Counts one occurrence of `call` and answers the error it must fail with, or 0. The fault added first wins.
-  WinError Ask(std::string_view call);
+  WinError Ask(std::string_view call) { return AsksNothing() ? 0 : AskEach(call); }
+  /// Nobody counts calls, and none fails.
+  bool AsksNothing() const { return !on_ask && faults_.empty(); }
 
   /// A fault and what became of it.
   struct Counted {
@@ -45,6 +47,8 @@ class Faults {
   std::function<void(const Counted&)> on_first_hit;
 
  private:
+  WinError AskEach(std::string_view call);
+
   std::vector<Counted> faults_;
 };
 

@@ -1,5 +1,6 @@
 #include "tablet/handles.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tablet {
@@ -7,37 +8,45 @@ namespace tablet {
 HandleValue HandleTable::Add(std::shared_ptr<Object> object) {
   HandleValue const handle = next_;
   next_ += 4;
-  entries_.emplace(handle, Entry{scheduler_.current_process(), std::move(object)});
+  entries_.push_back({handle, scheduler_.current_process(), std::move(object)});
   return handle;
 }
 
-std::shared_ptr<Object> HandleTable::Find(HandleValue handle) const {
-  auto const entry = entries_.find(handle);
-  return entry == entries_.end() ? nullptr : entry->second.object;
+std::vector<HandleTable::Entry>::const_iterator HandleTable::Search(HandleValue handle) const {
+  auto const at = std::lower_bound(entries_.begin(), entries_.end(), handle,
+                                   [](const Entry& entry, HandleValue value) { return entry.handle < value; });
+  return at != entries_.end() && at->handle == handle ? at : entries_.end();
 }
 
-Object* HandleTable::Look(HandleValue handle) const {
-  if (handle == looked_at_ && handle != 0) return seen_;
-  auto const entry = entries_.find(handle);
+std::shared_ptr<Object> HandleTable::Find(HandleValue handle) const {
+  auto const entry = Search(handle);
+  return entry == entries_.end() ? nullptr : entry->object;
+}
+
+OpenFile* HandleTable::SearchFile(HandleValue handle) const {
+  auto const entry = Search(handle);
   if (entry == entries_.end()) return nullptr;
-  looked_at_ = handle;
-  seen_ = entry->second.object.get();
-  return seen_;
+  last_file_ = entry->object->AsFile();
+  last_ = handle;
+  return last_file_;
 }
 
 bool HandleTable::Close(HandleValue handle) {
-  looked_at_ = 0;
-  return entries_.erase(handle) != 0;
+  auto const entry = Search(handle);
+  if (entry == entries_.end()) return false;
+  ForgetLast();
+  entries_.erase(entry);
+  return true;
 }
 
 void HandleTable::CloseAllOf(ProcessId process) {
-  looked_at_ = 0;
-  std::erase_if(entries_, [&](const auto& entry) { return entry.second.process == process; });
+  ForgetLast();
+  std::erase_if(entries_, [&](const Entry& entry) { return entry.process == process; });
 }
 
 std::vector<std::string> HandleTable::OpenKinds(ProcessId process) const {
   std::vector<std::string> kinds;
-  for (const auto& [handle, entry] : entries_) {
+  for (const Entry& entry : entries_) {
     if (entry.process == process) kinds.emplace_back(entry.object->kind());
   }
   return kinds;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,8 +38,9 @@ class HandleTable {
   HandleValue Add(std::shared_ptr<Object> object);
   /// The object behind a handle; null when the handle is not open.
   std::shared_ptr<Object> Find(HandleValue handle) const;
-  /// The same without a share in it: it stays as long as the handle is open.
-  Object* Look(HandleValue handle) const;
+  /// The file of drive C: behind a handle, without a share in it: it stays as long as the handle is open. Null when the
+  /// handle is not open or stands for something else.
+  OpenFile* FindFile(HandleValue handle) const { return handle == last_ ? last_file_ : SearchFile(handle); }
   /// The same when it is a `T`; null otherwise.
   template <typename T>
   std::shared_ptr<T> Get(HandleValue handle) const {
@@ -54,15 +54,23 @@ class HandleTable {
 
  private:
   struct Entry {
+    HandleValue handle;
     ProcessId process;
     std::shared_ptr<Object> object;
   };
+  std::vector<Entry>::const_iterator Search(HandleValue handle) const;
+  OpenFile* SearchFile(HandleValue handle) const;
+  void ForgetLast() {
+    last_ = 0;
+    last_file_ = nullptr;
+  }
+
   const Scheduler& scheduler_;
   HandleValue next_ = 0x40;
-  std::map<HandleValue, Entry> entries_;
-  // The latest answer of Look: a file is read many times in a row. 0 is no handle.
-  mutable HandleValue looked_at_ = 0;
-  mutable Object* seen_ = nullptr;
+  std::vector<Entry> entries_;  ///< in the order of their handles, which is the one they were opened in
+  // The latest answer of FindFile: a file is read many times in a row.
+  mutable HandleValue last_ = 0;  ///< 0 is no handle, and no file stands behind it
+  mutable OpenFile* last_file_ = nullptr;
 };
 
 }  // namespace tablet

@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "tablet/drive_state.h"
 
@@ -18,24 +19,28 @@ class NodeFile final : public OpenFile {
  public:
   using OnRead = std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>;
 
-  NodeFile(std::shared_ptr<DriveNode> node, const Opener& opener, int descriptor, const Clock& clock,
-           const OnRead& on_read)
-      : node_(std::move(node)), rights_(opener.rights), descriptor_(descriptor), clock_(clock), on_read_(on_read) {
-    opener_ = node_->openers.insert(node_->openers.end(), opener);
+  NodeFile(DriveNode& node, const Opener& opener, int descriptor, const Clock& clock, const OnRead& on_read)
+      : node_(node.shared_from_this()), opener_(opener), descriptor_(descriptor), clock_(clock), on_read_(on_read) {
+    opener_.next = std::exchange(node.openers, &opener_);
   }
   ~NodeFile() override {
-    node_->openers.erase(opener_);
-    if (node_->openers.empty()) node_->CatchUp(descriptor_);
+    Opener** link = &node_->openers;
+    while (*link != &opener_) link = &(*link)->next;
+    *link = opener_.next;
+    if (node_->openers == nullptr) node_->CatchUp(descriptor_);
     if (descriptor_ >= 0) ::close(descriptor_);
   }
+  NodeFile(const NodeFile&) = delete;
+  NodeFile& operator=(const NodeFile&) = delete;
 
   WinError Read(std::span<std::uint8_t> out, std::uint32_t& read) override;
+  bool TakeByte(std::uint8_t& out) override;
   WinError Write(std::span<const std::uint8_t> data, std::uint32_t& written) override;
   WinError Seek(std::int64_t distance, std::uint32_t origin, std::uint64_t& position) override;
   WinError SetTimes(const FileTimes& times) override;
   std::uint64_t size() const override { return node_->size; }
   std::uint64_t position() const override { return position_; }
-  const std::u16string& path() const override { return node_->path; }
+  std::u16string path() const override { return node_->Path(); }
 
  private:
   struct Page {
@@ -51,17 +56,14 @@ class NodeFile final : public OpenFile {
   bool Holds(const Page& page) const {
     return position_ >= page.start && position_ < page.start + page.size && page.version == node_->version;
   }
-  /// A read of any size.
-  WinError ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read);
   /// The part of the page at the current position; empty at the end of the file. False when the host failed.
   bool FillPage(std::span<const std::uint8_t>& rest);
 
   std::shared_ptr<DriveNode> node_;
-  std::uint32_t rights_;
+  Opener opener_;
   int descriptor_;  ///< -1: opened for its attributes only
   const Clock& clock_;
   const OnRead& on_read_;
-  std::list<Opener>::iterator opener_;
   std::uint64_t position_ = 0;
 
   // Archives are read byte by byte in places, now in their directory, now in front of an entry: two pages are kept,
@@ -76,7 +78,7 @@ class NodeFile final : public OpenFile {
 
 ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const {
   std::size_t done = 0;
-  if (node_->drive_host->in_memory) {
+  if (node_->drive().in_memory) {
     std::size_t const start = static_cast<std::size_t>(std::min<std::uint64_t>(offset, node_->data.size()));
     done = std::min(out.size(), node_->data.size() - start);
     std::copy_n(node_->data.begin() + static_cast<std::ptrdiff_t>(start), done, out.begin());
@@ -109,22 +111,20 @@ bool NodeFile::FillPage(std::span<const std::uint8_t>& rest) {
   return true;
 }
 
-WinError NodeFile::Read(std::span<std::uint8_t> out, std::uint32_t& read) {
-  // By far the most frequent read: a byte of a field of a header. Only whoever may read has pages.
-  if (out.size() == 1 && page_ != nullptr && position_ - page_->start < page_->size &&
-      page_->version == node_->version) {
-    out[0] = page_->bytes[position_ - page_->start];
-    ++position_;
-    read = 1;
-    if (on_read_) on_read_(node_->path, position_ - 1, 1);
-    return kSuccess;
-  }
-  return ReadPieces(out, read);
+bool NodeFile::TakeByte(std::uint8_t& out) {
+  // Only whoever may read has pages.
+  const Page* const page = page_;
+  if (page == nullptr || on_read_) return false;
+  std::uint64_t const at = position_ - page->start;
+  if (at >= page->size || page->version != node_->version) return false;
+  out = page->bytes[at];
+  ++position_;
+  return true;
 }
 
-WinError NodeFile::ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read) {
+WinError NodeFile::Read(std::span<std::uint8_t> out, std::uint32_t& read) {
   read = 0;
-  if ((rights_ & kMayRead) == 0) return kAccessDenied;
+  if ((opener_.rights & kMayRead) == 0) return kAccessDenied;
   std::uint64_t const start = position_;
   if (out.size() >= kPageSize) {
     ssize_t const count = ReadHost(out, position_);
@@ -142,21 +142,21 @@ WinError NodeFile::ReadPieces(std::span<std::uint8_t> out, std::uint32_t& read) 
     }
   }
   read = static_cast<std::uint32_t>(position_ - start);
-  if (on_read_) on_read_(node_->path, start, read);
+  if (on_read_) on_read_(node_->Path(), start, read);
   return kSuccess;
 }
 
 WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& written) {
   written = 0;
-  if ((rights_ & kMayWrite) == 0) return kAccessDenied;
+  if ((opener_.rights & kMayWrite) == 0) return kAccessDenied;
   if (data.empty()) return kSuccess;
   std::uint64_t const end = position_ + data.size();
   std::uint64_t const growth = end > node_->size ? end - node_->size : 0;
-  std::optional<std::uint64_t>& room = node_->drive_host->free_bytes;
+  std::optional<std::uint64_t>& room = node_->drive().free_bytes;
   if (room && growth > *room) return kDiskFull;
   std::size_t done = 0;
   int failure = 0;
-  if (node_->drive_host->in_memory) {
+  if (node_->drive().in_memory) {
     std::vector<std::uint8_t>& all = node_->data;
     std::size_t const start = static_cast<std::size_t>(position_);
     if (all.size() < start + data.size()) all.resize(start + data.size());
@@ -201,7 +201,7 @@ WinError NodeFile::Seek(std::int64_t distance, std::uint32_t origin, std::uint64
 }
 
 WinError NodeFile::SetTimes(const FileTimes& times) {
-  if ((rights_ & kMayWrite) == 0) return kAccessDenied;
+  if ((opener_.rights & kMayWrite) == 0) return kAccessDenied;
   if (times.creation != 0) node_->SetCreation(times.creation);
   if (times.access != 0) node_->times.access = times.access;
   if (times.write != 0) node_->times.write = times.write;
@@ -214,20 +214,21 @@ WinError NodeFile::SetTimes(const FileTimes& times) {
 
 }  // namespace
 
-WinError OpenNode(std::shared_ptr<DriveNode> node, const Opener& opener, int descriptor, const Clock& clock,
+WinError OpenNode(DriveNode& node, const Opener& opener, int descriptor, const Clock& clock,
                   const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
                   std::shared_ptr<OpenFile>& out) {
   if (opener.rights == 0 && descriptor >= 0) {
     ::close(descriptor);
     descriptor = -1;
   }
-  if (opener.rights != 0 && descriptor < 0 && !node->drive_host->in_memory) {
+  if (opener.rights != 0 && descriptor < 0 && !node.drive().in_memory) {
+    std::string const host = node.Host();
     int const flags = ((opener.rights & kMayWrite) != 0 ? O_RDWR : O_RDONLY) | O_CLOEXEC;
-    descriptor = ::open(node->host.c_str(), flags | O_NOATIME);
-    if (descriptor < 0 && errno == EPERM) descriptor = ::open(node->host.c_str(), flags);
+    descriptor = ::open(host.c_str(), flags | O_NOATIME);
+    if (descriptor < 0 && errno == EPERM) descriptor = ::open(host.c_str(), flags);
     if (descriptor < 0) return FromHostError(errno);
   }
-  out = std::make_shared<NodeFile>(std::move(node), opener, descriptor, clock, on_read);
+  out = std::make_shared<NodeFile>(node, opener, descriptor, clock, on_read);
   return kSuccess;
 }
 

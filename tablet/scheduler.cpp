@@ -71,11 +71,18 @@ Scheduler::Scheduler(Options options) : options_(options), random_(options.seed)
   // What thread 0 did before there was a simulation comes before every thread of it.
   Promise(this);
   std::set_terminate(EndSimulatedProcess);
+  ForeseeCalls();
 }
 
 void Scheduler::Reseed(std::uint64_t seed) {
   options_.seed = seed;
   random_.seed(seed);
+  ForeseeCalls();
+}
+
+void Scheduler::CutPowerAt(std::uint64_t call) {
+  cut_at_ = call;
+  ForeseeCalls();
 }
 
 Scheduler::~Scheduler() {
@@ -173,7 +180,8 @@ bool Scheduler::AdvanceClock() {
 
 void Scheduler::MoveClockTo(Millis when) {
   if (when <= now_) return;
-  calls_since_time_moved_ = 0;
+  calls_at_movement_ = calls();
+  ForeseeCalls();
   if (options_.realtime) {
     constexpr Millis kSlice{50};
     for (Millis left = when - now_; left > Millis{0} && !halt_; left -= std::min(left, kSlice)) {
@@ -233,14 +241,23 @@ namespace {
 
 }  // namespace
 
-void Scheduler::HandOver(std::string_view call) {
-  OutsideProduct const outside;
-  // Only the thread that holds the baton counts: no locked instruction is needed.
-  std::uint64_t const number = calls_.load(std::memory_order_relaxed) + 1;
-  calls_.store(number, std::memory_order_relaxed);
+void Scheduler::ForeseeCalls() {
+  if (options_.seed != 0) {
+    uneventful_before_ = 0;
+    return;
+  }
+  std::uint64_t const since = calls() - calls_at_movement_;
+  std::uint64_t const turn_ends = (since / kQuantum + 1) * kQuantum;
+  uneventful_before_ = calls_at_movement_ + std::min(turn_ends - 1, options_.call_limit) + 1;
+  if (cut_at_ > calls()) uneventful_before_ = std::min(uneventful_before_, cut_at_);
+}
+
+void Scheduler::HandOverAt(std::uint64_t number, std::string_view call) {
   if (number == cut_at_) HaltRun(PowerCut(number, call));
-  if (++calls_since_time_moved_ > options_.call_limit) HaltRun(CallLimit(options_.call_limit, current_->name));
-  if (options_.seed == 0 && calls_since_time_moved_ % kQuantum != 0) return;
+  std::uint64_t const since = number - calls_at_movement_;
+  if (since > options_.call_limit) HaltRun(CallLimit(options_.call_limit, current_->name));
+  ForeseeCalls();
+  if (options_.seed == 0 && since % kQuantum != 0) return;
   SimThread& self = *current_;
   self.turn = 0;
   SwitchFrom(self);

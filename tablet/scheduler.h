@@ -66,11 +66,24 @@ class Scheduler {
   ThreadId Start(ProcessId process, std::string name, std::function<void()> body);
 
   /// A point where another thread may run: each call of the Windows API begins with one. `call` names it in messages.
-  void HandOver(std::string_view call = {});
+  void HandOver(std::string_view call = {}) {
+    OutsideProduct const outside;
+    bool const uneventful = IsNextUneventful();
+    CountCall();
+    if (!uneventful) [[unlikely]]
+      HandOverAt(calls(), call);
+  }
+  /// Whether the next call will be counted, and nothing else.
+  bool IsNextUneventful() const { return calls() + 1 < uneventful_before_; }
+  /// In place of HandOver, where IsNextUneventful.
+  void CountCall() {
+    // Only the thread that holds the baton counts: no locked instruction is needed.
+    calls_.store(calls() + 1, std::memory_order_relaxed);
+  }
 
   /// Cuts the power at the beginning of call number `call`, counted from 1 since power-on: that call and everything
   /// behind it never happen, the run is halted. 0: never.
-  void CutPowerAt(std::uint64_t call) { cut_at_ = call; }
+  void CutPowerAt(std::uint64_t call);
   /// Another seed than that of the options. Before any thread is made.
   void Reseed(std::uint64_t seed);
 
@@ -121,10 +134,12 @@ class Scheduler {
  private:
   using ThreadPointer = std::shared_ptr<SimThread>;
 
-  void SwitchFrom(SimThread& self);                   ///< gives the baton away and waits for it
-  SimThread* PassBaton();                             ///< to whoever runs next; tells who that is
-  void AsMachine(const std::function<void()>& work);  ///< runs a hook under thread 0's name
-  ThreadPointer PickNext();                           ///< moves the clock when nobody can run
+  void HandOverAt(std::uint64_t number, std::string_view call);  ///< call `number` may be more than counted
+  void ForeseeCalls();                                           ///< finds uneventful_before_ anew
+  void SwitchFrom(SimThread& self);                              ///< gives the baton away and waits for it
+  SimThread* PassBaton();                                        ///< to whoever runs next; tells who that is
+  void AsMachine(const std::function<void()>& work);             ///< runs a hook under thread 0's name
+  ThreadPointer PickNext();                                      ///< moves the clock when nobody can run
   ThreadPointer PickRunnable();
   bool AdvanceClock();  ///< false: no deadline is left
   void MoveClockTo(Millis when);
@@ -145,7 +160,9 @@ class Scheduler {
   Millis now_{0};
   std::atomic<std::uint64_t> calls_{0};
   std::uint64_t cut_at_ = 0;
-  std::uint64_t calls_since_time_moved_ = 0;
+  std::uint64_t calls_at_movement_ = 0;  ///< how many there had been when the clock moved last
+  /// Calls with a smaller number are counted, and nothing else: there is no cut, no limit and no turn's end among them.
+  std::uint64_t uneventful_before_ = 0;
   std::uint64_t next_turn_ = 1;
   std::uint64_t next_action_ = 1;
   std::vector<ThreadPointer> threads_;  ///< by id; [0] is the machine

@@ -4,10 +4,24 @@
 
 #include <algorithm>
 #include <iterator>
+#include <type_traits>
 
 namespace tablet {
 
+namespace {
+
+/// Most texts are, and are the same in both encodings.
+template <typename Text>
+bool IsAscii(Text text) {
+  unsigned all = 0;
+  for (auto const c : text) all |= static_cast<std::make_unsigned_t<typename Text::value_type>>(c);
+  return all < 0x80;
+}
+
+}  // namespace
+
 std::string ToUtf8(std::u16string_view text) {
+  if (IsAscii(text)) return {text.begin(), text.end()};
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
     char32_t point = text[i];
@@ -23,6 +37,7 @@ std::string ToUtf8(std::u16string_view text) {
 }
 
 std::u16string ToUtf16(std::string_view text) {
+  if (IsAscii(text)) return {text.begin(), text.end()};
   std::string valid;
   utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid), 0xFFFD);
   std::u16string out;
@@ -30,8 +45,7 @@ std::u16string ToUtf16(std::string_view text) {
   return out;
 }
 
-char16_t FoldCase(char16_t c) {
-  if (c >= u'a' && c <= u'z') return static_cast<char16_t>(c - 32);
+char16_t FoldCaseBeyondAscii(char16_t c) {
   if (c < 0xE0) return c;
   if (c <= 0xFE) return c == 0xF7 ? c : static_cast<char16_t>(c - 32);
   if (c == 0xFF) return 0x178;

@@ -13,7 +13,11 @@ std::u16string ToUtf16(std::string_view text);
 
 /// Upper case, one character to one character, as the registry and file systems of Windows compare names. Covers
 /// ASCII, Latin-1, Greek and Cyrillic; other letters stand for themselves.
-char16_t FoldCase(char16_t character);
+char16_t FoldCaseBeyondAscii(char16_t character);
+inline char16_t FoldCase(char16_t character) {
+  if (character >= 0x80) return FoldCaseBeyondAscii(character);
+  return character >= u'a' && character <= u'z' ? static_cast<char16_t>(character - 32) : character;
+}
 std::u16string FoldCase(std::u16string_view text);
 bool EqualIgnoringCase(std::u16string_view left, std::u16string_view right);
 /// Orders names as Windows lists them: by their upper-case forms, character by character.

@@ -44,9 +44,9 @@ inline std::string ShowHandle(const void* handle) { return fmt::format("{:#x}", 
 template <typename Describe>
 class Call {
  public:
-  Call(const char* name, const Describe& describe) : m_name(name), m_describe(describe) {
-    Machine().scheduler().HandOver(name);
-    m_fault = Machine().faults().Ask(name);
+  Call(const char* name, const Describe& describe) : m_machine(Machine()), m_name(name), m_describe(describe) {
+    m_machine.scheduler().HandOver(name);
+    m_fault = m_machine.faults().Ask(name);
   }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
@@ -57,10 +57,14 @@ class Call {
   /// Ends the call with `result`; the last error stays.
   template <typename Result>
   Result Done(Result result) {
-    Record(result);
+    if (m_machine.journal().wants_calls()) [[unlikely]]
+      Record(result);
     return result;
   }
-  void Done() { Write("void"); }
+  void Done() {
+    if (m_machine.journal().wants_calls()) [[unlikely]]
+      Write("void");
+  }
 
   /// Ends the call with `result` and the given last error (that of the fault, without one).
   template <typename Result>
@@ -69,14 +73,14 @@ class Call {
   }
   template <typename Result>
   Result Fail(Result result, DWORD error) {
-    Machine().scheduler().last_error() = error;
+    m_machine.scheduler().last_error() = error;
     return Done(result);
   }
 
  private:
+  // Apart from the way that every call takes.
   template <typename Result>
-  void Record(Result result) {
-    if (!Machine().journal().wants_calls()) return;
+  [[gnu::noinline]] void Record(Result result) {
     if constexpr (std::is_pointer_v<Result>) {
       Write(ShowHandle(result));
     } else if constexpr (sizeof(Result) == 8) {
@@ -86,12 +90,12 @@ class Call {
     }
   }
   void Write(std::string result) {
-    tablet::Journal& journal = Machine().journal();
-    if (!journal.wants_calls()) return;
-    journal.Record(tablet::CallEvent{m_name, m_describe(), std::move(result), Machine().scheduler().last_error()});
+    tablet::CallEvent event{m_name, m_describe(), std::move(result), m_machine.scheduler().last_error()};
+    m_machine.journal().Record(std::move(event));
   }
 
   tablet::OutsideProduct m_outside;  // first: whatever else the call does happens within it
+  tablet::Tablet& m_machine;
   const char* m_name;
   const Describe& m_describe;
   DWORD m_fault = 0;

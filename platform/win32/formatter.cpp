@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "platform/win32/call.h"
@@ -23,9 +25,24 @@ class Sink {
   void Repeat(WCHAR character, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) Put(character);
   }
+  void Append(std::u16string_view text) {
+    if (std::size_t const stored = Room(text.size()))
+      std::memcpy(m_out + m_length, text.data(), stored * sizeof(WCHAR));
+    m_length += text.size();
+  }
+  /// The "C" locale widens a byte to the character of the same number.
+  void Append(std::string_view text) {
+    WCHAR* out = m_out + m_length;
+    for (char const c : text.substr(0, Room(text.size()))) *out++ = static_cast<std::uint8_t>(c);
+    m_length += text.size();
+  }
   std::size_t length() const { return m_length; }
 
  private:
+  std::size_t Room(std::size_t wanted) const {
+    return m_length < m_capacity ? std::min(wanted, m_capacity - m_length) : 0;
+  }
+
   WCHAR* m_out;
   std::size_t m_capacity;
   std::size_t m_length = 0;
@@ -58,12 +75,14 @@ class Formatter {
 
   void Run() {
     while (*m_at != 0) {
-      if (*m_at != u'%') {
-        m_sink.Put(*m_at++);
-        continue;
-      }
+      const WCHAR* const plain = m_at;
+      while (*m_at != 0 && *m_at != u'%') ++m_at;
+      m_sink.Append(std::u16string_view(plain, static_cast<std::size_t>(m_at - plain)));
+      if (*m_at == 0) return;
       ++m_at;
-      Conversion const conversion = ReadConversion();
+      // Most conversions are but a letter.
+      bool const bare = *m_at == u's' || *m_at == u'S' || *m_at == u'd' || *m_at == u'u';
+      Conversion const conversion = bare ? Conversion() : ReadConversion();
       // A format that ends within a conversion prints nothing for it.
       if (*m_at != 0) Convert(conversion, *m_at++);
     }
@@ -188,12 +207,9 @@ class Formatter {
     std::size_t const length = prefix.size() + text.size();
     std::size_t const padding = c.width > length ? c.width - length : 0;
     if (!c.left && !zeros) m_sink.Repeat(u' ', padding);
-    for (WCHAR const character : prefix) m_sink.Put(character);
+    m_sink.Append(prefix);
     if (!c.left && zeros) m_sink.Repeat(u'0', padding);
-    for (Character const character : text) {
-      // The "C" locale widens a byte to the character of the same number.
-      m_sink.Put(static_cast<WCHAR>(static_cast<std::make_unsigned_t<Character>>(character)));
-    }
+    m_sink.Append(text);
     if (c.left) m_sink.Repeat(u' ', padding);
   }
 

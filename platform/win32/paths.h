@@ -11,8 +11,8 @@ namespace win32 {
 
 /// Whether a path is handed to the object manager as it stands: "\\?\..." and "\\.\...".
 inline bool IsDevicePath(LPCWSTR path) {
-  std::u16string_view const text = path == nullptr ? std::u16string_view() : path;
-  return text.starts_with(u"\\\\?\\") || text.starts_with(u"\\\\.\\");
+  return path != nullptr && path[0] == u'\\' && path[1] == u'\\' && (path[2] == u'?' || path[2] == u'.') &&
+         path[3] == u'\\';
 }
 
 /// A path for the drive; a null one is empty, which the drive refuses with Windows' code. Stops the run for a device

@@ -38,8 +38,13 @@ WCHAR* wcsrchr(WCHAR* text, WCHAR character) {
 }
 
 const WCHAR* wcsstr(const WCHAR* text, const WCHAR* part) {
-  std::size_t const at = std::u16string_view(text).find(part);
-  return at == std::u16string_view::npos ? nullptr : text + at;
+  if (part[0] == 0) return text;
+  for (; (text = wcschr(text, part[0])) != nullptr; ++text) {
+    std::size_t same = 1;
+    while (part[same] != 0 && text[same] == part[same]) ++same;
+    if (part[same] == 0) return text;
+  }
+  return nullptr;
 }
 WCHAR* wcsstr(WCHAR* text, const WCHAR* part) {
   return const_cast<WCHAR*>(wcsstr(const_cast<const WCHAR*>(text), part));

@@ -37,8 +37,7 @@ BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* a
   };
   Call call("SetFileTime", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
-  tablet::Object* const object = Machine().handles().Look(Number(file));
-  tablet::OpenFile* const open = object == nullptr ? nullptr : object->AsFile();
+  tablet::OpenFile* const open = Machine().handles().FindFile(Number(file));
   if (open == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   tablet::FileTimes times;
   if (!TakeTime(creation, times.creation) || !TakeTime(access, times.access) || !TakeTime(write, times.write)) {

@@ -12,6 +12,13 @@ using testing_support::WriteText;
 
 using FileContents = testing_support::FilesTest;
 
+/// Each byte by a call of its own.
+std::string ReadBytes(HANDLE file, int count) {
+  std::string bytes;
+  for (int i = 0; i < count; ++i) bytes += ReadText(file, 1);
+  return bytes;
+}
+
 TEST_F(FileContents, AHandleDoesOnlyWhatItWasOpenedFor) {
   Put(u"c:\\a", "text");
   char buffer[4] = {};
@@ -82,6 +89,43 @@ TEST_F(FileContents, AReaderSeesWhatAnotherHandleWroteInBetween) {
   EXPECT_EQ(ReadText(reader, 1), "o");
   EXPECT_TRUE(WriteText(writer, "NEW NEW NEW NEW"));
   EXPECT_EQ(ReadText(reader, 20), "EW NEW NEW NEW");
+}
+
+TEST_F(FileContents, EveryByteReadByItselfIsACallThatFaultsAndTheJournalKnow) {
+  Put(u"c:\\a", "0123456789");
+  Handle const file(OpenForReading(TEXT("c:\\a")));
+  machine().journal().WantCalls(false);
+  EXPECT_EQ(ReadText(file, 1), "0");
+  std::uint64_t const before = machine().scheduler().calls();
+  EXPECT_EQ(ReadBytes(file, 3), "123");
+  EXPECT_EQ(machine().scheduler().calls() - before, 3u);
+
+  Inject("ReadFile", 1117, 2, 1);
+  EXPECT_EQ(ReadText(file, 1), "4");
+  EXPECT_EQ(ReadText(file, 1), "read failed");
+  EXPECT_EQ(::GetLastError(), 1117u);
+  EXPECT_EQ(ReadText(file, 1), "5") << "a byte whose read failed is still to be read";
+  machine().faults().Clear();
+
+  machine().journal().WantCalls(true);
+  EXPECT_EQ(ReadText(file, 1), "6");
+  machine().journal().WantCalls(false);
+  EXPECT_EQ(ReadText(file, 1), "7");
+  ASSERT_EQ(machine().journal().Calls("ReadFile").size(), 1u);
+  EXPECT_THAT(machine().journal().Calls("ReadFile")[0].args, testing::EndsWith(", 1 -> 1"));
+}
+
+TEST_F(FileContents, AByteReadByItselfIsToldToListeners) {
+  Put(u"c:\\a", "0123");
+  Handle const file(OpenForReading(TEXT("c:\\a")));
+  machine().journal().WantCalls(false);
+  EXPECT_EQ(ReadText(file, 1), "0");
+  std::vector<std::uint64_t> positions;
+  drive().on_read = [&](const std::u16string&, std::uint64_t position, std::uint64_t) {
+    positions.push_back(position);
+  };
+  EXPECT_EQ(ReadBytes(file, 2), "12");
+  EXPECT_THAT(positions, testing::ElementsAre(1u, 2u));
 }
 
 TEST_F(FileContents, SmallAndLargeReadsGiveTheSameBytes) {

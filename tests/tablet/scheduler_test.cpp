@@ -131,6 +131,35 @@ TEST_F(SchedulerTest, AnExceptionThatLeavesAThreadEndsItsProcessWithNothingUnwou
   EXPECT_THAT(scheduler().LiveThreads(5), testing::IsEmpty());
 }
 
+TEST_F(SchedulerTest, ThePowerIsCutAtTheVeryCallThatWasNamed) {
+  int made = 0;
+  scheduler().CutPowerAt(scheduler().calls() + 7);
+  scheduler().Start(1, "caller", [&] {
+    for (;; ++made) scheduler().HandOver("Sleep");
+  });
+  EXPECT_EQ(scheduler().WaitFor(Millis{10}, [] { return false; }), Wake::kStalled);
+  EXPECT_EQ(made, 6);
+  ASSERT_TRUE(scheduler().halted().has_value());
+  EXPECT_EQ(scheduler().halted()->reason, tablet::Halt::Reason::kPowerCut);
+  EXPECT_EQ(scheduler().halted()->message, "the power is cut at call 7, Sleep");
+}
+
+TEST_F(SchedulerTest, AThreadThatCallsAndNeverWaitsLetsTheOthersRunAfterTenThousandCalls) {
+  int calls = 0;
+  int seen = 0;
+  bool stop = false;
+  scheduler().Start(1, "busy", [&] {
+    for (; !stop; ++calls) scheduler().HandOver();
+  });
+  scheduler().Start(1, "patient", [&] {
+    seen = calls;
+    stop = true;
+  });
+  scheduler().Sleep(Millis{10});
+  EXPECT_TRUE(stop);
+  EXPECT_NEAR(seen, 10'000, 1);
+}
+
 TEST_F(SchedulerTest, APollThatNeverWaitsHaltsTheRunByName) {
   PowerOn(DefaultDescription(), {.call_limit = 1000});
   scheduler().Start(1, "poller", [&] {
@@ -140,6 +169,7 @@ TEST_F(SchedulerTest, APollThatNeverWaitsHaltsTheRunByName) {
   ASSERT_TRUE(scheduler().halted().has_value());
   EXPECT_EQ(scheduler().halted()->reason, tablet::Halt::Reason::kCallLimit);
   EXPECT_THAT(scheduler().halted()->message, testing::HasSubstr("\"poller\" polls for ever"));
+  EXPECT_EQ(scheduler().calls(), 1001u);
 }
 
 }  // namespace
