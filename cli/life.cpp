@@ -241,9 +241,9 @@ std::optional<LifeEnd> Life::WaitFor(Millis deadline, const std::function<bool()
   tablet::Scheduler& scheduler = machine_.scheduler();
   Watchdog const watchdog(
       [this, &scheduler] { return scheduler.calls() + ticks_.load(std::memory_order_relaxed); }, options_.patience,
-      [this] {
+      [this](Millis still) {
         on_hang_({Kind::kHung, fmt::format("the service hangs: no call of the Windows API for {:g} s of processor time",
-                                           static_cast<double>(options_.patience.count()) / 1000)});
+                                           static_cast<double>(still.count()) / 1000)});
       });
   tablet::Wake const wake = scheduler.Wait(deadline, [&] { return HasEnded() || enough(); });
   if (std::optional<LifeEnd> end = End()) return end;

@@ -85,7 +85,8 @@ class Life {
   /// What happened to files, also in lives before this one; ordered by path.
   std::vector<tablet::FileChange> FileChanges();
 
-  /// What the watchdog does with a hung service; it must not return. Set before Start.
+  /// What the watchdog does with a hung service, on a thread of its own. When it returns, it is told again after the
+  /// same patience again. Set before Start.
   void OnHang(std::function<void(const LifeEnd&)> act) { on_hang_ = std::move(act); }
 
   /// Asks `poll` twenty times a second whether something happened, until it answers that nothing more can come or the

@@ -56,7 +56,7 @@ class Linter {
     CheckSpace();
     auto const patience = survey_.hangs ? std::min(kShortPatience, subject_.patience) : subject_.patience;
     Watchdog const watchdog([this] { return machine_.scheduler().calls() + ticks_.load(std::memory_order_relaxed); },
-                            patience, [this, &answer] { answer(Findings(true)); });
+                            patience, [this, &answer](std::chrono::milliseconds) { answer(Findings(true)); });
     machine_.scheduler().OnTick([this] { ticks_.fetch_add(1, std::memory_order_relaxed); });
     Try(machine_, path_, trial_);
     answer(Findings(false));

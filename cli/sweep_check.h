@@ -19,13 +19,15 @@ class LifeJudge {
 
   /// What holds at every moment: the request and the image paths, the dumps, what lies outside.
   void CheckDrive(bool at_a_cut);
+  /// Whether a promise lets the service hang as it does. Asked while it hangs; settles nothing.
+  bool MayHang(const LifeEnd& end) const;
   /// What holds at the end of a life: also how it ended, what it left open, what it told.
   void CheckEnd(const LifeEnd& end);
   /// Whether a state is one of those wanted.
   void CheckState(std::string_view promise, const TabletState& state, const std::vector<const TabletState*>& wanted);
 
  private:
-  LifeFacts Facts(std::vector<std::string> broken = {}) const;
+  LifeFacts Facts(LifeEnd::Kind end, std::vector<std::string> broken) const;
   void Broken(std::string_view promise, const std::string& detail, std::vector<std::string> lines = {});
   void CheckHandles();
   void CheckTold();

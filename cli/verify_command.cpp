@@ -46,7 +46,7 @@ ordered_json Extract(const fs::path& archive, const fs::path& work, std::chrono:
   std::atomic<std::uint64_t> ticks{0};
   machine.scheduler().OnTick([&ticks] { ticks.fetch_add(1, std::memory_order_relaxed); });
   Watchdog const watchdog([&] { return machine.scheduler().calls() + ticks.load(std::memory_order_relaxed); }, patience,
-                          [&answer] {
+                          [&answer](std::chrono::milliseconds) {
                             answer({{"trouble", "the service hangs on it"}});
                           });
   Try(machine, std::string(kTrialArchive), trial);

@@ -9,7 +9,7 @@ namespace cli {
 
 namespace {
 
-constexpr std::chrono::milliseconds kShortestLook{10};
+constexpr std::chrono::milliseconds kShortestLook{1};
 constexpr std::chrono::milliseconds kLongestLook{100};
 
 std::chrono::nanoseconds ProcessorTime() {
@@ -20,8 +20,7 @@ std::chrono::nanoseconds ProcessorTime() {
 
 }  // namespace
 
-Watchdog::Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience,
-                   std::function<void()> on_hang)
+Watchdog::Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, OnHang on_hang)
     : beats_(std::move(beats)), patience_(patience), on_hang_(std::move(on_hang)), thread_([this] { Watch(); }) {}
 
 Watchdog::~Watchdog() {
@@ -36,6 +35,7 @@ Watchdog::~Watchdog() {
 void Watchdog::Watch() {
   std::uint64_t last = beats_();
   std::chrono::nanoseconds moved = ProcessorTime();
+  auto still = patience_;
   std::unique_lock lock(mutex_);
   auto const look = std::clamp(patience_ / 4, kShortestLook, kLongestLook);
   while (!woken_.wait_for(lock, look, [this] { return done_; })) {
@@ -43,8 +43,10 @@ void Watchdog::Watch() {
     if (now != last) {
       last = now;
       moved = ProcessorTime();
-    } else if (ProcessorTime() - moved >= patience_) {
-      on_hang_();
+      still = patience_;
+    } else if (ProcessorTime() - moved >= still) {
+      on_hang_(still);
+      still += patience_;
     }
   }
 }

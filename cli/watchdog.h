@@ -13,10 +13,12 @@ namespace cli {
 
 class Watchdog {
  public:
-  /// While it lives, calls `on_hang` once on a thread of its own when `beats` has given the same number for `patience`
-  /// of this process's processor time: a busy machine hangs nobody. `beats` is asked on that thread. `on_hang` must not
-  /// return.
-  Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, std::function<void()> on_hang);
+  /// Told how long nothing has moved: `patience` or, when it has returned so often, a multiple of that.
+  using OnHang = std::function<void(std::chrono::milliseconds still)>;
+
+  /// While it lives, calls `on_hang` on a thread of its own each time that `beats` has given the same number for
+  /// `patience` of this process's processor time: a busy machine hangs nobody. `beats` is asked on that thread.
+  Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, OnHang on_hang);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
@@ -26,7 +28,7 @@ class Watchdog {
 
   std::function<std::uint64_t()> beats_;
   std::chrono::milliseconds patience_;
-  std::function<void()> on_hang_;
+  OnHang on_hang_;
   std::mutex mutex_;
   std::condition_variable woken_;
   bool done_ = false;

@@ -139,18 +139,18 @@ bool Scheduler::IsRunnable(const SimThread& thread) const {
 
 Scheduler::ThreadPointer Scheduler::PickRunnable() {
   if (halt_) return threads_[0];
-  std::vector<ThreadPointer> runnable;
+  runnable_.clear();
   for (const ThreadPointer& thread : threads_) {
     if (!IsRunnable(*thread)) continue;
     if (thread->turn == 0 && thread != current_) thread->turn = next_turn_++;
-    runnable.push_back(thread);
+    runnable_.push_back(&thread);
   }
-  if (runnable.empty()) return nullptr;
+  if (runnable_.empty()) return nullptr;
   // Whoever hands on stands behind all who were waiting for it.
   if (current_->turn == 0) current_->turn = next_turn_++;
-  if (options_.seed != 0) return runnable[random_() % runnable.size()];
-  return *std::min_element(runnable.begin(), runnable.end(),
-                           [](const ThreadPointer& a, const ThreadPointer& b) { return a->turn < b->turn; });
+  if (options_.seed != 0) return *runnable_[random_() % runnable_.size()];
+  return **std::min_element(runnable_.begin(), runnable_.end(),
+                            [](const ThreadPointer* a, const ThreadPointer* b) { return (*a)->turn < (*b)->turn; });
 }
 
 Scheduler::ThreadPointer Scheduler::PickNext() {

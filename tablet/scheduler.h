@@ -167,7 +167,8 @@ class Scheduler {
   std::uint64_t next_action_ = 1;
   std::vector<ThreadPointer> threads_;  ///< by id; [0] is the machine
   ThreadPointer current_;
-  std::vector<Action> actions_;  ///< unordered; few
+  std::vector<const ThreadPointer*> runnable_;  ///< PickRunnable's: a draw at every call makes no new one
+  std::vector<Action> actions_;                 ///< unordered; few
   std::optional<Halt> halt_;
   std::function<bool()> idle_hook_;
   std::function<void()> tick_hook_;

@@ -101,6 +101,14 @@ TEST_F(BentPromise, ACentralHeaderThatCannotBeReadHoldsTheServiceForEver) {
     bent = Live(Failing(header, kDeviceError)).exemptions;
   }
   EXPECT_THAT(bent, ElementsAre("ends/bad-header"));
+
+  // The same without a fault of the task's: no rule lets it hang then, and it is given more time before it is said to.
+  tablet::Fault const fault = Failing(header - 1, kDeviceError).faults[0];
+  auto const verdict =
+      Live(InOrder(0), [fault](cli::Life& life, const cli::SweepTask&, int) { life.machine().faults().Add(fault); });
+  ASSERT_EQ(Promises(verdict), "ends");
+  EXPECT_THAT(verdict.findings[0].detail, testing::EndsWith("4 s of processor time"));
+  EXPECT_THAT(verdict.findings[0].detail, testing::Not(testing::HasSubstr("0.004")));
 }
 
 TEST_F(BentPromise, WithoutAnEventTheSilentResetAsksWithoutAPauseDuringSetup) {
