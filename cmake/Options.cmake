@@ -29,6 +29,9 @@ if(CCACHE_PROGRAM)
   if(WIN32)
     # Each checkout for itself: an object that another one has compiled would name the sources in its symbols otherwise.
     set(compiler_cache ${CMAKE_COMMAND} -E env --unset=CCACHE_BASEDIR --unset=CCACHE_NOHASHDIR ${CCACHE_PROGRAM})
+  elseif(VANTORD_SANITIZE)
+    # What ccache asks for before it takes sources with precompiled headers (Precompiled.cmake).
+    set(compiler_cache ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE_PROGRAM})
   endif()
   set(CMAKE_CXX_COMPILER_LAUNCHER ${compiler_cache})
   set(CMAKE_C_COMPILER_LAUNCHER ${compiler_cache})
