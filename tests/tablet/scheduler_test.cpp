@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "tests/testing/tablet_fixture.h"
 
 namespace {
@@ -147,7 +149,7 @@ TEST_F(SchedulerTest, ThePowerIsCutAtTheVeryCallThatWasNamed) {
 TEST_F(SchedulerTest, AThreadThatCallsAndNeverWaitsLetsTheOthersRunAfterTenThousandCalls) {
   int calls = 0;
   int seen = 0;
-  bool stop = false;
+  std::atomic<bool> stop = false;
   scheduler().Start(1, "busy", [&] {
     for (; !stop; ++calls) scheduler().HandOver();
   });
