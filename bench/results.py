@@ -132,7 +132,7 @@ def messages_and_lives(service):
             "From power-on to deployed and reset, `fresh`. Virtual time passes only where the service waits, and on this "
             "tablet it waits for nothing: its devices are there, set-up is over. CPU time is the hosted build's:", ""]
     out += table(["part", "CPU ms", "virtual ms"], [[name, f"{cpu:.2f}", virtual] for name, cpu, virtual in service["boot"]])
-    out += ["Whole lives of the small twin of `fresh` in a sweep, on one core. A life that hangs takes the 40 ms after which "
+    out += ["Whole lives of the small twin of `fresh` in a sweep, on one core. A life that a promise lets hang takes the 4 ms after which "
             "the sweep gives it up:", ""]
     out += table(["kind", "lives", "of which hang", "lives in a second of CPU time"],
                  [[kind, f"{lives:,}", hung, f"{rate:.0f}"] for kind, lives, hung, rate in service["lives"]])
