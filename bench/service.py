@@ -120,9 +120,23 @@ def programs(build):
     return found
 
 
+def footprint(build):
+    """{program: {file: [KB in memory, KB written to]}} of the resting service under Wine; None where it cannot be had."""
+    program = Path(build).parent / "windows-x64"
+    if not (program / "Vantord.exe").exists():
+        return None
+    done = subprocess.run([sys.executable, "-B", str(ROOT / "tests" / "windows" / "footprint.py"), "--build", str(program),
+                           "--hosted", str(build)], capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        print(f"bench: no working set under Wine: {done.stderr.strip()[-300:]}", file=sys.stderr)
+        return None
+    return json.loads(done.stdout)
+
+
 def measure(build, folder, rounds, progress, quick):
     rest = Rest(build, folder, rounds)
     shrink = 20 if quick else 1
     progress("messages, lives, waiting, space")
     return {"messages": rest.messages(shrink), "allocations": rest.allocations(), "boot": rest.boot(), "radio": rest.radio(),
-            "parked": rest.parked(), "lives": rest.lives(shrink), "programs": programs(build)}
+            "parked": rest.parked(), "lives": rest.lives(shrink), "programs": programs(build),
+            "footprint": None if quick else footprint(build)}

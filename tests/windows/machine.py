@@ -7,6 +7,7 @@ that the same logic can drive another Wine.
 import contextlib
 import hashlib
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -146,6 +147,16 @@ class Machine:
                     if mark in (folder / "environ").read_bytes().split(b"\0"):
                         yield int(folder.name)
 
+    def memory(self, program):
+        """KB that the process which runs a program has in memory, and those of them that it has written to, by what they
+        are of: {file name, or "" for what is of no file: (all, written)}. {} when no process runs it."""
+        for process in self.processes():
+            with contextlib.suppress(OSError):
+                command = Path(f"/proc/{process}/cmdline").read_bytes().split(b"\0")[0].decode("utf-8", "replace")
+                if command.replace("\\", "/").rsplit("/", 1)[-1].lower() == program.lower():
+                    return memory_by_file(Path(f"/proc/{process}/smaps").read_text())
+        return {}
+
     def kill(self):
         for _ in range(100):
             left = list(self.processes())
@@ -172,6 +183,20 @@ class Machine:
             )
         except subprocess.TimeoutExpired:
             raise MachineError(f"{' '.join(command)} took longer than 20 s") from None
+
+
+def memory_by_file(maps):
+    """{file name: (KB in memory, KB written to)} of what Linux tells of a process's memory in smaps."""
+    sizes, file = {}, ""
+    for line in maps.splitlines():
+        mapping = re.match(r"[0-9a-f]+-[0-9a-f]+ \S+ \S+ \S+ \d+ *(.*)$", line)
+        if mapping:
+            file = mapping[1].rsplit("/", 1)[-1].lower() if mapping[1].startswith("/") else ""
+        size = re.match(r"(Rss|Private_Dirty): +(\d+) kB$", line)
+        if size:
+            all_, written = sizes.get(file, (0, 0))
+            sizes[file] = (all_ + int(size[2]), written) if size[1] == "Rss" else (all_, written + int(size[2]))
+    return sizes
 
 
 def _any_case(folder, name):

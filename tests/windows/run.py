@@ -115,22 +115,26 @@ def need(path, how):
     return path.resolve()
 
 
+def make_world(options, wine):
+    templates = options.build.resolve() / "wine"
+    return lives.World(
+        wine=wine,
+        template=machine.template(wine, templates),
+        work=(options.work or templates).resolve(),
+        build=options.build.resolve(),
+        programs=provision.Programs(
+            need(options.build / "Vantord.exe", "./dev windows builds it"),
+            need(options.build / "beside", "./dev windows builds it"),
+        ),
+        vantord_tablet=need(options.hosted / "vantord-tablet", "./dev build builds it"),
+        readme=PROJECT / "platform" / "README.md",
+    )
+
+
 def run_all(options, wine, suites, report):
     pool = ThreadPoolExecutor(options.jobs)
     try:
-        templates = options.build.resolve() / "wine"
-        world = lives.World(
-            wine=wine,
-            template=machine.template(wine, templates),
-            work=(options.work or templates).resolve(),
-            build=options.build.resolve(),
-            programs=provision.Programs(
-                need(options.build / "Vantord.exe", "./dev windows builds it"),
-                need(options.build / "beside", "./dev windows builds it"),
-            ),
-            vantord_tablet=need(options.hosted / "vantord-tablet", "./dev build builds it"),
-            readme=PROJECT / "platform" / "README.md",
-        )
+        world = make_world(options, wine)
         for suite in suites:
             suite.world = world
         work = [pool.submit(run_suite, suite, options.names, report) for suite in suites]

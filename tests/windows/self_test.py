@@ -174,6 +174,17 @@ class Machines(unittest.TestCase):
         self.assertEqual((AssertionError, 1, ""), self.lead(AssertionError("x"), "ok"))
 
 
+class Memory(unittest.TestCase):
+    def test_memory_is_counted_by_the_files_that_it_is_of(self):
+        maps = (
+            "140000000-140001000 r--p 00000000 00:00 0 \nSize: 4 kB\nRss: 4 kB\nPrivate_Dirty: 4 kB\n"
+            "7f01000-7f09000 r-xp 00001000 08:01 77   /usr/lib/wine/KERNEL32.dll\nRss: 28 kB\nPrivate_Dirty: 0 kB\n"
+            "7f09000-7f0a000 rw-p 00009000 08:01 77   /usr/lib/wine/KERNEL32.dll\nRss: 4 kB\nPrivate_Dirty: 4 kB\n"
+            "7ffc000-7ffd000 rw-p 00000000 00:00 0   [stack]\nRss: 12 kB\nPrivate_Dirty: 8 kB\n"
+        )
+        self.assertEqual({"": (16, 12), "kernel32.dll": (32, 4)}, machine.memory_by_file(maps))
+
+
 class RegistryTexts(unittest.TestCase):
     def test_values_continuations_and_deletions(self):
         text = (

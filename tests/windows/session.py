@@ -21,6 +21,9 @@ END_SECONDS = 90
 TOAST_SECONDS = 20
 POLL_SECONDS = 0.02
 
+# The service, and one that does next to nothing: what it takes is Windows' own.
+MEASURED = ("Vantord.exe", "partner.exe")
+
 TOAST_STARTED = "Success to launch Toast for CPCrash"
 
 # Controls that nobody can send under Wine go through this one: provision's library delivers what the registry says.
@@ -47,6 +50,7 @@ class Life:
     radio: list = field(default_factory=list)  # what the radio's library was told, as texts
     toasts: list = field(default_factory=list)  # how the program that tells the user was started
     arrivals: dict = field(default_factory=dict)  # what arrived at the devices
+    memory: dict = field(default_factory=dict)  # of service and partner before a stop, as Machine.memory tells
 
 
 class Session:
@@ -54,6 +58,7 @@ class Session:
         self.machine = machine
         self.tablet = tablet
         self.programs = programs
+        self.memory = {}
         self.patience = REST_SECONDS  # what is left of it: a service that says something else is waited for but once
 
     def live(self, hosted, differences):
@@ -72,6 +77,7 @@ class Session:
         life.partner = [note["partner"] for note in self._notes(PARTNER_NOTES)]
         life.radio = [note["radio"] for note in self._notes(RADIO_NOTES)]
         life.toasts = self._toasts()
+        life.memory = self.memory
         life.files = self._files(self._changed_paths(before))
         life.registry = self._registry()
         return life
@@ -109,6 +115,8 @@ class Session:
     def _end(self, how):
         if how == "preshutdown":
             self._describe(PRESHUTDOWN)
+        if how == "stop":
+            self.memory = {program: self.machine.memory(program) for program in MEASURED}
         verb = "stop" if how == "stop" else "await"
         return steer(self.machine, verb, SERVICE, 1000 * END_SECONDS, seconds=END_SECONDS + 30)
 
