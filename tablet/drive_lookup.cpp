@@ -7,8 +7,6 @@ namespace tablet {
 
 namespace {
 
-bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
-
 /// Whether a path means the same by itself and in front of a separator. At its end it may lose dots and blanks that
 /// stay in the middle of a longer one, and "c:" by itself is the current directory.
 bool MeansTheSameInFront(std::u16string_view path) {

@@ -19,8 +19,6 @@ constexpr char16_t kDosDot = u'"';
 /// Parts that most paths do not have more of.
 constexpr std::size_t kUsualDepth = 8;
 
-bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
-
 std::vector<std::u16string> Split(std::u16string_view text) {
   std::vector<std::u16string> parts;
   parts.reserve(kUsualDepth);

@@ -16,6 +16,8 @@ inline constexpr std::size_t kMaxFolderPath = 248;
 /// Characters of one name.
 inline constexpr std::size_t kMaxName = 255;
 
+inline bool IsSeparator(char16_t character) { return character == u'\\' || character == u'/'; }
+
 /// A place on drive C:, made absolute: no ".", "..", doubled separators, or trailing dots and blanks.
 struct DrivePath {
   std::vector<std::u16string> parts;  ///< from the root down; none: the root itself
