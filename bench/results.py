@@ -143,8 +143,8 @@ def working_set(footprint):
     """What the resting service has in memory under Wine, beside a service that does nothing."""
     if not footprint:
         return []
-    def row(name, file, chosen):
-        return [name, *(f"{sum(sizes[file] for of, sizes in files.items() if chosen(of)):,}" for files in footprint.values())]
+    def row(name, column, chosen):
+        return [name, *(f"{sum(sizes[column] for of, sizes in files.items() if chosen(of)):,}" for files in footprint.values())]
 
     return ["The resting service for x64 under Wine, by what is in memory, in KB. The other service does next to nothing: what "
             "it has is Wine's, and so is most of what the libraries bring that `Vantord.exe` loads besides.", "",
