@@ -7,8 +7,9 @@
 #include <cstdlib>
 
 #include "bench/scratch_folder.h"
-#include "common/diagnostic_log.h"
-#include "tablet/tablet.h"
+#include "cli/base/service_facts.h"
+#include "sim/tablet/machine/tablet.h"
+#include "vantord/common/diagnostic_log.h"
 
 // The C library's own, behind the names that this program takes over: what the C++ library asks for comes here too.
 extern "C" {
@@ -20,7 +21,6 @@ void __libc_free(void* block);
 
 namespace {
 
-constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
 constexpr int kMessages = 100;
 
 unsigned g_allocations = 0;
@@ -84,7 +84,7 @@ int main() {
     TraceProviderInit();
     silent = Count(machine);
     TraceProviderCleanup();
-    machine.trace().Collect(*tablet::Guid::Parse(kServiceProvider), 1, 5);
+    machine.trace().Collect(*tablet::Guid::Parse(service_facts::kTraceProvider), 1, 5);
     TraceProviderInit();
     sent = Count(machine);
     arrived = machine.journal().Messages().size();

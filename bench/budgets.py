@@ -68,7 +68,7 @@ def life(build, kind, sample, tablet, log):
         shutil.rmtree(tablet, ignore_errors=True)
         subprocess.run([Path(build) / "vantord-tablet", "init", tablet, "--sample", sample, "--small"], check=True,
                        stdout=subprocess.DEVNULL)
-        return count([Path(build) / "bench" / "bench_lives", word, tablet], log)
+        return count([Path(build) / "bench" / "bench_runs", word, tablet], log)
 
     return lived(kind).minus(lived("load"))
 

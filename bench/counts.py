@@ -10,8 +10,8 @@ from pathlib import Path
 # into a function from a header of the library, of the stand-in or of the service does not make it theirs.
 OWNERS = (
     ("program", re.compile(r"(?:^|/)bench/[\w/]+\.(?:cpp|h)$")),
-    ("service", re.compile(r"(?:^|/)(?:common|device|unzip|crash|modem|service)/[\w/]+\.(?:cpp|h)$")),
-    ("stand-in", re.compile(r"(?:^|/)(?:tablet|platform)/[\w/]+\.(?:cpp|h)$")),
+    ("service", re.compile(r"(?:^|/)vantord/(?:common|device|unzip|crash|uefi|radio|modem|service)/[\w/]+\.(?:cpp|h)$")),
+    ("stand-in", re.compile(r"(?:^|/)sim/(?:tablet|winapi)/[\w/]+\.(?:cpp|h)$")),
     # Templates of the libraries, compiled into the program: nearly all of them are the stand-in's.
     ("stand-in", re.compile(r"/c\+\+/|/fmt/|/utf8|/nlohmann/")),
 )

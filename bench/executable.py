@@ -7,11 +7,11 @@ from collections import Counter
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "tests" / "executable"))
+sys.path.insert(0, str(ROOT / "tests" / "windows" / "executable"))
 
 import pe  # noqa: E402
 
-PRODUCT = ("common", "device", "unzip", "crash", "modem", "service")
+PRODUCT = ("common", "device", "unzip", "crash", "uefi", "radio", "modem", "service")
 # What of the tool chain's run time a library is.
 CXX_RUN_TIME = re.compile(r"(?:^|/)(?:lib)?(?:c\+\+(?:abi)?|unwind)\.(?:lib|a)$")
 KINDS = {".text": "code", ".rdata": "constants", ".pdata": "unwinding", ".xdata": "unwinding"}
@@ -31,7 +31,7 @@ def _part(module, library):
     if library.endswith("vantord_service.a") or "/service/main.cpp" in module:
         source = module.rsplit("/", 1)[-1].removesuffix(".obj")
         for folder in PRODUCT:
-            if any((ROOT / folder).rglob(source)):
+            if any((ROOT / "vantord" / folder).rglob(source)):
                 return f"{folder}/"
         return "service/"  # build_stamp.cpp, which the build makes
     if library.endswith("vantord_zlib.a"):

@@ -14,10 +14,10 @@
 #include <filesystem>
 #include <string>
 
-#include "common/wide_format.h"
-#include "tablet/tablet.h"
-#include "tablet/text.h"
-#include "unzip/unzip.h"
+#include "sim/tablet/base/text.h"
+#include "sim/tablet/machine/tablet.h"
+#include "vantord/common/wide_format.h"
+#include "vantord/unzip/unzip.h"
 
 namespace {
 

@@ -12,12 +12,11 @@
 #include <string_view>
 
 #include "bench/scratch_folder.h"
-#include "common/diagnostic_log.h"
-#include "tablet/tablet.h"
+#include "cli/base/service_facts.h"
+#include "sim/tablet/machine/tablet.h"
+#include "vantord/common/diagnostic_log.h"
 
 namespace {
-
-constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
 
 double Now() {
   timespec now;
@@ -43,7 +42,7 @@ int main(int count, char** arguments) {
   tablet::Tablet machine(tablet::Description{}, folder.path());
   if (kind == "off") g_ulZoneMask = ~ZONE_ERROR;
   if (kind == "sent") {
-    machine.trace().Collect(*tablet::Guid::Parse(kServiceProvider), 1, 5);
+    machine.trace().Collect(*tablet::Guid::Parse(service_facts::kTraceProvider), 1, 5);
     TraceProviderInit();
   }
   double const begun = Now();

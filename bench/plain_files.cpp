@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tablet/tablet.h"
+#include "sim/tablet/machine/tablet.h"
 
 namespace {
 

@@ -14,7 +14,7 @@ PROFILE = """\
 events: Ir
 
 ob=(1) /build/bench/bench_extract
-fl=(1) /build/../../unzip/zip_stream.cpp
+fl=(1) /build/../../vantord/unzip/zip_stream.cpp
 fn=(1) ReadField(ZipInputStream&, int)
 20 5
 fi=(2) /usr/include/c++/12/bits/char_traits.h
@@ -33,7 +33,7 @@ fn=(3) OneMessage(char16_t const*)
 fi=(5) /build/../../bench/messages.cpp
 32 30
 
-fl=(6) /build/../../tablet/faults.cpp
+fl=(6) /build/../../sim/tablet/kernel/faults.cpp
 fn=(4) tablet::Faults::Ask
 9 11
 

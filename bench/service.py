@@ -55,7 +55,7 @@ class Rest:
         """Rows of (part, CPU milliseconds, virtual milliseconds), and a last one for all of it."""
         rounds = []
         for _ in range(self.rounds):
-            output = self._output(self.tools / "bench_lives", "boot", self._tablet("fresh"))
+            output = self._output(self.tools / "bench_runs", "boot", self._tablet("fresh"))
             rounds.append(split([(int(virtual), int(cpu), text) for virtual, cpu, text in
                                  re.findall(r"^(\d+) (\d+) (.*)$", output, re.MULTILINE)]))
         rows = [(name, statistics.median(parts[at][1] for parts in rounds), rounds[0][at][2])
@@ -66,14 +66,14 @@ class Rest:
     def radio(self):
         """(CPU milliseconds, virtual milliseconds, calls of the Windows API) of a stop past a silent radio."""
         rounds = [[int(number) for number in
-                   self._output(self.tools / "bench_lives", "radio", self._tablet("already-deployed", True)).split()]
+                   self._output(self.tools / "bench_runs", "radio", self._tablet("already-deployed", True)).split()]
                   for _ in range(self.rounds)]
         return statistics.median(cpu for cpu, _, _ in rounds) / 1e6, rounds[0][1], rounds[0][2]
 
     def parked(self):
         """(calls in a day, movements of the clock, KB before the service starts, KB when it has settled)"""
         return [int(number) for number in
-                self._output(self.tools / "bench_lives", "park", self._tablet("already-deployed", True)).split()]
+                self._output(self.tools / "bench_runs", "park", self._tablet("already-deployed", True)).split()]
 
     def lives(self, shrink):
         """Rows of (kind of life, lives, those that hang, lives in a second of CPU time): one core, the small twin."""

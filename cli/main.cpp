@@ -10,13 +10,13 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/base/console.h"
+#include "cli/base/exit_code.h"
+#include "cli/base/work_folder.h"
 #include "cli/commands/command.h"
-#include "cli/console.h"
-#include "cli/exit_code.h"
 #include "cli/program_docs.h"
-#include "cli/work_folder.h"
-#include "tablet/input_error.h"
-#include "tablet/nearest.h"
+#include "sim/tablet/base/input_error.h"
+#include "sim/tablet/base/nearest.h"
 
 namespace {
 

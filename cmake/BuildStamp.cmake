@@ -15,5 +15,5 @@ if(WIN32)
     set(driver_date "${CMAKE_MATCH_3}")
   endif()
 endif()
-set_source_files_properties(service/build_stamp.cpp PROPERTIES COMPILE_DEFINITIONS
+set_source_files_properties(vantord/service/build_stamp.cpp PROPERTIES COMPILE_DEFINITIONS
   "VANTORD_BUILD_DATE=\"${build_date}\";VANTORD_BUILD_TIME=\"${build_time}\"")

@@ -10,7 +10,7 @@ if(NOT Python3_FOUND OR NOT VANTORD_SYMBOLS)
 endif()
 set(package_folder ${PROJECT_BINARY_DIR}/package)
 set(symbols $<TARGET_FILE_DIR:Vantord>/${VANTORD_SYMBOLS})
-file(GLOB_RECURSE package_inputs CONFIGURE_DEPENDS package/*.py package/*.reg common/*.cpp common/*.h)
+file(GLOB_RECURSE package_inputs CONFIGURE_DEPENDS package/*.py package/*.reg vantord/common/*.cpp vantord/common/*.h)
 add_custom_command(OUTPUT ${package_folder}/SHA256SUMS
   COMMAND Python3::Interpreter -B ${PROJECT_SOURCE_DIR}/package/make_package.py ${package_folder}
     --program $<TARGET_FILE:Vantord> --symbols ${symbols} --inf ${PROJECT_BINARY_DIR}/vantord.inf

@@ -7,7 +7,7 @@ them. Which GUIDs there are, and under which number, is read from the sources; a
 import re
 from dataclasses import dataclass
 
-LOG = "common/diagnostic_log.cpp"
+LOG = "vantord/common/diagnostic_log.cpp"
 GUID = re.compile(
     r"constexpr GUID (k\w+Messages) = \{0x([0-9A-F]{8}), 0x([0-9A-F]{4}), 0x([0-9A-F]{4}),\s*"
     r"\{((?:0x[0-9A-F]{2}(?:, )?){8})\}\};",
@@ -38,9 +38,9 @@ def _guid(first, second, third, rest):
 
 def control_guid(root):
     """The GUID under which a trace session enables the service's messages."""
-    match = CONTROL.search((root / "common/trace_provider.h").read_text())
+    match = CONTROL.search((root / "vantord/common/trace_provider.h").read_text())
     if not match:
-        raise DriftError("common/trace_provider.h: no kTraceControlGuid")
+        raise DriftError("vantord/common/trace_provider.h: no kTraceControlGuid")
     return _guid(*match.groups())
 
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "cli/bundle_commands.h"
+#include "cli/bundle/bundle_commands.h"
 #include "cli/commands/list.h"
 
 namespace cli {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/console.h"
+#include "cli/base/console.h"
 
 namespace cli {
 

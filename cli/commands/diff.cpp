@@ -1,5 +1,5 @@
 #include "cli/commands/list.h"
-#include "cli/diff_command.h"
+#include "cli/compare/diff_command.h"
 
 namespace cli {
 

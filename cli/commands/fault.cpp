@@ -2,9 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/base/exit_code.h"
 #include "cli/commands/list.h"
-#include "cli/exit_code.h"
-#include "tablet/fault_catalog.h"
+#include "sim/tablet/kernel/fault_catalog.h"
 
 namespace cli {
 

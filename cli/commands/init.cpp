@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
+#include "cli/base/exit_code.h"
 #include "cli/commands/list.h"
-#include "cli/exit_code.h"
-#include "cli/samples.h"
+#include "cli/samples/samples.h"
 
 namespace cli {
 

@@ -1,6 +1,6 @@
+#include "cli/archive/lint_command.h"
 #include "cli/commands/list.h"
 #include "cli/commands/patience.h"
-#include "cli/lint_command.h"
 
 namespace cli {
 

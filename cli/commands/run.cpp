@@ -1,9 +1,9 @@
+#include "cli/base/exit_code.h"
 #include "cli/commands/list.h"
 #include "cli/commands/patience.h"
-#include "cli/exit_code.h"
-#include "cli/run_command.h"
-#include "tablet/fault_catalog.h"
-#include "tablet/input_error.h"
+#include "cli/run/run_command.h"
+#include "sim/tablet/base/input_error.h"
+#include "sim/tablet/kernel/fault_catalog.h"
 
 namespace cli {
 
@@ -41,7 +41,7 @@ class RunCommand : public Command {
                    "what is on disk, without faults")
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
-    app.add_flag("--whole-life", options_.whole_life,
+    app.add_flag("--full-timeline", options_.full_timeline,
                  "let everything happen that a service meets, where the tablet has no timeline of its own");
     app.add_flag("--stop-early", options_.stop_early, "send the stop as soon as the service runs");
     app.add_flag("--realtime", options_.realtime, "let the tablet's clock wait instead of jumping");

@@ -1,5 +1,5 @@
 #include "cli/commands/list.h"
-#include "cli/select_command.h"
+#include "cli/select/select_command.h"
 
 namespace cli {
 

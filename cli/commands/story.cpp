@@ -1,5 +1,5 @@
 #include "cli/commands/list.h"
-#include "cli/story_command.h"
+#include "cli/story/story_command.h"
 
 namespace cli {
 

@@ -1,11 +1,11 @@
-#include "cli/sweep_command.h"
+#include "cli/sweep/sweep_command.h"
 
 #include <fmt/format.h>
 
 #include <charconv>
 
+#include "cli/base/exit_code.h"
 #include "cli/commands/list.h"
-#include "cli/exit_code.h"
 
 namespace cli {
 
@@ -32,18 +32,18 @@ class SweepCommand : public Command {
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder")->required();
-    app.add_option("--pairs", options_.plan.pairs, "lives in which two calls fail, drawn by --seed")
+    app.add_option("--pairs", options_.plan.pairs, "runs in which two calls fail, drawn by --seed")
         ->type_name("N")
         ->capture_default_str();
-    app.add_option("--schedules", options_.plan.schedules, "lives in another order of threads, drawn by --seed")
+    app.add_option("--schedules", options_.plan.schedules, "runs in another order of threads, drawn by --seed")
         ->type_name("N")
         ->capture_default_str();
     app.add_option("--seed", options_.plan.seed, "what draws them")->capture_default_str();
     app.add_option("--only", only_, "of these kinds only: fault, pair, cut or schedule")
         ->type_name("KIND")
         ->check(CLI::IsMember({"fault", "pair", "cut", "schedule"}));
-    app.add_option("--shard", shard_, "every N-th life only, beginning with the I-th")->type_name("I/N");
-    app.add_option("--jobs,-j", options_.farm.workers, "lives at the same time; 0: one on each processor")
+    app.add_option("--shard", shard_, "every N-th run only, beginning with the I-th")->type_name("I/N");
+    app.add_option("--jobs,-j", options_.farm.workers, "runs at the same time; 0: one on each processor")
         ->capture_default_str();
     auto* const json = app.add_flag("--json", options_.json, "one JSON document and nothing else");
     app.add_flag("--cut-table", options_.cut_table,

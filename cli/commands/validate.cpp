@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "cli/base/exit_code.h"
+#include "cli/base/json_text.h"
 #include "cli/commands/list.h"
-#include "cli/exit_code.h"
-#include "cli/json_text.h"
-#include "cli/validation.h"
+#include "cli/validate/validation.h"
 
 namespace cli {
 

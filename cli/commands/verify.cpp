@@ -1,6 +1,6 @@
 #include "cli/commands/list.h"
 #include "cli/commands/patience.h"
-#include "cli/verify_command.h"
+#include "cli/compare/verify_command.h"
 
 namespace cli {
 

@@ -71,7 +71,7 @@ TEST_F(Services, AStatusBufferThatIsTooSmallIsToldTheSize) {
   EXPECT_EQ(needed, 36u);
 }
 
-/// The whole life of the partner in one test: what one leaves running, the next would find.
+/// The whole run of the partner in one test: what one leaves running, the next would find.
 TEST_F(Services, APartnerIsStartedOnceControlledAndStopped) {
   SERVICE_STATUS status = {};
   EXPECT_EQ(Query().dwCurrentState, DWORD{SERVICE_STOPPED});

@@ -1,12 +1,12 @@
-// Tests of conformance: one body, two worlds. The calls of the Windows API that platform/win32 stands in for are held
+// Tests of conformance: one body, two worlds. The calls of the Windows API that sim/winapi stands in for are held
 // against the simulated tablet and, built for Windows, against Wine, which nobody here wrote. A body says what Windows
-// documents. Where the two differ it says so with Differs, by the name of a row of platform/README.md.
+// documents. Where the two differ it says so with Differs, by the name of a row of sim/winapi/README.md.
 #pragma once
 
 #include <windows.h>
 
-// Stands in tablet/ or in windows/: the include path of the build decides.
-#include <world_base.h>
+// world_tablet.h or world_windows.h: the build decides.
+#include WORLD_HEADER
 
 #include <string>
 

@@ -9,10 +9,10 @@
 #include <fstream>
 #include <random>
 
-#include "tablet/text.h"
+#include "sim/tablet/base/text.h"
 #include "tests/differential/facts.h"
 #include "tests/testing/tablet_fixture.h"
-#include "unzip/unzip.h"
+#include "vantord/unzip/unzip.h"
 
 namespace differential {
 namespace {

@@ -12,8 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tablet/text.h"
-#include "unzip/entry_name.h"
+#include "sim/tablet/base/text.h"
+#include "vantord/unzip/entry_name.h"
 
 namespace differential {
 

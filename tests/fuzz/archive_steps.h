@@ -6,7 +6,7 @@
 #include <span>
 
 #include "tests/fuzz/harness.h"
-#include "unzip/zip_reader.h"
+#include "vantord/unzip/zip_reader.h"
 
 namespace fuzzing {
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tests/fuzz/harness.h"
-#include "unzip/entry_name.h"
+#include "vantord/unzip/entry_name.h"
 
 using namespace fuzzing;
 

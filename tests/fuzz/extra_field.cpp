@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "tests/fuzz/harness.h"
-#include "unzip/entry_facts.h"
+#include "vantord/unzip/entry_facts.h"
 
 using namespace fuzzing;
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "tablet/tablet.h"
+#include "sim/tablet/machine/tablet.h"
 
 /// One execution over `size` bytes. Answers 0; a finding ends the process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

@@ -1,9 +1,9 @@
 // The reader of .reg files. What it takes is written and read again; what it refuses has changed nothing.
-#include "tablet/reg_text.h"
+#include "sim/tablet/registry/reg_text.h"
 
 #include <string>
 
-#include "tablet/input_error.h"
+#include "sim/tablet/base/input_error.h"
 #include "tests/fuzz/harness.h"
 
 using namespace fuzzing;

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "tablet/description.h"
-#include "tablet/input_error.h"
+#include "sim/tablet/base/input_error.h"
+#include "sim/tablet/description/description.h"
 #include "tests/fuzz/harness.h"
 
 using namespace fuzzing;

@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <string>
 
-#include "common/wide_format.h"
-#include "tablet/drive_path.h"
-#include "tablet/text.h"
+#include "sim/tablet/base/text.h"
+#include "sim/tablet/drive/drive_path.h"
 #include "tests/fuzz/archive_steps.h"
-#include "unzip/unzip.h"
+#include "vantord/common/wide_format.h"
+#include "vantord/unzip/unzip.h"
 
 using namespace fuzzing;
 

@@ -2,11 +2,12 @@
 
 #include <cstdlib>
 
+#include "cli/base/service_facts.h"
+
 namespace testing_support {
 
 namespace {
 constexpr tablet::FileTicks kMorningOfMarch2 = tablet::kUnixEpoch + 1'772'438'400ULL * tablet::kTicksPerSecond;
-constexpr const char* kServiceProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
 }  // namespace
 
 ScratchFolder::ScratchFolder() {
@@ -36,7 +37,7 @@ void TabletTest::PowerOn(const tablet::Description& description, tablet::Schedul
   folder_ = std::make_unique<ScratchFolder>();
   machine_ = std::make_unique<tablet::Tablet>(description, folder_->path(), options);
   machine_->journal().WantCalls(true);
-  if (description.trace_collected) machine_->trace().Collect(*tablet::Guid::Parse(kServiceProvider), 1, 5);
+  if (description.trace_collected) machine_->trace().Collect(*tablet::Guid::Parse(service_facts::kTraceProvider), 1, 5);
 }
 
 std::vector<std::string> TabletTest::formatted() {

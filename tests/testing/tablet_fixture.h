@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tablet/tablet.h"
+#include "sim/tablet/machine/tablet.h"
 
 namespace testing_support {
 

@@ -1,4 +1,4 @@
-"""The explained differences: the table of platform/README.md, which people read and the tests go by.
+"""The explained differences: the table of sim/winapi/README.md, which people read and the tests go by.
 
 A row's texts are whole messages in which `*` stands for anything, `{digits}` for a number, and `{same}` for words that
 must be the same in both worlds; `-` means that this world says nothing of the kind.

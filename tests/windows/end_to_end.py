@@ -1,4 +1,4 @@
-"""Lives of the shipped Vantord.exe under a real service manager, registry and file system."""
+"""Runs of the shipped Vantord.exe under a real service manager, registry and file system."""
 
 import datetime
 import hashlib
@@ -15,7 +15,7 @@ import provision
 from lives import MODEM, PARAMETERS, SERVICE_KEY, STOP_POWER_PRESHUTDOWN, EverySample, ModemSample, SampleTest
 from tablet_folder import DIRECTORY, HIDDEN, READ_ONLY
 
-sys.path.append(str(Path(__file__).resolve().parents[1] / "package"))
+sys.path.append(str(Path(__file__).resolve().parent / "package"))
 from inf import Inf  # noqa: E402
 
 MODEM_CORE = "windows\\system32\\modem_core"

@@ -28,7 +28,7 @@ def main(arguments):
         return 77
     with run.sole_user((options.work or options.build / "wine").resolve()):
         world = run.make_world(options, wine)
-        led = machine.lead(Resting.sample, lambda: lives.Lives(world, Resting))
+        led = machine.lead(Resting.sample, lambda: lives.Runs(world, Resting))
     print(json.dumps(led.windows.memory, indent=1))
     return 0
 

@@ -32,10 +32,10 @@ class World:
     build: Path  # where Vantord.exe was built
     programs: provision.Programs
     vantord_tablet: Path
-    readme: Path  # platform/README.md
+    readme: Path  # sim/winapi/README.md
 
 
-class Lives:
+class Runs:
     """The lives of one sample, led when the first test asks for them. Without another word the last one is meant."""
 
     def __init__(self, world, suite):
@@ -105,7 +105,7 @@ class SampleTest(unittest.TestCase):
         cls = type(self)
         if cls._lives is None:
             try:
-                cls._lives = machine.lead(cls.called or cls.sample, lambda: Lives(cls.world, cls))
+                cls._lives = machine.lead(cls.called or cls.sample, lambda: Runs(cls.world, cls))
             except Exception as error:  # noqa: BLE001 - told by each test of the class
                 cls._lives = error
         if isinstance(cls._lives, Exception):

@@ -127,7 +127,7 @@ def make_world(options, wine):
             need(options.build / "beside", "./dev windows builds it"),
         ),
         vantord_tablet=need(options.hosted / "vantord-tablet", "./dev build builds it"),
-        readme=PROJECT / "platform" / "README.md",
+        readme=PROJECT / "sim" / "winapi" / "README.md",
     )
 
 

@@ -120,7 +120,7 @@ class TheTable(unittest.TestCase):
 
 class TheTableOfCalls(unittest.TestCase):
     def test_it_lists_exactly_what_the_tests_of_conformance_expect(self):
-        text = (PROJECT / "platform" / "README.md").read_text().partition("## One call, two worlds\n")[2]
+        text = (PROJECT / "sim" / "winapi" / "README.md").read_text().partition("## One call, two worlds\n")[2]
         listed = re.findall(r"^\| `([\w-]+)` \|", text.split("\n## ")[0], re.M)
         sources = "".join(file.read_text() for file in sorted((PROJECT / "tests" / "conformance").glob("*_test.cpp")))
         expected = set(re.findall(r'\bDiffers(?:<[\w:]+>)?\(\s*"([\w-]+)"', sources))

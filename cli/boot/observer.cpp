@@ -1,0 +1,188 @@
+#include "cli/boot/observer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "cli/boot/call_text.h"
+#include "sim/tablet/base/text.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::string_view kModemArchives = "\\modem_core\\";
+
+std::string LastPart(std::string_view path) { return std::string(path.substr(path.find_last_of('\\') + 1)); }
+
+bool IsArchive(std::string_view path) {
+  return ContainsIgnoringCase(path, kModemArchives) ||
+         (ContainsIgnoringCase(path, "\\ToastGenerator\\") && ContainsIgnoringCase(path, ".zip"));
+}
+
+/// Values as people read them.
+std::string Show(const tablet::RegistryValue& value) {
+  if (value.type == tablet::kTypeDword && value.data.size() == 4) {
+    return fmt::format("{}", value.data[0] | value.data[1] << 8 | value.data[2] << 16 |
+                                 static_cast<std::uint32_t>(value.data[3]) << 24);
+  }
+  if (value.type == tablet::kTypeText || value.type == tablet::kTypeExpandText) {
+    return tablet::ToUtf8(tablet::TextOf(value));
+  }
+  return fmt::format("{} bytes of type {}", value.data.size(), value.type);
+}
+
+std::string Show(const tablet::FirmwareVariable& variable) {
+  std::string text(variable.data.begin(), variable.data.end());
+  text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+  bool const plain = std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+  return plain ? text : fmt::format("{} bytes", variable.data.size());
+}
+
+/// Registry values that bear on whether and what to deploy.
+bool IsOfInterest(std::string_view key, std::string_view value) {
+  static constexpr std::array<std::string_view, 3> kValues{"Distribute", "ModemImageID", "AmssFwImagePath"};
+  bool const map = ContainsIgnoringCase(key, "\\Parameters\\CSC") || ContainsIgnoringCase(key, "\\Parameters\\ImageID");
+  return map || std::find(kValues.begin(), kValues.end(), value) != kValues.end();
+}
+
+/// The maps are the keys below the service's parameters.
+bool IsMap(const LookUp& look_up) { return ContainsIgnoringCase(look_up.key, "\\Parameters\\"); }
+
+}  // namespace
+
+Observer::Observer(TabletRun& run) : machine_(run.machine()) {
+  tablet::Tablet& machine = machine_;
+  machine.journal().WantCalls(true);
+  machine.journal().Listen([this](const tablet::Event& event) { OnEvent(event); });
+  machine.registry().on_query = [this](std::u16string_view key, std::u16string_view value, tablet::WinError result,
+                                       const tablet::RegistryValue& data) { OnQuery(key, value, result, data); };
+  machine.firmware().on_find = [this](const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable) {
+    OnFirmware(key, variable);
+  };
+  machine.drive().on_read = [this](const std::u16string& path, std::uint64_t, std::uint64_t count) {
+    OnRead(path, count);
+  };
+}
+
+void Observer::OnEvent(const tablet::Event& event) {
+  if (const auto* call = std::get_if<tablet::CallEvent>(&event.what)) OnCall(*call);
+  if (const auto* message = std::get_if<tablet::TraceEvent>(&event.what)) OnMessage(*message);
+}
+
+void Observer::OnCall(const tablet::CallEvent& call) {
+  if (call.name == "CreateFileW") {
+    std::string const path = FirstQuoted(call.args);
+    if (IsArchive(path)) {
+      bool const opened = call.result != "0xffffffffffffffff";
+      archives_.push_back({.path = path,
+                           .opened = opened,
+                           .error = opened ? 0 : call.last_error,
+                           .unreadable = false,
+                           .entries = 0,
+                           .failures = {}});
+    } else if (!archives_.empty()) {
+      extracting_ = path;
+    }
+  }
+  // Only behind a complete extraction the service goes to its parameters to settle the request for it.
+  bool const parameters =
+      call.name == "RegOpenKeyExW" && ContainsIgnoringCase(call.args, "Services\\Vantord\\Parameters\"");
+  if (parameters && ModemArchive() != nullptr && ModemArchive()->opened) request_settled_ = true;
+}
+
+void Observer::OnMessage(const tablet::TraceEvent& message) {
+  if (!archives_.empty() && message.text.find("Failure in Unzipping") != std::string::npos) {
+    archives_.back().unreadable = true;
+  }
+  constexpr std::string_view kStatus = "Unzipping status ";
+  std::size_t const at = message.text.find(kStatus);
+  if (at == std::string::npos || archives_.empty()) return;
+  ArchiveUse& archive = archives_.back();
+  ++archive.entries;
+  std::string const code = message.text.substr(at + kStatus.size());
+  if (code != "0") archive.failures.push_back(fmt::format("{}: 0x{}", extracting_, code));
+}
+
+void Observer::OnQuery(std::u16string_view key, std::u16string_view value, tablet::WinError result,
+                       const tablet::RegistryValue& data) {
+  std::string const key_name = tablet::ToUtf8(key);
+  std::string const value_name = tablet::ToUtf8(value);
+  if (!IsOfInterest(key_name, value_name)) return;
+  std::optional<std::string> found;
+  if (result == tablet::kSuccess) found = Show(data);
+  Note({LookUp::Store::kRegistry, key_name, value_name, std::move(found)});
+}
+
+void Observer::OnFirmware(const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable) {
+  std::optional<std::string> found;
+  if (variable != nullptr) found = Show(*variable);
+  Note({LookUp::Store::kFirmware, {}, tablet::ToUtf8(key.name), std::move(found)});
+}
+
+void Observer::Note(LookUp look_up) {
+  // Sizes and attempts are asked for again and again; the last answer counts.
+  auto const same = std::find_if(look_ups_.begin(), look_ups_.end(), [&](const LookUp& seen) {
+    return seen.store == look_up.store && seen.key == look_up.key && seen.name == look_up.name;
+  });
+  if (same == look_ups_.end()) {
+    look_ups_.push_back(std::move(look_up));
+  } else {
+    same->found = std::move(look_up.found);
+  }
+}
+
+void Observer::OnRead(const std::u16string& path, std::uint64_t count) {
+  if (!on_progress) return;
+  if (path != read_path_) {
+    read_path_ = path;
+    read_size_ = machine_.drive().Facts(path).size;
+    read_done_ = 0;
+  }
+  // Headers are read byte by byte and again and again; what is read in large pieces is data, and read once.
+  constexpr std::uint64_t kSmallestPiece = 2048;
+  if (count < kSmallestPiece) return;
+  read_done_ += count;
+  on_progress(tablet::ToUtf8(path), read_done_, read_size_);
+}
+
+const ArchiveUse* Observer::ModemArchive() const {
+  auto const archive = std::find_if(archives_.rbegin(), archives_.rend(), [](const ArchiveUse& use) {
+    return ContainsIgnoringCase(use.path, kModemArchives);
+  });
+  return archive == archives_.rend() ? nullptr : &*archive;
+}
+
+std::string Observer::WhyThisArchive() const {
+  const ArchiveUse* archive = ModemArchive();
+  if (archive == nullptr) return "the service went for no archive";
+  for (const LookUp& look_up : look_ups_) {
+    if (IsMap(look_up) && look_up.found)
+      return fmt::format("{} maps {} to {}", look_up.key, look_up.name, *look_up.found);
+  }
+  return fmt::format("nothing that was looked up names an archive, {} is the service's default",
+                     LastPart(archive->path));
+}
+
+Deployment Observer::Outcome() const {
+  const ArchiveUse* archive = ModemArchive();
+  if (archive == nullptr) {
+    if (look_ups_.empty()) return {false, "the service ended before it came to the firmware"};
+    std::string seen;
+    for (const LookUp& look_up : look_ups_) {
+      std::string const found = look_up.found ? "is " + *look_up.found : "is not set";
+      std::string const place = look_up.key.empty() ? std::string{} : LastPart(look_up.key) + "\\";
+      seen += fmt::format("{}{}{} {}", seen.empty() ? "" : ", ", place, look_up.name, found);
+    }
+    return {false, "no archive was opened: " + seen};
+  }
+  if (!archive->opened) return {false, fmt::format("{} could not be opened, error {}", archive->path, archive->error)};
+  if (request_settled_) return {true, fmt::format("{} was extracted completely", archive->path)};
+  if (archive->unreadable) return {false, fmt::format("{} is no archive that the service can read", archive->path)};
+  if (archive->failures.empty()) return {false, fmt::format("the extraction of {} was not completed", archive->path)};
+  return {false, fmt::format("{} of {} entries of {} failed, the first: {}", archive->failures.size(), archive->entries,
+                             archive->path, archive->failures.front())};
+}
+
+}  // namespace cli

@@ -1,0 +1,194 @@
+#include "cli/select/selection_matrix.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "cli/base/exit_code.h"
+#include "cli/base/table.h"
+#include "cli/boot/changes.h"
+#include "sim/tablet/base/text.h"
+#include "sim/tablet/folder/folder.h"
+
+namespace cli {
+
+namespace {
+
+using nlohmann::ordered_json;
+using Style = Console::Style;
+
+constexpr std::u16string_view kServiceKey = u"SYSTEM\\CurrentControlSet\\Services\\Vantord";
+constexpr std::u16string_view kCscMapKey = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC";
+constexpr std::u16string_view kIdMapKey = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\ImageID";
+constexpr std::u16string_view kArchivesPattern = u"c:\\windows\\system32\\modem_core\\*";
+constexpr std::u16string_view kImageIdValue = u"ModemImageID";
+
+tablet::FirmwareKey SalesCodeKey() {
+  return {u"SALES_CODE", *tablet::Guid::Parse("9806d87d-b4fb-4d02-97d2-8597337abc83")};
+}
+tablet::FirmwareKey ImageIdKey() {
+  return {u"ModemImageID", *tablet::Guid::Parse("B61EB57B-80E6-491C-AFCA-45FF77702391")};
+}
+
+/// The bytes of a code in firmware. An empty one is a byte of 0: a variable without data cannot be read.
+std::vector<std::uint8_t> BytesOf(const std::u16string& name) {
+  std::string const text = tablet::ToUtf8(name);
+  if (text.empty()) return {0};
+  return {text.begin(), text.end()};
+}
+
+void Forget(tablet::Tablet& machine) {
+  machine.firmware().Remove(SalesCodeKey());
+  machine.firmware().Remove(ImageIdKey());
+  machine.registry().RemoveValue(kServiceKey, kImageIdValue);
+}
+
+/// Whether the choice was made by this very entry.
+bool IsBy(const Decision& decision, Origin map, const std::u16string& name) {
+  const Source* const decider = decision.Decider();
+  return decider != nullptr && decider->origin == map && tablet::EqualIgnoringCase(tablet::ToUtf16(decider->key), name);
+}
+
+/// What the first place that was asked and gave nothing says.
+std::string WhyNot(const Decision& decision, Origin map) {
+  for (const Source& source : decision.sources) {
+    if (source.origin != map && source.asked && source.error != 0 && source.origin != Origin::kDefault &&
+        source.found) {
+      return source.remark;
+    }
+  }
+  const Source& asked = decision.sources[static_cast<std::size_t>(map)];
+  if (asked.asked) return fmt::format("looked up as \"{}\"", asked.key);
+  return "no tablet asks for it";
+}
+
+void Complete(MatrixRow& row, const Decision& decision, Origin map, const std::u16string& name,
+              const tablet::Drive& drive) {
+  row.reachable = IsBy(decision, map, name);
+  row.cut = row.reachable && decision.cut;
+  row.archive = decision.name;
+  row.file = FindArchive(drive, decision.path);
+  if (!row.reachable) row.remark = "never used: " + WhyNot(decision, map);
+}
+
+MatrixRow RowOfCode(const std::filesystem::path& folder, const std::u16string& name, const tablet::Drive& drive) {
+  MatrixRow row;
+  row.name = tablet::ToUtf8(name);
+  Decision const decision = Decide(folder, [&](tablet::Tablet& machine) {
+    Forget(machine);
+    machine.firmware().Put(SalesCodeKey(), BytesOf(name));
+  });
+  Complete(row, decision, Origin::kCscMap, name, drive);
+  return row;
+}
+
+MatrixRow RowOfId(const std::filesystem::path& folder, const std::u16string& name, const tablet::Drive& drive) {
+  MatrixRow row;
+  row.origin = Origin::kRegistryId;
+  row.name = tablet::ToUtf8(name);
+  Decision const by_registry = Decide(folder, [&](tablet::Tablet& machine) {
+    Forget(machine);
+    machine.registry().PutText(kServiceKey, kImageIdValue, name);
+  });
+  Complete(row, by_registry, Origin::kIdMap, name, drive);
+  if (row.reachable) return row;
+  Decision const by_firmware = Decide(folder, [&](tablet::Tablet& machine) {
+    Forget(machine);
+    machine.firmware().Put(ImageIdKey(), BytesOf(name));
+  });
+  if (!IsBy(by_firmware, Origin::kIdMap, name)) return row;
+  Complete(row, by_firmware, Origin::kIdMap, name, drive);
+  row.remark = "by an ID in firmware only";
+  return row;
+}
+
+std::vector<std::string> Unnamed(const SelectionMatrix& matrix, const tablet::Drive& drive) {
+  std::set<std::u16string> named;
+  for (const MatrixRow& row : matrix.rows) named.insert(tablet::FoldCase(tablet::ToUtf16(row.archive)));
+  std::vector<tablet::FileFacts> files;
+  std::vector<std::string> unnamed;
+  if (drive.Find(kArchivesPattern, files) != tablet::kSuccess) return unnamed;
+  for (const tablet::FileFacts& file : files) {
+    bool const folder = (file.attributes & tablet::kAttributeDirectory) != 0;
+    if (!folder && !named.contains(tablet::FoldCase(file.name))) unnamed.push_back(tablet::ToUtf8(file.name));
+  }
+  return unnamed;
+}
+
+std::string_view WordOf(Origin origin) {
+  if (origin == Origin::kSalesCode) return "sales code";
+  return origin == Origin::kRegistryId ? "image ID" : "neither";
+}
+
+}  // namespace
+
+SelectionMatrix MakeMatrix(const std::filesystem::path& folder, const tablet::Drive& drive) {
+  tablet::Registry registry;
+  tablet::ReadRegistryFolder(folder, registry);
+  SelectionMatrix matrix;
+  auto const entry = [&](MatrixRow row, std::u16string_view map, const std::u16string& name) {
+    row.entry = ShowValue(*registry.Get(map, name));
+    if (row.cut) row.remark = fmt::format("cut to \"{}\": names have 9 characters at most", row.archive);
+    matrix.rows.push_back(std::move(row));
+  };
+  for (const std::u16string& name : registry.ValueNames(kCscMapKey)) {
+    entry(RowOfCode(folder, name, drive), kCscMapKey, name);
+  }
+  for (const std::u16string& name : registry.ValueNames(kIdMapKey)) {
+    entry(RowOfId(folder, name, drive), kIdMapKey, name);
+  }
+  MatrixRow rest;
+  rest.origin = Origin::kDefault;
+  Decision const decision = Decide(folder, Forget);
+  rest.archive = decision.name;
+  rest.file = FindArchive(drive, decision.path);
+  rest.reachable = decision.Decider() != nullptr && decision.Decider()->origin == Origin::kDefault;
+  matrix.rows.push_back(std::move(rest));
+  matrix.unnamed = Unnamed(matrix, drive);
+  return matrix;
+}
+
+void Print(Console& console, const std::string& tablet, const SelectionMatrix& matrix) {
+  Table table(console);
+  table.Row("Tablet", tablet);
+  console.Line("");
+  console.Line(console.Styled(Style::kStrong, fmt::format("{:<10}  {:<12}  {:<16}  {:<10}  {}", "a tablet's", "is",
+                                                          "the map has", "it gets", "which is")));
+  for (const MatrixRow& row : matrix.rows) {
+    std::string const presence = row.file.present  ? fmt::format("there, {}", HumanBytes(row.file.bytes))
+                                 : row.file.folder ? "a folder"
+                                                   : "missing";
+    std::string line = fmt::format("{:<10}  {:<12}  {:<16}  {:<10}  {}", WordOf(row.origin), row.name, row.entry,
+                                   row.archive, presence);
+    if (!row.remark.empty()) line += "; " + row.remark;
+    Style const style = !row.reachable ? Style::kDim : row.file.present ? Style::kPlain : Style::kBad;
+    console.Line(console.Styled(style, line));
+  }
+  if (matrix.unnamed.empty()) return;
+  console.Line("");
+  Paragraph(table, "Unused", matrix.unnamed, "", [](const auto& name) { return name + ": nothing leads to it"; });
+}
+
+ordered_json ToJson(const std::string& tablet, const SelectionMatrix& matrix) {
+  ordered_json rows = ordered_json::array();
+  for (const MatrixRow& row : matrix.rows) {
+    std::string_view const by = row.origin == Origin::kRegistryId ? "image_id" : IdOf(row.origin);
+    ordered_json out{{"by", by}, {"name", nullptr}, {"entry", nullptr}};
+    if (row.origin != Origin::kDefault) {
+      out["name"] = row.name;
+      out["entry"] = row.entry;
+    }
+    out["archive"] = row.archive;
+    out["present"] = row.file.present;
+    out["bytes"] = row.file.bytes;
+    out["cut"] = row.cut;
+    out["reachable"] = row.reachable;
+    out["remark"] = row.remark;
+    rows.push_back(std::move(out));
+  }
+  return {
+      {"schema", 1}, {"exit_code", kDone}, {"tablet", tablet}, {"matrix", std::move(rows)}, {"unused", matrix.unnamed}};
+}
+
+}  // namespace cli

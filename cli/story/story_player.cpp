@@ -1,0 +1,333 @@
+#include "cli/story/story_player.h"
+
+#include <fmt/format.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+
+#include "cli/base/work_folder.h"
+#include "cli/boot/changes.h"
+#include "cli/boot/tablet_run.h"
+#include "cli/output/story_teller.h"
+#include "cli/samples/samples.h"
+#include "cli/story/story_verbs.h"
+#include "sim/tablet/base/input_error.h"
+#include "sim/tablet/base/json_source.h"
+#include "sim/tablet/folder/folder.h"
+#include "sim/tablet/kernel/fault_catalog.h"
+#include "sim/tablet/registry/reg_text.h"
+
+namespace cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+/// A service that does not come to rest, as in first-boot setup that never ends, is left alone after this long.
+constexpr tablet::Millis kLongestWait = std::chrono::hours(1);
+
+// --- one run -----------------------------------------------------------------------------------------------------
+
+/// The build's own time would make each build tell another story.
+std::string WithoutBuildTime(std::string text) {
+  constexpr std::string_view kStart = "VantorService OnStart [";
+  if (text.starts_with(kStart) && text.ends_with(']')) text = std::string(kStart) + "BUILD DATE, BUILD TIME]";
+  return text;
+}
+
+/// A number above 0.
+std::optional<std::int64_t> WholeNumber(const std::string& text) {
+  std::int64_t number = 0;
+  auto const [last, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || last != text.data() + text.size() || number <= 0) return std::nullopt;
+  return number;
+}
+
+/// The verbs of one run, played in the process that is made for it.
+class RunPlayer {
+ public:
+  RunPlayer(const fs::path& folder, const fs::path& work)
+      : run_(tablet::ReadTabletFolder(folder), folder, work, {}),
+        teller_([this](const StoryLine& line) { Tell(line); }, false) {
+    run_.machine().journal().Listen([this](const tablet::Event& event) { teller_.Tell(event); });
+  }
+
+  TabletRun& run() { return run_; }
+
+  Lines Play(const StoryVerb& verb) {
+    lines_.clear();
+    if (verb.word == "show") {
+      Show(verb);
+    } else if (verb.word == "file") {
+      PutFile(verb);
+    } else if (verb.word == "fault") {
+      AddFault(verb);
+    } else if (verb.word == "cut") {
+      CutPower(verb);
+    } else {
+      Act(verb);
+    }
+    return std::exchange(lines_, {});
+  }
+
+  /// What there is to say of a service that hangs.
+  Lines HangingLines(const RunEnd& end) {
+    AfterEnd(end);
+    return std::exchange(lines_, {});
+  }
+
+ private:
+  void Tell(StoryLine line) {
+    if (quiet_ && (line.kind == "message" || line.kind.empty())) return;
+    line.text = WithoutBuildTime(std::move(line.text));
+    Add(Format(line));
+  }
+  void Add(std::string line) {
+    line.erase(line.find_last_not_of(' ') + 1);
+    lines_.push_back(std::move(line));
+  }
+  void AddFact(std::string_view kind, std::string_view text) { Add(fmt::format("{:>9}  {:<8}  {}", "", kind, text)); }
+
+  void Act(const StoryVerb& verb) {
+    bool const boots = verb.word == "boot";
+    if (boots == started_)
+      Refuse(verb, boots ? "the service was booted already" : "no service runs", "begin a run with \"boot\"");
+    if (over_) Refuse(verb, "the service has ended", "\"boot\" begins another run");
+    std::optional<RunEnd> end;
+    if (boots) {
+      if (!verb.rest.empty() && verb.rest != "quietly") {
+        Refuse(verb, fmt::format("\"{}\" is not known here", verb.rest), "write \"boot\" or \"boot quietly\"");
+      }
+      quiet_ = verb.rest == "quietly";
+      started_ = true;
+      run_.Start();
+      end = run_.RunUntilRest(run_.machine().scheduler().Now() + kLongestWait);
+    } else if (verb.word == "wait") {
+      auto const duration = WholeNumber(verb.rest);
+      if (!duration) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
+      end = run_.Advance(tablet::Millis(*duration));
+    } else {
+      run_.Happen(EventOf(verb));
+      end = run_.RunUntilRest(run_.machine().scheduler().Now() + kLongestWait);
+    }
+    teller_.Flush();
+    if (end) AfterEnd(*end);
+  }
+
+  void AfterEnd(const RunEnd& end) {
+    over_ = true;
+    teller_.Flush();
+    for (const std::string& call : run_.machine().faults().Unused()) AddFact("fault", "of " + call + " never came");
+    AddFact("end", end.message);
+    Changes const changes = ChangesOf(run_);
+    for (const std::string& line : Describe(changes.registry)) AddFact("registry", line);
+    for (const auto& change : changes.firmware) AddFact("firmware", Describe(change));
+    for (const auto& change : changes.files) AddFact("file", Describe(change, run_.machine().drive()));
+    if (changes.registry.empty() && changes.firmware.empty() && changes.files.empty()) AddFact("changes", "none");
+  }
+
+  void AddFault(const StoryVerb& verb) {
+    if (started_) Refuse(verb, "the tablet is on", "write faults before \"boot\"");
+    try {
+      run_.machine().faults().Add(tablet::ParseFault(verb.rest));
+    } catch (const tablet::InputError& error) {
+      Refuse(verb, error.problem(), error.next());
+    }
+  }
+
+  void CutPower(const StoryVerb& verb) {
+    if (started_) Refuse(verb, "the tablet is on", "write \"cut\" before \"boot\"");
+    auto const call = WholeNumber(verb.rest);
+    if (!call) Refuse(verb, fmt::format("\"{}\" is no number", verb.rest), "give the number of a call: cut 250");
+    run_.machine().scheduler().CutPowerAt(static_cast<std::uint64_t>(*call));
+  }
+
+  void PutFile(const StoryVerb& verb) {
+    auto const [path, text] = SplitPath(verb);
+    if (started_) Refuse(verb, "the tablet is on", "change files before \"boot\"");
+    if (path.empty() || text.empty())
+      Refuse(verb, "no path and text", "write: file C:\\folder\\name text, or - to remove it");
+    tablet::Drive& drive = run_.machine().drive();
+    if (text != "-") {
+      drive.Put(tablet::ToUtf16(path), std::vector<std::uint8_t>(text.begin(), text.end()));
+    } else if (drive.Exists(tablet::ToUtf16(path))) {
+      drive.Remove(tablet::ToUtf16(path));
+    } else {
+      Refuse(verb, fmt::format("there is no {}", path), "check the path");
+    }
+  }
+
+  void Show(const StoryVerb& verb) {
+    auto const [what, name] = Split(verb.rest);
+    if (what == "registry") {
+      ShowKey(verb, name);
+    } else if (what == "file") {
+      tablet::Drive& drive = run_.machine().drive();
+      std::u16string const path = tablet::ToUtf16(name);
+      if (!drive.Exists(path)) {
+        AddFact("file", name + " is not there");
+        return;
+      }
+      tablet::FileFacts const facts = drive.Facts(path);
+      AddFact("file", fmt::format("{}: attributes {:#x}, {} bytes", name, facts.attributes, facts.size));
+    } else if (what == "firmware") {
+      for (auto const& [key, variable] : run_.machine().firmware().variables()) {
+        std::string const text(variable.data.begin(), variable.data.end());
+        AddFact("firmware", fmt::format("{} = {:?}", tablet::ToUtf8(key.name), text));
+      }
+    } else if (what == "radio") {
+      const tablet::RadioProxy& radio = run_.machine().radio();
+      AddFact("radio", fmt::format("connections tried {}, commands {}, releases {}", radio.attempts(), radio.commands(),
+                                   radio.releases()));
+    } else {
+      Refuse(verb, fmt::format("\"{}\" cannot be shown", what),
+             "show registry KEY, show file PATH, show firmware or show radio");
+    }
+  }
+
+  void ShowKey(const StoryVerb& verb, const std::string& name) {
+    constexpr std::string_view kHive = "HKEY_LOCAL_MACHINE\\";
+    if (!name.starts_with(kHive)) Refuse(verb, "no key", "write: show registry HKEY_LOCAL_MACHINE\\...");
+    const tablet::Registry& registry = run_.machine().registry();
+    std::u16string const key = tablet::ToUtf16(name.substr(kHive.size()));
+    if (!registry.HasKey(key)) {
+      AddFact("registry", "there is no such key");
+      return;
+    }
+    for (const std::u16string& value : registry.ValueNames(key)) {
+      std::string const shown = value.empty() ? "@" : '"' + tablet::ToUtf8(value) + '"';
+      AddFact("registry", fmt::format("{}={}", shown, ShowValue(*registry.Get(key, value))));
+    }
+  }
+
+  TabletRun run_;
+  StoryTeller teller_;
+  Lines lines_;
+  bool started_ = false;
+  bool over_ = false;
+  bool quiet_ = false;  ///< messages are not told
+};
+
+void WriteAll(int pipe, const nlohmann::json& document) {
+  std::string const text = document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  for (std::size_t done = 0; done < text.size();) {
+    ssize_t const written = ::write(pipe, text.data() + done, text.size() - done);
+    if (written <= 0) return;
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+/// The child's side: plays a run, keeps the tablet as it ends, and answers with the lines of each verb.
+void PlayRun(std::span<const StoryVerb> verbs, const fs::path& folder, int pipe) {
+  nlohmann::json answer{{"lines", nlohmann::json::array()}};
+  try {
+    WorkFolder const work(folder / ".run");
+    tablet::CopyDrive(folder, work.path());
+    RunPlayer player(folder, work.path());
+    player.run().OnHang([&](const RunEnd& end) {
+      answer["lines"].push_back(player.HangingLines(end));
+      WriteAll(pipe, answer);
+      RemoveWorkFolders();
+      ::_exit(0);
+    });
+    for (const StoryVerb& verb : verbs) answer["lines"].push_back(player.Play(verb));
+    tablet::ReplaceState(folder, player.run().machine(), work.path());
+  } catch (const tablet::InputError& error) {
+    answer["error"] = {error.place(), error.problem(), error.next()};
+  }
+  WriteAll(pipe, answer);
+}
+
+std::string ReadAll(int pipe) {
+  std::string text;
+  std::array<char, 65536> buffer{};
+  for (;;) {
+    ssize_t const count = ::read(pipe, buffer.data(), buffer.size());
+    if (count <= 0) return text;
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::vector<Lines> PlayRunInChild(std::span<const StoryVerb> verbs, const fs::path& folder) {
+  std::array<int, 2> pipe{};
+  if (::pipe(pipe.data()) != 0) throw std::runtime_error("no pipe can be made");
+  pid_t const child = ::fork();
+  if (child < 0) throw std::runtime_error("no process can be made");
+  if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::close(pipe[0]);
+    PlayRun(verbs, folder, pipe[1]);
+    ::_exit(0);
+  }
+  ::close(pipe[1]);
+  std::string const text = ReadAll(pipe[0]);
+  ::close(pipe[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  nlohmann::json const answer = nlohmann::json::parse(text, nullptr, false);
+  if (answer.is_discarded() || status != 0) {
+    std::string const how = WIFSIGNALED(status) ? fmt::format("by signal {}", WTERMSIG(status))
+                                                : fmt::format("with exit code {}", WEXITSTATUS(status));
+    throw std::runtime_error(
+        fmt::format("the process of the run that begins in line {} ended {}", verbs.front().line, how));
+  }
+  if (answer.contains("error")) {
+    const auto& error = answer["error"];
+    throw tablet::InputError(error[0].get<std::string>(), error[1].get<std::string>(), error[2].get<std::string>());
+  }
+  auto lines = answer["lines"].get<std::vector<Lines>>();
+  lines.resize(verbs.size());
+  return lines;
+}
+
+std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
+  std::vector<Lines> told;
+  for (std::size_t i = 0; i < story.verbs.size();) {
+    const StoryVerb& verb = story.verbs[i];
+    if (!BelongsToRun(verb)) {
+      DoSetUp(verb, folder);
+      told.emplace_back();
+      ++i;
+      continue;
+    }
+    std::size_t end = i;
+    bool booted = false;
+    while (end < story.verbs.size() && BelongsToRun(story.verbs[end])) {
+      bool const boots = story.verbs[end].word == "boot";
+      if (booted && (boots || story.verbs[end].word == "file" || story.verbs[end].word == "fault" ||
+                     story.verbs[end].word == "cut"))
+        break;
+      booted = booted || boots;
+      ++end;
+    }
+    auto lines = PlayRunInChild(std::span(story.verbs).subspan(i, end - i), folder);
+    told.insert(told.end(), lines.begin(), lines.end());
+    i = end;
+  }
+  return told;
+}
+
+}  // namespace
+
+std::vector<Lines> PlayStory(const Story& story) {
+  WorkFolder const work = WorkFolder::Temporary();
+  try {
+    return PlayIn(story, work.path() / "tablet");
+  } catch (const tablet::InputError& error) {
+    throw tablet::InputError(fmt::format("{}: {}", story.file.string(), error.place()), error.problem(), error.next());
+  }
+}
+
+}  // namespace cli

@@ -1,0 +1,31 @@
+// What the verbs of a story say: their words taken apart, and what those do that act between two lives.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <utility>
+
+#include "cli/story/story_file.h"
+#include "sim/tablet/machine/timeline.h"
+
+namespace cli {
+
+/// Throws InputError with the verb's place.
+[[noreturn]] void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next);
+
+/// Rest of a verb as a first word and what follows.
+std::pair<std::string, std::string> Split(const std::string& rest);
+
+/// Rest of a verb as a path, quoted where it holds blanks, and what follows.
+std::pair<std::string, std::string> SplitPath(const StoryVerb& verb);
+
+/// The machine event of a verb; devices may name their class behind the link.
+tablet::TimelineEvent EventOf(const StoryVerb& verb);
+
+/// Whether the verb acts on a powered-on tablet; each "boot" begins another run.
+bool BelongsToRun(const StoryVerb& verb);
+
+/// Does a verb that belongs to no run: "tablet", "set", "registry", "firmware".
+void DoSetUp(const StoryVerb& verb, const std::filesystem::path& folder);
+
+}  // namespace cli

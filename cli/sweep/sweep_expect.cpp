@@ -1,0 +1,136 @@
+#include "cli/sweep/sweep_expect.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "cli/sweep/sweep_state.h"
+#include "sim/tablet/base/text.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::u16string_view kTarget = u"C:\\Windows\\System32\\";
+constexpr std::u16string_view kToastTarget = u"C:\\Windows\\ToastGenerator\\";
+constexpr std::u16string_view kStepUpName = u"..\\";
+constexpr std::u16string_view kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
+constexpr std::u16string_view kModemClass =
+    u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
+
+struct ReaderCloser {
+  void operator()(archive* reader) const { archive_read_free(reader); }
+};
+
+/// Where an entry's file lies. A name that begins with a step up leads into the folder above the target.
+std::u16string PlaceOf(std::u16string_view target, std::u16string_view name) {
+  if (!name.starts_with(kStepUpName)) return std::u16string(target) + std::u16string(name);
+  std::u16string_view const above = target.substr(0, target.rfind(u'\\', target.size() - 2) + 1);
+  return std::u16string(above) + std::u16string(name.substr(kStepUpName.size()));
+}
+
+/// An archive's files below a target; nothing when libarchive cannot read it.
+std::optional<std::vector<ExpectedFile>> FilesOf(const std::vector<std::uint8_t>& data, std::u16string_view target) {
+  std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
+  archive_read_support_format_zip(reader.get());
+  if (archive_read_open_memory(reader.get(), data.data(), data.size()) != ARCHIVE_OK) return std::nullopt;
+  std::vector<ExpectedFile> files;
+  archive_entry* entry = nullptr;
+  int status = ARCHIVE_OK;
+  while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK) {
+    if (archive_entry_filetype(entry) == AE_IFDIR) continue;
+    std::vector<std::uint8_t> content(static_cast<std::size_t>(archive_entry_size(entry)));
+    if (archive_read_data(reader.get(), content.data(), content.size()) != static_cast<la_ssize_t>(content.size())) {
+      return std::nullopt;
+    }
+    std::u16string name = tablet::ToUtf16(archive_entry_pathname(entry));
+    std::replace(name.begin(), name.end(), u'/', u'\\');
+    files.push_back({PlaceOf(target, name), content.size(), SumOf(content)});
+  }
+  if (status != ARCHIVE_EOF) return std::nullopt;
+  return files;
+}
+
+/// Adds the files that do not lie below the target, with the folders on their way.
+void AddAbove(const std::optional<std::vector<ExpectedFile>>& files, std::u16string_view target,
+              std::set<std::u16string>& above) {
+  std::u16string const below = tablet::FoldCase(target);
+  for (const ExpectedFile& file : files ? *files : std::vector<ExpectedFile>{}) {
+    std::u16string path = tablet::FoldCase(file.path);
+    // Ends at the folder above the target, which the target lies in.
+    for (; !below.starts_with(path); path.resize(path.rfind(u'\\'))) {
+      if (!path.starts_with(below)) above.insert(path);
+    }
+  }
+}
+
+std::vector<tablet::FileFacts> FilesIn(tablet::Drive& drive, std::u16string_view folder) {
+  std::vector<tablet::FileFacts> found;
+  drive.Find(std::u16string(folder) + u"\\*", found);
+  std::erase_if(found,
+                [](const tablet::FileFacts& facts) { return (facts.attributes & tablet::kAttributeDirectory) != 0; });
+  return found;
+}
+
+}  // namespace
+
+DeploymentMarks MarksOf(const tablet::Registry& registry) {
+  DeploymentMarks marks{.request = registry.Get(kParameters, u"Distribute"), .image_paths = {}};
+  for (const std::u16string& instance : registry.SubKeyNames(kModemClass)) {
+    std::u16string const key = std::u16string(kModemClass) + u'\\' + instance;
+    for (auto const name : {u"AmssFwImagePath", u"AmssSwImagePath"}) {
+      if (auto value = registry.Get(key, name)) marks.image_paths[instance + u'\\' + name] = std::move(*value);
+    }
+  }
+  return marks;
+}
+
+Expectations ExpectationsOf(tablet::Tablet& machine) {
+  tablet::Drive& drive = machine.drive();
+  Expectations expected;
+  std::u16string_view const folder = kModemArchiveFolder.substr(0, kModemArchiveFolder.size() - 1);
+  for (const tablet::FileFacts& file : FilesIn(drive, folder)) {
+    std::u16string const path = std::u16string(kModemArchiveFolder) + file.name;
+    auto files = FilesOf(drive.Contents(path), kTarget);
+    AddAbove(files, kTarget, expected.above_target);
+    expected.archives[tablet::FoldCase(path)] = std::move(files);
+  }
+  for (const tablet::FileFacts& file : FilesIn(drive, kToastTarget.substr(0, kToastTarget.size() - 1))) {
+    if (!tablet::FoldCase(file.name).ends_with(u".ZIP")) continue;
+    AddAbove(FilesOf(drive.Contents(std::u16string(kToastTarget) + file.name), kToastTarget), kToastTarget,
+             expected.above_target);
+  }
+  for (const tablet::FileFacts& file : FilesIn(drive, kDumpFolder)) {
+    expected.dumps[file.name] = SumOf(drive.Contents(std::u16string(kDumpFolder) + u'\\' + file.name));
+  }
+  return expected;
+}
+
+bool IsComplete(const Expectations& expected, std::u16string_view archive, tablet::Drive& drive) {
+  auto const files = expected.archives.find(tablet::FoldCase(archive));
+  if (files == expected.archives.end() || !files->second) return false;
+  return std::ranges::all_of(*files->second, [&](const ExpectedFile& file) {
+    if (!drive.Exists(file.path) || drive.Facts(file.path).size != file.size) return false;
+    return SumOf(drive.Contents(file.path)) == file.sum;
+  });
+}
+
+std::vector<std::string> LostDumps(const Expectations& expected, tablet::Drive& drive) {
+  std::vector<std::u16string> folders{std::u16string(kDumpFolder)};
+  std::vector<tablet::FileFacts> found;
+  if (!expected.dumps.empty()) drive.Find(std::u16string(kRetailLog) + u"\\CPCrash_*", found);
+  for (const tablet::FileFacts& folder : found) folders.push_back(std::u16string(kRetailLog) + u'\\' + folder.name);
+  std::vector<std::string> lost;
+  for (auto const& [name, sum] : expected.dumps) {
+    bool const kept = std::ranges::any_of(folders, [&, &dump = name, wanted = sum](const std::u16string& folder) {
+      std::u16string const path = folder + u'\\' + dump;
+      return drive.Exists(path) && SumOf(drive.Contents(path)) == wanted;
+    });
+    if (!kept) lost.push_back(tablet::ToUtf8(name));
+  }
+  return lost;
+}
+
+}  // namespace cli

@@ -1,0 +1,52 @@
+// What a sweep knows of a tablet beforehand: what is in its archives, by a reader that is not the service's own, what
+// requests the deployment, which dumps there are.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "sim/tablet/machine/tablet.h"
+
+namespace cli {
+
+struct ExpectedFile {
+  std::u16string path;  ///< full, "C:\..."
+  std::uint64_t size = 0;
+  std::uint32_t sum = 0;
+};
+
+/// What says whether firmware was deployed, as a run finds or leaves it.
+struct DeploymentMarks {
+  std::optional<tablet::RegistryValue> request;  ///< "Distribute"
+  std::map<std::u16string, tablet::RegistryValue> image_paths;
+  bool operator==(const DeploymentMarks&) const = default;
+};
+DeploymentMarks MarksOf(const tablet::Registry& registry);
+
+struct Expectations {
+  /// By the archive's path in upper case. An archive that libarchive cannot read has no files that could be in place:
+  /// it maps to nullopt.
+  std::map<std::u16string, std::optional<std::vector<ExpectedFile>>> archives;
+  std::map<std::u16string, std::uint32_t> dumps;  ///< name -> sum
+  /// In upper case: where entries lead whose name begins with a step up ("../"), and the folders on the way. Those are
+  /// outside of their target, which the rule for names lets them be.
+  std::set<std::u16string> above_target;
+};
+Expectations ExpectationsOf(tablet::Tablet& machine);
+
+/// Whether every file of an archive of the modem is in place, with its bytes. False for an unknown archive.
+bool IsComplete(const Expectations& expected, std::u16string_view archive, tablet::Drive& drive);
+
+/// The dumps that are neither in the modem's folder nor in one of the retail log, whole.
+std::vector<std::string> LostDumps(const Expectations& expected, tablet::Drive& drive);
+
+inline constexpr std::u16string_view kModemArchiveFolder = u"C:\\WINDOWS\\SYSTEM32\\MODEM_CORE\\";
+inline constexpr std::u16string_view kDumpFolder =
+    u"C:\\WINDOWS\\SYSTEM32\\DRIVERSTATE\\SERVICES\\QCCDI\\DATA\\SSR_DUMPS";
+inline constexpr std::u16string_view kRetailLog = u"C:\\USERS\\PUBLIC\\DOCUMENTS\\RETAILLOG";
+
+}  // namespace cli

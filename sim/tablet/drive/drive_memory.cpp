@@ -1,0 +1,53 @@
+// Drives that have left the host's folder and live in memory alone.
+#include "sim/tablet/drive/drive_state.h"
+
+namespace tablet {
+
+namespace {
+
+void ReadData(const Drive& drive, DriveNode& node) {
+  if (!node.folder) node.data = drive.Contents(node.Path());
+  for (const std::shared_ptr<DriveNode>& child : node.children) ReadData(drive, *child);
+}
+
+std::shared_ptr<const FolderPlace> CopyPlace(const FolderPlace& place, const std::shared_ptr<DriveHost>& host) {
+  return std::make_shared<FolderPlace>(FolderPlace{place.path, place.host, host});
+}
+
+/// With everything below it; nobody has any of it open, and nothing has changed.
+std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr<const FolderPlace>& in) {
+  auto copy = std::make_shared<DriveNode>(node);
+  copy->in = in;
+  copy->openers = nullptr;
+  copy->created = copy->written = copy->facts_changed = copy->is_behind = false;
+  copy->moved_from.clear();
+  if (!node.folder) return copy;
+  copy->own = node.own == node.in ? in : CopyPlace(*node.own, in->drive);
+  copy->children.clear();
+  for (const std::shared_ptr<DriveNode>& child : node.children) copy->children.insert(DeepCopy(*child, copy->own));
+  return copy;
+}
+
+}  // namespace
+
+void Drive::KeepInMemory() {
+  ReadData(*this, *state_->root);
+  state_->CatchUp();
+  state_->host->in_memory = true;
+}
+
+bool Drive::in_memory() const { return state_->host->in_memory; }
+
+std::shared_ptr<DriveNode> Drive::Copy() const {
+  auto host = std::make_shared<DriveHost>(*state_->host);
+  host->is_behind = false;
+  return DeepCopy(*state_->root, CopyPlace(*state_->root->in, host));
+}
+
+void Drive::Become(std::shared_ptr<DriveNode> copy) {
+  state_->root = std::move(copy);
+  state_->host = state_->root->in->drive;
+  state_->ForgetFolders();
+}
+
+}  // namespace tablet

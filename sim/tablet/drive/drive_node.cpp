@@ -1,0 +1,210 @@
+#include "sim/tablet/drive/drive_node.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+#include "sim/tablet/base/input_error.h"
+#include "sim/tablet/base/text.h"
+
+namespace tablet {
+
+namespace {
+
+constexpr std::int64_t kNanosPerTick = 100;
+constexpr std::int64_t kTicksPerSecondSigned = static_cast<std::int64_t>(kTicksPerSecond);
+
+FileTicks ToTicks(const timespec& time) {
+  std::int64_t const unix_ticks = time.tv_sec * kTicksPerSecondSigned + time.tv_nsec / kNanosPerTick;
+  return static_cast<FileTicks>(std::max<std::int64_t>(0, unix_ticks + static_cast<std::int64_t>(kUnixEpoch)));
+}
+
+timespec ToTimespec(FileTicks ticks) {
+  std::int64_t const unix_ticks = static_cast<std::int64_t>(ticks) - static_cast<std::int64_t>(kUnixEpoch);
+  std::int64_t seconds = unix_ticks / kTicksPerSecondSigned;
+  std::int64_t rest = unix_ticks % kTicksPerSecondSigned;
+  if (rest < 0) {
+    --seconds;
+    rest += kTicksPerSecondSigned;
+  }
+  return {.tv_sec = seconds, .tv_nsec = rest * kNanosPerTick};
+}
+
+}  // namespace
+
+// FNV-1a, character by character.
+std::size_t NodeNameHash::operator()(std::u16string_view name) const {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (char16_t const c : name) hash = (hash ^ FoldCase(c)) * 0x100000001B3;
+  return hash;
+}
+
+std::size_t NodeNameHash::operator()(const std::shared_ptr<DriveNode>& node) const { return (*this)(node->name); }
+
+bool NodeNameEqual::operator()(std::u16string_view name, const std::shared_ptr<DriveNode>& node) const {
+  return EqualIgnoringCase(name, node->name);
+}
+
+bool NodeNameEqual::operator()(const std::shared_ptr<DriveNode>& left, const std::shared_ptr<DriveNode>& right) const {
+  return EqualIgnoringCase(left->name, right->name);
+}
+
+std::string DriveNode::Host() const {
+  if (name.empty()) return in->host.substr(0, in->host.size() - 1);
+  return in->host + ToUtf8(name);
+}
+
+DriveNode* DriveNode::Child(std::u16string_view child_name) const {
+  auto const found = children.find(child_name);
+  return found == children.end() ? nullptr : found->get();
+}
+
+std::vector<DriveNode*> DriveNode::ChildrenInOrder() const {
+  std::vector<DriveNode*> nodes;
+  nodes.reserve(children.size());
+  for (const std::shared_ptr<DriveNode>& child : children) nodes.push_back(child.get());
+  std::sort(nodes.begin(), nodes.end(),
+            [](const DriveNode* left, const DriveNode* right) { return LessIgnoringCase(left->name, right->name); });
+  return nodes;
+}
+
+void DriveNode::BecomeFolder() {
+  folder = true;
+  own = in;  // of the root
+  if (name.empty()) return;
+  own = std::make_shared<FolderPlace>(FolderPlace{Path() + u'\\', Host() + '/', in->drive});
+}
+
+void DriveNode::SetAttributes(std::uint32_t new_attributes) {
+  attributes = (new_attributes & kKeptAttributes) | (folder ? kAttributeDirectory : 0);
+  if (drive().in_memory || host_attributes == attributes) return;
+  // What is read from a file that nobody described needs no description.
+  bool const plain = attributes == (folder ? kAttributeDirectory : kAttributeArchive);
+  if (plain && !host_attributes && !drive().has_side_file) return;
+  if (!WriteAttributes(Host(), attributes)) drive().keeps_attributes = false;
+  host_attributes = attributes;
+}
+
+void DriveNode::SetCreation(FileTicks creation) {
+  times.creation = creation;
+  creation_known = true;
+  SyncTimes();
+}
+
+void DriveNode::SyncTimes() {
+  if (drive().in_memory) return;
+  is_behind = true;
+  drive().is_behind = true;
+}
+
+void DriveNode::CatchUpBelow() {
+  CatchUp();
+  for (const std::shared_ptr<DriveNode>& child : children) child->CatchUpBelow();
+}
+
+void DriveNode::CatchUp(int descriptor) {
+  if (!is_behind || drive().in_memory) return;
+  is_behind = false;
+  // A file without a time of creation of its own was created when it was written.
+  bool const implied = times.creation == times.write && !host_creation && !drive().has_side_file;
+  if (!implied && host_creation != times.creation) {
+    if (!WriteCreation(Host(), times.creation)) drive().keeps_attributes = false;
+    host_creation = times.creation;
+  }
+  std::array<timespec, 2> const host_times = {ToTimespec(times.access), ToTimespec(times.write)};
+  if (descriptor >= 0) {
+    ::futimens(descriptor, host_times.data());
+  } else {
+    ::utimensat(AT_FDCWD, Host().c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
+  }
+}
+
+int DriveNode::MakeEmptyFile(int* descriptor) {
+  data.clear();
+  if (drive().in_memory) return 0;
+  int const opened = ::open(Host().c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (opened < 0) return errno;
+  if (descriptor != nullptr) {
+    *descriptor = opened;
+  } else {
+    ::close(opened);
+  }
+  return 0;
+}
+
+int DriveNode::MakeFolder() const {
+  if (drive().in_memory) return 0;
+  return ::mkdir(Host().c_str(), 0777) == 0 ? 0 : errno;
+}
+
+int DriveNode::Rename(const std::string& to) const {
+  return drive().in_memory || std::rename(Host().c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+int DriveNode::ReplaceData(std::span<const std::uint8_t> with) {
+  if (drive().in_memory) {
+    data.assign(with.begin(), with.end());
+  } else {
+    std::ofstream out(Host(), std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(with.data()), static_cast<std::streamsize>(with.size()));
+    out.close();
+    if (!out) return EIO;
+  }
+  size = with.size();
+  ++version;
+  return 0;
+}
+
+void DriveNode::TouchFolder(FileTicks now) {
+  times.access = times.write = now;
+  SyncTimes();
+}
+
+bool DriveNode::SharesWith(const Opener& opener) const {
+  if (opener.rights == 0) return true;
+  for (const Opener* other = openers; other != nullptr; other = other->next) {
+    if (other->rights == 0) continue;
+    if ((opener.rights & ~other->share) != 0 || (other->rights & ~opener.share) != 0) return false;
+  }
+  return true;
+}
+
+std::shared_ptr<DriveNode> LoadNode(std::shared_ptr<const FolderPlace> in, std::u16string name, const KeptFacts* kept) {
+  auto node = std::make_shared<DriveNode>();
+  node->name = std::move(name);
+  node->in = std::move(in);
+  std::filesystem::path const host = node->Host();
+  struct stat status;
+  if (::lstat(host.c_str(), &status) != 0) {
+    throw InputError(host.string(), std::strerror(errno), "make it readable or remove it");
+  }
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    throw InputError(host.string(), "is neither a file nor a folder", "replace it by what it stands for");
+  }
+  KeptFacts const own = ReadExtendedAttributes(host);
+  KeptFacts facts = own;
+  if (kept != nullptr) {
+    if (!facts.attributes) facts.attributes = kept->attributes;
+    if (!facts.creation) facts.creation = kept->creation;
+  }
+  node->host_attributes = own.attributes;
+  node->host_creation = own.creation;
+  if (S_ISDIR(status.st_mode)) node->BecomeFolder();
+  std::uint32_t const kind = node->folder ? kAttributeDirectory : 0;
+  // What nobody described is as Windows makes it: a new file is to be archived.
+  node->attributes = (facts.attributes.value_or(node->folder ? 0 : kAttributeArchive) & kKeptAttributes) | kind;
+  node->times = {.creation = 0, .access = ToTicks(status.st_atim), .write = ToTicks(status.st_mtim)};
+  node->creation_known = facts.creation.has_value();
+  node->times.creation = facts.creation.value_or(node->times.write);
+  node->size = node->folder ? 0 : static_cast<std::uint64_t>(status.st_size);
+  return node;
+}
+
+}  // namespace tablet

@@ -1,0 +1,130 @@
+// One file or folder of drive C:, as the drive holds it in memory. For the drive's own sources only.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "sim/tablet/drive/dos_attributes.h"
+#include "sim/tablet/drive/drive.h"
+
+namespace tablet {
+
+// What an opener may do, and what it lets others do: the bits of CreateFileW's share mode.
+inline constexpr std::uint32_t kMayRead = 1;
+inline constexpr std::uint32_t kMayWrite = 2;
+inline constexpr std::uint32_t kMayDelete = 4;
+inline constexpr std::uint32_t kMayAll = kMayRead | kMayWrite | kMayDelete;
+
+struct Opener {
+  std::uint32_t rights = 0;
+  std::uint32_t share = 0;
+  Opener* next = nullptr;  ///< the next one of the same file
+};
+
+struct DriveNode;
+
+/// Facts about the host that all nodes of a drive share.
+struct DriveHost {
+  bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
+  bool in_memory = false;        ///< the host's folder was left: data are in the nodes, nothing follows any change
+  bool has_side_file = false;    ///< what the host does not say about a file may stand there
+  std::optional<std::uint64_t> free_bytes;  ///< what files may still grow by; nothing: as far as the host goes
+  bool is_behind = false;                   ///< there may be nodes whose times it does not have yet
+};
+
+/// Where the contents of a folder are. Folders stay where they were made.
+struct FolderPlace {
+  std::u16string path;  ///< with the separator behind it: "C:\", "C:\a\"
+  std::string host;     ///< of the host, likewise
+  std::shared_ptr<DriveHost> drive;
+};
+
+/// By names, without regard to case.
+struct NodeNameHash {
+  using is_transparent = void;
+  std::size_t operator()(std::u16string_view name) const;
+  std::size_t operator()(const std::shared_ptr<DriveNode>& node) const;
+};
+struct NodeNameEqual {
+  using is_transparent = void;
+  bool operator()(const std::shared_ptr<DriveNode>& left, const std::shared_ptr<DriveNode>& right) const;
+  bool operator()(std::u16string_view name, const std::shared_ptr<DriveNode>& node) const;
+};
+
+/// Memory leads. Data and attributes follow on the host at once. Times follow when the file is closed by all, since
+/// each write moves them, and those of folders when somebody looks (CatchUpBelow). A drive in memory has no host.
+struct DriveNode : std::enable_shared_from_this<DriveNode> {
+  std::u16string name;  ///< as first written; "" for the root. While it is a child, it must not change
+  std::shared_ptr<const FolderPlace> in;   ///< the folder it is in; of the root its own contents'
+  std::shared_ptr<const FolderPlace> own;  ///< of a folder: its contents'
+  bool folder = false;
+  std::uint32_t attributes = 0;
+  FileTimes times;
+  bool creation_known = false;  ///< kept on its own, not made up from the time of writing
+  std::uint64_t size = 0;
+  std::uint64_t version = 0;       ///< rises with every change of the data
+  std::vector<std::uint8_t> data;  ///< of a file of a drive in memory
+  Opener* openers = nullptr;       ///< of those who have it open, who keep them
+  std::unordered_set<std::shared_ptr<DriveNode>, NodeNameHash, NodeNameEqual> children;
+
+  // What the host has of it; empty: nothing of its own.
+  std::optional<std::uint32_t> host_attributes;
+  std::optional<FileTicks> host_creation;
+
+  // What happened since the drive was made.
+  bool created = false;
+  std::u16string moved_from;  ///< its first path; empty: it has not moved
+  bool written = false;
+  bool facts_changed = false;
+  bool is_behind = false;  ///< the host does not have its times yet
+
+  std::u16string Path() const { return in->path + name; }  ///< full, "C:\..."
+  std::string Host() const;                                ///< path of the host's file
+  DriveHost& drive() const { return *in->drive; }
+  FileFacts Facts() const { return {name, attributes, times, size}; }
+  DriveNode* Child(std::u16string_view child_name) const;
+  /// In the order in which Windows lists them.
+  std::vector<DriveNode*> ChildrenInOrder() const;
+
+  /// Keeps the directory bit as it is and drops the normal bit; the host follows.
+  void SetAttributes(std::uint32_t new_attributes);
+  void SetCreation(FileTicks creation);
+  /// The times have changed; the host has them after the next CatchUp.
+  void SyncTimes();
+  /// Gives the host the times of this node and of all below it.
+  void CatchUpBelow();
+  /// Gives the host's file the node's times. `descriptor` is the file, opened, or -1.
+  void CatchUp(int descriptor = -1);
+
+  /// Makes a node without contents a folder.
+  void BecomeFolder();
+
+  // What the host, or memory, holds of it. Each answers 0 or the host's error.
+  int MakeEmptyFile(int* descriptor = nullptr);  ///< makes the file, or empties it, and leaves it open when asked to
+  int MakeFolder() const;
+  int Rename(const std::string& to) const;
+  int ReplaceData(std::span<const std::uint8_t> with);
+
+  /// Something was made or removed in this folder.
+  void TouchFolder(FileTicks now);
+
+  /// Whether someone with these rights, letting others do `share`, may open it beside those who have it open.
+  bool SharesWith(const Opener& opener) const;
+};
+
+/// The bits of an attribute word that the drive keeps.
+inline constexpr std::uint32_t kKeptAttributes = 0x1 | 0x2 | 0x4 | 0x20 | 0x100 | 0x1000 | 0x2000;
+
+/// Reads one host's file or folder, by its name and the place of its folder. `kept` is the side file's knowledge of it,
+/// null when it has none; an extended attribute wins over it. Throws InputError when the file cannot be read or is
+/// neither a file nor a folder.
+std::shared_ptr<DriveNode> LoadNode(std::shared_ptr<const FolderPlace> in, std::u16string name, const KeptFacts* kept);
+
+}  // namespace tablet

@@ -1,0 +1,76 @@
+// The handle table of the simulated processes: files, keys, events, devices, tokens, searches.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/tablet/kernel/scheduler.h"
+
+namespace tablet {
+
+using HandleValue = std::uint64_t;
+
+class OpenFile;
+
+/// What a handle stands for. Shared by the handles that name it and by whoever waits for it.
+class Object {
+ public:
+  virtual ~Object() = default;
+  /// "file", "event", "key": what it is, for leak reports and refusals.
+  virtual std::string_view kind() const = 0;
+  /// Whether a wait on it would end now. Only objects that can be waited for override these.
+  virtual bool waitable() const { return false; }
+  virtual bool signaled() const { return false; }
+  /// The object itself when it is a file of drive C:, which is asked for at every read; null otherwise.
+  virtual OpenFile* AsFile() { return nullptr; }
+  /// A wait has ended by this object; an auto-reset event resets itself here.
+  virtual void Consume() {}
+};
+
+class HandleTable {
+ public:
+  explicit HandleTable(const Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  /// A new handle of the running process. Values are multiples of 4 and are never used twice.
+  HandleValue Add(std::shared_ptr<Object> object);
+  /// The object behind a handle; null when the handle is not open.
+  std::shared_ptr<Object> Find(HandleValue handle) const;
+  /// The file of drive C: behind a handle, without a share in it: it stays as long as the handle is open. Null when the
+  /// handle is not open or stands for something else.
+  OpenFile* FindFile(HandleValue handle) const { return handle == last_ ? last_file_ : SearchFile(handle); }
+  /// The same when it is a `T`; null otherwise.
+  template <typename T>
+  std::shared_ptr<T> Get(HandleValue handle) const {
+    return std::dynamic_pointer_cast<T>(Find(handle));
+  }
+  /// False when the handle is not open.
+  bool Close(HandleValue handle);
+  void CloseAllOf(ProcessId process);
+  /// The kinds of the open handles of a process, in the order they were opened.
+  std::vector<std::string> OpenKinds(ProcessId process) const;
+
+ private:
+  struct Entry {
+    HandleValue handle;
+    ProcessId process;
+    std::shared_ptr<Object> object;
+  };
+  std::vector<Entry>::const_iterator Search(HandleValue handle) const;
+  OpenFile* SearchFile(HandleValue handle) const;
+  void ForgetLast() {
+    last_ = 0;
+    last_file_ = nullptr;
+  }
+
+  const Scheduler& scheduler_;
+  HandleValue next_ = 0x40;
+  std::vector<Entry> entries_;  ///< in the order of their handles, which is the one they were opened in
+  // The latest answer of FindFile: a file is read many times in a row.
+  mutable HandleValue last_ = 0;  ///< 0 is no handle, and no file stands behind it
+  mutable OpenFile* last_file_ = nullptr;
+};
+
+}  // namespace tablet

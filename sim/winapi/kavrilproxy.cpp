@@ -1,0 +1,66 @@
+// The radio interface layer's proxy library, as the service imports it.
+#include <windows.h>
+
+#include "sim/winapi/call.h"
+
+using win32::Call;
+using win32::Machine;
+using win32::Number;
+using win32::RefuseUnmodelled;
+using win32::Show;
+using win32::ShowHandle;
+
+namespace {
+
+using ResultCallback = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
+using NotifyCallback = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
+
+constexpr HRESULT kOk = 0;
+constexpr HRESULT kFailed = static_cast<HRESULT>(0x80004005);
+constexpr HRESULT kBadHandle = static_cast<HRESULT>(0x80070006);
+
+/// A fault's number as a result; an error code of Windows becomes a failure, as HRESULT_FROM_WIN32 makes one.
+HRESULT FromFault(DWORD fault) {
+  return static_cast<HRESULT>((fault & 0x80000000u) != 0 ? fault : 0x80070000u | (fault & 0xFFFFu));
+}
+
+}  // namespace
+
+extern "C" {
+
+HRESULT WINAPI RIL_Initialize(DWORD port, ResultCallback onResult, NotifyCallback onNotify, DWORD* notificationClasses,
+                              DWORD reserved, void* context, const WCHAR* clientName, void** handle) {
+  auto describe = [&] { return fmt::format("{}, classes={:#x}, {}", port, *notificationClasses, Show(clientName)); };
+  Call call("RIL_Initialize", describe);
+  if (port != 1 || reserved != 0) RefuseUnmodelled("RIL_Initialize", "a port other than 1 or a reserved argument");
+  if (call.fault() != 0) return call.Done(FromFault(call.fault()));
+  tablet::RadioProxy::Client client;
+  client.on_result = [=](bool withContext) {
+    tablet::InsideProduct const inside;
+    onResult(0, 0, 0, 0, 0, withContext ? context : nullptr);
+  };
+  client.on_notify = [=](bool withContext) {
+    tablet::InsideProduct const inside;
+    onNotify(0, 0, 0, 0, withContext ? context : nullptr);
+  };
+  tablet::HandleValue connection = 0;
+  if (!Machine().radio().Connect(std::move(client), connection)) return call.Done(kFailed);
+  *handle = win32::ToHandle(connection);
+  return call.Done(kOk);
+}
+
+HRESULT WINAPI RIL_Release(void* handle) {
+  auto describe = [&] { return ShowHandle(handle); };
+  Call call("RIL_Release", describe);
+  if (call.fault() != 0) return call.Done(FromFault(call.fault()));
+  return call.Done(Machine().radio().Release(Number(handle)) ? kOk : kBadHandle);
+}
+
+HRESULT WINAPI RIL_RadioCommand(void* handle, void* reserved, DWORD value) {
+  auto describe = [&] { return fmt::format("{}, {}", ShowHandle(handle), value); };
+  Call call("RIL_RadioCommand", describe);
+  if (reserved != nullptr) RefuseUnmodelled("RIL_RadioCommand", "a second argument other than null");
+  if (call.fault() != 0) return call.Done(FromFault(call.fault()));
+  return call.Done(Machine().radio().Command(Number(handle), value) ? kOk : kBadHandle);
+}
+}

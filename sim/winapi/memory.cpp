@@ -1,0 +1,70 @@
+// The process heap and the local heap.
+#include <windows.h>
+
+#include "sim/winapi/call.h"
+
+using win32::Call;
+using win32::Machine;
+using win32::RefuseUnmodelled;
+
+namespace {
+
+// Any address of the stand-in's own that no other handle has.
+constexpr tablet::HandleValue kProcessHeap = 0x10000;
+
+// How a block looks in the journal, whose text must be the same at every run: addresses are not.
+constexpr std::string_view kBlock = "a block";
+
+/// Fills a block whose content Windows leaves undefined, so that nobody comes to rely on zeros.
+void* MakeBlock(tablet::HeapKind kind, SIZE_T bytes, bool zeroed) {
+  void* const memory = Machine().heap().Allocate(kind, bytes);
+  if (!zeroed) std::memset(memory, 0xCD, bytes);
+  return memory;
+}
+
+}  // namespace
+
+// Cannot fail and touches nothing shared: neither a hand-over nor a line in the journal.
+HANDLE GetProcessHeap() { return win32::ToHandle(kProcessHeap); }
+
+LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
+  auto describe = [&] { return fmt::format("{:#x}, {} bytes", flags, bytes); };
+  Call call("HeapAlloc", describe);
+  if (call.fault() != 0) return call.Fail(LPVOID{nullptr});
+  if (heap != GetProcessHeap()) RefuseUnmodelled("HeapAlloc", "a heap other than the process heap");
+  if ((flags & ~HEAP_ZERO_MEMORY) != 0) RefuseUnmodelled("HeapAlloc", fmt::format("flags {:#x}", flags));
+  call.Done(kBlock);
+  return MakeBlock(tablet::HeapKind::kProcess, bytes, (flags & HEAP_ZERO_MEMORY) != 0);
+}
+
+BOOL HeapFree(HANDLE heap, DWORD flags, LPVOID memory) {
+  auto describe = [&] { return memory == nullptr ? std::string("null") : std::string(kBlock); };
+  Call call("HeapFree", describe);
+  if (call.fault() != 0) return call.Fail(FALSE);
+  if (heap != GetProcessHeap() || flags != 0) RefuseUnmodelled("HeapFree", "another heap, or flags");
+  if (memory == nullptr) return call.Done(TRUE);
+  if (!Machine().heap().Free(tablet::HeapKind::kProcess, memory)) {
+    RefuseUnmodelled("HeapFree", "memory that HeapAlloc did not give or that is freed already");
+  }
+  return call.Done(TRUE);
+}
+
+HLOCAL LocalAlloc(UINT flags, SIZE_T bytes) {
+  auto describe = [&] { return fmt::format("{:#x}, {} bytes", flags, bytes); };
+  Call call("LocalAlloc", describe);
+  if (call.fault() != 0) return call.Fail(HLOCAL{nullptr});
+  if ((flags & ~LPTR) != 0) RefuseUnmodelled("LocalAlloc", fmt::format("flags {:#x}", flags));
+  call.Done(kBlock);
+  return MakeBlock(tablet::HeapKind::kLocal, bytes, (flags & LMEM_ZEROINIT) != 0);
+}
+
+HLOCAL LocalFree(HLOCAL memory) {
+  auto describe = [&] { return memory == nullptr ? std::string("null") : std::string(kBlock); };
+  Call call("LocalFree", describe);
+  if (call.fault() != 0) return call.Fail(memory);
+  if (memory == nullptr) return call.Done(HLOCAL{nullptr});
+  if (!Machine().heap().Free(tablet::HeapKind::kLocal, memory)) {
+    RefuseUnmodelled("LocalFree", "memory that LocalAlloc did not give or that is freed already");
+  }
+  return call.Done(HLOCAL{nullptr});
+}

@@ -1,0 +1,76 @@
+#include "tests/unit/cli/program.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace testing_support {
+
+namespace fs = std::filesystem;
+
+ProgramTest::ProgramTest() { fs::create_directory(In("tmp")); }
+
+ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments) {
+  pid_t const child = ::fork();
+  if (child == 0) {
+    std::vector<char*> values{const_cast<char*>("vantord-tablet")};
+    for (const std::string& argument : arguments) values.push_back(const_cast<char*>(argument.c_str()));
+    values.push_back(nullptr);
+    ::setenv("TMPDIR", In("tmp").c_str(), 1);
+    int const out = ::open(In("out.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int const err = ::open(In("err.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ::dup2(out, STDOUT_FILENO);
+    ::dup2(err, STDERR_FILENO);
+    if (::chdir(scratch().c_str()) == 0) ::execv(VANTORD_TABLET_PROGRAM, values.data());
+    ::_exit(127);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  int const code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return {code, Read("out.txt"), Read("err.txt")};
+}
+
+nlohmann::json ProgramTest::RunJson(std::vector<std::string> arguments, int expected_code) {
+  arguments.emplace_back("--json");
+  ProgramResult const result = Run(arguments);
+  EXPECT_EQ(result.exit_code, expected_code) << result.out << result.err;
+  EXPECT_EQ(result.err, "");
+  nlohmann::json document = nlohmann::json::parse(result.out, nullptr, false);
+  EXPECT_FALSE(document.is_discarded()) << result.out;
+  EXPECT_EQ(document.value("schema", 0), 1);
+  EXPECT_EQ(document.value("exit_code", -1), expected_code);
+  return document;
+}
+
+std::string ProgramTest::Make(const std::string& sample) {
+  ProgramResult const result = Run({"init", sample, "--small", "--sample", sample});
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  return sample;
+}
+
+std::string ProgramTest::Read(const std::string& name) const {
+  std::ifstream in(In(name), std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void ProgramTest::Write(const std::string& name, const std::string& text) const {
+  std::ofstream(In(name), std::ios::binary) << text;
+}
+
+std::map<std::string, std::string> ProgramTest::Contents(const std::string& name) const {
+  std::map<std::string, std::string> contents;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(In(name))) {
+    std::string const path = fs::relative(entry.path(), scratch()).string();
+    contents[path] = entry.is_regular_file() ? Read(path) : "";
+  }
+  return contents;
+}
+
+bool ProgramTest::LeftSomething() const { return !fs::is_empty(In("tmp")); }
+
+}  // namespace testing_support

@@ -1,0 +1,224 @@
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+
+#include "tests/unit/cli/program.h"
+
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using testing_support::ProgramResult;
+using testing_support::ProgramTest;
+namespace fs = std::filesystem;
+
+constexpr const char* kArchive = "fresh/C/Windows/System32/modem_core/VZW.bin";
+
+class RunTest : public ProgramTest {
+ protected:
+  std::vector<json> Events(const std::string& name) const {
+    std::vector<json> events;
+    std::istringstream in(Read(name));
+    for (std::string line; std::getline(in, line);) events.push_back(json::parse(line));
+    return events;
+  }
+  /// Overwrites one byte of the `nth` record with that signature in the sample's archive.
+  void Damage(const std::string& signature, int nth) const {
+    std::string bytes = Read(kArchive);
+    std::size_t at = 0;
+    for (int i = 0; i < nth; ++i) at = bytes.find(signature, at + 1);
+    ASSERT_NE(at, std::string::npos);
+    bytes[at] = 0;
+    Write(kArchive, bytes);
+  }
+};
+
+std::vector<std::string> States(const json& document) {
+  std::vector<std::string> states;
+  for (const json& status : document["status"]) states.push_back(status["state"]);
+  return states;
+}
+
+TEST_F(RunTest, AFreshTabletGetsTheArchiveOfItsSalesCode) {
+  json const document = RunJson({"run", Make("fresh")});
+  EXPECT_EQ(document["deployed"], true);
+  EXPECT_EQ(document["archive"]["path"], "c:\\windows\\system32\\modem_core\\VZW.bin");
+  EXPECT_THAT(document["archive"]["why"].get<std::string>(), HasSubstr("Parameters\\CSC maps VZW to VZW.bin"));
+  EXPECT_EQ(document["archive"]["failures"], json::array());
+  EXPECT_THAT(States(document), ElementsAre("START_PENDING", "RUNNING", "STOP_PENDING", "STOPPED"));
+  EXPECT_EQ(document["end"], "stopped");
+  std::string const changes = document["changes"].dump();
+  EXPECT_THAT(changes, HasSubstr("qcdsp1v2850.mbn"));
+  EXPECT_THAT(changes, HasSubstr("AmssSwImagePath"));
+}
+
+TEST_F(RunTest, TheGivenTabletStaysAsItWas) {
+  Make("fresh");
+  auto const before = Contents("fresh");
+  EXPECT_EQ(Run({"run", "fresh"}).exit_code, 0);
+  EXPECT_EQ(Run({"run", "fresh", "--save", "kept"}).exit_code, 0);
+  EXPECT_EQ(Contents("fresh"), before);
+  EXPECT_FALSE(LeftSomething());
+}
+
+TEST_F(RunTest, TheSameRunGivesTheSameBytes) {
+  Make("fresh");
+  ProgramResult const first = Run({"run", "fresh", "--json", "--seed", "7", "--events", "a.jsonl", "--calls"});
+  ProgramResult const second = Run({"run", "fresh", "--json", "--seed", "7", "--events", "b.jsonl", "--calls"});
+  EXPECT_EQ(first.exit_code, 0);
+  EXPECT_EQ(first.out, second.out);
+  EXPECT_EQ(Read("a.jsonl"), Read("b.jsonl"));
+  EXPECT_GT(Read("a.jsonl").size(), 1000U);
+}
+
+TEST_F(RunTest, WhatWasDeployedAndSavedIsNotDeployedAgain) {
+  Make("fresh");
+  EXPECT_EQ(RunJson({"run", "fresh", "--save", "kept"})["deployed"], true);
+  EXPECT_TRUE(fs::exists(In("kept/C/Windows/System32/qcdsp1v2850.mbn")));
+  EXPECT_EQ(Read("kept/registry/10-image.reg"), Read("fresh/registry/10-image.reg"));
+  EXPECT_THAT(Read("kept/registry/zz-saved.reg"), HasSubstr("qcdsp1v2850.mbn"));
+
+  json const second = RunJson({"run", "kept", "--in-place"});
+  EXPECT_EQ(second["deployed"], false);
+  EXPECT_EQ(second["archive"], nullptr);
+  EXPECT_THAT(second["reason"].get<std::string>(), HasSubstr("0001\\AmssFwImagePath is \\SystemRoot"));
+  EXPECT_THAT(Read("kept/registry/zz-saved.reg"), HasSubstr("\"PELT_KNOW_TO_GO_SSR\"=dword:00000001"));
+  EXPECT_THAT(Read("kept/registry/zz-saved.reg"), HasSubstr("qcdsp1v2850.mbn"));
+  std::vector<std::string> left;
+  for (const auto& entry : fs::directory_iterator(In("kept"))) left.push_back(entry.path().filename());
+  EXPECT_THAT(left, ::testing::UnorderedElementsAre("C", "efi", "registry", "tablet.json"));
+}
+
+TEST_F(RunTest, ATabletWithoutAModemStopsCleanlyAfterTwentySeconds) {
+  json const document = RunJson({"run", Make("wifi-only")});
+  EXPECT_EQ(document["deployed"], false);
+  EXPECT_EQ(document["virtual_ms"], 20000);
+  EXPECT_THAT(States(document), ElementsAre("START_PENDING", "STOPPED"));
+  EXPECT_EQ(document["status"][1]["exit_code"], 0);
+}
+
+TEST_F(RunTest, AFailedDeploymentIsNoFailureOfTheProgram) {
+  Make("fresh");
+  Damage("PK\x03\x04", 2);
+  json const document = RunJson({"run", "fresh"});
+  EXPECT_EQ(document["deployed"], false);
+  EXPECT_EQ(document["archive"]["failures"].size(), 1U);
+  EXPECT_THAT(document["reason"].get<std::string>(), HasSubstr("1 of 8 entries"));
+
+  Write(kArchive, "this is no zip file");
+  EXPECT_THAT(RunJson({"run", "fresh"})["reason"].get<std::string>(), HasSubstr("is no archive"));
+  fs::remove(In(kArchive));
+  EXPECT_THAT(RunJson({"run", "fresh"})["reason"].get<std::string>(), HasSubstr("could not be opened, error 2"));
+}
+
+TEST_F(RunTest, AServiceThatHangsEndsTheRunWithFour) {
+  Make("fresh");
+  Damage(std::string("PK\x01\x02"), 3);
+  auto const before = Contents("fresh");
+  json const document = RunJson({"run", "fresh", "--patience", "0.3", "--save", "kept"}, 4);
+  EXPECT_EQ(document["end"], "hung");
+  EXPECT_EQ(document["deployed"], false);
+  EXPECT_EQ(Contents("fresh"), before);
+  EXPECT_FALSE(LeftSomething());
+  for (const auto& entry : fs::directory_iterator(scratch())) {
+    EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("kept")));
+  }
+}
+
+TEST_F(RunTest, UntilEndsTheRunWithSix) {
+  json const document = RunJson({"run", Make("wifi-only"), "--until", "5250"}, 6);
+  EXPECT_EQ(document["virtual_ms"], 5250);
+  EXPECT_EQ(document["end"], "time limit");
+  EXPECT_THAT(States(document), ElementsAre("START_PENDING"));
+}
+
+TEST_F(RunTest, TheTimelineStopsTheService) {
+  Make("already-deployed");
+  std::string text = Read("already-deployed/tablet.json");
+  text.replace(text.find("\"timeline\": []"), 14, "\"timeline\": [{\"at_ms\": 7000, \"event\": \"preshutdown\"}]");
+  Write("already-deployed/tablet.json", text);
+  json const document = RunJson({"run", "already-deployed", "--events", "e.jsonl"});
+  EXPECT_EQ(document["status"][2]["state"], "STOP_PENDING");
+  EXPECT_EQ(document["status"][2]["time_ms"], 7000);
+  EXPECT_THAT(Read("e.jsonl"), HasSubstr("preshutdown control sent"));
+}
+
+TEST_F(RunTest, EventsCarryWhatTheirKindPromises) {
+  Make("fresh");
+  EXPECT_EQ(Run({"run", "fresh", "--events", "plain.jsonl"}).exit_code, 0);
+  EXPECT_EQ(Run({"run", "fresh", "--events", "calls.jsonl", "--calls"}).exit_code, 0);
+  std::size_t seq = 0;
+  bool without_line = false;
+  for (const json& event : Events("plain.jsonl")) {
+    EXPECT_EQ(event["seq"], ++seq);
+    EXPECT_TRUE(event["time_ms"].is_number_integer());
+    EXPECT_TRUE(event["thread"].is_string());
+    EXPECT_NE(event["kind"], "call");
+    if (event["kind"] == "status") {
+      EXPECT_TRUE(event.contains("state") && event.contains("controls_accepted") && event.contains("exit_code") &&
+                  event.contains("check_point"));
+    }
+    if (event["kind"] == "trace") {
+      EXPECT_TRUE(event.contains("function") && event.contains("text") && event.contains("guid"));
+      without_line = without_line || !event.contains("line");
+    }
+  }
+  EXPECT_TRUE(without_line) << "entry and exit messages have no line";
+  auto const calls = Events("calls.jsonl");
+  auto const call = std::find_if(calls.begin(), calls.end(), [](const json& e) { return e["kind"] == "call"; });
+  ASSERT_NE(call, calls.end());
+  EXPECT_TRUE(call->contains("name") && call->contains("args") && call->contains("result") &&
+              call->contains("last_error"));
+}
+
+TEST_F(RunTest, TheStoryLeavesOutWhatRepeatsUnlessAskedForEverything) {
+  Make("wifi-only");
+  std::string const story = Run({"run", "wifi-only"}).out;
+  EXPECT_THAT(story, HasSubstr("... and 76 more like these, the last at 19.500 s"));
+  EXPECT_THAT(story, Not(HasSubstr("(+)")));
+  EXPECT_THAT(story, HasSubstr("not deployed: the service ended before it came to the firmware"));
+  std::string const everything = Run({"run", "wifi-only", "--verbose"}).out;
+  EXPECT_THAT(everything, HasSubstr("(+)"));
+  EXPECT_THAT(everything, Not(HasSubstr("more like these")));
+  EXPECT_THAT(Run({"run", "wifi-only", "--quiet"}).out, Not(HasSubstr("START_PENDING, check point")));
+}
+
+TEST_F(RunTest, ASignalLeavesNothingBehind) {
+  Make("wifi-only");
+  auto const before = Contents("wifi-only");
+  int terminal = -1;
+  pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child < 0) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
+  if (child == 0) {
+    ::setenv("TMPDIR", In("tmp").c_str(), 1);
+    ::setenv("TERM", "xterm", 1);
+    if (::chdir(scratch().c_str()) == 0) {
+      ::execl(VANTORD_TABLET_PROGRAM, "vantord-tablet", "run", "wifi-only", "--in-place", "--realtime", nullptr);
+    }
+    ::_exit(127);
+  }
+  // The clock waits, so that the service is in its twenty seconds when it is first heard of its failure.
+  std::string seen;
+  std::array<char, 512> buffer{};
+  while (seen.find("Failed to open") == std::string::npos) {
+    ssize_t const count = ::read(terminal, buffer.data(), buffer.size());
+    ASSERT_GT(count, 0) << seen;
+    seen.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  ::kill(child, SIGINT);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ::close(terminal);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_EQ(Contents("wifi-only"), before);
+  EXPECT_FALSE(LeftSomething());
+}
+
+}  // namespace

@@ -1,0 +1,114 @@
+// What happens when memory runs out. This executable's own operator new (nothrow) and inflateInit2_ stand in front of
+// the runtime's and zlib's.
+#include <dlfcn.h>
+
+#include <new>
+
+#include "tests/unit/unzip/archives.h"
+#include "vantord/unzip/tunzip.h"
+
+namespace {
+
+constexpr std::size_t kNone = SIZE_MAX;
+std::size_t failing_size = kNone;  ///< nothrow allocations of this size fail
+bool inflater_fails = false;
+
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (size == failing_size) return nullptr;
+  try {
+    return ::operator new(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  if (size == failing_size) return nullptr;
+  try {
+    return ::operator new[](size);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+extern "C" int inflateInit2_(z_streamp stream, int bits, const char* version, int size) {
+  if (inflater_fails) return Z_MEM_ERROR;
+  using InflateInit2 = int (*)(z_streamp, int, const char*, int);
+  static auto const real = reinterpret_cast<InflateInit2>(::dlsym(RTLD_NEXT, "inflateInit2_"));
+  return real(stream, bits, version, size);
+}
+
+namespace {
+
+using testing_support::ToBytes;
+using testing_support::ZipBuilder;
+using unzip_tests::MemoryArchive;
+using unzip_tests::MemoryStream;
+using unzip_tests::ReadToEnd;
+
+class AllocationTest : public testing_support::TabletTest {
+ protected:
+  AllocationTest() { zip_.Add("a", ToBytes("content")); }
+  ~AllocationTest() override {
+    failing_size = kNone;
+    inflater_fails = false;
+  }
+  ZipBuilder zip_;
+};
+
+TEST_F(AllocationTest, AnEntryWithoutMemoryForItsStateOrBufferDoesNotOpen) {
+  MemoryArchive const archive(zip_);
+  for (std::size_t size : {sizeof(ZipEntryReadState), std::size_t{16384}}) {
+    failing_size = size;
+    EXPECT_EQ(OpenCurrentEntry(archive.reader.get(), nullptr), ZIP_OUT_OF_MEMORY);
+    EXPECT_EQ(archive.reader->entryReadState, nullptr);
+  }
+  failing_size = kNone;
+  EXPECT_EQ(OpenCurrentEntry(archive.reader.get(), nullptr), ZIP_OK);
+}
+
+TEST_F(AllocationTest, AnArchiveWithoutMemoryForTheSearchOrTheReaderDoesNotOpen) {
+  testing_support::Bytes const bytes = zip_.Build();
+  for (std::size_t size : {std::size_t{1028}, sizeof(ZipArchiveReader)}) {
+    failing_size = size;
+    EXPECT_EQ(OpenZipArchive(MemoryStream(bytes)), nullptr);
+  }
+  failing_size = kNone;
+  EXPECT_NE(OpenZipArchive(MemoryStream(bytes)), nullptr);
+}
+
+TEST_F(AllocationTest, AnInflaterThatCannotBeSetUpShowsAtTheFirstRead) {
+  MemoryArchive const archive(zip_);
+  inflater_fails = true;
+  EXPECT_EQ(OpenCurrentEntry(archive.reader.get(), nullptr), ZIP_OK);
+  EXPECT_FALSE(archive.reader->entryReadState->streamInitialised);
+  EXPECT_EQ(ReadToEnd(archive.reader.get()).code, Z_STREAM_ERROR);
+  EXPECT_EQ(CloseCurrentEntry(archive.reader.get()), ZIP_OK);
+}
+
+TEST_F(AllocationTest, AFileWithoutMemoryForItsStreamIsClosedAgain) {
+  drive().Put(u"c:\\a.zip", zip_.Build());
+  failing_size = sizeof(ZipInputStream);
+  EXPECT_EQ(lufopen(u"c:\\a.zip"), nullptr);
+  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), testing::IsEmpty());
+}
+
+TEST_F(AllocationTest, AnExtractionWithoutMemoryForTheObjectTheHandleOrTheBufferFails) {
+  drive().Put(u"c:\\a.zip", zip_.Build());
+  for (std::size_t size : {sizeof(TUnzip), sizeof(ZipHandle)}) {
+    failing_size = size;
+    EXPECT_EQ(OpenZipFile(u"c:\\a.zip"), nullptr);
+    EXPECT_EQ(LastUnzipResult, UNZIP_FILE_FAILED);
+  }
+  failing_size = 16384;
+  TUnzip unzip;
+  ASSERT_EQ(unzip.Open(u"c:\\a.zip"), UNZIP_OK);
+  EXPECT_EQ(unzip.Unzip(0, u"c:\\a"), UNZIP_BAD_DATA);
+  EXPECT_EQ(drive().Contents(u"c:\\a").size(), 0u);
+  failing_size = kNone;
+  EXPECT_EQ(unzip.Unzip(0, u"c:\\a"), UNZIP_OK);
+}
+
+}  // namespace

@@ -1,0 +1,126 @@
+// Puts the chosen modem image in place.
+#include <cstring>
+
+#include "vantord/common/diagnostic_log.h"
+#include "vantord/common/registry.h"
+#include "vantord/common/wide_format.h"
+#include "vantord/modem/image_selector.h"
+#include "vantord/modem/registry_names.h"
+#include "vantord/unzip/unzip.h"
+
+namespace {
+
+/// Kept on purpose: the folder's own backslash stays when an archive's name is joined to it with another; the drive
+/// takes both as one (pinned by ImageDeployment.TheToastArchiveIsNamedWithTwoBackslashes).
+constexpr WCHAR kToastFolder[] = TEXT("c:\\Windows\\ToastGenerator\\");
+constexpr WCHAR kToastArchive[] = TEXT("ToastResource_20180816.zip");
+constexpr WCHAR kModemFolder[] = TEXT("c:\\windows\\system32\\modem_core");
+constexpr WCHAR kModemPattern[] = TEXT("c:\\windows\\system32\\modem_core\\*");
+constexpr WCHAR kTargetFolder[] = TEXT("c:\\windows\\system32\\");
+
+/// Makes room for a file that an earlier deployment may have left read-only. Kept on purpose: the attributes of a
+/// target that is not there have every bit set, so the call is made for it too and fails without harm (pinned by
+/// ImageDeployment.AMissingTargetIsAskedToGiveUpItsReadOnlyBit).
+void ClearReadOnly(const WCHAR* path) {
+  DWORD const attributes = ::GetFileAttributesW(path);
+  if (attributes & FILE_ATTRIBUTE_READONLY) ::SetFileAttributesW(path, attributes & ~FILE_ATTRIBUTE_READONLY);
+}
+
+/// Kept on purpose: folders are only logged, neither hidden nor entered (pinned by
+/// ImageDeployment.ASubFolderOfTheArchivesIsNeitherHiddenNorEntered).
+void HideFound(const WIN32_FIND_DATAW& found) {
+  if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+    DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : %s  <DIR>"), "CImageSelector::HideModemFiles", 207, found.cFileName);
+    return;
+  }
+  if (found.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN) return;
+  WCHAR path[MAX_PATH] = {};
+  FormatWideTo(path, TEXT("%s\\%s"), kModemFolder, found.cFileName);
+  ::SetFileAttributesW(path, found.dwFileAttributes | FILE_ATTRIBUTE_HIDDEN);
+  DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : %s FILE_ATTRIBUTE_HIDDEN"), "CImageSelector::HideModemFiles", 222, path);
+}
+
+}  // namespace
+
+DWORD CImageSelector::SelectAndDeployImage() {
+  ModemBinaryName modemBinary = {};
+  WCHAR archivePath[MAX_PATH] = {};
+  FormatWideTo(archivePath, TEXT("%s\\%s"), kToastFolder, kToastArchive);
+  // Kept on purpose: the modem's firmware does not depend on a notice's pictures, so the result is not looked at
+  // (pinned by ImageDeployment.AMissingToastArchiveDoesNotStopTheModem).
+  UnzipBinary(archivePath, kToastFolder);
+
+  if (!DetermineImageByCSC(modemBinary)) DetermineImageByModemID(modemBinary);
+
+  // Kept on purpose: before the extraction, so that the archives are hidden even where it fails (pinned by
+  // ImageDeployment.TheArchivesAreHiddenEvenWhenTheExtractionFails).
+  HideModemFiles();
+
+  std::memset(archivePath, 0, sizeof(archivePath));
+  FormatWideTo(archivePath, TEXT("%s\\%s"), kModemFolder, modemBinary);
+  if (UnzipBinary(archivePath, kTargetFolder) == 0) return 0;
+
+  // Kept on purpose: asked to delete also where nothing requested the deployment; the failure is logged and ignored
+  // (pinned by ImageDeployment.ADeploymentThatNobodyRequestedLogsThatThereWasNoRequest).
+  SRegistryDeleteValue(kParametersKey, kDistributeValue);
+  return 1;
+}
+
+// Kept on purpose: an entry that fails makes the result 0 but stops no other, and what is extracted stays. An empty
+// file is such an entry although it is written. An archive without entries succeeds (pinned by
+// ImageDeployment.ACorruptEntryDoesNotStopTheOthers, ImageDeployment.AnEmptyFileFailsTheDeploymentThoughItIsWritten and
+// ImageDeployment.AnArchiveWithoutEntriesCountsAsDeployed).
+DWORD CImageSelector::UnzipBinary(const WCHAR* archivePath, const WCHAR* targetFolder) {
+  FunctionScope const scope("CImageSelector::UnzipBinary");
+  ZipHandle* const archive = OpenZipFile(archivePath);
+  if (archive == nullptr) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Failure in Unzipping %s"), "CImageSelector::UnzipBinary", 244,
+                   archivePath);
+    return 0;
+  }
+  DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Unzipping %s"), "CImageSelector::UnzipBinary", 247, archivePath);
+
+  ZipEntry total = {};
+  GetZipEntry(archive, -1, total);
+  DWORD result = 1;
+  for (INT index = 0; index < total.index; ++index) {
+    // A fresh record each time: one that cannot be read must not pass for the entry before it.
+    ZipEntry entry = {};
+    GetZipEntry(archive, index, entry);
+    WCHAR target[MAX_PATH] = {};
+    FormatWideTo(target, TEXT("%s%s"), targetFolder, entry.name);
+    ClearReadOnly(target);
+    DWORD const status = UnzipZipEntry(archive, index, target);
+    DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Unzipping status %x"), "CImageSelector::UnzipBinary", 269, status);
+    if (status != UNZIP_OK) result = 0;
+  }
+  CloseZipFile(archive);
+  return result;
+}
+
+void CImageSelector::HideModemFiles() {
+  // A folder that does not exist has every attribute bit set: nothing is done for it here.
+  DWORD const attributes = ::GetFileAttributesW(kModemFolder);
+  if (!(attributes & FILE_ATTRIBUTE_HIDDEN)) {
+    ::SetFileAttributesW(kModemFolder, attributes | FILE_ATTRIBUTE_HIDDEN);
+    DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : %s FILE_ATTRIBUTE_HIDDEN"), "CImageSelector::HideModemFiles", 193,
+                   kModemFolder);
+  }
+
+  WIN32_FIND_DATAW found = {};
+  HANDLE const find = ::FindFirstFileW(kModemPattern, &found);
+  if (find == INVALID_HANDLE_VALUE) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %s not Exist"), "CImageSelector::HideModemFiles", 199, kModemPattern);
+    return;
+  }
+  do {
+    HideFound(found);
+  } while (::FindNextFileW(find, &found));
+  // Read before the close, which may change it.
+  DWORD const error = ::GetLastError();
+  if (error != ERROR_NO_MORE_FILES) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Error in Hiding Files with Error (%d)"), "CImageSelector::HideModemFiles",
+                   230, error);
+  }
+  ::FindClose(find);
+}

@@ -1,0 +1,31 @@
+// CRILHandler: a short-lived client of the radio interface layer, used once when the service ends.
+#pragma once
+
+#include <windows.h>
+
+#include "vantord/radio/kavrilproxy.h"
+
+class CRILHandler {
+ public:
+  CRILHandler();
+  /// Disconnects, if connected.
+  virtual ~CRILHandler();
+  CRILHandler(const CRILHandler&) = delete;
+  CRILHandler& operator=(const CRILHandler&) = delete;
+
+  /// Connects, trying 100 times with a pause of 1 s after each failure. False when the radio cannot be reached.
+  bool Init();
+
+  /// Sends the radio command of the service's end and waits at most 30 s for its completion, whose outcome nobody
+  /// looks at.
+  void RequestShutdown();
+
+ private:
+  static void CALLBACK OnResult(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
+  static void CALLBACK OnNotify(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
+  void ResultCallback();
+  void NotifyCallback();
+
+  HRIL m_hRil = nullptr;  ///< null: not connected
+  HANDLE m_hEvent;        ///< auto reset; signalled by the result callback
+};

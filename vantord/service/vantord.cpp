@@ -1,0 +1,108 @@
+#include "vantord/service/vantord.h"
+
+#include <new>
+
+#include "vantord/common/diagnostic_log.h"
+#include "vantord/modem/modem_qc.h"
+#include "vantord/service/build_stamp.h"
+#include "vantord/service/error.h"
+
+namespace {
+
+constexpr WCHAR kServiceName[] = TEXT("Vantord");
+
+/// Kept on purpose: neither shutdown nor pause and continue (pinned by VantordService.AcceptsStopPowerAndPreshutdown).
+constexpr DWORD kControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_POWEREVENT | SERVICE_ACCEPT_PRESHUTDOWN;
+static_assert(kControlsAccepted == 0x141);
+
+constexpr DWORD kStopPollMilliseconds = 2000;
+
+/// What a queued work item needs to know. Owned by the thunk that runs it.
+struct WorkItem {
+  void (CVantord::*work)();
+  CVantord* object;
+};
+
+}  // namespace
+
+CVantord::CVantord() : CServiceBase(kServiceName, kControlsAccepted), m_fStopped(0), m_hStoppedEvent(nullptr) {
+  // Kept on purpose: issued before the trace provider exists, so never delivered
+  // (pinned by VantordService.WhatIsLoggedBeforeTheStartWorkIsNeverDelivered).
+  DebugPrintZone(ZONE_INFO, TEXT("%S:%d : Service m_controlsAccepted, %x"), "CVantord::CVantord", 41,
+                 kControlsAccepted);
+  m_hStoppedEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  if (m_hStoppedEvent == nullptr) RaiseLastError();
+}
+
+CVantord::~CVantord() {
+  if (m_hStoppedEvent != nullptr) ::CloseHandle(m_hStoppedEvent);
+}
+
+void CVantord::OnStart(DWORD, LPWSTR*) {
+  GetDebugZoneMask();
+  TraceProviderInit();
+  DebugPrintZone(ZONE_INFO, TEXT("%S:%d : VantorService OnStart [%S, %S]"), "CVantord::OnStart", 62, kBuildDate,
+                 kBuildTime);
+
+  // Owned as the class it was made as: the base has no virtual destructor.
+  m_pModem = std::make_shared<CModemQC>();
+  if (!m_pModem->ExistModemCtrl()) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : VantorService do not start for WIFI device"), "CVantord::OnStart", 69);
+    TraceProviderCleanup();
+    // Not an error code: the start ends as a clean stop with exit code 0, without failure actions.
+    throw -1;
+  }
+
+  RegisterDeviceEvent();
+  RegisterPowerEvent();
+
+  QueueWorker(&CVantord::ServiceWorkerThread);
+}
+
+void CVantord::QueueWorker(void (CVantord::*work)()) {
+  auto* const item = new WorkItem{work, this};
+  if (::QueueUserWorkItem(WorkItemThunk, item, WT_EXECUTELONGFUNCTION)) return;
+  DWORD const error = ::GetLastError();
+  delete item;
+  // Kept on purpose: provider and notifications stay registered; the process ends right after the STOPPED report
+  // (pinned by VantordService.AWorkerThatCannotBeQueuedStopsTheServiceWithTheError).
+  RaiseError(error);
+}
+
+DWORD WINAPI CVantord::WorkItemThunk(LPVOID context) {
+  auto* const item = static_cast<WorkItem*>(context);
+  (item->object->*item->work)();
+  // The object may be gone by now; the item is the thunk's own.
+  delete item;
+  return 0;
+}
+
+void CVantord::ServiceWorkerThread() {
+  DebugPrintZone(ZONE_INFO, TEXT("%S:%d : ServiceWorkerThread to run"), "CVantord::ServiceWorkerThread", 104);
+  m_pModem->Init();
+  StartServiceOEM();
+  if (::WaitForSingleObject(m_hStoppedEvent, INFINITE) != WAIT_OBJECT_0) RaiseLastError();
+  // From this store on the object may be destroyed by the thread that stops the service.
+  m_fStopped = 1;
+}
+
+void CVantord::OnStop() {
+  DebugPrintZone(ZONE_INFO, TEXT("%S:%d : VantorService OnStop"), "CVantord::OnStop", 114);
+  StopWorker(1);
+}
+
+void CVantord::OnPreshutdown() {
+  DebugPrintZone(ZONE_INFO, TEXT("%S:%d : VantorService OnPreshutdown"), "CVantord::OnPreshutdown", 119);
+  StopWorker(0);
+}
+
+void CVantord::StopWorker(DWORD flag) {
+  if (m_pModem) m_pModem->Deinit(flag);
+  ::SetEvent(m_hStoppedEvent);
+  // Kept on purpose: no upper bound. A start-up that is still at work is waited for, however long it takes
+  // (pinned by VantordService.AStopDuringTheStartUpWaitsForItInStepsOfTwoSeconds).
+  while (m_fStopped == 0) ::Sleep(kStopPollMilliseconds);
+  // Kept on purpose: nothing is logged from here on, not even the last status report
+  // (pinned by VantordService.AStopUnregistersTheTraceProviderAndSaysNothingAfterIt).
+  TraceProviderCleanup();
+}

@@ -1,0 +1,49 @@
+// CVantord: the modem loader service.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <memory>
+
+#include "vantord/modem/modem_template.h"
+#include "vantord/service/service_base.h"
+
+class CVantord : public CServiceBase {
+ public:
+  /// Raises the Windows error code when its event cannot be made.
+  CVantord();
+  ~CVantord() override;
+
+ protected:
+  void OnStart(DWORD argumentCount, LPWSTR* arguments) override;
+  void OnStop() override;
+  void OnPreshutdown() override;
+  void OnPowerEvent(DWORD eventType, LPVOID eventData) override;
+  void OnDeviceEvent(DWORD eventType, LPVOID eventData) override;
+  void OnDefaultControl(DWORD control) override;
+
+  std::shared_ptr<CModemTemplate> m_pModem;  ///< empty until OnStart
+
+ private:
+  /// Initialises the modem, then waits until the service stops. On a thread of the pool.
+  void ServiceWorkerThread();
+
+  /// A change of the console's display state; null or another setting is no concern of the service.
+  void OnDisplayState(const POWERBROADCAST_SETTING* setting);
+
+  /// Starts the partner service and follows its start, as long as it makes progress. Failures are logged.
+  void StartServiceOEM();
+  /// Sends a custom control to the partner service. Failures are logged.
+  void SendModemControlMessage(DWORD control);
+
+  /// Queues a member function on the thread pool. Raises the Windows error code when that fails.
+  void QueueWorker(void (CVantord::*work)());
+  static DWORD WINAPI WorkItemThunk(LPVOID context);
+
+  /// Ends the modem and the worker; `flag` is 1 at a stop and 0 at a preshutdown. Waits for the worker without bound.
+  void StopWorker(DWORD flag);
+
+  std::atomic<DWORD> m_fStopped;  ///< set to 1 by the worker once it has seen the stop event
+  HANDLE m_hStoppedEvent;         ///< manual reset; signalled by StopWorker
+};

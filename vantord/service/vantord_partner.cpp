@@ -1,0 +1,177 @@
+// The partner service "Pelt": started once the modem is ready for it, told when the system suspends. Each time the
+// service manager and the service are opened afresh and closed before the return.
+#include <windows.h>
+
+#include <winsvc.h>
+
+#include <algorithm>
+
+#include "vantord/common/diagnostic_log.h"
+#include "vantord/service/service_handle.h"
+#include "vantord/service/vantord.h"
+
+namespace {
+
+constexpr WCHAR kPartnerName[] = TEXT("Pelt");
+constexpr char kStartFunction[] = "CVantord::StartServiceOEM";
+
+constexpr DWORD kShortestStep = 1000;
+constexpr DWORD kLongestStep = 10000;
+
+bool QueryStatus(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
+  DWORD needed = 0;
+  return ::QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<LPBYTE>(&status),
+                                sizeof(status), &needed) != FALSE;
+}
+
+/// How long a service stays without progress: since when, and at which check point.
+class ProgressWatch {
+ public:
+  explicit ProgressWatch(const SERVICE_STATUS_PROCESS& status) { Remember(status); }
+
+  /// Sleeps a tenth of the wait hint, but at least 1 s and at most 10 s.
+  static void Step(const SERVICE_STATUS_PROCESS& status) {
+    ::Sleep(std::clamp(status.dwWaitHint / 10, kShortestStep, kLongestStep));
+  }
+
+  /// Whether the check point has stood still for longer than the wait hint, which is not clamped as the step is.
+  bool IsStuck(const SERVICE_STATUS_PROCESS& status) {
+    if (status.dwCheckPoint > m_checkPoint) {
+      Remember(status);
+      return false;
+    }
+    return ::GetTickCount() - m_since > status.dwWaitHint;
+  }
+
+ private:
+  void Remember(const SERVICE_STATUS_PROCESS& status) {
+    m_since = ::GetTickCount();
+    m_checkPoint = status.dwCheckPoint;
+  }
+  DWORD m_since = 0;
+  DWORD m_checkPoint = 0;
+};
+
+/// True once a pending stop has ended; logs why it cannot be waited for.
+bool WaitForPendingStop(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
+  ProgressWatch watch(status);
+  while (status.dwCurrentState == SERVICE_STOP_PENDING) {
+    ProgressWatch::Step(status);
+    if (!QueryStatus(service, status)) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : QueryServiceStatusEx failed (%d)\n"), kStartFunction, 61,
+                     ::GetLastError());
+      return false;
+    }
+    // Kept on purpose: asked of a stop that has just ended, too; when that is reported without a wait hint, it counts
+    // as timed out (pinned by PartnerService.AStopThatEndsWithoutAWaitHintCountsAsTimedOut).
+    if (watch.IsStuck(status)) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Timeout waiting for service to stop\n"), kStartFunction, 66);
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Follows a pending start; `status` is the last good one.
+/// Kept on purpose: a start without progress is left without a message (pinned by
+/// PartnerService.AStartWithoutProgressIsLeftWithoutAWord).
+void FollowPendingStart(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
+  ProgressWatch watch(status);
+  while (status.dwCurrentState == SERVICE_START_PENDING) {
+    ProgressWatch::Step(status);
+    SERVICE_STATUS_PROCESS next = {};
+    if (!QueryStatus(service, next)) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : QueryServiceStatusEx failed (%d)\n"), kStartFunction, 80,
+                     ::GetLastError());
+      return;
+    }
+    status = next;
+    if (watch.IsStuck(status)) return;
+  }
+}
+
+void ReportStart(const SERVICE_STATUS_PROCESS& status) {
+  if (status.dwCurrentState == SERVICE_RUNNING) {
+    DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Service started successfully.\n"), kStartFunction, 91);
+    return;
+  }
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Service not started. \n"), kStartFunction, 94);
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d :   Current State: %d\n"), kStartFunction, 95, status.dwCurrentState);
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d :   Exit Code: %d\n"), kStartFunction, 96, status.dwWin32ExitCode);
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d :   Check Point: %d\n"), kStartFunction, 97, status.dwCheckPoint);
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d :   Wait Hint: %d\n"), kStartFunction, 98, status.dwWaitHint);
+}
+
+void StartPartner(const ServiceHandle& service) {
+  SERVICE_STATUS_PROCESS status = {};
+  if (!QueryStatus(service, status)) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : QueryServiceStatusEx failed (%d)\n"), kStartFunction, 104,
+                   ::GetLastError());
+    return;
+  }
+  // Kept on purpose: a service that starts or pauses counts as running
+  // (pinned by PartnerService.IsLeftAloneWhenItRunsOrStartsOrPauses).
+  if (status.dwCurrentState != SERVICE_STOPPED && status.dwCurrentState != SERVICE_STOP_PENDING) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Cannot start the service because it is already running\n"), kStartFunction,
+                   110);
+    return;
+  }
+  if (!WaitForPendingStop(service, status)) return;
+  if (!::StartServiceW(service.get(), 0, nullptr)) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : StartService failed (%d)\n"), kStartFunction, 116, ::GetLastError());
+    return;
+  }
+  DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Service start pending...\n"), kStartFunction, 119);
+  if (!QueryStatus(service, status)) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : QueryServiceStatusEx failed (%d)\n"), kStartFunction, 121,
+                   ::GetLastError());
+    return;
+  }
+  FollowPendingStart(service, status);
+  ReportStart(status);
+}
+
+}  // namespace
+
+void CVantord::StartServiceOEM() {
+  ServiceHandle const manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  if (!manager) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : OpenSCManager failed (%d)\n"), kStartFunction, 134, ::GetLastError());
+    return;
+  }
+  ServiceHandle const service(::OpenServiceW(manager.get(), kPartnerName, SERVICE_ALL_ACCESS));
+  if (!service) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : OpenService failed (%d)\n"), kStartFunction, 139, ::GetLastError());
+    return;
+  }
+  StartPartner(service);
+}
+
+void CVantord::SendModemControlMessage(DWORD control) {
+  FunctionScope const scope("CVantord::SendModemControlMessage");
+  ServiceHandle manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  if (!manager) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : OpenSCManager failed w/err 0x%08lx"), "CVantord::SendModemControlMessage",
+                   149, ::GetLastError());
+    return;
+  }
+  ServiceHandle const service(::OpenServiceW(manager.get(), kPartnerName, SERVICE_ALL_ACCESS));
+  if (!service) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : OpenService failed w/err 0x%08lx"), "CVantord::SendModemControlMessage",
+                   155, ::GetLastError());
+  } else {
+    SERVICE_STATUS status = {};
+    // Kept on purpose: success is logged in the error zone too, with whatever the last error is
+    // (pinned by PartnerService.ASuspendNoticeIsLoggedInTheErrorZoneEvenWhenItArrives).
+    if (::ControlService(service.get(), control, &status)) {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : ControlService Success w/err 0x%08lx"),
+                     "CVantord::SendModemControlMessage", 162, ::GetLastError());
+    } else {
+      DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : ControlService Fail??? w/err 0x%08lx"),
+                     "CVantord::SendModemControlMessage", 165, ::GetLastError());
+    }
+  }
+  // Kept on purpose: the service manager goes first, where StartServiceOEM closes it last
+  // (pinned by PartnerService.ASuspendNoticeClosesTheServiceManagerFirst).
+  manager.Close();
+}

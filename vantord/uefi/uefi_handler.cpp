@@ -1,0 +1,130 @@
+#include "vantord/uefi/uefi_handler.h"
+
+#include <windows.h>
+
+#include "vantord/common/diagnostic_log.h"
+#include "vantord/common/wide_format.h"
+#include "vantord/uefi/keep_last_error.h"
+#include "vantord/uefi/safi_driver.h"
+
+namespace {
+constexpr DWORD kRetryDelayMs = 15;
+constexpr DWORD kSalesCodeBytes = 4;
+}  // namespace
+
+CKAVRILUEFIHandler::CKAVRILUEFIHandler(const WCHAR* name, const WCHAR* guid) {
+  CopyWide(m_wcsName, 260, name);
+  CopyWide(m_wcsGuid, 260, guid);
+}
+
+CKAVRILUEFIHandler::~CKAVRILUEFIHandler() { CloseToken(); }
+
+void CKAVRILUEFIHandler::CloseToken() {
+  if (m_hToken == INVALID_HANDLE_VALUE) return;
+  KeepLastError const keep;
+  ::CloseHandle(m_hToken);
+  m_hToken = INVALID_HANDLE_VALUE;
+}
+
+bool CKAVRILUEFIHandler::Ready() {
+  if (m_hToken != INVALID_HANDLE_VALUE) {
+    DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Already performed"), "CKAVRILUEFIHandler::Ready", 43);
+    return true;
+  }
+  HANDLE token = nullptr;
+  if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : OpenProcessToken Failed"), "CKAVRILUEFIHandler::Ready", 21);
+    return false;
+  }
+  m_hToken = token;
+  TOKEN_PRIVILEGES privileges = {};
+  privileges.PrivilegeCount = 1;
+  if (!::LookupPrivilegeValueW(nullptr, SE_SYSTEM_ENVIRONMENT_NAME, &privileges.Privileges[0].Luid)) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : LookupPrivilegeValue Failed"), "CKAVRILUEFIHandler::Ready", 25);
+    CloseToken();
+    return false;
+  }
+  privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+  // The call also succeeds when the account does not hold the privilege; the driver is then the judge.
+  if (!::AdjustTokenPrivileges(m_hToken, FALSE, &privileges, sizeof(privileges), nullptr, nullptr)) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : AdjustTokenPrivileges Failed"), "CKAVRILUEFIHandler::Ready", 35);
+    CloseToken();
+    return false;
+  }
+  return true;
+}
+
+DWORD CKAVRILUEFIHandler::Read(void* buffer, DWORD capacity) {
+  if (!Ready()) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Ready to Read failed!"), "CKAVRILUEFIHandler::Read", 70);
+    return 0;
+  }
+  DWORD bytes = 0;
+  DWORD error = ERROR_SUCCESS;
+  DWORD attempt = 0;
+  for (; attempt < MAX_UEFI_IO_RETRY; ++attempt) {
+    bytes = SafiGetVariable(m_wcsName, m_wcsGuid, buffer, capacity);
+    if (bytes != 0) break;
+    error = ::GetLastError();
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : ERROR ! Failed to read - name[%s] guid[%s], GetLastError=%d"),
+                   "CKAVRILUEFIHandler::Read", 81, m_wcsName, m_wcsGuid, error);
+    if (error != ERROR_IO_DEVICE) break;
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : ERROR_IO_DEVICE, we will retry after %d msecs"),
+                   "CKAVRILUEFIHandler::Read", 84, kRetryDelayMs);
+    ::Sleep(kRetryDelayMs);
+  }
+  if (attempt == MAX_UEFI_IO_RETRY) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Retry count reached MAX_UEFI_IO_RETRY"), "CKAVRILUEFIHandler::Read", 93);
+  }
+  // Kept on purpose: the token ends with the read, where one would expect it to last as long as the handler
+  // (UefiHandler.AReadClosesTheToken).
+  CloseToken();
+  if (bytes == 0) ::SetLastError(error);
+  return bytes;
+}
+
+bool CKAVRILUEFIHandler::WriteOnce(const void* data) {
+  SafiKey const key(m_wcsName, m_wcsGuid);
+  if (key.text() == nullptr) {
+    WriteDebugger("Error : Invalid memory for SetFirmwareEnvironmentVariable \n");
+    return false;
+  }
+  return SafiWriteVariable(key.text(), data);
+}
+
+bool CKAVRILUEFIHandler::Write(const void* data) {
+  // Kept on purpose: Ready runs twice and the second run decides, where one would expect one run
+  // (UefiHandler.AWriteRunsReadyTwice).
+  Ready();
+  if (!Ready()) {
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Ready to Write failed!"), "CKAVRILUEFIHandler::Write", 103);
+    return false;
+  }
+  DWORD error = ERROR_SUCCESS;
+  // Kept on purpose: no pause between attempts, where one would expect that of a read
+  // (UefiHandler.AWriteIsTried400TimesAtOnce).
+  for (DWORD attempt = 0; attempt < MAX_UEFI_IO_RETRY; ++attempt) {
+    if (WriteOnce(data)) return true;
+    error = ::GetLastError();
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : SAVE ITEM FAILED!!!, Error = %d"), "CKAVRILUEFIHandler::Write", 113,
+                   error);
+    if (error != ERROR_IO_DEVICE) {
+      ::SetLastError(error);
+      return false;
+    }
+    DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : ERROR_IO_DEVICE, we will retry"), "CKAVRILUEFIHandler::Write", 116);
+  }
+  DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Retry count reached MAX_UEFI_IO_RETRY"), "CKAVRILUEFIHandler::Write", 128);
+  ::SetLastError(error);
+  return false;
+}
+
+bool GetUEFISalesCode(char* code) {
+  CKAVRILUEFIHandler handler(TEXT("SALES_CODE"), TEXT("{9806d87d-b4fb-4d02-97d2-8597337abc83}"));
+  // Read has the last word on the privilege: it asks again and logs.
+  handler.Ready();
+  if (handler.Read(code, kSalesCodeBytes) == 0) return false;
+  DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : UEFI Sales_Code = %c%c%c!!!"), "GetUEFISalesCode", 235,
+                 static_cast<BYTE>(code[0]), static_cast<BYTE>(code[1]), static_cast<BYTE>(code[2]));
+  return true;
+}
