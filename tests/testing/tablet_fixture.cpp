@@ -3,11 +3,21 @@
 #include <cstdlib>
 
 #include "cli/base/service_facts.h"
+#include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 namespace testing_support {
 
 namespace {
 constexpr tablet::FileTicks kMorningOfMarch2 = tablet::kUnixEpoch + 1'772'438'400ULL * tablet::kTicksPerSecond;
+
+/// Puts the service's process-wide state back to that of a process that has just started. A provider that an earlier
+/// test left behind was registered with a tablet that is gone: there is nothing to unregister.
+void StartProcessAfresh() {
+  g_ulZoneMask = kDefaultZoneMask;
+  if (TraceControlBlock* const provider = RegisteredProvider()) provider->registration = 0;
+  TraceProviderCleanup();
+}
 }  // namespace
 
 ScratchFolder::ScratchFolder() {
@@ -20,7 +30,10 @@ ScratchFolder::~ScratchFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-TabletTest::TabletTest() { PowerOn(DefaultDescription()); }
+TabletTest::TabletTest() {
+  StartProcessAfresh();
+  PowerOn(DefaultDescription());
+}
 
 tablet::Description TabletTest::DefaultDescription() {
   tablet::Description description;

@@ -29,8 +29,9 @@ class ScratchFolder {
 
 class TabletTest : public ::testing::Test {
  protected:
-  /// Powered on with the defaults: a modem, a firmware driver, 2026-03-02 08:00 UTC, one hour ahead of UTC, the
-  /// service's trace collected, calls recorded.
+  /// The service's process-wide state is that of a new process, but for the count of check points, which only a process
+  /// of its own resets. Powered on with the defaults: a modem, a firmware driver, 2026-03-02 08:00 UTC, one hour ahead
+  /// of UTC, the service's trace collected, calls recorded.
   TabletTest();
 
   /// Powers on again with another description or seed; registry, drive and firmware start empty.
