@@ -22,3 +22,4 @@ install(FILES ${PROJECT_BINARY_DIR}/share/vantord-tablet.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantord-tablet)
 install(FILES package/vantord_events.lnav.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lnav/formats/vantord
   RENAME vantord_events.json)
+install(FILES package/THIRD-PARTY-NOTICES.txt DESTINATION ${CMAKE_INSTALL_DOCDIR})

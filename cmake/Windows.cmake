@@ -19,7 +19,7 @@ endif()
 
 # The process entry belongs to the program. Off Windows it belongs to the library: there the tablet calls it.
 get_target_property(service_sources vantord_service SOURCES)
-list(REMOVE_ITEM service_sources ${PROJECT_SOURCE_DIR}/service/main.cpp)
+list(REMOVE_ITEM service_sources ${PROJECT_SOURCE_DIR}/vantord/service/main.cpp)
 set_property(TARGET vantord_service PROPERTY SOURCES ${service_sources})
 
 add_executable(Vantord vantord/service/main.cpp)

@@ -37,7 +37,7 @@ class Fresh(SampleTest, EverySample, ModemSample):
         numbers = {name: (4, number.to_bytes(4, "little")) for name, number in (("type", 16), ("start", 2), ("errorcontrol", 1))}
         self.assertEqual(numbers | {"imagepath": values["imagepath"]}, values)
         self.assertEqual(text.lower(), values["imagepath"][1].lower())
-        written = Inf((self.world.programs.package / "vantord.inf").read_text()).registry("Vantord_Registry")
+        written = Inf((self.world.programs.package / "standalone" / "vantord.inf").read_text()).registry("Vantord_Registry")
         self.assertGreater(len(written), 8)
         for (key, name), (flags, value) in written.items():
             found = installed[SERVICE_KEY + ("\\" + key.lower() if key else "")]

@@ -1,6 +1,7 @@
 """Makes a Windows machine like a tablet: drive C:, registry, firmware variables, devices, services, who is logged on."""
 
 import os
+import re
 import shutil
 from pathlib import Path
 
@@ -73,16 +74,22 @@ def provision(machine, tablet, programs):
 
 
 def install_service(machine, programs):
-    """Has Windows' set-up install the service's package."""
-    for file in programs.package.iterdir():
+    """Windows setup installs the driver package for machines without the device."""
+    for file in programs.package.joinpath("standalone").iterdir():
         place(machine, file, f"{PACKAGE_FOLDER}\\{file.name}")
     place(machine, programs.beside / "steer.exe", STEER)
-    steer(machine, "install", "DefaultInstall", PACKAGE_FOLDER + "\\vantord.inf")
+    steer(machine, "install", _section(machine, "DefaultInstall"), PACKAGE_FOLDER + "\\vantord.inf")
 
 
 def remove_service(machine):
-    """Has Windows' set-up remove what it installed."""
-    steer(machine, "install", "DefaultUninstall", PACKAGE_FOLDER + "\\vantord.inf")
+    """Windows setup removes what it installed."""
+    steer(machine, "install", _section(machine, "DefaultUninstall"), PACKAGE_FOLDER + "\\vantord.inf")
+
+
+def _section(machine, kind):
+    """Its name with the architecture, as it is to be given to Windows setup."""
+    text = machine.host_path(PACKAGE_FOLDER + "\\vantord.inf").read_text()
+    return re.search(rf"^\[({kind}\.\w+)\]", text, re.M)[1]
 
 
 def place_libraries(machine, programs):

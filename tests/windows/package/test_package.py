@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Whether a package does what it is for: test_package.py FOLDER VANTORD_TABLET, FOLDER as package/make_package.py makes it.
 
-What the service really does comes from runs on the simulated tablet. Exit code 77 when VANTORD_TABLET has not been built.
+What the service really does comes from runs on the simulated tablet. Exit code 77 if VANTORD_TABLET has not been built.
 """
 
 import hashlib
@@ -19,14 +19,19 @@ from trace_file import Definitions
 PACKAGE, PROGRAM = None, None  # set by main
 SERVICE = r"SYSTEM\CurrentControlSet\Services\Vantord"
 NOT_STOPPED = "not stopped within the preshutdown time-out"
-# Rows of a map, instances of a class, sessions: any name may stand there.
+# Rows of a map, instances of a class, sessions: any name is possible.
 ANY_VALUE = re.compile(r"\\vantord\\parameters\\(?:csc|imageid)$")
 ANY_KEY = re.compile(r"(\\\{4d36e97d-[^\\]*\}|\\sessiondata)\\\d+$")
+PACKAGES = ("component", "component-trigger", "standalone")
+VALUES = ("vantord-values.reg", "vantord-test-machine.reg")
+# What is the service's own: the rest belongs to Windows or to the modem's driver.
+OWN = re.compile(r"system\\currentcontrolset\\services\\vantord(\\|$)")
+COMMENTED = re.compile(r'^;(?=["\[])', re.M)
 SAMPLES = ("fresh", "already-deployed", "wifi-only", "crashed-two-sessions", "oobe-then-desktop")
 
 
 class Life:
-    """One run of a sample on the simulated tablet."""
+    """A run of a sample on the simulated tablet."""
 
     def __init__(self, folder, sample, change=lambda tablet: None):
         self.tablet = folder / sample
@@ -57,7 +62,7 @@ def choose_by_image_id(tablet):
 
 
 def values_asked_for(life):
-    """{(key, value)} in small letters. Every reader opens its key itself, right before."""
+    """{(key, value)} in lower case. Every reader opens its key itself, right before."""
     opened = {}
     for call in life.of_kind("call"):
         if call["name"] in ("RegCreateKeyExW", "RegOpenKeyExW"):
@@ -80,40 +85,60 @@ class PackageTest(unittest.TestCase):
     def text(self, name, encoding="ascii"):
         return (PACKAGE / name).read_bytes().decode(encoding)
 
-    def inf(self):
-        return Inf(self.text("vantord.inf"))
+    def inf(self, package="component"):
+        return Inf(self.text(f"{package}/vantord.inf"))
 
     def test_the_checksums_are_those_of_all_its_files(self):
         sums = dict(reversed(line.split("  ")) for line in self.text("SHA256SUMS").splitlines())
-        files = {file.name: hashlib.sha256(file.read_bytes()).hexdigest() for file in PACKAGE.iterdir()}
+        files = {file.relative_to(PACKAGE).as_posix(): hashlib.sha256(file.read_bytes()).hexdigest()
+                 for file in PACKAGE.rglob("*") if file.is_file()}
         del files["SHA256SUMS"]
         self.assertEqual(files, sums)
 
     def test_texts_end_their_lines_as_windows_expects(self):
-        for name, encoding in (("vantord.inf", "ascii"), ("vantord.ctl", "ascii"), ("vantord-values.reg", "utf-16")):
+        names = {name: "utf-16" for name in VALUES} | {f"{name}/vantord.inf": "ascii" for name in PACKAGES}
+        for name, encoding in (names | {"vantord.ctl": "ascii", "THIRD-PARTY-NOTICES.txt": "ascii"}).items():
             text = self.text(name, encoding)
             self.assertEqual(text.count("\n"), text.count("\r\n"), name)
 
-    def test_both_machines_install_the_service_with_and_without_a_device(self):
-        inf = self.inf()
-        self.assertEqual(["11"], inf.one("DestinationDirs", "Vantord_Files"))
-        self.assertEqual([(None, ["Vantord.exe"])], inf.sections["vantord_files"])
-        (models,) = [parts for _, parts in inf.sections["manufacturer"]]
-        for machine in ("NTarm64", "NTamd64"):
-            self.assertIn(machine, models)
-            ((_, (section, _)),) = inf.sections[f"{models[0]}.{machine}".lower()]
-            for install in (section, "DefaultInstall"):
-                self.assertEqual(["Vantord_Files"], inf.one(f"{install}.{machine}", "CopyFiles"))
-                self.assertIn(["Vantord", "", "Vantord_Service"], inf.get(f"{install}.{machine}.Services", "AddService"))
-            self.assertEqual("Vantord", inf.one(f"DefaultUninstall.{machine}.Services", "DelService")[0])
+    def test_each_driver_package_holds_its_program_and_nothing_else(self):
+        for name in PACKAGES:
+            self.assertEqual({"Vantord.exe", "vantord.inf"}, {file.name for file in (PACKAGE / name).iterdir()})
+        self.assertEqual(1, len({(PACKAGE / name / "Vantord.exe").read_bytes() for name in PACKAGES}))
 
-    def test_the_service_is_an_own_process_that_starts_with_the_system(self):
-        inf = self.inf()
-        values = {key: inf.one("Vantord_Service", key) for key in ("ServiceType", "StartType", "ServiceBinary", "AddReg")}
-        self.assertEqual(
-            {"ServiceType": ["0x10"], "StartType": ["2"], "ServiceBinary": [r"%11%\Vantord.exe"], "AddReg": ["Vantord_Registry"]},
-            values,
-        )
+    def install_sections(self, package):
+        """The install section of a driver package, its section of services, and the section of the service."""
+        inf = self.inf(package)
+        (services,) = [name for name in inf.sections if name.endswith(".services") and not name.startswith("defaultuninstall")]
+        (service,) = [parts for parts in inf.get(services, "AddService") if parts[0]]
+        self.assertEqual("Vantord", service[0])
+        return inf, services.removesuffix(".services"), service[2]
+
+    def test_every_driver_package_copies_the_program_to_the_folder_where_the_service_looks_for_its_version(self):
+        for package in PACKAGES:
+            inf, section, service = self.install_sections(package)
+            (files,) = inf.one(section, "CopyFiles")
+            self.assertEqual([(None, ["Vantord.exe"])], inf.lines(files))
+            self.assertEqual(["11"], inf.one("DestinationDirs", "DefaultDestDir"))
+            self.assertEqual([r"%11%\Vantord.exe"], inf.one(service, "ServiceBinary"))
+
+    def test_the_service_is_an_own_process_that_starts_with_the_system_or_with_its_device(self):
+        for package, start in (("component", "2"), ("standalone", "2"), ("component-trigger", "3")):
+            inf, _, service = self.install_sections(package)
+            values = {key: inf.one(service, key) for key in ("ServiceType", "StartType", "AddReg")}
+            self.assertEqual({"ServiceType": ["0x10"], "StartType": [start], "AddReg": ["Vantord_Registry"]}, values)
+
+    def test_the_trigger_is_the_class_in_which_the_service_looks_for_its_modem(self):
+        inf, _, service = self.install_sections("component-trigger")
+        (subtype,) = inf.one(inf.one(service, "AddTrigger")[0], "SubType")
+        calls = [e["args"].lower() for e in Life(self.folder, "wifi-only").of_kind("call") if "Device_Interface_List" in e["name"]]
+        self.assertTrue(calls)
+        self.assertEqual([], [call for call in calls if subtype not in call])
+
+    def test_every_driver_package_writes_the_same_values(self):
+        first, *others = [self.inf(package).registry("Vantord_Registry") for package in PACKAGES]
+        self.assertGreater(len(first), 8)
+        self.assertEqual([first, first], others)
 
     def test_the_tablet_chooses_by_the_maps_that_it_installs(self):
         written = self.inf().registry("Vantord_Registry")
@@ -161,29 +186,48 @@ class PackageTest(unittest.TestCase):
     def test_a_shorter_wait_would_not_do(self):
         self.assertFalse(self.stopped_in_time(120000))
 
-    def test_the_sample_values_are_those_that_the_service_reads(self):
-        text = self.text("vantord-values.reg", "utf-16")
-        listed, key = set(), None
-        for line in text.splitlines():
+    def values_listed(self, name):
+        key = None
+        for line in COMMENTED.sub("", self.text(name, "utf-16")).splitlines():
             if match := re.match(r"\[(.+)\]$", line):
                 key = match[1].lower()
-            elif match := re.match(r';?"(.+?)"=', line):
-                listed.add(generic(key, match[1].lower()))
+            elif match := re.match(r'"(.+?)"=', line):
+                yield generic(key, match[1].lower())
+
+    def test_the_files_of_values_change_nothing_as_they_are(self):
+        for name in VALUES:
+            lines = self.text(name, "utf-16").splitlines()
+            self.assertEqual("Windows Registry Editor Version 5.00", lines[0])
+            self.assertEqual([], [line for line in lines[1:] if line and not line.startswith(";")], name)
+
+    def test_the_values_listed_are_those_that_the_service_reads(self):
+        own, foreign = (set(self.values_listed(name)) for name in VALUES)
         asked = set()
         for sample in SAMPLES:
             asked.update(values_asked_for(Life(self.folder, sample)))
         by_id = self.folder / "by-id"
         by_id.mkdir()
         asked.update(values_asked_for(Life(by_id, "fresh", choose_by_image_id)))
-        self.assertEqual(set(), asked - listed, "read by the service, but not in vantord-values.reg")
-        self.assertEqual(set(), listed - asked, "in vantord-values.reg, but never read")
+        self.assertEqual({entry for entry in asked if OWN.match(entry[0])}, own)
+        self.assertEqual({entry for entry in asked if not OWN.match(entry[0])}, foreign)
 
-    def test_the_sample_values_can_be_imported(self):
-        text = re.sub(r'^;(?=")', "", self.text("vantord-values.reg", "utf-16"), flags=re.M)
-        life = Life(self.folder, "fresh", lambda tablet: (tablet / "registry" / "95-values.reg").write_text(text))
-        texts = "\n".join(event["text"] for event in life.of_kind("trace"))
+    def test_the_values_can_be_imported_once_they_are_no_comments(self):
+        def uncomment(tablet):
+            for name in VALUES:
+                (tablet / "registry" / f"95-{name}").write_text(COMMENTED.sub("", self.text(name, "utf-16")))
+
+        texts = "\n".join(event["text"] for event in Life(self.folder, "fresh", uncomment).of_kind("trace"))
         for effect in ("Already updated to", "DetermineModemBinary VZW.bin", "dwDiagnosisDumpEnabled set"):
             self.assertIn(effect, texts)
+
+    def test_the_notices_name_every_library_that_the_programs_use(self):
+        notices = self.text("THIRD-PARTY-NOTICES.txt")
+        loaded = subprocess.run(["readelf", "-d", PROGRAM], check=True, capture_output=True, text=True).stdout
+        libraries = re.findall(r"NEEDED.*\[(\w[\w+]*?)\.so", loaded)
+        self.assertGreater(len(libraries), 4)
+        # A loader of the system may be among them; it is the C library's.
+        for name in [*(n for n in libraries if not n.startswith("ld-")), "nlohmann", "CLI11", "utfcpp", "libc++", "mingw-w64"]:
+            self.assertRegex(notices, rf"(?<![\w+]){re.escape(name)}(?![\w+])", name)
 
     def test_every_message_is_decoded_by_its_definition(self):
         definitions = Definitions(PACKAGE)
