@@ -19,7 +19,9 @@ void Send(const GUID& module, const WCHAR* format, std::va_list arguments) {
   // Kept on purpose: a longer message loses its end without a word, where one would expect a sign of the cut. Pinned by
   // DiagnosticLogTest.AMessageIsCutAt1023Characters.
   WCHAR text[1024] = {};
-  std::size_t const length = FormatWideV(text, std::size(text), format, arguments);
+  FormatWideV(text, std::size(text), format, arguments);
+  // The text ends at its terminator, wherever the formatter stopped: an argument may have put one inside.
+  std::size_t const length = wcslen(text);
   if (length == 0) return;
 
   // Kept on purpose: messages before TraceProviderInit and after TraceProviderCleanup are gone, where one would expect

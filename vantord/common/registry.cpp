@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 #include "vantord/common/diagnostic_log.h"
 
@@ -146,7 +147,13 @@ bool SRegistrySubKeys(const WCHAR* keyPath, std::vector<WideString>& names) {
     // by the tests RegistryHelperTest.ASubKeyThatCannotBeReadIsSkipped and ListingSucceedsEvenIfNoSubKeyCanBeRead.
     if (::RegEnumKeyExW(key, index, name, &nameLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) continue;
     HelperDebugPrint(TEXT("%S:%d : SRegistrySubKeys Index(%d) = %s"), "SRegistrySubKeys", 1072, index + 1, name);
-    names.emplace_back(name);
+    try {
+      names.emplace_back(name);
+    } catch (const std::bad_alloc&) {
+      ::RegCloseKey(key);
+      HelperDebugPrint(TEXT("%S:%d : RegistrySubKeys fail"), "SRegistrySubKeys", 1083);
+      return false;
+    }
   }
   ::RegCloseKey(key);
   return true;

@@ -28,5 +28,6 @@ bool SSetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, const WCHAR* t
 /// Deletes a value of an existing key.
 bool SRegistryDeleteValue(const WCHAR* keyPath, const WCHAR* valueName);
 
-/// Appends the names of an existing key's sub-keys to `names`, which is never cleared. No sub-keys is a failure.
+/// Appends the names of an existing key's sub-keys to `names`, which is never cleared. No sub-keys is a failure, and
+/// so is a lack of memory; the names before it stay appended.
 bool SRegistrySubKeys(const WCHAR* keyPath, std::vector<WideString>& names);

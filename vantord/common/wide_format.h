@@ -8,7 +8,8 @@
 #include <cstddef>
 
 /// Formats into `out`, which holds `capacity` characters, and always terminates it when capacity is not 0.
-/// Returns the length of the stored text. A text that does not fit is cut at capacity - 1 characters.
+/// Returns the number of characters stored before the terminator, null characters inside the text included. A text that
+/// does not fit is cut at capacity - 1 characters.
 std::size_t FormatWide(WCHAR* out, std::size_t capacity, const WCHAR* format, ...);
 std::size_t FormatWideV(WCHAR* out, std::size_t capacity, const WCHAR* format, std::va_list arguments);
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr WCHAR kModemStatisticsDevice[] = TEXT("\\\\.\\AMSSStats");
 /// Device type 0x9CA3, function 0x300, buffered, any access.
-constexpr DWORD kRequestModemReset = 0x9CA30C00;
+constexpr DWORD IOCTL_REQ_MODEM_RESET = 0x9CA30C00;
 constexpr DWORD kSetupPollMs = 5000;
 
 /// What the driver is sent; all but one byte are the driver's affair and stay 0.
@@ -23,7 +23,7 @@ static_assert(sizeof(ResetRequest) == 1042);
 BOOL SendResetRequest(HANDLE device) {
   ResetRequest request = {};
   request.reset = 1;
-  return ::DeviceIoControl(device, kRequestModemReset, &request, sizeof(request), nullptr, 0, nullptr, nullptr);
+  return ::DeviceIoControl(device, IOCTL_REQ_MODEM_RESET, &request, sizeof(request), nullptr, 0, nullptr, nullptr);
 }
 
 /// Kept on purpose: one would expect another attempt when the driver is busy or refuses; there is one. Pinned by the

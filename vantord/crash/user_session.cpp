@@ -5,6 +5,8 @@
 #include <userenv.h>
 
 #include <algorithm>
+#include <memory>
+#include <new>
 
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/wide_format.h"
@@ -45,6 +47,24 @@ void GetProcessName(HANDLE process, WCHAR (&name)[MAX_PATH]) {
   DWORD bytesNeeded = 0;
   if (::K32EnumProcessModules(process, modules, sizeof(modules), &bytesNeeded) == FALSE) return;
   if (::K32GetModuleBaseNameW(process, modules[0], name, MAX_PATH) == 0) name[0] = 0;
+}
+
+/// False without memory.
+bool Append(std::vector<DWORD>& list, DWORD processId) {
+  try {
+    list.push_back(processId);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+/// A copy that may be written to; null without memory.
+std::unique_ptr<WCHAR[]> WritableCopy(const WCHAR* text) {
+  std::size_t const characters = wcslen(text) + 1;
+  std::unique_ptr<WCHAR[]> copy(new (std::nothrow) WCHAR[characters]);
+  if (copy != nullptr) CopyWide(copy.get(), characters, text);
+  return copy;
 }
 
 /// Makes a primary token of a process's own, which is that of the system's account in the session and not the user's.
@@ -103,8 +123,7 @@ bool FindExplorerProcessNameAndID(std::vector<DWORD>& processIds) {
     GetProcessName(process, name);
     if (_wcsicmp(name, kSessionProcess) == 0) {
       HelperDebugPrint(TEXT("%S:%d : %s  (PID: %u)"), "FindExplorerProcessNameAndID", 4057, name, ids[i]);
-      processIds.push_back(ids[i]);
-      found = true;
+      if (Append(processIds, ids[i])) found = true;
     }
     ::CloseHandle(process);
   }
@@ -162,9 +181,13 @@ BOOL RunProcessAsUser(const WCHAR* application, const WCHAR* commandLine) {
   } else {
     environment = nullptr;
   }
-  WideString writableCommandLine(commandLine);
-  BOOL const started = ::CreateProcessAsUserW(token, application, writableCommandLine.data(), nullptr, nullptr, FALSE,
-                                              flags, environment, nullptr, &startupInfo, &process);
+  BOOL started = FALSE;
+  if (std::unique_ptr<WCHAR[]> const writable = WritableCopy(commandLine); writable != nullptr) {
+    started = ::CreateProcessAsUserW(token, application, writable.get(), nullptr, nullptr, FALSE, flags, environment,
+                                     nullptr, &startupInfo, &process);
+  } else {
+    ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  }
   if (started != FALSE) {
     HelperDebugPrint(TEXT("%S:%d : Success to CreateProcessAsUser Application"), "RunProcessAsUser", 4253);
     ::CloseHandle(process.hThread);

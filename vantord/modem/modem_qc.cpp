@@ -36,7 +36,6 @@ CModemQC::CModemQC() : m_hExitEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr
 CModemQC::~CModemQC() {
   ::CloseHandle(m_hExitEvent);
   m_hExitEvent = nullptr;
-  delete m_pModemCtrl;
 }
 
 // Nothing here fails as a whole: every step logs its own failure and the next one follows. The result says nothing.

@@ -37,10 +37,18 @@ bool ReadProductVersion(const WCHAR* path, ProductVersion& version) {
   return true;
 }
 
+/// Null without memory for the object or for what it is made of.
+std::unique_ptr<CModemCtrlDevice> MakeModemCtrl() {
+  try {
+    return std::make_unique<CModemCtrlDevice>();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
-CModemTemplate::CModemTemplate()
-    : m_bDisplayOn(0), m_pModemCtrl(new (std::nothrow) CModemCtrlDevice), m_modemState{0, 0} {
+CModemTemplate::CModemTemplate() : m_pModemCtrl(MakeModemCtrl()), m_modemState{0, 0}, m_bDisplayOn(0) {
   FunctionScope const scope("CModemTemplate::CModemTemplate");
   DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : CModemTemplate constructor successfully."),
                  "CModemTemplate::CModemTemplate", 9);

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <memory>
+
 #include "vantord/device/modem_ctrl_device.h"
 
 /// Slot order is fixed: another modem specialisation may react to the events that CModemQC leaves empty.
@@ -28,17 +30,19 @@ class CModemTemplate {
   /// Logs the versions of the package and of the two services' executables.
   void ReadMobileBroadBandPackageVer();
 
-  /// Set by the service's power-event handling: 1 display on, 0 off. Kept on purpose: no modem class reads it (pinned
-  /// by ModemQc.TheDisplayMakesNoDifference).
-  DWORD m_bDisplayOn;
-
  protected:
   CModemTemplate();
   /// Kept on purpose: not virtual; CModemQC adds the virtual destructor. Whoever owns a modem object owns it as the
   /// class it was made as (pinned by the assertion at the head of the modem's tests).
   ~CModemTemplate() = default;
 
-  CModemCtrlDevice* m_pModemCtrl;  ///< owned by the derived class's destructor; null when allocation failed
+  // The order of the fields is fixed.
+  std::unique_ptr<CModemCtrlDevice> m_pModemCtrl;  ///< null when there was no memory for it
   /// Kept on purpose: cleared, never used (pinned by ModemQc.TheModemStateIsClearedAndStaysSo).
   DWORD m_modemState[2];
+
+ public:
+  /// Set by the service's power-event handling: 1 display on, 0 off. Kept on purpose: no modem class reads it (pinned
+  /// by ModemQc.TheDisplayMakesNoDifference).
+  DWORD m_bDisplayOn;
 };

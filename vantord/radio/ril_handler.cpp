@@ -24,8 +24,8 @@ CRILHandler::~CRILHandler() {
 
 bool CRILHandler::Init() {
   FunctionScope const scope("CRILHandler::Init");
-  DWORD classes = kAllNotificationClasses;
   for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
+    DWORD classes = kAllNotificationClasses;  // anew each time: the proxy may write to it
     HRESULT const result = RIL_Initialize(1, OnResult, OnNotify, &classes, 0, this, TEXT("Vantord"), &m_hRil);
     if (SUCCEEDED(result)) {
       DebugPrintZone(ZONE_INFO, TEXT("%S:%d : RIL_Initialize succeeded, hr = 0x%08x"), "CRILHandler::Init", 33, result);

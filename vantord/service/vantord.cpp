@@ -1,6 +1,6 @@
 #include "vantord/service/vantord.h"
 
-#include <new>
+#include <memory>
 
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/modem/modem_qc.h"
@@ -60,21 +60,22 @@ void CVantord::OnStart(DWORD, LPWSTR*) {
 }
 
 void CVantord::QueueWorker(void (CVantord::*work)()) {
-  auto* const item = new WorkItem{work, this};
-  if (::QueueUserWorkItem(WorkItemThunk, item, WT_EXECUTELONGFUNCTION)) return;
+  auto item = std::make_unique<WorkItem>(WorkItem{work, this});
+  if (::QueueUserWorkItem(WorkItemThunk, item.get(), WT_EXECUTELONGFUNCTION)) {
+    // The thunk's from here on; it may have ended by now.
+    (void)item.release();
+    return;
+  }
   DWORD const error = ::GetLastError();
-  delete item;
   // Kept on purpose: provider and notifications stay registered; the process ends right after the STOPPED report
   // (pinned by VantordService.AWorkerThatCannotBeQueuedStopsTheServiceWithTheError).
   RaiseError(error);
 }
 
 DWORD WINAPI CVantord::WorkItemThunk(LPVOID context) {
-  auto* const item = static_cast<WorkItem*>(context);
+  std::unique_ptr<WorkItem> const item(static_cast<WorkItem*>(context));
   (item->object->*item->work)();
-  // The object may be gone by now; the item is the thunk's own.
-  delete item;
-  return 0;
+  return 0;  // the service object may be gone by now
 }
 
 void CVantord::ServiceWorkerThread() {

@@ -30,10 +30,7 @@ static_assert(!std::has_virtual_destructor_v<CModemTemplate> && std::has_virtual
 class OpenedModem : public CModemQC {
  public:
   DWORD state(int word) const { return m_modemState[word]; }
-  void DropControlDevice() {
-    delete m_pModemCtrl;
-    m_pModemCtrl = nullptr;
-  }
+  void DropControlDevice() { m_pModemCtrl.reset(); }
 };
 
 class ModemQc : public modem_tests::ModemTest {
