@@ -10,6 +10,7 @@
 #include "cli/base/service_facts.h"
 #include "sim/tablet/machine/tablet.h"
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 // The C library's own, behind the names that this program takes over: what the C++ library asks for comes here too.
 extern "C" {

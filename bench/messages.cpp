@@ -15,6 +15,7 @@
 #include "cli/base/service_facts.h"
 #include "sim/tablet/machine/tablet.h"
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 namespace {
 

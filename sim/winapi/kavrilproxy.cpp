@@ -2,6 +2,8 @@
 #include <windows.h>
 
 #include "sim/winapi/call.h"
+// The declarations that the service is compiled with: the two cannot drift apart.
+#include "vantord/radio/kavrilproxy.h"
 
 using win32::Call;
 using win32::Machine;
@@ -11,9 +13,6 @@ using win32::Show;
 using win32::ShowHandle;
 
 namespace {
-
-using ResultCallback = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
-using NotifyCallback = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
 
 constexpr HRESULT kOk = 0;
 constexpr HRESULT kFailed = static_cast<HRESULT>(0x80004005);
@@ -28,8 +27,9 @@ HRESULT FromFault(DWORD fault) {
 
 extern "C" {
 
-HRESULT WINAPI RIL_Initialize(DWORD port, ResultCallback onResult, NotifyCallback onNotify, DWORD* notificationClasses,
-                              DWORD reserved, void* context, const WCHAR* clientName, void** handle) {
+HRESULT WINAPI RIL_Initialize(DWORD port, RILRESULTCALLBACK onResult, RILNOTIFYCALLBACK onNotify,
+                              DWORD* notificationClasses, DWORD reserved, void* context, const WCHAR* clientName,
+                              HRIL* handle) {
   auto describe = [&] { return fmt::format("{}, classes={:#x}, {}", port, *notificationClasses, Show(clientName)); };
   Call call("RIL_Initialize", describe);
   if (port != 1 || reserved != 0) RefuseUnmodelled("RIL_Initialize", "a port other than 1 or a reserved argument");
@@ -49,14 +49,14 @@ HRESULT WINAPI RIL_Initialize(DWORD port, ResultCallback onResult, NotifyCallbac
   return call.Done(kOk);
 }
 
-HRESULT WINAPI RIL_Release(void* handle) {
+HRESULT WINAPI RIL_Release(HRIL handle) {
   auto describe = [&] { return ShowHandle(handle); };
   Call call("RIL_Release", describe);
   if (call.fault() != 0) return call.Done(FromFault(call.fault()));
   return call.Done(Machine().radio().Release(Number(handle)) ? kOk : kBadHandle);
 }
 
-HRESULT WINAPI RIL_RadioCommand(void* handle, void* reserved, DWORD value) {
+HRESULT WINAPI RIL_RadioCommand(HRIL handle, void* reserved, DWORD value) {
   auto describe = [&] { return fmt::format("{}, {}", ShowHandle(handle), value); };
   Call call("RIL_RadioCommand", describe);
   if (reserved != nullptr) RefuseUnmodelled("RIL_RadioCommand", "a second argument other than null");

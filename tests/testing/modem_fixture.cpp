@@ -1,4 +1,5 @@
 #include "tests/testing/modem_fixture.h"
+#include "vantord/common/trace_provider.h"
 
 #include <algorithm>
 

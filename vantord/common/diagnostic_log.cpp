@@ -3,7 +3,6 @@
 #include <cstdarg>
 #include <iterator>
 
-#include "vantord/common/registry.h"
 #include "vantord/common/trace_provider.h"
 #include "vantord/common/wide_format.h"
 
@@ -59,15 +58,3 @@ FunctionScope::FunctionScope(const char* name) : m_name(name) {
 }
 
 FunctionScope::~FunctionScope() { DebugPrintZone(ZONE_FUNCTION, TEXT("%S: (-)"), m_name); }
-
-void GetDebugZoneMask() {
-  DWORD mask = 0;
-  if (SGetRegistryDWORD(TEXT("SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters"), TEXT("ulZoneMask"), mask)) {
-    g_ulZoneMask = mask;
-    return;
-  }
-  // Kept on purpose: nobody ever receives this line, nor the reader's own before it, since the service asks for its
-  // mask before it has a provider. One would expect the provider to come first. Pinned by
-  // DiagnosticLogTest.AMissingZoneMaskIsSaidToNobody.
-  DebugPrint(TEXT("%S:%d : Fail to get dwRegulZoneMask registry"), "GetDebugZoneMask", 71);
-}

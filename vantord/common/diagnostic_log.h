@@ -50,12 +50,3 @@ class FunctionScope {
  private:
   const char* m_name;  ///< not owned; a literal
 };
-
-/// Replaces g_ulZoneMask by the registry's "ulZoneMask" (REG_DWORD under the service's "Parameters"), when it is there.
-void GetDebugZoneMask();
-
-/// Registers the process's trace provider. Messages before this and after TraceProviderCleanup are discarded.
-void TraceProviderInit();
-
-/// Undoes TraceProviderInit; does nothing when the provider is not registered.
-void TraceProviderCleanup();

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
+#include <utility>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 
 namespace {
 
@@ -30,24 +32,51 @@ bool IsQuietName(const WCHAR* valueName) {
 /// Kept on purpose: one would expect a reader to fail where its key is missing; it makes the key, empty, and finds no
 /// value in it. A key that cannot be opened is not logged. Pinned by the tests
 /// RegistryHelperTest.ReadingFromAMissingKeyMakesTheKey and AKeyThatCannotBeOpenedIsNotLogged.
-HKEY CreateOrOpenKey(const WCHAR* keyPath, REGSAM access) {
+RegistryKey CreateOrOpenKey(const WCHAR* keyPath, REGSAM access) {
   WCHAR noClass[] = TEXT("");
-  HKEY key = nullptr;
+  RegistryKey key;
   LSTATUS const status = ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, noClass, REG_OPTION_NON_VOLATILE, access,
-                                           nullptr, &key, nullptr);
-  return status == ERROR_SUCCESS ? key : nullptr;
+                                           nullptr, key.Receive(), nullptr);
+  return status == ERROR_SUCCESS ? std::move(key) : RegistryKey();
+}
+
+/// Appends the names of a key's sub-keys. False when there are none or when there is no memory for one.
+bool AppendSubKeys(HKEY key, std::vector<WideString>& names) {
+  DWORD count = 0;
+  DWORD longestSubKey = 0;
+  DWORD valueCount = 0;
+  DWORD longestValueName = 0;
+  LSTATUS const status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, &longestSubKey, nullptr,
+                                            &valueCount, &longestValueName, nullptr, nullptr, nullptr);
+  // Kept on purpose: one would expect an empty list to be a success. Pinned by the test
+  // RegistryHelperTest.AKeyWithoutSubKeysIsAFailure.
+  if (status != ERROR_SUCCESS || count == 0) return false;
+  WCHAR name[MAX_PATH] = {};
+  for (DWORD index = 0; index < count; ++index) {
+    DWORD nameLength = MAX_PATH;
+    // Kept on purpose: one would expect a failed index to be reported; it is skipped, even if every one fails. Pinned
+    // by the tests RegistryHelperTest.ASubKeyThatCannotBeReadIsSkipped and ListingSucceedsEvenIfNoSubKeyCanBeRead.
+    if (::RegEnumKeyExW(key, index, name, &nameLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) continue;
+    HelperDebugPrint(TEXT("%S:%d : SRegistrySubKeys Index(%d) = %s"), "SRegistrySubKeys", 1072, index + 1, name);
+    try {
+      names.emplace_back(name);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
 
 bool SGetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD& value) {
-  HKEY const key = CreateOrOpenKey(keyPath, KEY_READ);
-  if (key == nullptr) return false;
+  RegistryKey key = CreateOrOpenKey(keyPath, KEY_READ);
+  if (!key) return false;
   DWORD data = 0;
   DWORD dataBytes = sizeof(data);
   LSTATUS const status =
-      ::RegQueryValueExW(key, valueName, nullptr, nullptr, reinterpret_cast<LPBYTE>(&data), &dataBytes);
-  ::RegCloseKey(key);
+      ::RegQueryValueExW(key.get(), valueName, nullptr, nullptr, reinterpret_cast<LPBYTE>(&data), &dataBytes);
+  key.Close();  // before the message
   // Kept on purpose: one would expect the type to be checked too; a binary value of 4 bytes is as good as a REG_DWORD.
   // Pinned by the test RegistryHelperTest.AnyValueOfFourBytesReadsAsANumber.
   if (status == ERROR_SUCCESS && dataBytes == sizeof(data)) {
@@ -61,11 +90,11 @@ bool SGetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD& valu
 }
 
 bool SSetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD value) {
-  HKEY const key = CreateOrOpenKey(keyPath, KEY_WRITE);
-  if (key == nullptr) return false;
+  RegistryKey key = CreateOrOpenKey(keyPath, KEY_WRITE);
+  if (!key) return false;
   LSTATUS const status =
-      ::RegSetValueExW(key, valueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
-  ::RegCloseKey(key);
+      ::RegSetValueExW(key.get(), valueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
+  key.Close();  // before the message
   if (status != ERROR_SUCCESS) {
     HelperDebugPrint(TEXT("%S:%d : RegSetValueEx fail, ValueName = %s"), "SSetRegistryDWORD", 842, valueName);
     return false;
@@ -74,16 +103,16 @@ bool SSetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD value
 }
 
 bool SGetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, WCHAR* buffer, DWORD bufferBytes) {
-  HKEY const key = CreateOrOpenKey(keyPath, KEY_READ);
-  if (key == nullptr) return false;
+  RegistryKey key = CreateOrOpenKey(keyPath, KEY_READ);
+  if (!key) return false;
   DWORD dataBytes = bufferBytes;
   LSTATUS const status =
-      ::RegQueryValueExW(key, valueName, nullptr, nullptr, reinterpret_cast<LPBYTE>(buffer), &dataBytes);
+      ::RegQueryValueExW(key.get(), valueName, nullptr, nullptr, reinterpret_cast<LPBYTE>(buffer), &dataBytes);
   // Kept on purpose: one would expect the terminator behind the text, and none after a failure; a text that fills the
   // buffer without a terminator of its own loses its last character. Pinned by the tests
   // RegistryHelperTest.ATextThatFillsTheBufferLosesItsLastCharacter and AFailedReadStillTerminatesTheBuffer.
   buffer[bufferBytes / sizeof(WCHAR) - 1] = 0;
-  ::RegCloseKey(key);
+  key.Close();  // before the message
   if (status != ERROR_SUCCESS) {
     HelperDebugPrint(TEXT("%S:%d : RegQueryValueEx fail, ValueName = %s"), "SGetRegistrySZ", 887, valueName);
     return false;
@@ -92,11 +121,12 @@ bool SGetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, WCHAR* buffer,
 }
 
 bool SSetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, const WCHAR* text) {
-  HKEY const key = CreateOrOpenKey(keyPath, KEY_WRITE);
-  if (key == nullptr) return false;
+  RegistryKey key = CreateOrOpenKey(keyPath, KEY_WRITE);
+  if (!key) return false;
   DWORD const textBytes = static_cast<DWORD>((wcslen(text) + 1) * sizeof(WCHAR));
-  LSTATUS const status = ::RegSetValueExW(key, valueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), textBytes);
-  ::RegCloseKey(key);
+  LSTATUS const status =
+      ::RegSetValueExW(key.get(), valueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), textBytes);
+  key.Close();  // before the message
   if (status != ERROR_SUCCESS) {
     HelperDebugPrint(TEXT("%S:%d : RegSetValueEx fail, ValueName = %s"), "SSetRegistrySZ", 908, valueName);
     return false;
@@ -122,39 +152,13 @@ bool SRegistryDeleteValue(const WCHAR* keyPath, const WCHAR* valueName) {
 bool SRegistrySubKeys(const WCHAR* keyPath, std::vector<WideString>& names) {
   // Kept on purpose: one would expect KEY_READ, since nothing is written; a key that may only be read is a failure.
   // Pinned by the test RegistryHelperTest.SubKeysOfAReadOnlyKeyCannotBeListed.
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
+  RegistryKey key;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_ALL_ACCESS, key.Receive()) != ERROR_SUCCESS) {
     HelperDebugPrint(TEXT("%S:%d : RegistrySubKeys fail"), "SRegistrySubKeys", 1083);
     return false;
   }
-  DWORD count = 0;
-  DWORD longestSubKey = 0;
-  DWORD valueCount = 0;
-  DWORD longestValueName = 0;
-  LSTATUS const status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, &longestSubKey, nullptr,
-                                            &valueCount, &longestValueName, nullptr, nullptr, nullptr);
-  // Kept on purpose: one would expect an empty list to be a success. Pinned by the test
-  // RegistryHelperTest.AKeyWithoutSubKeysIsAFailure.
-  if (status != ERROR_SUCCESS || count == 0) {
-    ::RegCloseKey(key);
-    HelperDebugPrint(TEXT("%S:%d : RegistrySubKeys fail"), "SRegistrySubKeys", 1083);
-    return false;
-  }
-  WCHAR name[MAX_PATH] = {};
-  for (DWORD index = 0; index < count; ++index) {
-    DWORD nameLength = MAX_PATH;
-    // Kept on purpose: one would expect a failed index to be reported; it is skipped, even if every one fails. Pinned
-    // by the tests RegistryHelperTest.ASubKeyThatCannotBeReadIsSkipped and ListingSucceedsEvenIfNoSubKeyCanBeRead.
-    if (::RegEnumKeyExW(key, index, name, &nameLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) continue;
-    HelperDebugPrint(TEXT("%S:%d : SRegistrySubKeys Index(%d) = %s"), "SRegistrySubKeys", 1072, index + 1, name);
-    try {
-      names.emplace_back(name);
-    } catch (const std::bad_alloc&) {
-      ::RegCloseKey(key);
-      HelperDebugPrint(TEXT("%S:%d : RegistrySubKeys fail"), "SRegistrySubKeys", 1083);
-      return false;
-    }
-  }
-  ::RegCloseKey(key);
-  return true;
+  bool const listed = AppendSubKeys(key.get(), names);
+  key.Close();  // before the message
+  if (!listed) HelperDebugPrint(TEXT("%S:%d : RegistrySubKeys fail"), "SRegistrySubKeys", 1083);
+  return listed;
 }

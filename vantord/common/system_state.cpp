@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/registry.h"
 
 namespace {
@@ -76,10 +77,9 @@ bool IsUndeployMode() {
 bool CheckFileExist(const WCHAR* path) {
   // Kept on purpose: one would expect shared access, or a look at the attributes; a file that cannot be opened counts
   // as absent. Pinned by the test SystemStateTest.AFileThatIsOpenedExclusivelyElsewhereCountsAsAbsent.
-  HANDLE const file = ::CreateFileW(path, 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file != INVALID_HANDLE_VALUE) {
+  FileHandle const file(::CreateFileW(path, 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (file) {
     HelperDebugPrint(TEXT("%S:%d : The %s is exist!!!"), "CheckFileExist", 1724, path);
-    ::CloseHandle(file);
     return true;
   }
   HelperDebugPrint(TEXT("%S:%d : The %s is NOT exist!!!"), "CheckFileExist", 1730, path);

@@ -5,14 +5,14 @@
 #include <windows.h>
 
 /// The image state is IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT.
-bool IsAuditMode();
+[[nodiscard]] bool IsAuditMode();
 /// The image state is IMAGE_STATE_UNDEPLOYABLE.
-bool IsUndeployMode();
+[[nodiscard]] bool IsUndeployMode();
 /// Audit mode, or an undeployable image with the factory's diagnostic library on it.
-bool IsFactoryLoggingMode();
+[[nodiscard]] bool IsFactoryLoggingMode();
 /// The file can be opened for nothing, sharing nothing.
-bool CheckFileExist(const WCHAR* path);
+[[nodiscard]] bool CheckFileExist(const WCHAR* path);
 /// First-boot setup has not ended: the image state can be read and is none of the completed or resealed ones.
-bool IsDefaultSetupState();
+[[nodiscard]] bool IsDefaultSetupState();
 /// The system keeps crash dumps ("CrashDumpEnabled" can be read and is not 0).
-bool IsDiagnosisDumpEnabled();
+[[nodiscard]] bool IsDiagnosisDumpEnabled();

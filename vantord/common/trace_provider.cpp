@@ -2,8 +2,6 @@
 
 #include <type_traits>
 
-#include "vantord/common/diagnostic_log.h"
-
 namespace {
 
 // Threads of the service may log while the process ends: neither object has a destructor to run.

@@ -34,8 +34,14 @@ struct TraceControlBlock : TraceLink {
   const GUID* control;
 };
 
+/// Registers the process's trace provider. Messages before this and after TraceProviderCleanup are discarded.
+void TraceProviderInit();
+
+/// Undoes TraceProviderInit; does nothing if the provider is not registered.
+void TraceProviderCleanup();
+
 /// The registered provider's block; null before TraceProviderInit and after TraceProviderCleanup.
-TraceControlBlock* RegisteredProvider();
+[[nodiscard]] TraceControlBlock* RegisteredProvider();
 
 /// The provider callback of RegisterTraceGuidsW. `context` is the provider's block. Sets `reserved` to 0, takes over
 /// the state of an enable (4) or disable (5) request, and answers 0; any other request is ERROR_INVALID_PARAMETER and

@@ -1,6 +1,7 @@
 #include "vantord/crash/file_helpers.h"
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/wide_format.h"
 
 namespace {
@@ -30,8 +31,8 @@ HRESULT CopyMoveFiles(const WCHAR* lpSrcPath, const WCHAR* lpFilter, const WCHAR
   HelperDebugPrint(TEXT("%S:%d : wcsSrcPath=%s"), "CopyMoveFiles", 1842, wcsSrcPath);
 
   WIN32_FIND_DATAW entry = {};
-  HANDLE const search = ::FindFirstFileW(wcsSrcPath, &entry);
-  if (search == INVALID_HANDLE_VALUE) {
+  FindHandle const search(::FindFirstFileW(wcsSrcPath, &entry));
+  if (!search) {
     HelperDebugPrint(TEXT("%S:%d : FindFirstFileW error(%d)"), "CopyMoveFiles", 1848, ::GetLastError());
     return E_INVALIDARG;
   }
@@ -41,7 +42,7 @@ HRESULT CopyMoveFiles(const WCHAR* lpSrcPath, const WCHAR* lpFilter, const WCHAR
 
   do {
     if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) MoveEntry(lpSrcPath, lpDestPath, entry.cFileName);
-  } while (::FindNextFileW(search, &entry) != FALSE);
+  } while (::FindNextFileW(search.get(), &entry) != FALSE);
 
   // Kept on purpose: one would expect a listing that broke off to be a failure of the whole; it is logged and
   // forgotten. Pinned by the test FileHelpersTest.AListingThatBreaksOffIsStillASuccess.
@@ -49,7 +50,6 @@ HRESULT CopyMoveFiles(const WCHAR* lpSrcPath, const WCHAR* lpFilter, const WCHAR
   if (error != ERROR_NO_MORE_FILES) {
     HelperDebugPrint(TEXT("%S:%d : FindNextFile error(%d)"), "CopyMoveFiles", 1894, error);
   }
-  ::FindClose(search);
   return S_OK;
 }
 

@@ -1,6 +1,7 @@
 #include "vantord/crash/silent_reset.h"
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/system_state.h"
 
 namespace {
@@ -30,19 +31,18 @@ BOOL SendResetRequest(HANDLE device) {
 /// test SilentResetTest.ARefusedResetIsNotTriedAgain.
 DWORD ResetModem() {
   HelperDebugPrint(TEXT("%S:%d : Start sending IOCTL_MODEM_RESET"), "ExecuteSilentResetQCThread", 4378);
-  HANDLE const device =
-      ::CreateFileW(kModemStatisticsDevice, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (device == INVALID_HANDLE_VALUE) {
+  FileHandle device(
+      ::CreateFileW(kModemStatisticsDevice, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!device) {
     HelperDebugPrint(TEXT("%S:%d : Unable to get a handle to AMSS driver!"), "ExecuteSilentResetQCThread", 4394);
     return 0;
   }
-  if (SendResetRequest(device) == FALSE) {
+  if (SendResetRequest(device.get()) == FALSE) {
     HelperDebugPrint(TEXT("%S:%d : IOCTL_REQ_MODEM_RESET failed, error = 0x%lx"), "ExecuteSilentResetQCThread", 4412,
                      ::GetLastError());
-    ::CloseHandle(device);
     return 0;
   }
-  ::CloseHandle(device);
+  device.Close();  // before the message
   HelperDebugPrint(TEXT("%S:%d : Successfully sent IOCTL_REQ_MODEM_RESET to AMSS driver"), "ExecuteSilentResetQCThread",
                    4418);
   return 1;

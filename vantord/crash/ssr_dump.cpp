@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/wide_format.h"
 #include "vantord/crash/file_helpers.h"
 #include "vantord/crash/user_session.h"
@@ -49,8 +50,8 @@ void CheckSSRDumpFile() {
   WCHAR pattern[MAX_PATH] = {};
   FormatWideTo(pattern, TEXT("%s\\%s"), kDumpFolder, TEXT("*.dmp"));
   WIN32_FIND_DATAW dump = {};
-  HANDLE const search = ::FindFirstFileW(pattern, &dump);
-  if (search == INVALID_HANDLE_VALUE) {
+  FindHandle const search(::FindFirstFileW(pattern, &dump));
+  if (!search) {
     HelperDebugPrint(TEXT("%S:%d : SSR Dump File Not Found"), "CheckSSRDumpFile", 4440);
     return;
   }
@@ -59,13 +60,12 @@ void CheckSSRDumpFile() {
   WCHAR destination[MAX_PATH] = {};
   FormatDestination(destination);
   // Nothing may come between the two: the second goes by the first one's last error.
-  if (::CreateDirectoryW(destination, nullptr) == FALSE) CreateDirectoryFull(destination);
+  if (::CreateDirectoryW(destination, nullptr) == FALSE) (void)CreateDirectoryFull(destination);
 
   // Kept on purpose: one would expect the dumps alone to be moved, and the user to be told of what was moved; every
   // file of the folder goes, and neither the folder's making nor any move need have succeeded. Pinned by the tests
   // SsrDumpTest.EveryFileBesidesADumpIsMovedToo and TheUserIsToldEvenIfNothingCouldBeMoved.
   HelperDebugPrint(TEXT("%S:%d : Moving SSR dump files"), "CheckSSRDumpFile", 4454);
-  CopyMoveFiles(kDumpFolder, TEXT("*.*"), destination);
+  (void)CopyMoveFiles(kDumpFolder, TEXT("*.*"), destination);
   TellUser();
-  ::FindClose(search);
 }

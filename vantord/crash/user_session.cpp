@@ -9,6 +9,7 @@
 #include <new>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/wide_format.h"
 
 namespace {
@@ -70,15 +71,15 @@ std::unique_ptr<WCHAR[]> WritableCopy(const WCHAR* text) {
 /// Makes a primary token of a process's own, which is that of the system's account in the session and not the user's.
 /// False when the search for one must go on.
 bool DuplicateProcessToken(DWORD processId, HANDLE& token) {
-  HANDLE const process = ::OpenProcess(MAXIMUM_ALLOWED, FALSE, processId);
-  if (process == nullptr) return false;
-  HANDLE source = nullptr;
-  if (::OpenProcessToken(process, TOKEN_DUPLICATE, &source) == FALSE) {
+  ProcessHandle const process(::OpenProcess(MAXIMUM_ALLOWED, FALSE, processId));
+  if (!process) return false;
+  TokenHandle source;
+  if (::OpenProcessToken(process.get(), TOKEN_DUPLICATE, source.Receive()) == FALSE) {
     HelperDebugPrint(TEXT("%S:%d : Process token open Error: %u"), "GetActiveUserToken", 4108, ::GetLastError());
-    ::CloseHandle(process);
     return false;
   }
-  if (::DuplicateTokenEx(source, TOKEN_ALL_ACCESS, nullptr, SecurityIdentification, TokenPrimary, &token) == FALSE) {
+  if (::DuplicateTokenEx(source.get(), TOKEN_ALL_ACCESS, nullptr, SecurityIdentification, TokenPrimary, &token) ==
+      FALSE) {
     HelperDebugPrint(TEXT("%S:%d : DuplicateTokenEx Error: %u"), "GetActiveUserToken", 4114, ::GetLastError());
   }
   // Kept on purpose: one would expect the call's result to decide. The slot alone does, and since it holds
@@ -86,8 +87,6 @@ bool DuplicateProcessToken(DWORD processId, HANDLE& token) {
   // Pinned by the test UserSessionTest.AFailedDuplicationEndsTheSearch.
   bool const made = token != nullptr;
   if (made) HelperDebugPrint(TEXT("%S:%d : DuplicateTokenEx Success"), "GetActiveUserToken", 4119);
-  ::CloseHandle(source);
-  ::CloseHandle(process);
   return made;
 }
 
@@ -100,7 +99,7 @@ bool GetActiveSession(std::vector<WideString>& sessions) {
     return false;
   }
   HelperDebugPrint(TEXT("%S:%d : pSelectedUserSID (%s)"), "GetActiveSession", 3982, selectedUser);
-  SRegistrySubKeys(kSessionDataKey, sessions);
+  (void)SRegistrySubKeys(kSessionDataKey, sessions);
   std::erase_if(sessions, [&](const WideString& session) { return !IsSessionOf(selectedUser, session.c_str()); });
   if (sessions.empty()) return false;
   HelperDebugPrint(TEXT("%S:%d : vSession Size (%d)"), "GetActiveSession", 4018, static_cast<int>(sessions.size()));
@@ -117,15 +116,14 @@ bool FindExplorerProcessNameAndID(std::vector<DWORD>& processIds) {
   bool found = false;
   for (DWORD i = 0; i < bytesStored / sizeof(DWORD); ++i) {
     if (ids[i] == 0) continue;
-    HANDLE const process = ::OpenProcess(PROCESS_ALL_ACCESS, FALSE, ids[i]);
-    if (process == nullptr) continue;
+    ProcessHandle const process(::OpenProcess(PROCESS_ALL_ACCESS, FALSE, ids[i]));
+    if (!process) continue;
     WCHAR name[MAX_PATH] = {};
-    GetProcessName(process, name);
+    GetProcessName(process.get(), name);
     if (_wcsicmp(name, kSessionProcess) == 0) {
       HelperDebugPrint(TEXT("%S:%d : %s  (PID: %u)"), "FindExplorerProcessNameAndID", 4057, name, ids[i]);
       if (Append(processIds, ids[i])) found = true;
     }
-    ::CloseHandle(process);
   }
   return found;
 }
@@ -162,8 +160,8 @@ HANDLE GetActiveUserToken() {
 }
 
 BOOL RunProcessAsUser(const WCHAR* application, const WCHAR* commandLine) {
-  HANDLE const token = GetActiveUserToken();
-  if (token == INVALID_HANDLE_VALUE) {
+  ActiveUserToken const token(GetActiveUserToken());
+  if (!token) {
     HelperDebugPrint(TEXT("%S:%d : GetActiveUserToken Error"), "RunProcessAsUser", 4217);
     return FALSE;
   }
@@ -174,28 +172,27 @@ BOOL RunProcessAsUser(const WCHAR* application, const WCHAR* commandLine) {
   // Kept on purpose: one would expect the user's own variables alone; the service's are inherited, and without a block
   // the program gets none of its own. Pinned by the tests UserSessionTest.TheServicesVariablesAreInherited and
   // WithoutAnEnvironmentBlockTheProgramStartsAllTheSame.
-  LPVOID environment = nullptr;
+  EnvironmentBlock environment;
   DWORD flags = NORMAL_PRIORITY_CLASS | CREATE_NEW_CONSOLE;
-  if (::CreateEnvironmentBlock(&environment, token, TRUE) != FALSE) {
+  LPVOID block = nullptr;
+  if (::CreateEnvironmentBlock(&block, token.get(), TRUE) != FALSE) {
+    environment = EnvironmentBlock(block);
     flags |= CREATE_UNICODE_ENVIRONMENT;
-  } else {
-    environment = nullptr;
   }
   BOOL started = FALSE;
   if (std::unique_ptr<WCHAR[]> const writable = WritableCopy(commandLine); writable != nullptr) {
-    started = ::CreateProcessAsUserW(token, application, writable.get(), nullptr, nullptr, FALSE, flags, environment,
-                                     nullptr, &startupInfo, &process);
+    started = ::CreateProcessAsUserW(token.get(), application, writable.get(), nullptr, nullptr, FALSE, flags,
+                                     environment.get(), nullptr, &startupInfo, &process);
   } else {
     ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
   }
   if (started != FALSE) {
     HelperDebugPrint(TEXT("%S:%d : Success to CreateProcessAsUser Application"), "RunProcessAsUser", 4253);
-    ::CloseHandle(process.hThread);
-    ::CloseHandle(process.hProcess);
+    // In reverse order: the thread's handle is closed first.
+    ProcessHandle const startedProcess(process.hProcess);
+    ThreadHandle const startedThread(process.hThread);
   } else {
     HelperDebugPrint(TEXT("%S:%d : CreateProcessAsUser Error(%d)"), "RunProcessAsUser", 4259, ::GetLastError());
   }
-  if (environment != nullptr) ::DestroyEnvironmentBlock(environment);
-  ::CloseHandle(token);
   return started;
 }

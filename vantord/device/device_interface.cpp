@@ -6,6 +6,7 @@
 #include <objbase.h>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/wide_format.h"
 
 namespace {
@@ -31,19 +32,18 @@ void GetDevicePath(const GUID* interfaceClass, WCHAR* path, DWORD pathCharacters
     HelperDebugPrint(TEXT("%S:%d : CM_Get_Device_Interface_List_Size failed : %x"), "GetDevicePath", 1989, result);
     return;
   }
-  auto* const list =
-      static_cast<WCHAR*>(::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, SIZE_T{length} * sizeof(WCHAR)));
-  if (list == nullptr) {
+  HeapMemory const list = AllocateHeap(SIZE_T{length} * sizeof(WCHAR));
+  if (!list) {
     HelperDebugPrint(TEXT("%S:%d : HeapAlloc failed"), "GetDevicePath", 1996);
     return;
   }
-  result = ::CM_Get_Device_Interface_ListW(&guid, nullptr, list, length, CM_GET_DEVICE_INTERFACE_LIST_PRESENT);
+  result =
+      ::CM_Get_Device_Interface_ListW(&guid, nullptr, list.As<WCHAR>(), length, CM_GET_DEVICE_INTERFACE_LIST_PRESENT);
   if (result == CR_SUCCESS) {
-    GetFirstInterface(list, path, pathCharacters);
+    GetFirstInterface(list.As<WCHAR>(), path, pathCharacters);
   } else {
     HelperDebugPrint(TEXT("%S:%d : CM_Get_Device_Interface_List failed : %x"), "GetDevicePath", 2007, result);
   }
-  ::HeapFree(::GetProcessHeap(), 0, list);
 }
 
 }  // namespace

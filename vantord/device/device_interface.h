@@ -12,11 +12,11 @@ class DeviceInterfaceFunc {
   DeviceInterfaceFunc& operator=(const DeviceInterfaceFunc&) = delete;
 
   /// Up to 40 attempts, 500 ms apart. INVALID_HANDLE_VALUE when none succeeds. The caller owns the handle.
-  HANDLE Open();
+  [[nodiscard]] HANDLE Open();
 
  private:
   int GetDevicePathInternal();
-  HANDLE OpenDeviceHandle();
+  [[nodiscard]] HANDLE OpenDeviceHandle();
 
   /// Characters of storage for the path. The copy into it is limited to 520.
   static constexpr DWORD kDevicePathCharacters = 520;

@@ -16,7 +16,7 @@ class CModemCtrlDevice {
 
   /// Finds and opens the device, trying for about 20 s. INVALID_HANDLE_VALUE when there is none. The handle is kept
   /// and never closed here: it runs as long as the process (Kept on purpose; pinned by the tests of this folder).
-  HANDLE Open();
+  [[nodiscard]] HANDLE Open();
 
  private:
   HANDLE m_hDevice = INVALID_HANDLE_VALUE;

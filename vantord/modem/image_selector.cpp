@@ -5,6 +5,7 @@
 #include <new>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/registry.h"
 #include "vantord/common/wide_format.h"
 #include "vantord/modem/registry_names.h"
@@ -54,17 +55,17 @@ LSTATUS QueryCut(HKEY map, const WCHAR* name, DWORD bytes, ModemBinaryName& mode
 /// ImageSelector.AMapEntryOf15CharactersIsCutTo9). What a failed query leaves in the buffer is undefined, so the cut
 /// needs a query of its own.
 bool ReadMapEntry(const WCHAR* mapKey, const WCHAR* name, ModemBinaryName& modemBinary) {
-  HKEY map = nullptr;
+  RegistryKey map;
   WCHAR noClass[] = TEXT("");
-  if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, mapKey, 0, noClass, REG_OPTION_NON_VOLATILE, KEY_READ, nullptr, &map,
-                        nullptr) != ERROR_SUCCESS) {
+  if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, mapKey, 0, noClass, REG_OPTION_NON_VOLATILE, KEY_READ, nullptr,
+                        map.Receive(), nullptr) != ERROR_SUCCESS) {
     return false;
   }
   DWORD bytes = sizeof(ModemBinaryName);
-  LSTATUS status = ::RegQueryValueExW(map, name, nullptr, nullptr, reinterpret_cast<LPBYTE>(modemBinary), &bytes);
-  if (status == ERROR_MORE_DATA) status = QueryCut(map, name, bytes, modemBinary);
+  LSTATUS status = ::RegQueryValueExW(map.get(), name, nullptr, nullptr, reinterpret_cast<LPBYTE>(modemBinary), &bytes);
+  if (status == ERROR_MORE_DATA) status = QueryCut(map.get(), name, bytes, modemBinary);
   modemBinary[kModemBinaryCharacters - 1] = 0;
-  ::RegCloseKey(map);
+  map.Close();  // before the message
   if (status != ERROR_SUCCESS) {
     HelperDebugPrint(TEXT("%S:%d : RegQueryValueEx fail, ValueName = %s"), "SGetRegistrySZ", 887, name);
     return false;
@@ -153,8 +154,7 @@ bool CImageSelector::GetRegModemID(ModemImageId& id) {
 
 bool CImageSelector::GetUEFIModemID(ModemImageId& id) {
   CKAVRILUEFIHandler handler(kModemImageIdValue, kImageIdVendor);
-  // Whether this worked is asked again, and answered for, by the read.
-  handler.Ready();
+  (void)handler.Ready();  // Read calls it again and reports its failure
   if (handler.Read(id, kModemImageIdBytes) == 0) return false;
   DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : UEFI Modem Image ID = %S!!!"), "CImageSelector::GetUEFIModemID", 164,
                  IdText(id).text);

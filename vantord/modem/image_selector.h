@@ -27,27 +27,27 @@ class CImageSelector {
   DWORD SelectAndDeployImage();
 
   /// Names the archive that the firmware's sales code maps to. `modemBinary` is zeroed by the caller.
-  bool DetermineImageByCSC(ModemBinaryName& modemBinary);
+  [[nodiscard]] bool DetermineImageByCSC(ModemBinaryName& modemBinary);
   /// Names the archive that the modem image ID maps to, else the default one: always leaves a name.
   void DetermineImageByModemID(ModemBinaryName& modemBinary);
 
   /// Reads the registry's modem image ID. `id` is zeroed by the caller.
-  bool GetRegModemID(ModemImageId& id);
+  [[nodiscard]] bool GetRegModemID(ModemImageId& id);
   /// Writes all 10 bytes of `id` to the firmware's "ModemImageID".
-  bool UpdateUEFIModemID(const ModemImageId& id);
+  [[nodiscard]] bool UpdateUEFIModemID(const ModemImageId& id);
   /// Copies the registry's modem image ID, when there is one, to the firmware.
   void UpdateUEFIModemIDinAudit();
 
   /// Extracts every entry of an archive. `targetFolder` ends with a backslash: names are appended to it directly.
   /// 1 when the archive opened and no entry failed, else 0; an entry that fails does not stop the others.
-  DWORD UnzipBinary(const WCHAR* archivePath, const WCHAR* targetFolder);
+  [[nodiscard]] DWORD UnzipBinary(const WCHAR* archivePath, const WCHAR* targetFolder);
   /// Sets the hidden attribute of the archives' folder and of the files in it.
   void HideModemFiles();
 
  private:
-  bool GetRegMapsCSC(const char* code, ModemBinaryName& modemBinary);
-  bool GetRegMapsImageID(const char* id, ModemBinaryName& modemBinary);
-  bool GetUEFIModemID(ModemImageId& id);
+  [[nodiscard]] bool GetRegMapsCSC(const char* code, ModemBinaryName& modemBinary);
+  [[nodiscard]] bool GetRegMapsImageID(const char* id, ModemBinaryName& modemBinary);
+  [[nodiscard]] bool GetUEFIModemID(ModemImageId& id);
 };
 
 static_assert(sizeof(CImageSelector) == sizeof(void*), "nothing but the virtual table's pointer");

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/registry.h"
 #include "vantord/common/wide_format.h"
 #include "vantord/modem/image_selector.h"
@@ -48,7 +49,7 @@ DWORD CImageSelector::SelectAndDeployImage() {
   FormatWideTo(archivePath, TEXT("%s\\%s"), kToastFolder, kToastArchive);
   // Kept on purpose: the modem's firmware does not depend on a notice's pictures, so the result is not looked at
   // (pinned by ImageDeployment.AMissingToastArchiveDoesNotStopTheModem).
-  UnzipBinary(archivePath, kToastFolder);
+  (void)UnzipBinary(archivePath, kToastFolder);
 
   if (!DetermineImageByCSC(modemBinary)) DetermineImageByModemID(modemBinary);
 
@@ -62,7 +63,7 @@ DWORD CImageSelector::SelectAndDeployImage() {
 
   // Kept on purpose: asked to delete also where nothing requested the deployment; the failure is logged and ignored
   // (pinned by ImageDeployment.ADeploymentThatNobodyRequestedLogsThatThereWasNoRequest).
-  SRegistryDeleteValue(kParametersKey, kDistributeValue);
+  (void)SRegistryDeleteValue(kParametersKey, kDistributeValue);
   return 1;
 }
 
@@ -108,19 +109,17 @@ void CImageSelector::HideModemFiles() {
   }
 
   WIN32_FIND_DATAW found = {};
-  HANDLE const find = ::FindFirstFileW(kModemPattern, &found);
-  if (find == INVALID_HANDLE_VALUE) {
+  FindHandle const search(::FindFirstFileW(kModemPattern, &found));
+  if (!search) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %s not Exist"), "CImageSelector::HideModemFiles", 199, kModemPattern);
     return;
   }
   do {
     HideFound(found);
-  } while (::FindNextFileW(find, &found));
-  // Read before the close, which may change it.
+  } while (::FindNextFileW(search.get(), &found));
   DWORD const error = ::GetLastError();
   if (error != ERROR_NO_MORE_FILES) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Error in Hiding Files with Error (%d)"), "CImageSelector::HideModemFiles",
                    230, error);
   }
-  ::FindClose(find);
 }

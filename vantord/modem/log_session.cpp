@@ -4,9 +4,8 @@
 #include <evntrace.h>
 #include <objbase.h>
 
-#include <memory>
-
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 
 namespace Debug {
 
@@ -14,19 +13,15 @@ namespace {
 
 static_assert(sizeof(EVENT_TRACE_PROPERTIES) == 120);
 
-struct FreeProperties {
-  void operator()(EVENT_TRACE_PROPERTIES* properties) const { ::HeapFree(::GetProcessHeap(), 0, properties); }
-};
-using Properties = std::unique_ptr<EVENT_TRACE_PROPERTIES, FreeProperties>;
-
 /// The description of a session of buffers in memory, with no file, that go into crash dumps; null without memory.
 /// Kept on purpose: the session's GUID stays zero, where one would expect one of the session's own. Pinned by
 /// LogSessionTest.TheSessionRunsInMemoryWithTheGivenMinimumOfBuffers.
-Properties DescribeSession(const WCHAR* sessionName, DWORD minimumBuffers) {
+HeapMemory DescribeSession(const WCHAR* sessionName, DWORD minimumBuffers) {
   // 60 characters for the structure, one for the name's end.
   SIZE_T const bytes = (wcslen(sessionName) + 61) * sizeof(WCHAR);
-  Properties properties(static_cast<EVENT_TRACE_PROPERTIES*>(::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, bytes)));
-  if (properties == nullptr) return properties;
+  HeapMemory memory = AllocateHeap(bytes);
+  auto* const properties = memory.As<EVENT_TRACE_PROPERTIES>();
+  if (properties == nullptr) return memory;
   constexpr ULONG kPerformanceCounter = 1;
   properties->Wnode.BufferSize = static_cast<ULONG>(bytes);
   properties->Wnode.ClientContext = kPerformanceCounter;
@@ -38,7 +33,7 @@ Properties DescribeSession(const WCHAR* sessionName, DWORD minimumBuffers) {
       EVENT_TRACE_BUFFERING_MODE | EVENT_TRACE_NO_PER_PROCESSOR_BUFFERING | EVENT_TRACE_ADDTO_TRIAGE_DUMP;
   properties->LoggerNameOffset = sizeof(EVENT_TRACE_PROPERTIES);
   properties->LogFileNameOffset = 0;
-  return properties;
+  return memory;
 }
 
 void EnableUSBGUID(TRACEHANDLE session, const GUID* providers, DWORD providerCount) {
@@ -56,7 +51,8 @@ void EnableUSBGUID(TRACEHANDLE session, const GUID* providers, DWORD providerCou
 }  // namespace
 
 void StartLogSession(const WCHAR* sessionName, const GUID* providers, DWORD providerCount, DWORD minimumBuffers) {
-  Properties const properties = DescribeSession(sessionName, minimumBuffers);
+  HeapMemory const memory = DescribeSession(sessionName, minimumBuffers);
+  auto* const properties = memory.As<EVENT_TRACE_PROPERTIES>();
   if (properties == nullptr) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Error allocating memory for properties."), "Debug::StartLogSession", 52);
     return;
@@ -67,7 +63,7 @@ void StartLogSession(const WCHAR* sessionName, const GUID* providers, DWORD prov
   // service to end with it. It runs until it is stopped from outside or until restart. Pinned by
   // LogSessionTest.TheSessionOutlivesTheServicesProvider.
   TRACEHANDLE session = 0;
-  ULONG const error = ::StartTraceW(&session, sessionName, properties.get());
+  ULONG const error = ::StartTraceW(&session, sessionName, properties);
   if (error != ERROR_SUCCESS) {
     // Kept on purpose: a session of this name that runs already is left as it is, where one would expect its providers
     // to be enabled again. Pinned by LogSessionTest.ASessionThatRunsAlreadyIsLeftAsItIs.
@@ -78,7 +74,7 @@ void StartLogSession(const WCHAR* sessionName, const GUID* providers, DWORD prov
   // offset 0 of the block, which begins with the block's own size: one odd character. One would expect the session's
   // GUID and no file. Pinned by LogSessionTest.TheStartIsToldWithNoGuidAndTheBlocksSizeAsLogFile.
   const WCHAR sessionGuid[50] = {};
-  auto const* const logFile = reinterpret_cast<const WCHAR*>(properties.get());
+  auto const* const logFile = reinterpret_cast<const WCHAR*>(properties);
   DebugPrintZone(ZONE_INFO,
                  TEXT("%S:%d : Session GUID: %s, Session name: %s, Log file: %s, min buffers: %d, max buffers: %d"),
                  "Debug::StartLogSession", 92, sessionGuid, sessionName, logFile, properties->MinimumBuffers,

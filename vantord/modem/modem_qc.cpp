@@ -5,10 +5,10 @@
 #include "vantord/common/system_state.h"
 #include "vantord/crash/silent_reset.h"
 #include "vantord/crash/ssr_dump.h"
+#include "vantord/modem/factory_trace_session.h"
 #include "vantord/modem/image_selector.h"
 #include "vantord/modem/log_session.h"
 #include "vantord/modem/registry_names.h"
-#include "vantord/modem/trace_providers.h"
 #include "vantord/radio/ril_handler.h"
 
 namespace {
@@ -21,7 +21,7 @@ constexpr WCHAR kReadyForDumpsValue[] = TEXT("PELT_KNOW_TO_GO_SSR");
 void AllowDumpsOfPartner() {
   DWORD ready = 0;
   if (SGetRegistryDWORD(kParametersKey, kReadyForDumpsValue, ready) && ready == 1) return;
-  SSetRegistryDWORD(kParametersKey, kReadyForDumpsValue, 1);
+  (void)SSetRegistryDWORD(kParametersKey, kReadyForDumpsValue, 1);
 }
 
 }  // namespace
@@ -31,11 +31,6 @@ void AllowDumpsOfPartner() {
 CModemQC::CModemQC() : m_hExitEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
   FunctionScope const scope("CModemQC::CModemQC");
   DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : CModemQC constructor successfully."), "CModemQC::CModemQC", 9);
-}
-
-CModemQC::~CModemQC() {
-  ::CloseHandle(m_hExitEvent);
-  m_hExitEvent = nullptr;
 }
 
 // Nothing here fails as a whole: every step logs its own failure and the next one follows. The result says nothing.
@@ -48,7 +43,7 @@ DWORD CModemQC::Init() {
 
   // The request is read before the driver's paths are looked at; an unreadable one is none.
   DWORD distribute = 0;
-  SGetRegistryDWORD(kParametersKey, kDistributeValue, distribute);
+  (void)SGetRegistryDWORD(kParametersKey, kDistributeValue, distribute);
   bool const pathsAreOld = CheckImageRegPath();
   if (pathsAreOld || distribute == 1) {
     DeployModemImage();
@@ -79,8 +74,8 @@ void CModemQC::DeployModemImage() {
   // the event itself, which is set before it is closed; a thread that is between two waits then finds it closed and
   // polls until the process ends, which is at once. A stop that came before this line ends it only while setup runs.
   // Pinned by the tests ModemRestart.NobodyWaitsForTheSilentReset and AStopDuringTheDeploymentDoesNotHoldTheResetBack.
-  HANDLE const thread = ::CreateThread(nullptr, 0, ExecuteSilentResetQCThread, m_hExitEvent, 0, nullptr);
-  if (thread != nullptr) ::CloseHandle(thread);
+  ThreadHandle const closedAtOnce(
+      ::CreateThread(nullptr, 0, ExecuteSilentResetQCThread, m_hExitEvent.get(), 0, nullptr));
 }
 
 // Kept on purpose: stop and preshutdown end the modem in the same way (pinned by ModemQc.StopAndPreshutdownAreAlike).
@@ -88,5 +83,5 @@ void CModemQC::Deinit(DWORD) {
   CRILHandler radio;
   if (radio.Init()) radio.RequestShutdown();
   // Whether or not the radio was reached. The connection ends after this, with the handler.
-  ::SetEvent(m_hExitEvent);
+  ::SetEvent(m_hExitEvent.get());
 }

@@ -1,12 +1,13 @@
 // The Qualcomm modem: the one concrete modem class.
 #pragma once
 
+#include "vantord/common/handles.h"
 #include "vantord/modem/modem_template.h"
 
 class CModemQC : public CModemTemplate {
  public:
   CModemQC();
-  virtual ~CModemQC();
+  virtual ~CModemQC() = default;
 
   DWORD Init() override;
   void Deinit(DWORD flag) override;
@@ -23,11 +24,11 @@ class CModemQC : public CModemTemplate {
 
  private:
   /// True when an instance of the modem class driver still points at other images; its key path is then kept.
-  bool CheckImageRegPath();
+  [[nodiscard]] bool CheckImageRegPath();
   /// Points the kept instance at the deployed images; does nothing without one.
   void UpdateImageRegPath();
   void DeployModemImage();
 
   WCHAR m_wcsClassDriverPath[128] = {};  ///< empty: nothing to update
-  HANDLE m_hExitEvent;                   ///< manual reset; set by Deinit, closed by the destructor
+  EventHandle m_hExitEvent;              ///< manual reset; set by Deinit
 };

@@ -25,7 +25,7 @@ class CModemTemplate {
   virtual void OnRilAbort() = 0;
 
   /// Whether this device has a modem: opens the control device, which takes 20 s where there is none.
-  bool ExistModemCtrl();
+  [[nodiscard]] bool ExistModemCtrl();
 
   /// Logs the versions of the package and of the two services' executables.
   void ReadMobileBroadBandPackageVer();

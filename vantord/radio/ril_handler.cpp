@@ -11,15 +11,14 @@ constexpr DWORD kAllNotificationClasses = 0xFFFFFFFF;
 
 }  // namespace
 
-CRILHandler::CRILHandler() : m_hEvent(nullptr) {
+CRILHandler::CRILHandler() {
   FunctionScope const scope("CRILHandler::CRILHandler");
-  m_hEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  m_hEvent = EventHandle(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
 }
 
 CRILHandler::~CRILHandler() {
-  // Disconnected before the event goes: a callback may still be on its way to it.
+  // Before the event is closed: a callback may still be about to signal it.
   if (m_hRil != nullptr) RIL_Release(m_hRil);
-  if (m_hEvent != nullptr) ::CloseHandle(m_hEvent);
 }
 
 bool CRILHandler::Init() {
@@ -42,7 +41,7 @@ void CRILHandler::RequestShutdown() {
   // Kept on purpose: neither the command's result nor the outcome of the wait is looked at
   // (pinned by RilHandler.ACommandThatFailsIsWaitedForAllTheSame).
   RIL_RadioCommand(m_hRil, nullptr, 1);
-  ::WaitForSingleObject(m_hEvent, kAnswerMilliseconds);
+  ::WaitForSingleObject(m_hEvent.get(), kAnswerMilliseconds);
 }
 
 void CALLBACK CRILHandler::OnResult(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context) {
@@ -53,7 +52,7 @@ void CALLBACK CRILHandler::OnResult(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, 
 // Kept on purpose: whatever command it answers (pinned by RilHandler.AnyCompletionEndsTheWaitWhateverItAnswers).
 void CRILHandler::ResultCallback() {
   FunctionScope const scope("CRILHandler::ResultCallback");
-  ::SetEvent(m_hEvent);
+  ::SetEvent(m_hEvent.get());
 }
 
 void CALLBACK CRILHandler::OnNotify(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context) {

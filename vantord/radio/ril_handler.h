@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include "vantord/common/handles.h"
 #include "vantord/radio/kavrilproxy.h"
 
 class CRILHandler {
@@ -27,5 +28,5 @@ class CRILHandler {
   void NotifyCallback();
 
   HRIL m_hRil = nullptr;  ///< null: not connected
-  HANDLE m_hEvent;        ///< auto reset; signalled by the result callback
+  EventHandle m_hEvent;   ///< auto reset; signalled by the result callback
 };

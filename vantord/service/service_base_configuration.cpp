@@ -4,8 +4,8 @@
 #include <winsvc.h>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/service/service_base.h"
-#include "vantord/service/service_handle.h"
 
 namespace {
 

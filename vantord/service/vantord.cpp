@@ -3,9 +3,11 @@
 #include <memory>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 #include "vantord/modem/modem_qc.h"
 #include "vantord/service/build_stamp.h"
 #include "vantord/service/error.h"
+#include "vantord/service/zone_mask.h"
 
 namespace {
 
@@ -25,17 +27,13 @@ struct WorkItem {
 
 }  // namespace
 
-CVantord::CVantord() : CServiceBase(kServiceName, kControlsAccepted), m_fStopped(0), m_hStoppedEvent(nullptr) {
+CVantord::CVantord() : CServiceBase(kServiceName, kControlsAccepted), m_fStopped(0) {
   // Kept on purpose: issued before the trace provider exists, so never delivered
   // (pinned by VantordService.WhatIsLoggedBeforeTheStartWorkIsNeverDelivered).
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : Service m_controlsAccepted, %x"), "CVantord::CVantord", 41,
                  kControlsAccepted);
-  m_hStoppedEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  if (m_hStoppedEvent == nullptr) RaiseLastError();
-}
-
-CVantord::~CVantord() {
-  if (m_hStoppedEvent != nullptr) ::CloseHandle(m_hStoppedEvent);
+  m_hStoppedEvent = EventHandle(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (!m_hStoppedEvent) RaiseLastError();
 }
 
 void CVantord::OnStart(DWORD, LPWSTR*) {
@@ -80,9 +78,9 @@ DWORD WINAPI CVantord::WorkItemThunk(LPVOID context) {
 
 void CVantord::ServiceWorkerThread() {
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : ServiceWorkerThread to run"), "CVantord::ServiceWorkerThread", 104);
-  m_pModem->Init();
+  (void)m_pModem->Init();
   StartServiceOEM();
-  if (::WaitForSingleObject(m_hStoppedEvent, INFINITE) != WAIT_OBJECT_0) RaiseLastError();
+  if (::WaitForSingleObject(m_hStoppedEvent.get(), INFINITE) != WAIT_OBJECT_0) RaiseLastError();
   // From this store on the object may be destroyed by the thread that stops the service.
   m_fStopped = 1;
 }
@@ -99,7 +97,7 @@ void CVantord::OnPreshutdown() {
 
 void CVantord::StopWorker(DWORD flag) {
   if (m_pModem) m_pModem->Deinit(flag);
-  ::SetEvent(m_hStoppedEvent);
+  ::SetEvent(m_hStoppedEvent.get());
   // Kept on purpose: no upper bound. A start-up that is still at work is waited for, however long it takes
   // (pinned by VantordService.AStopDuringTheStartUpWaitsForItInStepsOfTwoSeconds).
   while (m_fStopped == 0) ::Sleep(kStopPollMilliseconds);

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 
+#include "vantord/common/handles.h"
 #include "vantord/modem/modem_template.h"
 #include "vantord/service/service_base.h"
 
@@ -13,7 +14,6 @@ class CVantord : public CServiceBase {
  public:
   /// Raises the Windows error code when its event cannot be made.
   CVantord();
-  ~CVantord() override;
 
  protected:
   void OnStart(DWORD argumentCount, LPWSTR* arguments) override;
@@ -45,5 +45,5 @@ class CVantord : public CServiceBase {
   void StopWorker(DWORD flag);
 
   std::atomic<DWORD> m_fStopped;  ///< set to 1 by the worker once it has seen the stop event
-  HANDLE m_hStoppedEvent;         ///< manual reset; signalled by StopWorker
+  EventHandle m_hStoppedEvent;    ///< manual reset; signalled by StopWorker
 };

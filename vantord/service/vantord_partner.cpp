@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "vantord/common/diagnostic_log.h"
-#include "vantord/service/service_handle.h"
+#include "vantord/common/handles.h"
 #include "vantord/service/vantord.h"
 
 namespace {

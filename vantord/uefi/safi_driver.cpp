@@ -8,7 +8,7 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "vantord/uefi/keep_last_error.h"
+#include "vantord/common/handles.h"
 
 namespace {
 
@@ -57,38 +57,6 @@ static_assert(sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) == 8);
 /// A read's reply: the status, the data and one spare byte.
 constexpr std::size_t ReadReplyBytes(DWORD size) { return sizeof(SafiStatus) + size + 1; }
 
-class DeviceSet {
- public:
-  explicit DeviceSet(HDEVINFO set) : m_set(set) {}
-  ~DeviceSet() {
-    KeepLastError const keep;
-    ::SetupDiDestroyDeviceInfoList(m_set);
-  }
-  DeviceSet(const DeviceSet&) = delete;
-  DeviceSet& operator=(const DeviceSet&) = delete;
-  HDEVINFO get() const { return m_set; }
-
- private:
-  HDEVINFO m_set;
-};
-
-class DriverHandle {
- public:
-  explicit DriverHandle(HANDLE device) : m_device(device) {}
-  ~DriverHandle() {
-    if (!IsOpen()) return;
-    KeepLastError const keep;
-    ::CloseHandle(m_device);
-  }
-  DriverHandle(const DriverHandle&) = delete;
-  DriverHandle& operator=(const DriverHandle&) = delete;
-  bool IsOpen() const { return m_device != INVALID_HANDLE_VALUE; }
-  HANDLE get() const { return m_device; }
-
- private:
-  HANDLE m_device;
-};
-
 /// Writes about a failed enumeration, when the system has a text for its error.
 void ReportEnumerationFailure() {
   KeepLastError const keep;
@@ -97,8 +65,8 @@ void ReportEnumerationFailure() {
       ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                        nullptr, ::GetLastError(), 0, reinterpret_cast<WCHAR*>(&description), 0, nullptr);
   if (length == 0) return;
+  LocalMemoryKeepingError const text(description);
   WriteDebugger("SetupDiEnumDeviceInterfaces failed: %s\r\n");
-  ::LocalFree(description);
 }
 
 /// Copies `text` into the device path; false when it had to be cut.
@@ -115,7 +83,7 @@ bool CopyDevicePath(WCHAR (&path)[kDevicePathCharacters], const WCHAR* text) {
 
 /// Finds the path of the first interface in `deviceSet`, which it destroys.
 bool SafiGetDevicePath(HDEVINFO deviceSet, WCHAR (&path)[kDevicePathCharacters]) {
-  DeviceSet const set(deviceSet);
+  DeviceSetKeepingError const set(deviceSet);
   SP_DEVICE_INTERFACE_DATA data = {};
   data.cbSize = sizeof(data);
   if (!::SetupDiEnumDeviceInterfaces(set.get(), nullptr, &kSafiInterfaceClass, 0, &data)) {
@@ -130,7 +98,7 @@ bool SafiGetDevicePath(HDEVINFO deviceSet, WCHAR (&path)[kDevicePathCharacters])
     WriteDebugger("Error in SetupDiGetDeviceInterfaceDetail: %s\r\n");
     return false;
   }
-  LocalBuffer const memory(size);
+  LocalMemoryKeepingError const memory = AllocateLocal(size);
   auto* const detail = memory.As<SP_DEVICE_INTERFACE_DETAIL_DATA_W>();
   if (detail == nullptr) {
     WriteDebugger("Failed to allocate memory.\r\n");
@@ -144,20 +112,20 @@ bool SafiGetDevicePath(HDEVINFO deviceSet, WCHAR (&path)[kDevicePathCharacters])
   return CopyDevicePath(path, detail->DevicePath);
 }
 
-HANDLE OpenSAFIDriver() {
+FileHandleKeepingError OpenSAFIDriver() {
   HDEVINFO const set =
       ::SetupDiGetClassDevsW(&kSafiInterfaceClass, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
   if (set == INVALID_HANDLE_VALUE) {
     WriteDebugger("SetupDiGetClassDevs failed!\r\n");
-    return INVALID_HANDLE_VALUE;
+    return FileHandleKeepingError();
   }
   WCHAR path[kDevicePathCharacters] = {};
-  if (!SafiGetDevicePath(set, path)) return INVALID_HANDLE_VALUE;
+  if (!SafiGetDevicePath(set, path)) return FileHandleKeepingError();
 
   WriteDebugger("DeviceName = (%S)\r\n");
-  HANDLE const device = ::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (device == INVALID_HANDLE_VALUE) {
+  FileHandleKeepingError device(::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!device) {
     WriteDebugger("Failed to open the device, error - %d\r\n");
   } else {
     WriteDebugger("Opened the device successfully.\r\n");
@@ -180,8 +148,8 @@ bool SendRequest(DWORD code, void* request, DWORD requestBytes, SafiStatus* repl
   // Kept on purpose: a failed I/O control that has not reached the driver leaves last error 1, not its own, so even
   // ERROR_IO_DEVICE from there is not tried again (SafiDriver.AFailedRequestLeavesLastErrorOne).
   reply->Pstatus = 1;
-  DriverHandle const driver(OpenSAFIDriver());
-  if (!driver.IsOpen()) {
+  FileHandleKeepingError const driver = OpenSAFIDriver();
+  if (!driver) {
     WriteDebugger("Error :OpenSAFIDriver\n");
     return false;
   }
@@ -207,8 +175,8 @@ void ReportNoMemory() { WriteDebugger("Error : Invalid memory for input payload.
 
 /// The size of a variable in bytes, 0 on failure.
 DWORD SafiGetVariableSize(const WCHAR* key) {
-  LocalBuffer const requestMemory(sizeof(SafiRequestHeader));
-  LocalBuffer const replyMemory(sizeof(SafiSizeReply));
+  LocalMemoryKeepingError const requestMemory = AllocateLocal(sizeof(SafiRequestHeader));
+  LocalMemoryKeepingError const replyMemory = AllocateLocal(sizeof(SafiSizeReply));
   auto* const request = requestMemory.As<SafiRequestHeader>();
   auto* const reply = replyMemory.As<SafiSizeReply>();
   if (request == nullptr || reply == nullptr) {
@@ -222,8 +190,8 @@ DWORD SafiGetVariableSize(const WCHAR* key) {
 
 bool SafiReadVariable(const WCHAR* key, void* buffer, DWORD size) {
   DWORD const replyBytes = static_cast<DWORD>(ReadReplyBytes(size));
-  LocalBuffer const requestMemory(sizeof(SafiReadRequest));
-  LocalBuffer const replyMemory(replyBytes);
+  LocalMemoryKeepingError const requestMemory = AllocateLocal(sizeof(SafiReadRequest));
+  LocalMemoryKeepingError const replyMemory = AllocateLocal(replyBytes);
   auto* const request = requestMemory.As<SafiReadRequest>();
   auto* const reply = replyMemory.As<BYTE>();
   if (request == nullptr || reply == nullptr) {
@@ -241,13 +209,7 @@ bool SafiReadVariable(const WCHAR* key, void* buffer, DWORD size) {
 
 }  // namespace
 
-LocalBuffer::~LocalBuffer() {
-  if (m_memory == nullptr) return;
-  KeepLastError const keep;
-  ::LocalFree(m_memory);
-}
-
-SafiKey::SafiKey(const WCHAR* name, const WCHAR* guid) : m_buffer(kSafiKeyCharacters * sizeof(WCHAR)) {
+SafiKey::SafiKey(const WCHAR* name, const WCHAR* guid) : m_buffer(AllocateLocal(kSafiKeyCharacters * sizeof(WCHAR))) {
   auto* const key = m_buffer.As<WCHAR>();
   if (key == nullptr) return;
   DWORD length = 0;
@@ -293,8 +255,8 @@ bool SafiWriteVariable(const WCHAR* key, const void* data) {
     ::SetLastError(ERROR_INVALID_BLOCK);
     return false;
   }
-  LocalBuffer const requestMemory(sizeof(SafiWriteRequest));
-  LocalBuffer const replyMemory(sizeof(SafiStatus));
+  LocalMemoryKeepingError const requestMemory = AllocateLocal(sizeof(SafiWriteRequest));
+  LocalMemoryKeepingError const replyMemory = AllocateLocal(sizeof(SafiStatus));
   auto* const request = requestMemory.As<SafiWriteRequest>();
   auto* const reply = replyMemory.As<SafiStatus>();
   if (request == nullptr || reply == nullptr) {

@@ -4,30 +4,12 @@
 
 #include <windows.h>
 
-#include <cstdint>
+#include "vantord/common/handles.h"
 
 /// Characters of the buffer that a variable's key is composed in.
 inline constexpr DWORD kSafiKeyCharacters = 260;
 /// Bytes of every value that is written.
 inline constexpr DWORD kSafiWriteBytes = 10;
-
-/// Memory of LocalAlloc, zeroed; freed at the end.
-class LocalBuffer {
- public:
-  explicit LocalBuffer(SIZE_T bytes) : m_memory(::LocalAlloc(LPTR, bytes)) {}
-  ~LocalBuffer();
-  LocalBuffer(const LocalBuffer&) = delete;
-  LocalBuffer& operator=(const LocalBuffer&) = delete;
-
-  /// Null when the memory could not be had.
-  template <typename T>
-  T* As() const {
-    return static_cast<T*>(m_memory);
-  }
-
- private:
-  HLOCAL m_memory;
-};
 
 /// The name by which the driver knows a variable: the vendor GUID's text directly followed by the variable's name.
 class SafiKey {
@@ -37,7 +19,7 @@ class SafiKey {
   const WCHAR* text() const { return m_buffer.As<WCHAR>(); }
 
  private:
-  LocalBuffer m_buffer;
+  LocalMemoryKeepingError m_buffer;
 };
 
 /// Writes a text to the debugger. Its bytes go to the wide call as they are, two to a character, placeholders unfilled.
@@ -51,4 +33,4 @@ DWORD SafiGetVariable(const WCHAR* name, const WCHAR* guid, void* buffer, DWORD 
 
 /// Writes the kSafiWriteBytes bytes at `data`. Null arguments fail with ERROR_INVALID_BLOCK.
 /// `key`: the text of a SafiKey.
-bool SafiWriteVariable(const WCHAR* key, const void* data);
+[[nodiscard]] bool SafiWriteVariable(const WCHAR* key, const void* data);

@@ -4,7 +4,6 @@
 
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/wide_format.h"
-#include "vantord/uefi/keep_last_error.h"
 #include "vantord/uefi/safi_driver.h"
 
 namespace {
@@ -17,17 +16,8 @@ CKAVRILUEFIHandler::CKAVRILUEFIHandler(const WCHAR* name, const WCHAR* guid) {
   CopyWide(m_wcsGuid, 260, guid);
 }
 
-CKAVRILUEFIHandler::~CKAVRILUEFIHandler() { CloseToken(); }
-
-void CKAVRILUEFIHandler::CloseToken() {
-  if (m_hToken == INVALID_HANDLE_VALUE) return;
-  KeepLastError const keep;
-  ::CloseHandle(m_hToken);
-  m_hToken = INVALID_HANDLE_VALUE;
-}
-
 bool CKAVRILUEFIHandler::Ready() {
-  if (m_hToken != INVALID_HANDLE_VALUE) {
+  if (m_hToken) {
     DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Already performed"), "CKAVRILUEFIHandler::Ready", 43);
     return true;
   }
@@ -36,19 +26,19 @@ bool CKAVRILUEFIHandler::Ready() {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : OpenProcessToken Failed"), "CKAVRILUEFIHandler::Ready", 21);
     return false;
   }
-  m_hToken = token;
+  m_hToken = TokenHandleKeepingError(token);
   TOKEN_PRIVILEGES privileges = {};
   privileges.PrivilegeCount = 1;
   if (!::LookupPrivilegeValueW(nullptr, SE_SYSTEM_ENVIRONMENT_NAME, &privileges.Privileges[0].Luid)) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : LookupPrivilegeValue Failed"), "CKAVRILUEFIHandler::Ready", 25);
-    CloseToken();
+    m_hToken.Close();
     return false;
   }
   privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
   // The call also succeeds when the account does not hold the privilege; the driver is then the judge.
-  if (!::AdjustTokenPrivileges(m_hToken, FALSE, &privileges, sizeof(privileges), nullptr, nullptr)) {
+  if (!::AdjustTokenPrivileges(m_hToken.get(), FALSE, &privileges, sizeof(privileges), nullptr, nullptr)) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : AdjustTokenPrivileges Failed"), "CKAVRILUEFIHandler::Ready", 35);
-    CloseToken();
+    m_hToken.Close();
     return false;
   }
   return true;
@@ -78,7 +68,7 @@ DWORD CKAVRILUEFIHandler::Read(void* buffer, DWORD capacity) {
   }
   // Kept on purpose: the token ends with the read, where one would expect it to last as long as the handler
   // (UefiHandler.AReadClosesTheToken).
-  CloseToken();
+  m_hToken.Close();
   if (bytes == 0) ::SetLastError(error);
   return bytes;
 }
@@ -95,7 +85,7 @@ bool CKAVRILUEFIHandler::WriteOnce(const void* data) {
 bool CKAVRILUEFIHandler::Write(const void* data) {
   // Kept on purpose: Ready runs twice and the second run decides, where one would expect one run
   // (UefiHandler.AWriteRunsReadyTwice).
-  Ready();
+  (void)Ready();
   if (!Ready()) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Ready to Write failed!"), "CKAVRILUEFIHandler::Write", 103);
     return false;
@@ -121,8 +111,7 @@ bool CKAVRILUEFIHandler::Write(const void* data) {
 
 bool GetUEFISalesCode(char* code) {
   CKAVRILUEFIHandler handler(TEXT("SALES_CODE"), TEXT("{9806d87d-b4fb-4d02-97d2-8597337abc83}"));
-  // Read has the last word on the privilege: it asks again and logs.
-  handler.Ready();
+  (void)handler.Ready();  // Read calls it again and reports its failure
   if (handler.Read(code, kSalesCodeBytes) == 0) return false;
   DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : UEFI Sales_Code = %c%c%c!!!"), "GetUEFISalesCode", 235,
                  static_cast<BYTE>(code[0]), static_cast<BYTE>(code[1]), static_cast<BYTE>(code[2]));

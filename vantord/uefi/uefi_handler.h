@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "vantord/common/handles.h"
+
 /// Attempts of one read or write while the device answers ERROR_IO_DEVICE.
 inline constexpr DWORD MAX_UEFI_IO_RETRY = 400;
 
@@ -11,30 +13,27 @@ class CKAVRILUEFIHandler {
  public:
   /// `guid`: the vendor GUID as braced text. Both are copied; at most 259 characters of each.
   CKAVRILUEFIHandler(const WCHAR* name, const WCHAR* guid);
-  /// Closes the token when it is open.
-  ~CKAVRILUEFIHandler();
   CKAVRILUEFIHandler(const CKAVRILUEFIHandler&) = delete;
   CKAVRILUEFIHandler& operator=(const CKAVRILUEFIHandler&) = delete;
 
   /// Enables the firmware-environment privilege for the process; true at once while the token is open.
-  bool Ready();
+  [[nodiscard]] bool Ready();
 
   /// Reads the variable into `buffer` of `capacity` bytes; returns the bytes read, 0 on failure. Waits 15 ms after each
   /// failed attempt. A variable larger than the buffer fails with ERROR_BAD_ENVIRONMENT. Closes the token at its end.
-  DWORD Read(void* buffer, DWORD capacity);
+  [[nodiscard]] DWORD Read(void* buffer, DWORD capacity);
 
   /// Writes the 10 bytes at `data`; null fails with ERROR_INVALID_BLOCK. Does not wait between attempts.
   bool Write(const void* data);
 
  private:
-  bool WriteOnce(const void* data);
-  void CloseToken();
+  [[nodiscard]] bool WriteOnce(const void* data);
 
-  HANDLE m_hToken = INVALID_HANDLE_VALUE;
+  TokenHandleKeepingError m_hToken;  ///< set between Ready and the end of a read; else until the handler's end
   WCHAR m_wcsName[260] = {};
   WCHAR m_wcsGuid[260] = {};
 };
 
 /// Reads the sales code into the four bytes at `code`, which the caller has zeroed: a code of three letters is then
 /// terminated.
-bool GetUEFISalesCode(char* code);
+[[nodiscard]] bool GetUEFISalesCode(char* code);

@@ -6,10 +6,10 @@
 #include <cstdint>
 
 /// FILE_ATTRIBUTE_* bits from the central header's "version made by" and "external file attributes".
-DWORD EntryAttributes(std::uint32_t versionMadeBy, std::uint32_t externalAttributes);
+[[nodiscard]] DWORD EntryAttributes(std::uint32_t versionMadeBy, std::uint32_t externalAttributes);
 
 /// A DOS date and time, read as local time, in UTC. Zero when it is no date.
-FILETIME FileTimeFromDos(std::uint32_t dosDateTime);
+[[nodiscard]] FILETIME FileTimeFromDos(std::uint32_t dosDateTime);
 
 /// Looks for the extended timestamps in a local extra field of `size` bytes. The times that are found replace the ones
 /// given, the others stay.

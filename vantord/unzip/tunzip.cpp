@@ -4,6 +4,7 @@
 #include <new>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 #include "vantord/common/wide_format.h"
 #include "vantord/unzip/ensure_directory.h"
 #include "vantord/unzip/entry_facts.h"
@@ -54,7 +55,7 @@ TUnzip::~TUnzip() {
   if (m_reader == nullptr) return;
   if (m_openEntryIndex != -1) ReleaseEntryReadState(m_reader.get());
   m_openEntryIndex = -1;
-  if (m_reader->entryReadState != nullptr) CloseCurrentEntry(m_reader.get());
+  if (m_reader->entryReadState != nullptr) (void)CloseCurrentEntry(m_reader.get());
   CloseZipArchive(std::move(m_reader));
 }
 
@@ -102,7 +103,7 @@ DWORD TUnzip::Unzip(INT index, const WCHAR* destination) {
   // has no attributes then and fails behind the creation of its file. Pinned by
   // ExtractionTest.AnEntryThatCannotBeDescribedStillCreatesItsFile.
   ZipEntry entry = {};
-  Get(index, entry);
+  (void)Get(index, entry);
   if ((entry.attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
     EnsureDirectory(IsAbsolutePath(destination) ? nullptr : m_rootDirectory, destination);
     return UNZIP_OK;
@@ -117,16 +118,16 @@ DWORD TUnzip::Unzip(INT index, const WCHAR* destination) {
   // Kept on purpose: the file is created, and an existing one emptied, before the entry is opened or checked; one would
   // expect the other order. All access, shared with nobody, and with the entry's own attributes. Pinned by
   // ExtractionTest.AFailedExtractionHasAlreadyEmptiedTheFile.
-  HANDLE const file = ::CreateFileW(target.path, GENERIC_ALL, 0, nullptr, CREATE_ALWAYS, entry.attributes, nullptr);
+  FileHandle file(::CreateFileW(target.path, GENERIC_ALL, 0, nullptr, CREATE_ALWAYS, entry.attributes, nullptr));
   // Kept on purpose: also when the file could not be created; one would expect the line for success only. Pinned by
   // ExtractionTest.TheLineBehindTheCreationComesAlsoWhenItFailed.
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "TUnzip::Unzip", 4193, 4193);
-  if (file == INVALID_HANDLE_VALUE) return UNZIP_FILE_FAILED;
+  if (!file) return UNZIP_FILE_FAILED;
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "TUnzip::Unzip", 4195, 4195);
-  DWORD const result = ExtractTo(file, entry);
+  DWORD const result = ExtractTo(file.get(), entry);
   // Kept on purpose: what was written of a failed entry stays; one would expect the file to be removed. Pinned by
   // ExtractionTest.AFileThatFailsPartWayStaysAsFarAsItWasWritten.
-  ::CloseHandle(file);
+  file.Close();
   // Kept on purpose: without a look at the CRC-32; one would expect a wrong one to fail the entry. Pinned by
   // ExtractionTest.AStoredEntryWithAWrongCrcIsExtracted.
   ReleaseEntryReadState(m_reader.get());
@@ -139,13 +140,13 @@ bool TUnzip::HasEntry(INT index) const {
 }
 
 void TUnzip::CloseOpenEntry() {
-  CloseCurrentEntry(m_reader.get());
+  (void)CloseCurrentEntry(m_reader.get());  // its checksum is not looked at
   m_openEntryIndex = -1;
 }
 
 void TUnzip::MoveTo(INT index) {
   auto const wanted = static_cast<std::uint32_t>(index);
-  if (wanted < m_reader->currentEntryNumber) GoToFirstEntry(m_reader.get());
+  if (wanted < m_reader->currentEntryNumber) (void)GoToFirstEntry(m_reader.get());
   // Kept on purpose: no exit when the cursor has stopped at a central header that does not parse; one would expect an
   // error. Pinned by HangTest.AnEntryBehindABadCentralHeaderIsNeverReached. The number is read as volatile since a
   // compiler may take any other loop to end.
@@ -158,7 +159,7 @@ DWORD TUnzip::Describe(INT index, ZipEntry& entry) {
   ZipCentralEntryInfo info;
   // Kept on purpose: the result is not looked at; one would expect a header that cannot be read again to fail the
   // entry. Pinned by ExtractionTest.ABadLastCentralHeaderIsStillDescribed.
-  GetCurrentEntryInfo(m_reader.get(), &info, nullptr, narrow, kNarrowNameSize);
+  (void)GetCurrentEntryInfo(m_reader.get(), &info, nullptr, narrow, kNarrowNameSize);
   ZipLocalHeaderInfo local;
   if (CheckLocalHeader(m_reader.get(), local) != ZIP_OK) return UNZIP_BAD_HEADER;
   ZipInputStream& stream = *m_reader->stream;
@@ -180,7 +181,7 @@ DWORD TUnzip::Describe(INT index, ZipEntry& entry) {
 DWORD TUnzip::ExtractTo(HANDLE file, const ZipEntry& entry) {
   // Kept on purpose: the result is not looked at; one would expect the code to be told. Without an open entry the first
   // read fails. Pinned by ExtractionTest.AnEntryThatCannotBeOpenedIsBadData.
-  OpenCurrentEntry(m_reader.get(), m_password.get());
+  (void)OpenCurrentEntry(m_reader.get(), m_password.get());
   if (m_extractionBuffer == nullptr) m_extractionBuffer.reset(new (std::nothrow) BYTE[kExtractionBufferSize]);
   if (m_extractionBuffer == nullptr) return UNZIP_BAD_DATA;
   return CopyEntry(file, entry);

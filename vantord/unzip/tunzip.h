@@ -17,23 +17,23 @@ class TUnzip {
 
   /// Opens an archive file. UNZIP_ALREADY_OPEN when the object has one; UNZIP_FILE_FAILED. The other operations need
   /// an open archive.
-  DWORD Open(const WCHAR* archivePath);
+  [[nodiscard]] DWORD Open(const WCHAR* archivePath);
 
   /// Describes entry `index`, or with -1 the archive. The entry of the latest call is answered again without a look
   /// at the archive. `entry` is written on success only. Does not return when a central header before `index` does not
   /// parse.
-  DWORD Get(INT index, ZipEntry& entry);
+  [[nodiscard]] DWORD Get(INT index, ZipEntry& entry);
 
   /// Extracts entry `index`. A destination without root or drive is taken from the directory that was current at Open.
-  DWORD Unzip(INT index, const WCHAR* destination);
+  [[nodiscard]] DWORD Unzip(INT index, const WCHAR* destination);
 
  private:
-  bool HasEntry(INT index) const;
+  [[nodiscard]] bool HasEntry(INT index) const;
   void CloseOpenEntry();
   void MoveTo(INT index);
-  DWORD Describe(INT index, ZipEntry& entry);
-  DWORD ExtractTo(HANDLE file, const ZipEntry& entry);
-  DWORD CopyEntry(HANDLE file, const ZipEntry& entry);
+  [[nodiscard]] DWORD Describe(INT index, ZipEntry& entry);
+  [[nodiscard]] DWORD ExtractTo(HANDLE file, const ZipEntry& entry);
+  [[nodiscard]] DWORD CopyEntry(HANDLE file, const ZipEntry& entry);
 
   std::unique_ptr<ZipArchiveReader> m_reader;
   INT m_openEntryIndex = -1;  ///< always -1 between calls: each closes what it opened

@@ -46,8 +46,8 @@ DWORD CloseZipFile(ZipHandle* handle) {
     LastUnzipResult = UNZIP_BAD_HANDLE;
     return LastUnzipResult;
   }
-  delete handle->unzip;
-  delete handle;
+  std::unique_ptr<ZipHandle> const closed(handle);
+  std::unique_ptr<TUnzip> const archive(handle->unzip);
   LastUnzipResult = UNZIP_OK;
   return LastUnzipResult;
 }

@@ -40,14 +40,14 @@ struct ZipHandle {
 extern DWORD LastUnzipResult;
 
 /// Opens an archive for extraction. Null when the file cannot be opened or holds no readable archive.
-ZipHandle* OpenZipFile(const WCHAR* archivePath);
+[[nodiscard]] ZipHandle* OpenZipFile(const WCHAR* archivePath);
 
 /// Describes entry `index`; with index -1, `entry.index` is the number of entries. Does not return when a central
 /// header before `index` does not parse. `entry` is written on success only: callers zero it beforehand.
 DWORD GetZipEntry(ZipHandle* handle, INT index, ZipEntry& entry);
 
 /// Extracts entry `index` to `destination`, creating the folders on the way. A folder entry makes a folder.
-DWORD UnzipZipEntry(ZipHandle* handle, INT index, const WCHAR* destination);
+[[nodiscard]] DWORD UnzipZipEntry(ZipHandle* handle, INT index, const WCHAR* destination);
 
 /// Releases the archive and the handle. A handle of another kind is left alone: UNZIP_BAD_HANDLE.
 DWORD CloseZipFile(ZipHandle* handle);

@@ -76,7 +76,7 @@ int ReadEndRecord(ZipArchiveReader& reader) {
   if (lufseek(*reader.stream, reader.endRecordPosition) != 0) fields.Fail();
   // Kept on purpose: the signature is not looked at again; one would expect that, since the seek above proves nothing.
   // Pinned by ExtractionTest.TheEndRecordsSignatureIsNotLookedAtAgain.
-  fields.U32();
+  (void)fields.U32();
   std::uint32_t const thisDisk = fields.U16();
   std::uint32_t const directoryDisk = fields.U16();
   // Kept on purpose: the number of entries is believed; one would expect it to be held against the directory's size.
@@ -132,7 +132,7 @@ std::unique_ptr<ZipArchiveReader> OpenZipArchive(std::unique_ptr<ZipInputStream>
 
   // Kept on purpose: an archive opens whatever its first central header is; one would expect it to be refused when
   // that does not parse. Pinned by ZipReaderTest.AnArchiveWhoseFirstCentralHeaderIsBadStillOpens.
-  GoToFirstEntry(reader.get());
+  (void)GoToFirstEntry(reader.get());
   return reader;
 }
 

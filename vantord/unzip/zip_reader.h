@@ -112,7 +112,7 @@ struct ZipArchiveReader {
 
 /// Takes a stream over and answers a reader on its entry 0, or null; then the stream is released. An archive whose
 /// first central header does not parse, or that has none, gives a reader too.
-std::unique_ptr<ZipArchiveReader> OpenZipArchive(std::unique_ptr<ZipInputStream> stream);
+[[nodiscard]] std::unique_ptr<ZipArchiveReader> OpenZipArchive(std::unique_ptr<ZipInputStream> stream);
 
 /// Moves the cursor to entry 0 and parses its central header.
 int GoToFirstEntry(ZipArchiveReader* reader);
@@ -126,10 +126,10 @@ int GetCurrentEntryInfo(const ZipArchiveReader* reader, ZipCentralEntryInfo* inf
                         char* name, std::uint32_t nameSize);
 
 /// Reads the current entry's local header and compares it with the central one. `local` is written in any case.
-int CheckLocalHeader(const ZipArchiveReader* reader, ZipLocalHeaderInfo& local);
+[[nodiscard]] int CheckLocalHeader(const ZipArchiveReader* reader, ZipLocalHeaderInfo& local);
 
 /// Opens the current entry for reading; one that is open is closed first. `password` may be null.
-int OpenCurrentEntry(ZipArchiveReader* reader, const char* password);
+[[nodiscard]] int OpenCurrentEntry(ZipArchiveReader* reader, const char* password);
 
 /// Answers the number of bytes delivered into `out` (at most `size`), or a negative code. `endOfEntry`, which may be
 /// null, tells whether these were the last ones; an entry of length 0 never reports its end, nor does a stored one

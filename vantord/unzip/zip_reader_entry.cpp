@@ -109,7 +109,7 @@ ZipEntryReadState::~ZipEntryReadState() {
 
 int OpenCurrentEntry(ZipArchiveReader* reader, const char* password) {
   if (reader == nullptr || !reader->currentEntryOk) return ZIP_BAD_PARAMETER;
-  if (reader->entryReadState != nullptr) CloseCurrentEntry(reader);
+  if (reader->entryReadState != nullptr) (void)CloseCurrentEntry(reader);
   ZipLocalHeaderInfo local;
   if (CheckLocalHeader(reader, local) != ZIP_OK) return ZIP_BAD_ARCHIVE;
 

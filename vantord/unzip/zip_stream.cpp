@@ -5,6 +5,7 @@
 #include <new>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/handles.h"
 
 namespace {
 
@@ -26,27 +27,24 @@ int ReadField(ZipInputStream& stream, int bytes, std::uint32_t& value) {
 }  // namespace
 
 ZipInputStream::~ZipInputStream() {
-  if (isHandle && mustCloseHandle) ::CloseHandle(handle);
+  if (isHandle && mustCloseHandle) ::CloseHandle(handle);  // by hand: a flag decides
 }
 
 std::unique_ptr<ZipInputStream> lufopen(const WCHAR* fileName) {
   // Kept on purpose: progress in the error zone, at every opening; one would expect the detail zone. Pinned by
   // ExtractionTest.EveryOpeningLogsItsProgressInTheErrorZone.
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "lufopen", 2652, 2652);
-  HANDLE const handle =
-      ::CreateFileW(fileName, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return nullptr;
+  FileHandle file(
+      ::CreateFileW(fileName, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return nullptr;
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "lufopen", 2659, 2659);
 
   std::unique_ptr<ZipInputStream> stream(new (std::nothrow) ZipInputStream);
-  if (stream == nullptr) {
-    ::CloseHandle(handle);
-    return nullptr;
-  }
+  if (stream == nullptr) return nullptr;
   stream->isHandle = true;
   stream->mustCloseHandle = true;
-  stream->handle = handle;
-  DWORD const position = ::SetFilePointer(handle, 0, nullptr, FILE_CURRENT);
+  stream->handle = file.Release();
+  DWORD const position = ::SetFilePointer(stream->handle, 0, nullptr, FILE_CURRENT);
   stream->canSeek = position != INVALID_SET_FILE_POINTER;
   if (stream->canSeek) stream->initialOffset = position;
   return stream;

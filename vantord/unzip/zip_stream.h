@@ -27,20 +27,20 @@ struct ZipInputStream {
 };
 
 /// Opens an archive file for reading; null when that fails. The stream starts at the file's position, 0.
-std::unique_ptr<ZipInputStream> lufopen(const WCHAR* fileName);
+[[nodiscard]] std::unique_ptr<ZipInputStream> lufopen(const WCHAR* fileName);
 
 /// Moves to `offset` bytes from the start of the archive's data. 0, or -1 when the stream cannot seek (file) or the
 /// offset is outside of the block (memory), in which case the position stays.
-int lufseek(ZipInputStream& stream, std::uint32_t offset);
+[[nodiscard]] int lufseek(ZipInputStream& stream, std::uint32_t offset);
 
 /// Moves to the end and answers the number of bytes from the start of the archive's data, as far as 32 bits go.
-std::uint32_t SeekToEnd(ZipInputStream& stream);
+[[nodiscard]] std::uint32_t SeekToEnd(ZipInputStream& stream);
 
 /// Reads up to `itemCount` items of `itemSize` bytes and answers how many whole items were read. No items of any
 /// number, and any number of items of no bytes, are 0 items.
-std::uint32_t lufread(void* out, std::uint32_t itemSize, std::uint32_t itemCount, ZipInputStream& stream);
+[[nodiscard]] std::uint32_t lufread(void* out, std::uint32_t itemSize, std::uint32_t itemCount, ZipInputStream& stream);
 
 /// Reads a field of the archive. 0, or -1 (value 0) when a byte could not be read and the stream has had a read error.
 /// Bytes behind the end of the data are 0 and no failure.
 int ReadU16(ZipInputStream& stream, std::uint32_t& value);
-int ReadU32(ZipInputStream& stream, std::uint32_t& value);
+[[nodiscard]] int ReadU32(ZipInputStream& stream, std::uint32_t& value);

@@ -1,4 +1,6 @@
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
+#include "vantord/service/zone_mask.h"
 
 #include "cli/base/service_facts.h"
 #include "tests/testing/tablet_fixture.h"

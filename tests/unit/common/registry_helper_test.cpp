@@ -3,6 +3,7 @@
 #include "cli/base/service_facts.h"
 #include "tests/testing/tablet_fixture.h"
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 namespace {
 

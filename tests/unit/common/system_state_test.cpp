@@ -2,6 +2,7 @@
 
 #include "tests/testing/tablet_fixture.h"
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 namespace {
 

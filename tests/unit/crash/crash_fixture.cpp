@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 namespace crash_tests {
 

@@ -2,6 +2,7 @@
 
 #include "tests/unit/winapi/files_fixture.h"
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 
 namespace {
 

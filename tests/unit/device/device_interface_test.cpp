@@ -9,6 +9,7 @@
 #include "sim/tablet/machine/modem_device.h"
 #include "tests/testing/tablet_fixture.h"
 #include "vantord/common/diagnostic_log.h"
+#include "vantord/common/trace_provider.h"
 #include "vantord/device/modem_ctrl_device.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "vantord/modem/trace_providers.h"
+#include "vantord/modem/factory_trace_session.h"
 
 const GUID kFactoryProviders[kFactoryProviderCount] = {
     {0x75bd61fb, 0x874e, 0x4d96, {0x9d, 0x12, 0xf2, 0x70, 0xec, 0x0d, 0x4d, 0xe5}},

@@ -1,4 +1,4 @@
-// The trace providers that the factory line listens to.
+// The trace session of the factory line: its name, its size and the providers it records.
 #pragma once
 
 #include <windows.h>
