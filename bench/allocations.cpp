@@ -1,6 +1,5 @@
-// How often a message of the diagnostic log allocates memory, from the call site to the system's own call: prints the
-// numbers for a zone that is off, a provider that nobody listens to, and a message that is sent. Exit code 1 when one
-// of them is not 0.
+// Counts memory allocations of log messages, from the call site to the system's call: for a zone that is off, for a
+// provider without a listener, and for a message that is sent. Exit code 1 if one of the numbers is not 0.
 #include <windows.h>
 
 #include <cstdio>
@@ -12,7 +11,7 @@
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/trace_provider.h"
 
-// The C library's own, behind the names that this program takes over: what the C++ library asks for comes here too.
+// The C library's own functions, which the ones below call; operator new allocates through malloc.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -46,8 +45,7 @@ void free(void* block) { __libc_free(block); }
 
 namespace {
 
-/// Allocations of many messages. What the collector does with one that arrives is not the service's: of those only what
-/// comes before the system is called counts.
+/// Allocations of many messages up to the system's call; what the collector allocates is not the service's.
 unsigned Count(tablet::Tablet& machine) {
   unsigned before_the_system = 0;
   unsigned begun = 0;
@@ -93,7 +91,7 @@ int main() {
   }
   std::printf("allocations of %d messages: zone off %u, nobody listens %u, sent %u\n", kMessages, off, silent, sent);
   if (arrived != kMessages) {
-    std::printf("%zu messages arrived: a hundred should have, or nothing is said of a message that is sent\n", arrived);
+    std::printf("%zu messages arrived, expected %d\n", arrived, kMessages);
     return 1;
   }
   return off == 0 && silent == 0 && sent == 0 ? 0 : 1;

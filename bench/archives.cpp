@@ -27,8 +27,8 @@ void Put32(Bytes& out, std::uint32_t value) {
   Put16(out, value >> 16);
 }
 
-/// Makes bytes that deflate as the code of programs does: words of 32 bits from a few hundred patterns with registers
-/// and offsets in them, sequences that come again and again, tables of addresses and texts in between.
+/// Makes bytes that deflate like program code: 32-bit words from a few hundred instruction patterns with registers and
+/// offsets, repeated sequences, tables of addresses, and texts.
 class CodeModel {
  public:
   explicit CodeModel(Numbers& numbers) : m_numbers(numbers) {
@@ -56,7 +56,7 @@ class CodeModel {
   }
 
  private:
-  /// A pattern with registers, and often an offset, of its own.
+  /// A pattern with random registers, and often an offset.
   std::uint32_t Instruction() {
     std::uint32_t const pattern = m_patterns[m_numbers.Skewed(m_patterns.size())];
     std::uint32_t word = pattern & 0xFF800000;
@@ -105,7 +105,7 @@ Bytes Deflate(const Bytes& content) {
   return out;
 }
 
-/// What the local and the central header have in common, from "version needed" to the length of the name.
+/// The common part of local and central header, from "version needed" to the length of the name.
 void PutCommonFields(Bytes& out, const IndexEntry& entry) {
   Put16(out, 20);
   Put16(out, 0);

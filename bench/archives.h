@@ -1,5 +1,4 @@
-// The archives that the measurements extract: made anew for each run of them, from a seed, so that nothing has to be
-// kept.
+// The archives that the measurements extract, made from a seed.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +22,7 @@ class Numbers {
   std::uint64_t m_state;
 };
 
-/// What an archive is to hold.
+/// The contents of an archive.
 struct ArchivePlan {
   std::uint64_t seed = 1;
   std::uint32_t files = 1;
@@ -33,9 +32,8 @@ struct ArchivePlan {
   bool stored = false;
 };
 
-/// Writes the archive, and beside it, under its name and ".index", one line for each entry in order: offset of the
-/// data, compressed and uncompressed size, method, CRC-32, path. Sizes are in bytes. Throws std::runtime_error when the
-/// disk takes no more.
+/// Writes the archive and FILE.index with one line an entry, in order: offset of the data, compressed and uncompressed
+/// size, method, CRC-32, path. Sizes are in bytes. Throws std::runtime_error if the disk is full.
 void WriteArchive(const std::filesystem::path& archive, const ArchivePlan& plan);
 
 /// A line of that index.

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Holds the instructions of the extraction loop, of the message path and of whole lives against recorded ones.
+"""Compares the instructions of extraction, of messages and of whole runs with recorded ones.
 
 budgets.py --build DIR check SCENARIO    exit code 0: within the budget; 1: not; 77: skipped, with the reason
-budgets.py --build DIR record            writes bench/budgets.json anew
+budgets.py --build DIR record            writes bench/budgets.json
 
-Instructions do not depend on how busy the machine is, but on the compiler and its options: with others than the recorded
-ones nothing can be said. zlib and the C library are not counted.
+Instructions depend on the compiler and its options, not on the machine's load: with another compiler or other options the
+check is skipped. zlib and the C library are not counted.
 """
 
 import argparse
@@ -23,13 +23,13 @@ from counts import count  # noqa: E402
 
 BUDGETS = Path(__file__).resolve().parent / "budgets.json"
 SKIPPED = 77
-# The stand-in may grow: it is no tablet's time. What counts there is that it does not do so by leaps.
+# The stand-in may grow slowly: its time is not the tablet's.
 TOLERANCE = {"program": 0.03, "service": 0.03, "stand-in": 0.10}
-# Beside the two there is what a benchmark does itself; with a message whose zone is off that is all: the bit test.
+# A message whose zone is off is a bit test, compiled into the benchmark: there "program" counts too.
 COUNTED = ("service", "stand-in")
 COUNTED_OF_MESSAGE_OFF = ("program", "service", "stand-in")
 
-# Name: what is run. An archive is FILES FOLDERS LEAST MOST KIND; messages are a kind; a life is KIND SAMPLE.
+# Name: what is run. An archive is FILES FOLDERS LEAST MOST KIND; messages are a kind; a run is KIND SAMPLE.
 SCENARIOS = {
     "extract-deflated": {"archive": (1, 1, 1 << 20, 1 << 20, "deflated")},
     "extract-stored": {"archive": (1, 1, 2 << 20, 2 << 20, "stored")},
@@ -37,14 +37,14 @@ SCENARIOS = {
     "message-off": {"messages": "off"},
     "message-silent": {"messages": "silent"},
     "message-sent": {"messages": "sent"},
-    "life": {"life": ("boot", "fresh")},
-    "radio": {"life": ("radio", "already-deployed")},
+    "life": {"run": ("boot", "fresh")},
+    "radio": {"run": ("radio", "already-deployed")},
 }
 MESSAGES = 1000
 
 
 def profile(scenario, build, folder):
-    """Instructions of a scenario, less those of starting and ending."""
+    """Instructions of a scenario, without those of starting and ending."""
     tools = Path(build) / "bench"
     what = SCENARIOS[scenario]
     log = Path(folder) / "callgrind"
@@ -52,8 +52,8 @@ def profile(scenario, build, folder):
         program = [tools / "bench_messages", what["messages"]]
         return count([*program, MESSAGES], log).minus(count([*program, 0], log))
     tablet = Path(folder) / "tablet"
-    if "life" in what:
-        return life(build, *what["life"], tablet, log)
+    if "run" in what:
+        return of_run(build, *what["run"], tablet, log)
     (tablet / "C").mkdir(parents=True)
     *numbers, kind = what["archive"]
     subprocess.run([tools / "bench_archive", tablet / "C" / "a.zip", "5", *map(str, numbers), kind], check=True)
@@ -62,22 +62,22 @@ def profile(scenario, build, folder):
     return count(program, log).minus(idle)
 
 
-def life(build, kind, sample, tablet, log):
-    """A life of the small twin of a sample, less reading it and powering it on."""
-    def lived(word):
+def of_run(build, kind, sample, tablet, log):
+    """A run of the small variant of a sample, without reading it and powering it on."""
+    def counted(kind):
         shutil.rmtree(tablet, ignore_errors=True)
         subprocess.run([Path(build) / "vantord-tablet", "init", tablet, "--sample", sample, "--small"], check=True,
                        stdout=subprocess.DEVNULL)
-        return count([Path(build) / "bench" / "bench_runs", word, tablet], log)
+        return count([Path(build) / "bench" / "bench_runs", kind, tablet], log)
 
-    return lived(kind).minus(lived("load"))
+    return counted(kind).minus(counted("load"))
 
 
 def compiler(build):
-    """What made the programs, with which options, as the build's cache has it."""
+    """The compiler and its options, from the build's cache."""
     cache = dict(re.findall(r"^(\w+):\w+=(.*)$", (Path(build) / "CMakeCache.txt").read_text(), re.MULTILINE))
-    said = subprocess.run([cache["CMAKE_CXX_COMPILER"], "--version"], capture_output=True, text=True, check=True).stdout
-    version = re.sub(r"^\S+ ", "", said.splitlines()[0])
+    shown = subprocess.run([cache["CMAKE_CXX_COMPILER"], "--version"], capture_output=True, text=True, check=True).stdout
+    version = re.sub(r"^\S+ ", "", shown.splitlines()[0])
     kind = cache["CMAKE_BUILD_TYPE"]
     return f"{version}, {cache['CMAKE_CXX_FLAGS']} {cache['CMAKE_CXX_FLAGS_' + kind.upper()]}".replace(",  ", ", ")
 
@@ -87,7 +87,7 @@ def counted(scenario):
 
 
 def figures(scenario, build, least=0.01):
-    """{group: its instructions, and those of its functions that make up this part of the group at least}"""
+    """{group: its instructions, and its functions with at least this share of them}"""
     with tempfile.TemporaryDirectory(prefix="vantord-bench-") as folder:
         measured = profile(scenario, build, folder)
     groups = measured.groups()
@@ -100,9 +100,9 @@ def figures(scenario, build, least=0.01):
 
 
 def moved(recorded, now):
-    """Lines that name the functions whose instructions have changed most."""
+    """Lines naming the functions whose instructions changed most."""
     before, after = recorded["functions"], now["functions"]
-    # What was too small to be recorded is told when it no longer is.
+    # Functions that were too small to be recorded are named when they have grown.
     large = {name for name, count in after.items() if count * 100 >= now["instructions"]}
     changes = [(after.get(name, 0) - before.get(name, 0), name) for name in {*before, *large}]
     changes.sort(key=lambda change: -abs(change[0]))
@@ -111,12 +111,12 @@ def moved(recorded, now):
 
 
 def faults(group, recorded, now):
-    """What is wrong with a group of functions, in lines; empty: it is within its budget."""
+    """Lines of complaint about a group of functions; empty if it is within its budget."""
     before, after = recorded["instructions"], now["instructions"]
     if abs(after - before) <= TOLERANCE[group] * before:
         return []
-    what = "more than the budget" if after > before else "less: lower the budget, so that this is not lost again"
-    return ["  what moved:", *moved(recorded, now),
+    what = "more than the budget" if after > before else "less than the budget: lower it, to keep the gain"
+    return ["  what changed:", *moved(recorded, now),
             f"  {what}; `python3 bench/budgets.py --build build/hosted record` writes the new figures"]
 
 

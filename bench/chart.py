@@ -7,7 +7,7 @@ WIDTH, LEFT, TOP, BAR, GAP, HEIGHT = 960, 60, 70, 22, 40, 260
 
 
 def bars(title, scale, groups, names):
-    """SVG text. `groups`: (label, {name: value}); what a group lacks is left out. `scale` says what the numbers are."""
+    """SVG text. `groups`: (label, {name: value}). `scale` describes the unit."""
     highest = max(value for _, values in groups for value in values.values())
     top = min(highest, 6.0)
     width = max(WIDTH, LEFT + sum(len(names) * BAR + GAP for _ in groups) + 20)
@@ -32,7 +32,7 @@ def bars(title, scale, groups, names):
                 out.append(f'<rect x="{x}" y="{base - height:.1f}" width="{BAR - 4}" height="{height:.1f}" '
                            f'fill="{COLOURS[number % len(COLOURS)]}"/>')
                 if values[name] > top:
-                    # A gap in what is cut, so that nobody takes it for its whole length.
+                    # A gap marks a bar that is cut.
                     out.append(f'<path d="M{x - 2} {TOP + 22} l{BAR} -8 v6 l-{BAR} 8 z" fill="white"/>')
                 out.append(f'<text x="{x + BAR / 2 - 2:.1f}" y="{base - height - 4:.1f}" font-size="9" '
                            f'text-anchor="middle" stroke="white" stroke-width="3" paint-order="stroke">{values[name]:.2f}</text>')

@@ -1,4 +1,4 @@
-"""Who extracts: the service, the floors, and other programs; how each is called and which version it is."""
+"""The contenders: the service, the floors and other programs, how each is called, and its version."""
 
 import re
 import shutil
@@ -37,7 +37,7 @@ class Contender:
 
 
 def contenders(build):
-    """The service first, then what it is held against."""
+    """The service first, then what it is compared with."""
     tools = Path(build) / "bench"
 
     def extract(program):
@@ -59,7 +59,7 @@ def contenders(build):
 
 
 def versions():
-    """(name, version) of all that the figures depend on."""
+    """(name, version) of everything that the figures depend on."""
     unzip = re.search(r"UnZip ([\d.]+)", _output("unzip", "-v"))
     seven = re.search(r"7-Zip[^\d]*([\d.]+)", _output("7zz"))
     bsdtar = re.search(r"bsdtar ([\d.]+)", _output("bsdtar", "--version"))

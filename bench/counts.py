@@ -1,4 +1,4 @@
-"""Counts instructions under callgrind, and tells whose they are."""
+"""Counts instructions under callgrind, by owner."""
 
 import os
 import re
@@ -6,13 +6,13 @@ import subprocess
 from collections import Counter, defaultdict
 from pathlib import Path
 
-# Whose a function is, by the sources that its instructions come from. The first that fits: what the compiler has taken
-# into a function from a header of the library, of the stand-in or of the service does not make it theirs.
+# The owner of a function, by the sources of its instructions; the first match counts. Code inlined from a header does
+# not change the owner.
 OWNERS = (
     ("program", re.compile(r"(?:^|/)bench/[\w/]+\.(?:cpp|h)$")),
     ("service", re.compile(r"(?:^|/)vantord/(?:common|device|unzip|crash|uefi|radio|modem|service)/[\w/]+\.(?:cpp|h)$")),
     ("stand-in", re.compile(r"(?:^|/)sim/(?:tablet|winapi)/[\w/]+\.(?:cpp|h)$")),
-    # Templates of the libraries, compiled into the program: nearly all of them are the stand-in's.
+    # Library templates compiled into the program: nearly all are the stand-in's.
     ("stand-in", re.compile(r"/c\+\+/|/fmt/|/utf8|/nlohmann/")),
 )
 LINE = re.compile(r"(fn|fl|fi|fe|ob|cfn|cfi|cfl|cob)=\((\d+)\)(?: (.*))?$")
@@ -20,8 +20,8 @@ KIND = {"fn": "fn", "cfn": "fn", "ob": "ob", "cob": "ob"}
 
 
 class Profile:
-    """Instructions of each function by itself, in groups: program (the benchmark's own), service, stand-in, zlib, and
-    runtime (the C and C++ libraries, and what else there is)."""
+    """Instructions of each function, in groups: program (the benchmark itself), service, stand-in, zlib, and runtime
+    (the C and C++ libraries and everything else)."""
 
     def __init__(self, text):
         self.functions = Counter()  # (group, function): instructions
@@ -39,7 +39,7 @@ class Profile:
                 if not match[1].startswith("c"):
                     current[kind] = names[kind][match[2]]
             elif line.startswith("calls="):
-                # The line behind it holds what the called function took, which that one has itself.
+                # The next line holds the cost of the called function, which is counted there.
                 is_call = True
             elif re.match(r"[+\-*\d]\S* \d+$", line):
                 if not is_call:
@@ -67,14 +67,14 @@ class Profile:
         return totals
 
     def minus(self, other):
-        """What this profile has more than another one, which did nothing but start and end."""
+        """This profile without another one, which only started and ended."""
         rest = Profile("")
         rest.functions = Counter({key: count - other.functions[key] for key, count in self.functions.items()})
         return rest
 
 
 def count(command, log):
-    """The profile of one run; `log` is a file to write on the way."""
+    """The profile of one run; `log` is a temporary file."""
     done = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={log}", *map(str, command)],
                           capture_output=True, text=True, check=False, env={**os.environ, "LD_BIND_NOW": "1"})
     if done.returncode != 0:

@@ -1,4 +1,4 @@
-"""What takes the space in Vantord.exe: by section, and by the part that each piece comes from."""
+"""The size of Vantord.exe by section and by origin of the code."""
 
 import re
 import subprocess
@@ -12,7 +12,6 @@ sys.path.insert(0, str(ROOT / "tests" / "windows" / "executable"))
 import pe  # noqa: E402
 
 PRODUCT = ("common", "device", "unzip", "crash", "uefi", "radio", "modem", "service")
-# What of the tool chain's run time a library is.
 CXX_RUN_TIME = re.compile(r"(?:^|/)(?:lib)?(?:c\+\+(?:abi)?|unwind)\.(?:lib|a)$")
 KINDS = {".text": "code", ".rdata": "constants", ".pdata": "unwinding", ".xdata": "unwinding"}
 
@@ -27,7 +26,7 @@ def sections(program):
 
 
 def _part(module, library):
-    """Whose a piece is, by the object and the library that it comes from."""
+    """The part a piece belongs to, by its object and library."""
     if library.endswith("vantord_service.a") or "/service/main.cpp" in module:
         source = module.rsplit("/", 1)[-1].removesuffix(".obj")
         for folder in PRODUCT:
@@ -44,7 +43,7 @@ def _part(module, library):
 
 
 def parts(pdb):
-    """{part: {kind of content: bytes}}, from the linker's record of which object each piece of the program is of."""
+    """{part: {kind of content: bytes}}, from the linker's record of the object of each piece."""
     modules = [_part(module, library) for module, library in
                re.findall(r"Mod \d+ \| `([^`]*)`:\s*\n\s*Obj: `([^`]*)`", _dump("-modules", pdb))]
     sizes = {}
@@ -56,7 +55,7 @@ def parts(pdb):
 
 
 def rows(pdb):
-    """A table, the largest first, and a last row with what all of them take."""
+    """A table, largest part first, and a row with the total."""
     kinds = ["code", "constants", "unwinding", "other"]
     sizes = parts(pdb)
     lines = sorted(sizes.items(), key=lambda entry: -sum(entry[1].values()))
@@ -65,11 +64,3 @@ def rows(pdb):
         total.update(counts)
     return ["part", *kinds, "all"], [[name, *(f"{counts[kind]:,}" for kind in kinds), f"{sum(counts.values()):,}"]
                                      for name, counts in [*lines, ("all", total)]]
-
-
-if __name__ == "__main__":
-    program = Path(sys.argv[1])
-    print(", ".join(f"{name} {size:,}" for name, size in sections(program).items()))
-    head, lines = rows(program.with_suffix(".pdb"))
-    for line in [head, *lines]:
-        print("  ".join(f"{cell:>12}" if i else f"{cell:<30}" for i, cell in enumerate(line)))

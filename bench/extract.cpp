@@ -2,11 +2,11 @@
 //
 //   extract HOST_FOLDER ARCHIVE [ENTRIES [TIMES]]
 //
-// HOST_FOLDER/C is drive C:, ARCHIVE a file in its root; it is extracted to C:\out or, when TIMES are given, as often
-// to C:\out0, C:\out1 and so on. Each time ends after so many ENTRIES.
+// HOST_FOLDER/C is drive C:, ARCHIVE a file in its root. It is extracted to C:\out or, with TIMES, that often to
+// C:\out0, C:\out1 and so on, each time up to ENTRIES entries.
 //
-// This source is linked twice: with the simulated tablet's file calls, and with plain ones (plain_files.cpp), which
-// shows how much of the cost is the stand-in's.
+// Linked twice, with the simulated tablet's file calls and with plain ones (plain_files.cpp), to separate the cost of
+// extraction from that of the stand-in.
 #include <windows.h>
 
 #include <cstdio>
@@ -21,7 +21,7 @@
 
 namespace {
 
-/// Extracts the first `limit` entries to a folder, which ends in a separator. Answers the code of the first failure.
+/// Extracts the first `limit` entries to a folder, which ends in a separator. Returns the code of the first failure.
 DWORD ExtractAll(const WCHAR* archive, INT limit, const WCHAR* folder) {
   ZipHandle* const handle = OpenZipFile(archive);
   if (handle == nullptr) return UNZIP_FILE_FAILED;
@@ -50,8 +50,8 @@ int main(int count, char** arguments) {
   int const times = count > 4 ? std::atoi(arguments[4]) : 0;
   std::filesystem::path const folder = std::filesystem::absolute(arguments[1]);
   tablet::Tablet machine(tablet::Description{}, folder);
-  machine.drive().PutFolder(machine.drive().current_directory());  // every Windows has it
-  std::filesystem::current_path(folder / "C");                     // which the plain calls go by
+  machine.drive().PutFolder(machine.drive().current_directory());  // exists on every Windows
+  std::filesystem::current_path(folder / "C");                     // for the plain calls
   std::u16string const archive = u"c:\\" + tablet::ToUtf16(arguments[2]);
   DWORD result = UNZIP_OK;
   if (times == 0) result = ExtractAll(archive.c_str(), limit, TEXT("c:\\out\\"));

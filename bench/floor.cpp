@@ -1,9 +1,8 @@
-// What extraction costs at least: floor pieces|whole ARCHIVE TARGET. Reads no header: the archive's index says where
-// the data stand. Nothing is made of names, attributes and times, and the CRC-32 is held against the index.
+// The lower bound of extraction: floor pieces|whole ARCHIVE TARGET. Reads no headers: the data are located by the
+// archive's index, and the CRC-32 is compared with it. Sets no attributes and no times.
 //
-// pieces: zlib alone, 16 KiB in and 16 KiB out at a time, with plain reads and writes: what is left of the service's
-// own way when everything around it is free. whole: each entry in one piece through the fastest decoder at hand, as a
-// limit for every other way.
+// pieces: zlib alone, 16 KiB in and 16 KiB out, with plain reads and writes: the service's method without anything
+// around it. whole: each entry in one piece through libdeflate, the limit of any other method.
 #include <fcntl.h>
 #include <libdeflate.h>
 #include <sys/stat.h>
@@ -38,7 +37,7 @@ void Write(int file, const void* data, std::size_t size) {
   Check(::write(file, data, size) == static_cast<ssize_t>(size), "cannot write");
 }
 
-/// One entry through zlib, piece by piece. Answers its CRC-32.
+/// One entry through zlib, piece by piece. Returns its CRC-32.
 std::uint32_t ExtractInPieces(int archive, const IndexEntry& entry, int file) {
   static std::array<std::uint8_t, kPiece> in;
   static std::array<std::uint8_t, kPiece> out;
@@ -62,7 +61,7 @@ std::uint32_t ExtractInPieces(int archive, const IndexEntry& entry, int file) {
         stream.avail_in = static_cast<uInt>(size);
       }
       if (entry.method == 0) {
-        // Pieces of a stored entry are written from where they were read.
+        // Stored data is written from the input buffer.
         produced = in.data();
         stream.avail_in = stream.avail_out = 0;
       } else {
@@ -78,7 +77,7 @@ std::uint32_t ExtractInPieces(int archive, const IndexEntry& entry, int file) {
   return crc;
 }
 
-/// One entry in one piece. Answers its CRC-32.
+/// One entry in one piece. Returns its CRC-32.
 std::uint32_t ExtractWhole(int archive, const IndexEntry& entry, int file) {
   static libdeflate_decompressor* const decoder = libdeflate_alloc_decompressor();
   static std::vector<std::uint8_t> in;

@@ -1,4 +1,4 @@
-// Makes an archive to measure with: make_archive FILE SEED FILES FOLDERS LEAST MOST deflated|stored
+// Makes an archive for the measurements: make_archive FILE SEED FILES FOLDERS LEAST MOST deflated|stored
 #include <cstdio>
 #include <cstdlib>
 #include <exception>

@@ -1,4 +1,4 @@
-"""Runs contenders in turn over an archive and keeps what each run used."""
+"""Runs the contenders in turn on an archive and keeps what each run used."""
 
 import json
 import os
@@ -24,7 +24,7 @@ class Case:
     stored: bool = False
 
     def smaller(self):
-        """The same in small, for a run that only shows that everything works."""
+        """The same in small, to check that everything works."""
         large = self.least > 1 << 20
         files = self.files if large else max(self.files // 100, 1)
         shrink = 64 if large else 1
@@ -44,7 +44,7 @@ IDLE = Case("idle", "one byte", 4, 1, 1, 1, 1)
 
 @dataclass
 class Samples:
-    """What the runs of one contender over one archive used, in the order of the rounds."""
+    """What one contender used on one archive, a value a round."""
 
     cpu: list = field(default_factory=list)  # seconds, user and system
     wall: list = field(default_factory=list)  # seconds
@@ -88,7 +88,7 @@ class Bench:
         return target
 
     def run(self, contender, archive, *more, keep=False):
-        """One run. Answers what it used; a run that fails ends everything."""
+        """One run; returns what it used. A failed run ends the program."""
         command = [*contender.command(archive, self.target(contender, archive, keep)), *more]
         done = subprocess.run([self.tools / "bench_usage", *map(str, command)], capture_output=True, text=True, check=True)
         used = json.loads(done.stdout)
@@ -97,7 +97,7 @@ class Bench:
         return used
 
     def system_calls(self, contender, archive):
-        """How many system calls one run makes, by name; None where strace is missing or may not look."""
+        """System calls of one run, by name; None if strace is missing or not permitted."""
         if shutil.which("strace") is None:
             return None
         log = self.folder / "strace"
@@ -115,7 +115,7 @@ class Bench:
         return counts
 
     def check(self, contender, archive):
-        """Every file that was extracted has the size and the CRC-32 that the archive was made with."""
+        """Checks size and CRC-32 of every extracted file."""
         folder = self.folder / "target"
         folder = folder / "C" / "out" if contender.drive else folder
         for line in (self.folder / f"{archive.name}.index").read_text().splitlines():
@@ -124,15 +124,14 @@ class Bench:
             if len(content) != int(size) or zlib.crc32(content) != int(crc):
                 raise SystemExit(f"bench: {contender.name} extracted {path} of {archive.name} wrongly")
 
-    def rounds(self, cases, contenders, rounds, progress, keep=None):
-        """Samples by names of case and contender: all of them once in each round, so that what disturbs one disturbs
-        all. `keep`, when given, is called with them after each round."""
+    def rounds(self, cases, contenders, rounds, progress):
+        """{case: {contender: Samples}}. Each runs once in every round, so that a disturbance hits all."""
         samples = {case.name: {contender.name: Samples() for contender in contenders} for case in cases}
         for number in range(rounds):
             for case in cases:
                 progress(f"round {number + 1} of {rounds}: {case.name}")
                 archive = self.archive(case)
-                # Another one begins each time.
+                # Another contender begins each round.
                 for contender in contenders[number % len(contenders):] + contenders[:number % len(contenders)]:
                     used = self.run(contender, archive)
                     if number == 0:
@@ -141,6 +140,4 @@ class Bench:
                     kept.cpu.append(used["user"] + used["system"])
                     kept.wall.append(used["wall"])
                     kept.peak.append(used["peak_kb"])
-            if keep:
-                keep(samples)
         return samples

@@ -1,8 +1,7 @@
-// What a message of the diagnostic log costs: messages off|silent|sent COUNT. Prints nanoseconds of this process's CPU
-// time for one message.
+// The cost of a log message: messages off|silent|sent COUNT. Prints nanoseconds of CPU time for one message.
 //
-// off: its zone is off. silent: nobody listens; the text is made all the same, since the log looks for listeners behind
-// that. sent: a collector listens; most of this is the simulated collector.
+// off: its zone is off. silent: no listener; the text is formatted all the same, since the log looks for listeners
+// afterwards. sent: a collector listens; most of the time is the simulated collector's.
 #include <windows.h>
 
 #include <time.h>
@@ -27,7 +26,7 @@ double Now() {
 
 }  // namespace
 
-/// A call site as the service has them. Not inlined, so that its instructions can be shown.
+/// A call site as in the service. Not inlined, so that its instructions are counted.
 __attribute__((noinline)) void OneMessage(const WCHAR* path) {
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d (%s)"), "TUnzip::Unzip", 4189, 4189, path);
 }

@@ -1,6 +1,6 @@
-// Windows' file calls with nothing behind them but one call of the host each: linked in place of the simulated
-// tablet's, to tell what extraction itself costs from what the tablet adds. Files are found below the folder of drive
-// C:; names keep their case, there are no attributes, no sharing, no journal and no faults.
+// Windows' file calls, each one call of the host, linked in place of the simulated tablet's. The difference is the
+// tablet's cost. Paths are relative to the folder of drive C: and case-sensitive; attributes, sharing, journal and
+// faults are not modelled.
 #include <windows.h>
 
 #include <fcntl.h>
@@ -17,7 +17,7 @@
 namespace {
 
 [[noreturn]] void Refuse(const char* call) {
-  std::fprintf(stderr, "%s: the plain file calls do not have this\n", call);
+  std::fprintf(stderr, "%s is not among the plain file calls\n", call);
   std::abort();
 }
 

@@ -1,4 +1,4 @@
-"""Writes what was measured: results.md and results.svg."""
+"""Writes the results: results.md and results.svg."""
 
 import datetime
 import platform
@@ -11,13 +11,13 @@ from contenders import versions
 
 FLOOR = "same pieces"
 SERVICE = "vantord"
-# CPU ratios to the floor that are wanted, and against whom the service is to be ahead or level.
+# Wanted CPU time relative to the floor, and the programs that the service must beat.
 WANTED = {"large": 1.05, "stored": 1.10, "small": 1.30, "many": 1.30}
 BELOW = ("unzip", "zipfile")
 
 
 def ratio(samples, name, other):
-    """The median over the rounds of one contender's CPU time by another's."""
+    """The median over the rounds of the ratio of CPU times."""
     return statistics.median(a / b for a, b in zip(samples[name].cpu, samples[other].cpu))
 
 
@@ -72,7 +72,7 @@ def targets(data):
     for name, wanted in (("7zz", 1.0), ("bsdtar", 1.2)):
         if name in large:
             now = ratio(large, SERVICE, name)
-            # Level is what the rounds cannot tell apart from 1.
+            # The rounds cannot resolve less than this.
             met = now <= wanted + (0.02 if wanted == 1.0 else 0)
             rows.append([f"large: by {name}", f"at most {wanted:.1f}", f"{now:.3f}", "yes" if met else "**no**"])
     for case in data["cases"]:
@@ -82,7 +82,7 @@ def targets(data):
         now = data["full_drive"][case.name][SERVICE]
         rows.append([f"{case.name}: memory over idle, the tablet knowing the files before", "at most 256 KB", f"{now:,} KB",
                      "yes" if now <= 256 else "**no**"])
-    for name, figures in data.get("per_entry", {}).items():
+    for name, figures in data["per_entry"].items():
         medians = [statistics.median(values) for values in figures.values()]
         spread = max(medians) / min(medians) - 1
         rows.append([f"cost of an entry over sizes, {name}", "within 15 %", f"{spread:.1%}", "yes" if spread <= 0.15 else "**no**"])
@@ -93,31 +93,29 @@ def targets(data):
              ["parked service, a virtual day", "0 calls", f"{service['parked'][0]}", "yes" if service["parked"][0] == 0 else "**no**"]]
     cpu, virtual, _ = service["radio"]
     rows.append([f"{virtual / 1000:.0f} virtual seconds of radio", "below 20 ms", f"{cpu:.2f} ms", "yes" if cpu < 20 else "**no**"])
-    rate = service["lives"][0][3]
-    rows.append(["whole lives in a second of one core", "300", f"{rate:.0f}", "yes" if rate >= 300 else "**no**"])
+    rate = service["runs"][0][3]
+    rows.append(["whole runs in a second of one core", "300", f"{rate:.0f}", "yes" if rate >= 300 else "**no**"])
     return ["## What is wanted", "", *table(["", "wanted", "measured", "met"], rows)]
 
 
 def shares(data):
     out = ["## The stand-in's share", "",
-           "`plain calls` is the same front end over file calls that are one call of the host each. It pays a call of the "
-           "host for each byte of a header, where the tablet keeps pages: that is why it may be the dearer one.", ""]
+           "`plain calls` is the same front end with file calls that are one call of the host each. It makes one for each "
+           "byte of a header, where the tablet caches pages, and may therefore be slower.", ""]
     rows = []
     for case in data["cases"]:
         names = sorted(((n, call) for call, n in ((data["calls"].get(case.name) or {}).get(SERVICE) or {}).items()), reverse=True)
         rows.append([case.name, f"{ratio(data['samples'][case.name], SERVICE, 'plain calls'):.2f}",
                      ", ".join(f"{call} {n:,}" for n, call in names[:6])])
     out += table(["", "CPU, tablet's by plain calls", "the tablet's most frequent system calls"], rows)
-    if data.get("per_entry"):
-        sizes = list(next(iter(data["per_entry"].values())))
-        rows = [[name, *(f"{statistics.median(figures[size]):.1f}" for size in sizes)]
-                for name, figures in data["per_entry"].items()]
-        out += ["CPU microseconds for an entry of 100 to 500 bytes, in archives of so many entries:", ""]
-        out += table(["", *(f"{size:,}" for size in sizes)], rows)
-    return out
+    sizes = list(next(iter(data["per_entry"].values())))
+    rows = [[name, *(f"{statistics.median(figures[size]):.1f}" for size in sizes)]
+            for name, figures in data["per_entry"].items()]
+    out += ["CPU microseconds for an entry of 100 to 500 bytes, by the number of entries in the archive:", ""]
+    return out + table(["", *(f"{size:,}" for size in sizes)], rows)
 
 
-def messages_and_lives(service):
+def messages_and_runs(service):
     cost = service["messages"]
     out = ["## The rest of the service", "", "Nanoseconds of CPU time for one message:", ""]
     out += table(["zone off", "zone on, nobody listens", "sent to the simulated collector"],
@@ -125,33 +123,32 @@ def messages_and_lives(service):
     out += [f"`bench_allocations`: {service['allocations']}.", ""]
     calls, steps, before, after = service["parked"]
     out += [f"A parked service in a virtual day: {calls} calls of the Windows API, {steps} movement of the clock, which is the "
-            f"day's end. The service and the tablet around it, hosted, have {after:,} KB in memory then; before the service "
-            f"started there were {before:,} KB.", ""]
+            f"day's end. The hosted service and the tablet around it then use {after:,} KB of memory, {before:,} KB before "
+            f"the service started.", ""]
     cpu, virtual, calls = service["radio"]
     out += [f"{virtual / 1000:.0f} virtual seconds of waiting for a silent radio: {cpu:.2f} ms of CPU time, {calls} calls.", "",
-            "From power-on to deployed and reset, `fresh`. Virtual time passes only where the service waits, and on this "
-            "tablet it waits for nothing: its devices are there, set-up is over. CPU time is the hosted build's:", ""]
+            "From power-on to deployment and reset, `fresh`. Virtual time passes only while the service waits, and on this "
+            "tablet it never does. CPU time is the hosted build's:", ""]
     out += table(["part", "CPU ms", "virtual ms"], [[name, f"{cpu:.2f}", virtual] for name, cpu, virtual in service["boot"]])
-    out += ["Whole lives of the small twin of `fresh` in a sweep, on one core. A life that a promise lets hang takes the 4 ms after which "
-            "the sweep gives it up:", ""]
-    out += table(["kind", "lives", "of which hang", "lives in a second of CPU time"],
-                 [[kind, f"{lives:,}", hung, f"{rate:.0f}"] for kind, lives, hung, rate in service["lives"]])
+    out += ["Whole runs of the small variant of `fresh` in a sweep, on one core. The sweep ends a run that may hang after 4 ms:", ""]
+    out += table(["kind", "runs", "of which hang", "runs in a second of CPU time"],
+                 [[kind, f"{runs:,}", hung, f"{rate:.0f}"] for kind, runs, hung, rate in service["runs"]])
     return out
 
 
 def working_set(footprint):
-    """What the resting service has in memory under Wine, beside a service that does nothing."""
+    """The memory of the resting service under Wine, beside that of a service that does nothing."""
     if not footprint:
         return []
     def row(name, column, chosen):
         return [name, *(f"{sum(sizes[column] for of, sizes in files.items() if chosen(of)):,}" for files in footprint.values())]
 
-    return ["The resting service for x64 under Wine, by what is in memory, in KB. The other service does next to nothing: what "
-            "it has is Wine's, and so is most of what the libraries bring that `Vantord.exe` loads besides.", "",
+    return ["Memory of the resting x64 service under Wine, in KB. The other service does nothing: its memory is Wine's, and "
+            "so is most of what the libraries of `Vantord.exe` add.", "",
             *table(["", "`Vantord.exe`", "a service that does nothing"],
                    [row("libraries and other files", 0, lambda of: of != ""),
                     row("of those written to", 1, lambda of: of != ""),
-                    row("of no file: the program, heaps, stacks", 0, lambda of: of == ""),
+                    row("other: the program, heaps, stacks", 0, lambda of: of == ""),
                     row("all", 0, lambda of: True)])]
 
 
@@ -161,31 +158,27 @@ def space(service):
         out += [f"### `Vantord.exe`, {name}: {size:,} bytes", "",
                 ", ".join(f"`{section}` {stored:,}" for section, stored in sections.items() if stored) + ".", ""]
         if parts:
-            out += ["What the file does not hold, since it begins as zeros, is counted here:", ""]
+            out += ["Zero-initialised data, which is not in the file, is included:", ""]
             out += table(*parts)
-        out += ["Messages whose zone is off: load, test, jump. The address of the mask is loaded before, once for several "
-                "messages where the compiler has a register for it:", "", "```", *sites, "```", ""]
+        out += ["Messages whose zone is off: load, test, jump. The address of the mask is loaded earlier, once for several "
+                "messages if a register is free:", "", "```", *sites, "```", ""]
     return out
 
 
-def rest(data):
-    service = data.get("service")
-    return messages_and_lives(service) + space(service) if service else []
-
-
 def when():
-    """What the figures depend on, as a list: the day, the machine, the versions."""
+    """What the figures depend on: date, machine, versions."""
     return [datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"), machine(),
             *(f"{name}: {version}" for name, version in versions())]
 
 
 def write_results(folder, data):
     out = ["# What extraction and the service cost", "",
-           "Written by `./dev bench`. [README.md](README.md) says how it is measured and what the figures mean.", "",
+           "Written by `./dev bench`. [README.md](README.md) explains the method and the figures.", "",
            *(f"- {fact}" for fact in data["when"]), f"- archives and targets on {data['folder']}",
            *(f"- left out, not installed: {name}" for name in data["absent"]), "",
            "![CPU time by the floor's](results.svg)", ""]
-    out += targets(data) + extraction(data) + shares(data) + rest(data)
+    out += targets(data) + extraction(data) + shares(data)
+    out += messages_and_runs(data["service"]) + space(data["service"])
     (folder / "results.md").write_text("\n".join(out).rstrip() + "\n")
     groups = [(case.name, {c.name: ratio(data["samples"][case.name], c.name, FLOOR) for c in data["contenders"]})
               for case in data["cases"]]

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Measures extraction beside other programs and beside floors of its own, and what else the service costs.
+"""Compares extraction with other programs and with lower bounds, and measures the rest of the service.
 
-All contenders take turns, so that what disturbs one disturbs all; what counts is the ratio within a round. Without
---quick the figures go to bench/results.md and the plot to bench/results.svg.
+The contenders take turns; the ratio within a round counts. Without --quick the figures go to bench/results.md and the
+plot to bench/results.svg.
 """
 
 import argparse
@@ -22,14 +22,14 @@ from measure import CASES, IDLE, Bench, Case  # noqa: E402
 from results import when, write_results  # noqa: E402
 
 HERE = Path(__file__).resolve().parent
-# Files and folders of all targets and archives together, with room to spare.
+# Enough for all archives and targets.
 NEEDED_BYTES = 1 << 30
-# How often each archive is extracted in one go, so that each number stands for 60,000 entries.
+# {entries: extractions}: 60,000 entries for each number.
 PER_ENTRY = [(100, 600), (1000, 60), (10000, 6), (60000, 1)]
 
 
 def working_folder(build):
-    """A file system in memory where there is room for it: the disk of a busy machine is what varies most."""
+    """A file system in memory if it has room: the disk of a busy machine varies most."""
     memory = Path("/dev/shm")
     if memory.is_dir() and os.access(memory, os.W_OK) and shutil.disk_usage(memory).free > NEEDED_BYTES:
         return tempfile.mkdtemp(prefix="vantord-bench-", dir=memory), "a file system in memory"
@@ -37,7 +37,7 @@ def working_folder(build):
 
 
 def per_entry(bench, who, rounds, progress, plan):
-    """Microseconds of CPU time for an entry of archives of several sizes: {entries: [one number a round]}."""
+    """CPU microseconds for an entry, by the size of the archive: {entries: [one number a round]}."""
     figures = {entries: [] for entries, _ in plan}
     for number in range(rounds):
         progress(f"cost of an entry: round {number + 1} of {rounds}")
@@ -51,8 +51,7 @@ def per_entry(bench, who, rounds, progress, plan):
 
 
 def memory_on_a_full_drive(bench, who, archive):
-    """KB of peak memory that extraction adds, the tablet's list of what is on its drive left out: both the idle run and
-    the measured one find the files there already."""
+    """KB of peak memory that extraction adds, without the tablet's list of files: it has them before both runs."""
     bench.run(who, archive)
     idle = bench.run(who, archive, 0, keep=True)
     used = bench.run(who, archive, keep=True)
@@ -69,14 +68,14 @@ def measure(options, progress):
     folder, kind = (options.folder, "a given folder") if options.folder else working_folder(options.build)
     plan = [(20, 3), (100, 1)] if options.quick else PER_ENTRY
     with Bench(options.build, folder) as bench:
-        data = {"folder": kind, "rounds": options.rounds, "absent": absent, "cases": cases, "contenders": present}
+        data = {"folder": kind, "absent": absent, "cases": cases, "contenders": present}
         data["idle"] = bench.rounds([IDLE], present, min(options.rounds, 3), progress)[IDLE.name]
         data["samples"] = bench.rounds(cases, present, options.rounds, progress)
         data["calls"] = {}
         data["full_drive"] = {}
         for case in cases:
             progress(f"{case.name}: system calls and memory")
-            # With plain calls each byte of a header is a call: ten million of them, which is not waited for.
+            # Plain calls make one call for each byte of a header: ten million are too many for strace.
             counted = [c for c in present if not (c.name == "plain calls" and case.files > 10000)]
             data["calls"][case.name] = {c.name: bench.system_calls(c, bench.archive(case)) for c in counted}
             data["full_drive"][case.name] = {
@@ -89,24 +88,23 @@ def measure(options, progress):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", type=Path, required=True, help="the hosted build")
-    parser.add_argument("--rounds", type=int, default=7, help="how often each contender has its turn (7)")
-    parser.add_argument("--folder", type=Path, help="where to work; it is emptied and removed")
-    parser.add_argument("--again", action="store_true", help="measure nothing: write what was measured last once more")
-    parser.add_argument("--quick", action="store_true", help="one round over small archives; what it finds is printed and not kept")
+    parser.add_argument("--rounds", type=int, default=7, help="how many rounds (7)")
+    parser.add_argument("--folder", type=Path, help="a folder to work in; removed at the end")
+    parser.add_argument("--again", action="store_true", help="write the last measurement again")
+    parser.add_argument("--quick", action="store_true", help="one round with small archives; prints the results only")
     options = parser.parse_args()
     options.build = options.build.resolve()
     if options.folder and options.folder.exists():
-        parser.error(f"{options.folder} exists already: name a folder that can be removed at the end")
+        parser.error(f"{options.folder} exists: name a new folder, which is removed at the end")
     if options.quick:
         options.rounds = 1
     kept = options.build / "bench" / "measured.pickle"
     if options.again:
         if not kept.exists():
-            parser.error(f"{kept} is not there: nothing was measured in this build folder yet")
+            parser.error(f"{kept} does not exist: measure first, without --again")
         data = pickle.loads(kept.read_bytes())
     else:
         data = measure(options, lambda text: print(text, file=sys.stderr))
-    if not options.again:
         data["when"] = when()
         data["contenders"] = [dataclasses.replace(c, command=None) for c in data["contenders"]]
     if options.quick:

@@ -1,10 +1,9 @@
-// Runs of a tablet, and where their time goes: runs load|boot|radio|park FOLDER. The tablet in FOLDER is changed.
+// Measures runs of a tablet: runs load|boot|radio|park FOLDER. The tablet in FOLDER is changed.
 //
-// load: reads the tablet and powers it on, nothing more: what the others begin with. boot: a line for each message and
-// status until everything rests: virtual milliseconds, CPU nanoseconds of this process since power-on, text. radio: a
-// stop while the radio layer takes the connection at the hundredth attempt and never answers: the CPU nanoseconds and
-// virtual milliseconds of that stop, and its calls. park: calls and movements of the clock in a day in which nothing
-// happens to a service that has settled, and KB of memory that this process has before the service starts and then.
+// load: reads the tablet and powers it on, as the others do first. boot: a line for each message and status until the
+// service rests: virtual milliseconds, CPU nanoseconds since power-on, text. radio: CPU nanoseconds, virtual
+// milliseconds and calls of a stop whose radio layer connects at the hundredth attempt and never completes the command.
+// park: calls and movements of the clock of a resting service in a day, and KB of memory before its start and then.
 #include <time.h>
 
 #include <chrono>
@@ -27,7 +26,7 @@ std::uint64_t Now() {
   return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-/// KB of memory that this process has now.
+/// KB of memory of this process.
 long MemoryInUse() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -108,6 +107,6 @@ int main(int count, char** arguments) {
   if (kind == "radio") good = Radio(run);
   if (kind == "park") good = Park(run);
   std::fflush(stdout);
-  // The service's threads are parked for good; nothing is unwound.
+  // The service's threads stay parked; nothing is unwound.
   std::_Exit(good ? 0 : 1);
 }

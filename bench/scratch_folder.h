@@ -1,4 +1,4 @@
-// A folder for a tablet that lasts as long as its program.
+// A temporary folder for a tablet.
 #pragma once
 
 #include <cstdlib>
@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-/// Its name is always as long, so that counted instructions do not depend on it.
+/// The length of its name is constant: counted instructions do not depend on it.
 class ScratchFolder {
  public:
   ScratchFolder() {

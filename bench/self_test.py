@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether the measuring itself tells apart what it is there to tell apart."""
+"""Tests of the instruction counts and budgets, without valgrind."""
 
 import sys
 import unittest
@@ -9,7 +9,7 @@ sys.dont_write_bytecode = True
 import budgets  # noqa: E402
 from counts import Profile  # noqa: E402
 
-# As callgrind writes it: names once, then by number; positions relative; a call's inclusive cost behind "calls=".
+# As callgrind writes it: names once, then by number; positions relative; a call's inclusive cost after "calls=".
 PROFILE = """\
 events: Ir
 
@@ -52,16 +52,16 @@ fn=(6) malloc
 
 
 class Counts(unittest.TestCase):
-    def test_each_instruction_is_counted_once_and_for_whoever_spent_it(self):
+    def test_each_instruction_is_counted_once_for_its_owner(self):
         groups = Profile(PROFILE).groups()
         self.assertEqual(groups, {"service": 13, "program": 40, "stand-in": 24, "zlib": 400, "runtime": 17})
 
-    def test_what_was_taken_in_from_a_header_is_its_functions(self):
+    def test_inlined_code_belongs_to_the_function(self):
         functions = Profile(PROFILE).functions
         self.assertEqual(functions["service", "ReadField(ZipInputStream&, int)"], 13)
         self.assertEqual(functions["program", "OneMessage(char16_t const*)"], 40)
 
-    def test_starting_and_ending_is_taken_off(self):
+    def test_starting_and_ending_is_subtracted(self):
         whole = Profile(PROFILE)
         self.assertEqual(sum(whole.minus(whole).groups().values()), 0)
 
@@ -69,23 +69,23 @@ class Counts(unittest.TestCase):
 class Budgets(unittest.TestCase):
     RECORDED = {"instructions": 1000, "functions": {"steady": 600, "moved": 400}}
 
-    def test_a_group_within_its_budget_says_nothing_more(self):
+    def test_a_group_within_its_budget_is_not_reported(self):
         self.assertEqual(budgets.faults("service", self.RECORDED, {"instructions": 1029, "functions": {}}), [])
 
-    def test_what_moved_is_named(self):
+    def test_changed_functions_are_named(self):
         now = {"instructions": 1200, "functions": {"steady": 600, "moved": 550, "new": 50}}
-        told = "\n".join(budgets.faults("service", self.RECORDED, now))
-        self.assertIn("moved", told)
-        self.assertIn("new", told)
-        self.assertNotIn("steady", told)
+        reported = "\n".join(budgets.faults("service", self.RECORDED, now))
+        self.assertIn("moved", reported)
+        self.assertIn("new", reported)
+        self.assertNotIn("steady", reported)
 
-    def test_the_stand_in_may_drift_and_not_leap(self):
+    def test_the_stand_in_may_grow_by_ten_percent_only(self):
         self.assertEqual(budgets.faults("stand-in", self.RECORDED, {"instructions": 1090, "functions": {}}), [])
         self.assertNotEqual(budgets.faults("stand-in", self.RECORDED, {"instructions": 1110, "functions": {}}), [])
 
-    def test_less_is_to_be_recorded_too(self):
-        told = "\n".join(budgets.faults("service", self.RECORDED, {"instructions": 900, "functions": {}}))
-        self.assertIn("lower the budget", told)
+    def test_less_than_the_budget_is_reported_too(self):
+        reported = "\n".join(budgets.faults("service", self.RECORDED, {"instructions": 900, "functions": {}}))
+        self.assertIn("lower it", reported)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""Measures what the service costs beside extraction: messages, lives, waiting, and the space that it takes."""
+"""Measures the service beside extraction: messages, runs, waiting, and size."""
 
 import json
 import re
@@ -11,21 +11,21 @@ from pathlib import Path
 import executable
 
 ROOT = Path(__file__).resolve().parent.parent
-# How many messages of each kind are timed in one run.
+# Messages of each kind in one measurement.
 MESSAGES = {"off": 20_000_000, "silent": 200_000, "sent": 20_000}
-# Parts of the way from power-on to deployed: the message or status that each begins with, in order.
+# The parts of a boot, in order, each with its first message or status.
 PARTS = [
     ("the process and its dispatcher", "power-on"),
     ("start: settings, trace, the objects", "START_PENDING"),
     ("looking for the modem's device", "CModemCtrlDevice::Open: (+)"),
     ("notifications, report RUNNING", "CModemTemplate::ExistModemCtrl:121"),
-    ("worker: state of set-up, versions, whether to deploy", "RUNNING"),
-    ("the toast's resources", "CImageSelector::UnzipBinary: (+)"),
-    ("choice of the archive, hiding the others", "CImageSelector::UnzipBinary: (-)"),
+    ("worker: setup state, versions, whether to deploy", "RUNNING"),
+    ("the notification's archive", "CImageSelector::UnzipBinary: (+)"),
+    ("choice of the archive, hiding the archives", "CImageSelector::UnzipBinary: (-)"),
     ("extraction of the archive", "CImageSelector::UnzipBinary: (+)"),
     ("image paths: deployed", "CImageSelector::UnzipBinary: (-)"),
     ("the partner service", "CVantord::StartServiceOEM:119"),
-    ("waiting for the end of set-up, reset of the modem", "IsDefaultSetupState:1587"),
+    ("waiting for the end of setup, reset of the modem", "IsDefaultSetupState:1587"),
 ]
 
 
@@ -52,7 +52,7 @@ class Rest:
         return self._output(self.tools / "bench_allocations").strip()
 
     def boot(self):
-        """Rows of (part, CPU milliseconds, virtual milliseconds), and a last one for all of it."""
+        """Rows of (part, CPU milliseconds, virtual milliseconds), and one with the total."""
         rounds = []
         for _ in range(self.rounds):
             output = self._output(self.tools / "bench_runs", "boot", self._tablet("fresh"))
@@ -71,18 +71,18 @@ class Rest:
         return statistics.median(cpu for cpu, _, _ in rounds) / 1e6, rounds[0][1], rounds[0][2]
 
     def parked(self):
-        """(calls in a day, movements of the clock, KB before the service starts, KB when it has settled)"""
+        """(calls in a day, movements of the clock, KB before the service starts, KB when it rests)"""
         return [int(number) for number in
                 self._output(self.tools / "bench_runs", "park", self._tablet("already-deployed", True)).split()]
 
-    def lives(self, shrink):
-        """Rows of (kind of life, lives, those that hang, lives in a second of CPU time): one core, the small twin."""
+    def runs(self, shrink):
+        """Rows of (kind of run, runs, those that hang, runs in a second of CPU time): one core, the small variant."""
         tablet = self._tablet("fresh", True)
         rows = []
         for kind, more in (("schedule", ["--schedules", str(400 // shrink)]), ("cut", ["--shard", f"1/{8 * shrink}"]),
                            ("fault", ["--shard", f"1/{8 * shrink}"])):
             sweep = [self.build / "vantord-tablet", "sweep", tablet, "--only", kind, "--jobs", "1", "--json", *more]
-            # Exit code 5, a broken promise, is not for measurements to judge.
+            # Exit code 5, a broken promise, does not matter here.
             document = json.loads(subprocess.run([str(word) for word in sweep], capture_output=True, text=True, check=False).stdout)
             seconds = []
             for _ in range(min(self.rounds, 5)):
@@ -100,7 +100,7 @@ def split(lines):
     for name, begin in PARTS:
         mark = next((line for line in rest if line[2].startswith(begin)), None)
         if mark is None:
-            raise SystemExit(f'bench: a boot of "fresh" does not say "{begin}", with which the part "{name}" begins')
+            raise SystemExit(f'bench: a boot of "fresh" does not log "{begin}", the beginning of the part "{name}"')
         marks.append((name, mark))
     ends = [mark for _, mark in marks[1:]] + [lines[-1]]
     return [(name, (end[1] - mark[1]) / 1e6, end[0] - mark[0]) for (name, mark), end in zip(marks, ends)]
@@ -113,15 +113,18 @@ def programs(build):
         program = Path(build).parent / f"windows-{machine}" / "Vantord.exe"
         if not program.exists():
             continue
-        shown = subprocess.run([sys.executable, "-B", str(ROOT / "tests" / "executable" / "call_sites.py"), str(program),
-                                str(program.with_name(symbols))], capture_output=True, text=True, check=False).stdout
+        call_sites = ROOT / "tests" / "windows" / "executable" / "call_sites.py"
+        done = subprocess.run([sys.executable, "-B", str(call_sites), str(program), str(program.with_name(symbols))],
+                              capture_output=True, text=True, check=False)
+        if done.returncode not in (0, 77):  # 77: no LLVM here, which it prints
+            raise SystemExit(f"bench: {call_sites.name} failed on {program}:\n{done.stdout}{done.stderr}")
         parts = executable.rows(program.with_suffix(".pdb")) if symbols.endswith(".pdb") else None
-        found[machine] = (program.stat().st_size, executable.sections(program), parts, shown.rstrip().splitlines())
+        found[machine] = (program.stat().st_size, executable.sections(program), parts, done.stdout.rstrip().splitlines())
     return found
 
 
 def footprint(build):
-    """{program: {file: [KB in memory, KB written to]}} of the resting service under Wine; None where it cannot be had."""
+    """{program: {file: [KB in memory, KB written to]}} of the resting service under Wine; None if not available."""
     program = Path(build).parent / "windows-x64"
     if not (program / "Vantord.exe").exists():
         return None
@@ -136,7 +139,7 @@ def footprint(build):
 def measure(build, folder, rounds, progress, quick):
     rest = Rest(build, folder, rounds)
     shrink = 20 if quick else 1
-    progress("messages, lives, waiting, space")
+    progress("messages, runs, waiting, size")
     return {"messages": rest.messages(shrink), "allocations": rest.allocations(), "boot": rest.boot(), "radio": rest.radio(),
-            "parked": rest.parked(), "lives": rest.lives(shrink), "programs": programs(build),
+            "parked": rest.parked(), "runs": rest.runs(shrink), "programs": programs(build),
             "footprint": None if quick else footprint(build)}

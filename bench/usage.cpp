@@ -1,7 +1,7 @@
-// Runs a command and prints what it used, as one line of JSON: usage COMMAND [ARGUMENT...]. Its output is thrown away.
+// Runs a command and prints the resources it used as one line of JSON: usage COMMAND [ARGUMENT...]. The command's
+// output is discarded.
 //
-// A program of its own, and a small one: the system counts the parent's memory at the time of the start into the peak
-// of the child.
+// A small program of its own: Linux counts the parent's memory at the start into the peak of the child.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>

@@ -1,4 +1,4 @@
-"""The tests of conformance (tests/conformance/) under Wine, all in one session of one machine."""
+"""The conformance tests (tests/conformance/) under Wine, all on one machine."""
 
 import os
 import shutil
@@ -10,22 +10,22 @@ import provision
 
 PROGRAM = provision.TEST_FOLDER + "\\conformance.exe"
 RESULTS = provision.TEST_FOLDER + "\\conformance.xml"
-# Says that who started Wine is root, for whom read-only files are none.
+# Set if root runs Wine: root may write read-only files.
 ROOT_VARIABLE = "VANTORD_TEST_HOST_IS_ROOT"
 SUITE = "Conformance"
 SECONDS = 120
 
 
 def run(world, names, report):
-    """Reports each test for itself. `names`: only tests whose full name holds one of them; none: all."""
-    status, output, text = machine.lead(SUITE, lambda: live(world, names))
+    """Reports each test. `names`: only tests whose full name contains one of them; empty: all."""
+    status, output, text = machine.with_retries(SUITE, lambda: run_program(world, names))
     count = report_results(text, report)
     if not text or (status != 0 and not report.failed) or (count == 0 and not names):
-        report.add(SUITE, "the tests come to their end", 0.0, "failure", f"the program ended with {status}:\n{output}")
+        report.add(SUITE, "the program completes", 0.0, "failure", f"the program ended with {status}:\n{output}")
 
 
-def live(world, names):
-    """The program's exit code, what it printed, and its report."""
+def run_program(world, names):
+    """The program's exit code, output and report."""
     work = world.work / "conformance"
     shutil.rmtree(work, ignore_errors=True)
     work.mkdir(parents=True)
@@ -43,7 +43,7 @@ def live(world, names):
 
 
 def report_results(text, report):
-    """Adds each test of a GoogleTest report; how many there were."""
+    """Adds each test of a GoogleTest report and returns their number."""
     count = 0
     for case in xml.etree.ElementTree.fromstring(text).iter("testcase") if text else ():
         name = f"{case.get('classname')}.{case.get('name')}"

@@ -1,8 +1,8 @@
-"""The explained differences: the table of sim/winapi/README.md, which people read and the tests go by.
+"""The explained differences: a table of sim/winapi/README.md that the tests read.
 
-A row's texts are whole messages in which `*` stands for anything, `{digits}` for a number, and `{same}` for words that
-must be the same in both worlds; `-` means that this world says nothing of the kind.
-A row holds for the tablets that it names, or for `all` of them, and there it must occur.
+The texts of a row are whole messages in which `*` matches anything, `{digits}` a number, and `{same}` text that must be
+the same in both worlds; `-` means that this world has no such message. A row applies to the tablets it names, or to
+`all`, and must occur there.
 """
 
 import re
@@ -25,17 +25,17 @@ class Difference:
     def is_of_one_world(self):
         return "-" in (self.tablet, self.wine)
 
-    def holds_for(self, tablet):
+    def applies_to(self, tablet):
         return self.tablets == "all" or tablet in [name.strip() for name in self.tablets.split(",")]
 
     def explain(self, text, world):
-        """What is compared in the place of a message that this row is about; None for any other message."""
+        """The text to compare in place of a message that this row explains; None for any other message."""
         pattern = self.tablet if world == "tablet" else self.wine
         match = None if pattern == "-" else re.fullmatch(_regex(pattern), text.rstrip("\n"), re.S)
         return None if match is None else " | ".join((str(self), *match.groups()))
 
     def occurred(self, used):
-        """Whether the worlds really differed where this row says so. `used` counts (row, world, text)."""
+        """True if the worlds differed as this row says. `used` counts (row, world, text)."""
         texts = {world: {text for row, of, text in used if row is self and of == world} for world in ("tablet", "wine")}
         return texts["tablet"] != texts["wine"]
 
@@ -52,7 +52,7 @@ def _regex(pattern):
 
 
 def read(readme):
-    """All rows of the table. A file without it, or with other columns, is an error."""
+    """All rows of the table. ValueError if it is missing or has other columns."""
     text = Path(readme).read_text()
     _, found, section = text.partition(HEADING + "\n")
     if not found:

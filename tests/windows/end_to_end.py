@@ -1,4 +1,4 @@
-"""Runs of the shipped Vantord.exe under a real service manager, registry and file system."""
+"""Runs of the shipped Vantord.exe with a real service manager, registry and file system."""
 
 import datetime
 import hashlib
@@ -11,14 +11,18 @@ import zipfile
 from dataclasses import replace
 from pathlib import Path
 
+import facts
 import provision
-from lives import MODEM, PARAMETERS, SERVICE_KEY, STOP_POWER_PRESHUTDOWN, EverySample, ModemSample, SampleTest
+from sample_test import MODEM, PARAMETERS, SERVICE_KEY, STOP_POWER_PRESHUTDOWN, EverySample, ModemSample, SampleTest
 from tablet_folder import DIRECTORY, HIDDEN, READ_ONLY
 
 sys.path.append(str(Path(__file__).resolve().parent / "package"))
 from inf import Inf  # noqa: E402
 
-MODEM_CORE = "windows\\system32\\modem_core"
+DRIVE = "c:\\"
+MODEM_CORE = facts.ARCHIVE_FOLDER.lower().removeprefix(DRIVE)
+IMAGE = "windows\\system32\\" + facts.FIRMWARE_PATH.rpartition("\\")[2]
+TOAST_PROGRAM = facts.TOAST_PROGRAM.lower()
 
 
 class Fresh(SampleTest, EverySample, ModemSample):
@@ -30,8 +34,8 @@ class Fresh(SampleTest, EverySample, ModemSample):
         text = f'Windows Registry Editor Version 5.00\n\n[{PARAMETERS}]\n"Distribute"=dword:00000001\n'
         (tablet.path / "registry" / "50-distribute.reg").write_text(text)
 
-    def test_set_up_installs_what_the_package_says(self):
-        installed = self.lives.installed
+    def test_setup_installs_what_the_package_lists(self):
+        installed = self.runs.installed
         values = {name: installed[SERVICE_KEY][name] for name in ("type", "start", "errorcontrol", "imagepath")}
         text = "C:\\windows\\system32\\Vantord.exe\0".encode("utf-16-le")
         numbers = {name: (4, number.to_bytes(4, "little")) for name, number in (("type", 16), ("start", 2), ("errorcontrol", 1))}
@@ -48,10 +52,10 @@ class Fresh(SampleTest, EverySample, ModemSample):
 
     def test_the_deployed_files_equal_the_archive(self):
         deployed = 0
-        with zipfile.ZipFile(self.lives.tablet.files()[MODEM_CORE + "\\vzw.bin"]) as archive:
+        with zipfile.ZipFile(self.runs.tablet.files()[MODEM_CORE + "\\vzw.bin"]) as archive:
             for entry in archive.infolist():
                 path = ("windows\\system32\\" + entry.filename.replace("/", "\\")).rstrip("\\").lower()
-                file = self.lives.windows.files[path]
+                file = self.runs.windows.files[path]
                 if entry.is_dir():
                     self.assertEqual(DIRECTORY, file.attributes & DIRECTORY, path)
                 else:
@@ -60,29 +64,29 @@ class Fresh(SampleTest, EverySample, ModemSample):
         self.assertGreater(deployed, 10)
 
     def test_the_archives_are_hidden(self):
-        files = self.lives.windows.files
+        files = self.runs.windows.files
         self.assertEqual(HIDDEN | DIRECTORY, files[MODEM_CORE].attributes)
         for name in ("att.bin", "kor.bin", "vzw.bin"):
             self.assertEqual(HIDDEN, files[f"{MODEM_CORE}\\{name}"].attributes, name)
 
-    def test_the_modems_driver_is_pointed_at_the_new_images(self):
-        values = self.lives.windows.registry[MODEM]
-        self.assertEqual("\\SystemRoot\\System32\\qcdsp1v2850.mbn\0", values["amssfwimagepath"][1].decode("utf-16-le"))
-        self.assertEqual("\\SystemRoot\\System32\\qcdsp2850.mbn\0", values["amssswimagepath"][1].decode("utf-16-le"))
+    def test_the_modems_driver_gets_the_paths_of_the_new_images(self):
+        values = self.runs.windows.registry[MODEM]
+        self.assertEqual(facts.FIRMWARE_PATH + "\0", values["amssfwimagepath"][1].decode("utf-16-le"))
+        self.assertEqual(facts.SOFTWARE_PATH + "\0", values["amssswimagepath"][1].decode("utf-16-le"))
 
     def test_the_request_to_distribute_is_gone(self):
-        self.assertIn("distribute", self.lives.tablet.registry()[PARAMETERS])
-        self.assertNotIn("distribute", self.lives.windows.registry[PARAMETERS])
+        self.assertIn("distribute", self.runs.tablet.registry()[PARAMETERS])
+        self.assertNotIn("distribute", self.runs.windows.registry[PARAMETERS])
 
 
 class WifiOnly(SampleTest, EverySample):
     sample = "wifi-only"
 
     def test_the_service_stops_by_itself_with_success(self):
-        self.assertEqual([("START_PENDING", 0, 0, 1), ("STOPPED", 0, 0, 0)], self.lives.windows.statuses)
+        self.assertEqual([("START_PENDING", 0, 0, 1), ("STOPPED", 0, 0, 0)], self.runs.windows.statuses)
 
     def test_nothing_changes(self):
-        self.assertEqual({}, self.lives.windows.files)
+        self.assertEqual({}, self.runs.windows.files)
 
 
 class AlreadyDeployed(SampleTest, EverySample, ModemSample):
@@ -90,55 +94,54 @@ class AlreadyDeployed(SampleTest, EverySample, ModemSample):
 
     @classmethod
     def afterwards(cls, windows):
-        """Removes the package, now that the service has stopped."""
+        """Removes the package after the service has stopped."""
         before = set(windows.drive.rglob("*"))
         provision.remove_service(windows)
         status, _ = windows.run_for_status("reg", "query", SERVICE_KEY.replace("hkey_local_machine", "HKLM"))
         return status, {path.name for path in before - set(windows.drive.rglob("*"))}
 
     def test_no_file_changes(self):
-        self.assertEqual({}, self.lives.windows.files)
+        self.assertEqual({}, self.runs.windows.files)
 
-    def test_set_up_removes_what_it_installed_and_nothing_else(self):
-        status_of_key, removed_files = self.lives.left
-        self.assertIn(SERVICE_KEY, self.lives.installed)
+    def test_setup_removes_what_it_installed_and_nothing_else(self):
+        status_of_key, removed_files = self.runs.left
+        self.assertIn(SERVICE_KEY, self.runs.installed)
         self.assertEqual((1, {"Vantord.exe"}), (status_of_key, removed_files))
 
 
 class CrashedModem(SampleTest, EverySample, ModemSample):
     sample = "crashed-modem"
-    dumps = "windows\\system32\\driverstate\\services\\qccdi\\data\\ssr_dumps"
+    dumps = facts.DUMP_FOLDER.lower().removeprefix(DRIVE)
     logs = "users\\public\\documents\\retaillog"
 
     @classmethod
     def prepare(cls, tablet, programs):
-        shutil.copyfile(programs.beside / "toast.exe", tablet.files()["windows\\toastgenerator\\toastgenerator.exe"])
+        shutil.copyfile(programs.beside / "toast.exe", tablet.files()[TOAST_PROGRAM.removeprefix(DRIVE)])
 
     def test_the_dumps_are_moved_into_a_folder_named_by_the_time_in_utc(self):
-        files = self.lives.windows.files
+        files = self.runs.windows.files
         (folder,) = {path.split("\\")[4] for path in files if path.startswith(self.logs + "\\")}
         time = datetime.datetime.strptime(folder, "cpcrash_%Y%m%d_%H%M%S").replace(tzinfo=datetime.UTC)
-        self.assertLessEqual(self.lives.began, time + datetime.timedelta(seconds=1))
-        self.assertLessEqual(time, self.lives.ended)
-        before = self.lives.tablet.files()
+        self.assertLessEqual(self.runs.began, time + datetime.timedelta(seconds=1))
+        self.assertLessEqual(time, self.runs.ended)
+        before = self.runs.tablet.files()
         for name in ("modem.dmp", "reason.txt"):
             self.assertIsNone(files[f"{self.dumps}\\{name}"], name)
             digest = hashlib.sha256(before[f"{self.dumps}\\{name}"].read_bytes()).hexdigest()
             self.assertEqual(digest, files[f"{self.logs}\\{folder}\\{name}"].digest, name)
 
-    def test_the_user_is_told_once_in_the_session_of_winlogon(self):
-        program = "C:\\Windows\\ToastGenerator\\ToastGenerator.exe"
-        self.assertEqual(1, len(self.lives.windows.toasts))
-        toast = self.lives.windows.toasts[0]
-        self.assertEqual(program.lower(), toast["program"].lower())
-        self.assertEqual((" CPCrash", 1), (toast["command_line"], toast["session"]))
+    def test_the_user_is_notified_once_in_the_session_of_winlogon(self):
+        self.assertEqual(1, len(self.runs.windows.toasts))
+        toast = self.runs.windows.toasts[0]
+        self.assertEqual(TOAST_PROGRAM, toast["program"].lower())
+        self.assertEqual((facts.TOAST_COMMAND_LINE, 1), (toast["command_line"], toast["session"]))
 
 
 class OobeThenDesktop(SampleTest, EverySample, ModemSample):
     sample = "oobe-then-desktop"
 
-    def test_the_modem_is_reset_once_by_the_whole_request(self):
-        arrivals = self.lives.windows.arrivals
+    def test_the_modem_gets_one_complete_reset_request(self):
+        arrivals = self.runs.windows.arrivals
         self.assertEqual(1, arrivals["requests"].count(0x9CA30C00))
         self.assertEqual(bytes(1040) + b"\x01\x00", bytes.fromhex(arrivals["reset"]))
 
@@ -146,18 +149,18 @@ class OobeThenDesktop(SampleTest, EverySample, ModemSample):
 class NobodyLoggedOn(SampleTest, EverySample, ModemSample):
     sample = "crashed-nobody-logged-on"
 
-    def test_the_dumps_are_moved_and_nobody_is_told(self):
-        moved = [path for path in self.lives.windows.files if path.endswith("\\modem.dmp")]
+    def test_the_dumps_are_moved_without_a_notification(self):
+        moved = [path for path in self.runs.windows.files if path.endswith("\\modem.dmp")]
         self.assertEqual(2, len(moved), "its old place and its new one")
-        self.assertEqual([], self.lives.windows.toasts)
+        self.assertEqual([], self.runs.windows.toasts)
 
 
 class NoAmssDriver(SampleTest, EverySample, ModemSample):
     sample = "no-amss-driver"
 
     def test_no_reset_arrives(self):
-        self.assertEqual(0, self.lives.windows.arrivals["statistics_opened"])
-        self.assertEqual("", self.lives.windows.arrivals["reset"])
+        self.assertEqual(0, self.runs.windows.arrivals["statistics_opened"])
+        self.assertEqual("", self.runs.windows.arrivals["reset"])
 
 
 class Controls(SampleTest, EverySample):
@@ -181,68 +184,56 @@ class Controls(SampleTest, EverySample):
         ]
         tablet.change("timeline", [{"at_ms": 3000 + 100 * i, **event} for i, event in enumerate(events)])
 
-    def test_the_partner_service_is_started_and_told_of_the_suspend(self):
-        partner = self.lives.windows.partner
+    def test_the_partner_service_is_started_and_gets_the_suspend_control(self):
+        partner = self.runs.windows.partner
         self.assertEqual(["is started", "receives control 134"], partner[:2])
 
-    def test_the_radio_is_told_to_go_down_and_answers(self):
-        self.assertIn("receives the command with value 1", self.lives.windows.radio)
-        self.assertIn("RCB: (+)", [message.text for message in self.lives.windows.messages])
+    def test_the_radio_gets_the_shutdown_command_and_completes_it(self):
+        self.assertIn("receives the command with value 1", self.runs.windows.radio)
+        self.assertIn("RCB: (+)", [message.text for message in self.runs.windows.messages])
 
     def test_the_service_ends_on_a_preshutdown_notice(self):
         self.assertEqual(
-            [("STOP_PENDING", STOP_POWER_PRESHUTDOWN, 0, 2), ("STOPPED", 0, 0, 0)], self.lives.windows.statuses[-2:]
+            [("STOP_PENDING", STOP_POWER_PRESHUTDOWN, 0, 2), ("STOPPED", 0, 0, 0)], self.runs.windows.statuses[-2:]
         )
-
-
-class Korean(SampleTest, EverySample, ModemSample):
-    sample = "korean"
-
-
-class ByImageId(SampleTest, EverySample, ModemSample):
-    sample = "by-image-id"
 
 
 class ByFirmwareId(SampleTest, EverySample, ModemSample):
     sample = "by-firmware-id"
 
     def test_the_firmware_variable_names_the_archive(self):
-        (variable,) = [data for key, data in self.lives.variables.items() if "ModemImageID" in key]
+        (variable,) = [data for key, data in self.runs.variables.items() if "ModemImageID" in key]
         self.assertEqual(b"KOR", variable)
-        said = {message.text for message in self.lives.windows.messages}
-        self.assertIn("CImageSelector::GetUEFIModemID:164 : UEFI Modem Image ID = KOR!!!", said)
-        with zipfile.ZipFile(self.lives.tablet.files()[MODEM_CORE + "\\kor.bin"]) as archive:
-            image = archive.read("qcdsp1v2850.mbn")
-        deployed = self.lives.windows.files["windows\\system32\\qcdsp1v2850.mbn"]
+        texts = {message.text for message in self.runs.windows.messages}
+        self.assertIn("CImageSelector::GetUEFIModemID:164 : UEFI Modem Image ID = KOR!!!", texts)
+        with zipfile.ZipFile(self.runs.tablet.files()[MODEM_CORE + "\\kor.bin"]) as archive:
+            image = archive.read(IMAGE.rpartition("\\")[2])
+        deployed = self.runs.windows.files[IMAGE]
         self.assertEqual(hashlib.sha256(image).hexdigest(), deployed.digest)
-
-
-class DefaultImage(SampleTest, EverySample, ModemSample):
-    sample = "default-image"
 
 
 class Redistribute(SampleTest, EverySample, ModemSample):
     sample = "redistribute"
 
     def test_the_same_files_change_in_the_same_way(self):
-        """On the tablet a file counts as unchanged that is written once more as it was."""
-        changed, before = self.changed_on_tablet(), self.lives.tablet.files()
-        self.assertIn("windows\\system32\\qcdsp1v2850.mbn", self.lives.windows.files)
-        for path, file in self.lives.windows.files.items():
+        """On the tablet a file that is rewritten with the same content counts as unchanged."""
+        changed, before = self.changed_on_tablet(), self.runs.tablet.files()
+        self.assertIn(IMAGE, self.runs.windows.files)
+        for path, file in self.runs.windows.files.items():
             if path in changed:
                 self.assertEqual(changed[path], file, path)
             else:
                 self.assertEqual(hashlib.sha256(before[path].read_bytes()).hexdigest(), file.digest, path)
 
     def test_the_request_to_distribute_is_gone(self):
-        self.assertNotIn("distribute", self.lives.windows.registry[PARAMETERS])
+        self.assertNotIn("distribute", self.runs.windows.registry[PARAMETERS])
 
 
 class FactoryAudit(SampleTest, EverySample, ModemSample):
     sample = "factory-audit"
 
     def test_the_image_id_is_written_back_as_ten_bytes(self):
-        (written,) = [data for key, data in self.lives.variables.items() if "ModemImageID" in str(key)]
+        (written,) = [data for key, data in self.runs.variables.items() if "ModemImageID" in str(key)]
         self.assertEqual(10, len(written))
 
 
@@ -250,14 +241,14 @@ class LateModem(SampleTest, EverySample, ModemSample):
     sample = "late-modem"
 
     def test_the_service_looks_for_the_modem_until_it_arrives(self):
-        texts = [message.text for message in self.lives.windows.messages]
+        texts = [message.text for message in self.runs.windows.messages]
         looks = sum(text.endswith("Failed to open DeviceInterfaceFunc, error - 3") for text in texts)
         self.assertGreaterEqual(looks, 8)
         self.assertLess(looks, 40)
 
 
 class Oobe(SampleTest, EverySample, ModemSample):
-    """Set-up does not end: the service looks every 5 seconds whether it has, until it is stopped."""
+    """Setup does not end: the service checks every 5 seconds until it is stopped."""
 
     sample = "oobe"
 
@@ -266,42 +257,30 @@ class Oobe(SampleTest, EverySample, ModemSample):
         tablet.change("timeline", [{"at_ms": 7000, "event": "stop"}])
 
     def test_no_reset_arrives(self):
-        self.assertEqual("", self.lives.windows.arrivals["reset"])
+        self.assertEqual("", self.runs.windows.arrivals["reset"])
 
 
 class OobeFactory(Oobe):
     sample = "oobe-factory"
 
 
-class NoFirmwareDriver(SampleTest, EverySample, ModemSample):
-    sample = "no-firmware-driver"
-
-
-class FirmwareIoErrors(SampleTest, EverySample, ModemSample):
-    sample = "firmware-io-errors"
-
-
-class FirmwareIoErrorsForEver(SampleTest, EverySample, ModemSample):
-    sample = "firmware-io-errors-for-ever"
-
-
 class ReadOnlyLeftovers(SampleTest, EverySample, ModemSample):
     sample = "read-only-leftovers"
 
     def test_the_same_files_change_in_the_same_way(self):
-        """Windows, as the tablet, makes a replaced file read-only when the archive says so. Wine does not."""
-        before, expected = self.lives.tablet.files(), self.changed_on_tablet()
+        """Windows and the tablet make a replaced file read-only if the archive says so. Wine does not."""
+        before, expected = self.runs.tablet.files(), self.changed_on_tablet()
         for path in expected.keys() & before.keys():
             if not expected[path].attributes & DIRECTORY:
                 expected[path] = replace(expected[path], attributes=expected[path].attributes & ~READ_ONLY)
         self.assertNotEqual(self.changed_on_tablet(), expected)
-        self.assertEqual(expected, self.lives.windows.files)
+        self.assertEqual(expected, self.runs.windows.files)
 
-    def test_what_stood_in_the_way_is_replaced(self):
-        before = self.lives.tablet.files()
+    def test_the_read_only_leftovers_are_replaced(self):
+        before = self.runs.tablet.files()
         replaced = [
             path
-            for path, file in self.lives.windows.files.items()
+            for path, file in self.runs.windows.files.items()
             if path in before and not file.attributes & DIRECTORY
             and hashlib.sha256(before[path].read_bytes()).hexdigest() != file.digest
         ]
@@ -309,7 +288,7 @@ class ReadOnlyLeftovers(SampleTest, EverySample, ModemSample):
 
 
 class TwoSessions(SampleTest, EverySample, ModemSample):
-    """Wine has one session, number 1: whom the logon screen has selected must be the one who is logged on there."""
+    """Wine has one session, number 1: the selected user must be the one logged on there."""
 
     sample = "crashed-two-sessions"
 
@@ -318,51 +297,50 @@ class TwoSessions(SampleTest, EverySample, ModemSample):
         tablet.change("sessions", [{"id": provision.SESSION, "user": "kim"}])
         file = tablet.path / "registry" / "30-crash.reg"
         file.write_text(re.sub(r"(?<=SessionData\\)[12]", lambda number: "21"[int(number[0]) - 1], file.read_text()))
-        shutil.copyfile(programs.beside / "toast.exe", tablet.files()["windows\\toastgenerator\\toastgenerator.exe"])
+        shutil.copyfile(programs.beside / "toast.exe", tablet.files()[TOAST_PROGRAM.removeprefix(DRIVE)])
 
-    def test_the_selected_one_of_two_users_is_told(self):
-        said = "\n".join(message.text for message in self.lives.windows.messages)
-        self.assertIn("SRegistrySubKeys Index(2) = 2", said)
-        self.assertEqual([1], [toast["session"] for toast in self.lives.windows.toasts])
+    def test_the_selected_one_of_two_users_is_notified(self):
+        texts = "\n".join(message.text for message in self.runs.windows.messages)
+        self.assertIn("SRegistrySubKeys Index(2) = 2", texts)
+        self.assertEqual([1], [toast["session"] for toast in self.runs.windows.toasts])
 
 
 class TwoStarts(SampleTest, EverySample, ModemSample):
-    """What the first start deploys the second one finds deployed."""
+    """The second start finds the firmware deployed."""
 
     sample = "fresh"
     called = "two-starts"
     starts = 2
 
     def test_the_second_start_changes_no_file(self):
-        self.assertEqual({}, self.lives.windows.files)
+        self.assertEqual({}, self.runs.windows.files)
 
-    def test_each_start_tells_the_radio_to_go_down(self):
-        told = [on_windows.radio for _, on_windows in self.lives.each]
+    def test_each_run_shuts_the_radio_down(self):
+        received = [on_windows.radio for _, on_windows in self.runs.each]
         one = ["connected at attempt 1", "receives the command with value 1", "released"]
-        self.assertEqual([one, one], told)
-
-
-class CorruptArchive(SampleTest, EverySample, ModemSample):
-    sample = "corrupt-archive"
-
-
-class MissingArchive(SampleTest, EverySample, ModemSample):
-    sample = "missing-archive"
+        self.assertEqual([one, one], received)
 
 
 class AllSamples(unittest.TestCase):
     world = None  # set by the runner
 
-    def test_each_sample_of_the_tablet_has_a_life_here(self):
+    def test_each_sample_has_a_run_here(self):
         listed = subprocess.run([self.world.vantord_tablet, "init", "--list"], check=True, capture_output=True, text=True)
         samples = {line.split()[0] for line in listed.stdout.splitlines()}
         self.assertEqual(samples, {suite.sample for suite in SUITES if issubclass(suite, SampleTest)})
 
 
+def plain(sample):
+    """A class of the common tests only; "by-image-id" becomes ByImageId."""
+    name = "".join(part.capitalize() for part in sample.split("-"))
+    return type(name, (SampleTest, EverySample, ModemSample), {"sample": sample})
+
+
 # The longest ones first.
 SUITES = (
     *(WifiOnly, OobeThenDesktop, NobodyLoggedOn, Controls, Fresh, CrashedModem, NoAmssDriver, AlreadyDeployed),
-    *(FirmwareIoErrorsForEver, LateModem, Oobe, OobeFactory, TwoStarts, FirmwareIoErrors, NoFirmwareDriver),
-    *(Korean, ByImageId, ByFirmwareId, DefaultImage, Redistribute, FactoryAudit, CorruptArchive, MissingArchive),
-    *(ReadOnlyLeftovers, TwoSessions, AllSamples),
+    *map(plain, ("firmware-io-errors-for-ever", "firmware-io-errors", "no-firmware-driver")),
+    *(LateModem, Oobe, OobeFactory, TwoStarts, ByFirmwareId, Redistribute, FactoryAudit, ReadOnlyLeftovers, TwoSessions),
+    *map(plain, ("korean", "by-image-id", "default-image", "corrupt-archive", "missing-archive")),
+    AllSamples,
 )

@@ -1,4 +1,4 @@
-"""However a run ends, nothing of Wine is left: neither after a failure nor after Ctrl-C."""
+"""No process of Wine remains, however a test run ends."""
 
 import signal
 import subprocess
@@ -18,7 +18,7 @@ class Endings(unittest.TestCase):
     world = None  # set by the runner
 
     def start_a_run(self, name):
-        """A run of this very program whose service is at work, and the machine that it uses."""
+        """A run of run.py with a running service, and its machine."""
         work = self.world.work / name
         used = machine.Machine(self.world.wine, work / "wifi-only" / "prefix")
         machine.remove(self.world.wine, used.prefix)
@@ -37,7 +37,7 @@ class Endings(unittest.TestCase):
         while not (record.exists() and record.stat().st_size) and time.monotonic() < end:
             time.sleep(0.05)
         self.assertIsNone(run.poll(), "the run ended early")
-        self.assertGreater(len(list(used.processes())), 3, "the service is not at work")
+        self.assertGreater(len(list(used.processes())), 3, "the service does not run")
         return run, used
 
     def end(self, run, used):
@@ -53,11 +53,11 @@ class Endings(unittest.TestCase):
             self.assertEqual([], list(used.processes()))
             self.assertFalse(used.prefix.exists())
 
-    def test_what_a_killed_run_left_behind_is_gone_before_the_next_one(self):
+    def test_the_next_run_removes_what_a_killed_one_left(self):
         run, used = self.start_a_run("killed")
         run.kill()
         run.wait()
-        self.assertNotEqual([], list(used.processes()), "nothing was left behind")
+        self.assertNotEqual([], list(used.processes()), "nothing was left")
         with machine.machine(self.world.wine, self.world.template, used.prefix) as again:
             self.assertFalse((again.drive / "vantord-test").exists())
         self.assertEqual([], list(used.processes()))
@@ -71,7 +71,7 @@ class Endings(unittest.TestCase):
         self.assertEqual([], list(failing.processes()))
         self.assertFalse(prefix.exists())
 
-    def test_a_program_that_does_not_end_is_not_waited_for(self):
+    def test_a_program_that_does_not_end_is_killed(self):
         prefix = self.world.work / "hanging" / "prefix"
         with self.assertRaisesRegex(machine.MachineError, "took longer than 2 s"):
             with machine.machine(self.world.wine, self.world.template, prefix) as hanging:

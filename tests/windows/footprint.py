@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""What the resting service has in memory under Wine: footprint.py --build FOLDER --hosted FOLDER [--work FOLDER]
+"""Memory of the resting service under Wine: footprint.py --build FOLDER --hosted FOLDER [--work FOLDER]
 
-Prints JSON, {program: {file: [KB in memory, KB of them that were written to]}}, the file "" for what is of none, of
-Vantord.exe and of the partner service of the tests, which does next to nothing: what that one takes is Wine's. Exit code 77
-where there is no Wine.
+Prints JSON, {program: {file: [KB in memory, KB written to]}}, with the file "" for memory of no file, for Vantord.exe and
+for the tests' partner service, which does nothing: its memory is Wine's. Exit code 77 without Wine.
 """
 
 import json
@@ -11,25 +10,25 @@ import sys
 
 sys.dont_write_bytecode = True
 
-import lives  # noqa: E402
 import machine  # noqa: E402
 import run  # noqa: E402
+import sample_test  # noqa: E402
 
 
-class Resting(lives.SampleTest):
+class Resting(sample_test.SampleTest):
     sample = "already-deployed"
 
 
 def main(arguments):
     options = run.parse(arguments)
-    wine = machine.Wine(options.wine.split(), options.wineserver.split(), patience=options.patience)
+    wine = machine.Wine(options.wine.split(), options.wineserver.split(), slowdown=options.slowdown)
     if wine.missing():
         print(f"footprint.py: {wine.missing()} is not installed", file=sys.stderr)
         return 77
     with run.sole_user((options.work or options.build / "wine").resolve()):
         world = run.make_world(options, wine)
-        led = machine.lead(Resting.sample, lambda: lives.Runs(world, Resting))
-    print(json.dumps(led.windows.memory, indent=1))
+        runs = machine.with_retries(Resting.sample, lambda: sample_test.Runs(world, Resting))
+    print(json.dumps(runs.windows.memory, indent=1))
     return 0
 
 

@@ -1,4 +1,4 @@
-"""The life of the service on the simulated tablet, for comparison."""
+"""A run of the service on the simulated tablet, for comparison."""
 
 import json
 import subprocess
@@ -17,7 +17,7 @@ def make_tablet(program, folder, sample, small):
     return tablet_folder.TabletFolder(folder)
 
 
-class HostedLife:
+class HostedRun:
     """One run of `vantord-tablet run` on a copy of the tablet."""
 
     def __init__(self, program, tablet, work):
@@ -33,7 +33,7 @@ class HostedLife:
         return [transcript.Message.of(event) for event in self.events if event["kind"] == "trace"]
 
     def messages_before(self, at_ms=None):
-        """What the service says before a virtual time; without one, until it has come to rest and is stopped."""
+        """The messages before a virtual time; without one, all until the stop control."""
         messages = []
         for event in self.events:
             if event["kind"] == "event" and event["text"] == STOP_SENT:
@@ -42,23 +42,23 @@ class HostedLife:
                 messages.append(transcript.Message.of(event))
         return messages
 
-    def was_told_to_stop(self):
+    def was_stopped(self):
         return any(event["kind"] == "event" and event["text"] == STOP_SENT for event in self.events)
 
     def requests(self):
-        """The codes of all requests to drivers that got as far as one."""
+        """The codes of all requests that reached a driver."""
         calls = [event for event in self.events if event["kind"] == "call" and event["name"] == "DeviceIoControl"]
         return [int(call["args"].split(", ")[1], 16) for call in calls]
 
     def partner(self):
-        """What the partner service was told, as texts."""
-        return self._told("partner service ")
+        """What the partner service received, as texts."""
+        return self._received("partner service ")
 
     def radio(self):
-        """What the radio's library was told, as texts."""
-        return self._told("radio layer ")
+        """What the radio's library received, as texts."""
+        return self._received("radio layer ")
 
-    def _told(self, who):
+    def _received(self, who):
         texts = [event["text"] for event in self.events if event["kind"] == "event"]
         return [text.removeprefix(who) for text in texts if text.startswith(who)]
 

@@ -1,7 +1,6 @@
-"""A Windows machine that tests may use up: Wine in a prefix of its own.
+"""A disposable Windows machine: Wine with a prefix of its own.
 
-`Machine` is what the session's logic sees; how Wine is started (which commands, which variables) is `Wine`'s affair, so
-that the same logic can drive another Wine.
+`Wine` knows the commands and variables that start it, `Machine` one prefix; another Wine needs another `Wine` only.
 """
 
 import contextlib
@@ -18,24 +17,24 @@ from pathlib import Path
 
 
 class MachineError(Exception):
-    """Something that the test needed of the machine did not happen; the text says what."""
+    """The machine failed, not the service; the text says how."""
 
 
 POLL_SECONDS = 0.05
 INTERRUPT_SECONDS = 30
 
-# What is no hard link to the template: Wine writes these in place.
+# Copied, not hard-linked from the template: Wine writes these in place.
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
 
 
-# The machines that run, so that an interrupted program can take them down: see interrupt().
+# The running machines, for interrupt().
 _running = set()
 _interrupted = threading.Event()
 
 
 def interrupt():
-    """Lets no program of a machine go on or begin: whoever waits for one gets a MachineError, and then stops and removes
-    the machine. Returns when all have done so."""
+    """Kills the programs of all machines and lets none start. Waiting threads get a MachineError and remove their machine;
+    returns when all have."""
     _interrupted.set()
     end = time.monotonic() + INTERRUPT_SECONDS
     while _running and time.monotonic() < end:
@@ -46,20 +45,20 @@ def interrupt():
 
 
 class Wine:
-    """How Wine is started. `wine` and `wineserver` are command lines to which arguments are appended. `patience`: how many
-    times longer than on this machine's own processor its programs may take."""
+    """How Wine is started. `wine` and `wineserver` are command lines. `slowdown` multiplies every time-out, for an
+    emulator."""
 
-    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None, patience=1):
-        self.patience = patience
+    def __init__(self, wine=("wine",), wineserver=("wineserver",), variables=None, slowdown=1):
+        self.slowdown = slowdown
         self.wine = list(wine)
         self.wineserver = list(wineserver)
-        # Without asking for add-ons, and without menus in the home folder of whoever runs the tests.
+        # No questions about add-ons, no menus in the home folder.
         overrides = "mscoree,mshtml=;winemenubuilder.exe=d"
         self.variables = {"WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": overrides}
         self.variables.update(variables or {})
 
     def missing(self):
-        """The first command that this machine lacks; None when all is there."""
+        """The first command that is not installed, or None."""
         for command in (self.wine[0], self.wineserver[0]):
             if shutil.which(command) is None:
                 return command
@@ -75,7 +74,7 @@ class Wine:
 
 
 class Machine:
-    """One prefix with its server. start() brings it up, stop() takes it down whatever its programs do."""
+    """One prefix with its server."""
 
     def __init__(self, wine, prefix):
         self.wine = wine
@@ -86,11 +85,11 @@ class Machine:
         _running.add(self)
         if _interrupted.is_set():
             raise MachineError("interrupted")
-        # Without a server that stays, services end with the last program. Left alone, it ends by itself.
+        # Keeps the services when the last program has ended; the server exits 30 s after that.
         self._wineserver("-p30")
 
     def run(self, *command, seconds=60):
-        """Runs a Windows program and gives its output; anything but exit code 0 in time is a MachineError."""
+        """Runs a Windows program and returns its output. MachineError on a time-out or an exit code other than 0."""
         status, output = self.run_for_status(*command, seconds=seconds)
         if status != 0:
             raise MachineError(f"{' '.join(map(str, command))} ended with {status}:\n{output}")
@@ -99,8 +98,8 @@ class Machine:
     def run_for_status(self, *command, seconds=60):
         if _interrupted.is_set():
             raise MachineError("interrupted")
-        seconds *= self.wine.patience
-        # A file and not a pipe: what the program leaves running would keep a pipe open.
+        seconds *= self.wine.slowdown
+        # A file, not a pipe: processes that the program leaves running would keep a pipe open.
         with tempfile.TemporaryFile() as output:
             process = subprocess.Popen(
                 self.wine.wine + [str(word) for word in command],
@@ -122,7 +121,7 @@ class Machine:
             return status, output.read().decode("utf-8", "replace")
 
     def host_path(self, windows_path):
-        """Where a path of drive C: stands on the host. Names that are there are found in any letter case."""
+        """The host path of a path of drive C:. Existing names are found in any letter case."""
         assert windows_path[:3].lower() == "c:\\", windows_path
         at = self.drive
         for name in filter(None, windows_path[3:].split("\\")):
@@ -130,7 +129,7 @@ class Machine:
         return at
 
     def stop(self):
-        """Nothing of the machine is left afterwards."""
+        """Ends all processes of the machine."""
         with contextlib.suppress(MachineError):
             self._wineserver("-k")
         with contextlib.suppress(MachineError):
@@ -148,8 +147,8 @@ class Machine:
                         yield int(folder.name)
 
     def memory(self, program):
-        """KB that the process which runs a program has in memory, and those of them that it has written to, by what they
-        are of: {file name, or "" for what is of no file: (all, written)}. {} when no process runs it."""
+        """KB of memory of the process that runs a program, by mapped file ("" for none): {file: (all, written to)}. {} if
+        no process runs it."""
         for process in self.processes():
             with contextlib.suppress(OSError):
                 command = Path(f"/proc/{process}/cmdline").read_bytes().split(b"\0")[0].decode("utf-8", "replace")
@@ -166,7 +165,7 @@ class Machine:
                 with contextlib.suppress(ProcessLookupError):
                     os.kill(process, signal.SIGKILL)
             time.sleep(POLL_SECONDS)
-        raise MachineError(f"these processes of {self.prefix} do not end: {left}")
+        raise MachineError(f"processes of {self.prefix} do not end: {left}")
 
     def _wineserver(self, argument):
         command = self.wine.wineserver + [argument]
@@ -178,7 +177,7 @@ class Machine:
                 stdout=subprocess.DEVNULL,
                 stderr=subprocess.DEVNULL,
                 start_new_session=True,
-                timeout=20 * self.wine.patience,
+                timeout=20 * self.wine.slowdown,
                 check=False,
             )
         except subprocess.TimeoutExpired:
@@ -186,7 +185,7 @@ class Machine:
 
 
 def memory_by_file(maps):
-    """{file name: (KB in memory, KB written to)} of what Linux tells of a process's memory in smaps."""
+    """{file name: (KB in memory, KB written to)} from the text of /proc/PID/smaps."""
     sizes, file = {}, ""
     for line in maps.splitlines():
         mapping = re.match(r"[0-9a-f]+-[0-9a-f]+ \S+ \S+ \S+ \d+ *(.*)$", line)
@@ -208,7 +207,7 @@ def _any_case(folder, name):
 
 
 def template(wine, folder):
-    """A prefix as Wine makes it, kept in `folder` from one run to the next, for as long as Wine stays the same."""
+    """A fresh prefix, kept in `folder` until Wine changes."""
     key = hashlib.sha256(repr((wine.version(), wine.wine, sorted(wine.variables.items()))).encode()).hexdigest()[:16]
     made = Path(folder) / f"template-{key}"
     if made.exists():
@@ -226,9 +225,9 @@ def template(wine, folder):
     return made
 
 
-def lead(what, use):
-    """What `use` gives, which brings up a machine of its own. Wine loses a program now and then: what a MachineError
-    ended is tried again, twice at most, on a new machine, and said. What a test finds wrong is never tried again."""
+def with_retries(what, use):
+    """The result of `use`, which starts a machine. Wine sometimes loses a program: after a MachineError it is tried
+    again, at most twice, and the retry is printed. A failed test is not tried again."""
     for tries_left in (2, 1, 0):
         try:
             return use()
@@ -241,7 +240,7 @@ def lead(what, use):
 
 @contextlib.contextmanager
 def machine(wine, template_folder, prefix):
-    """A machine like the template, running; gone at the end."""
+    """A running copy of the template, removed at the end."""
     prefix = Path(prefix)
     remove(wine, prefix)
     prefix.parent.mkdir(parents=True, exist_ok=True)
@@ -259,7 +258,7 @@ def machine(wine, template_folder, prefix):
 
 
 def remove(wine, prefix):
-    """Ends and removes what an earlier run, which could not clean up, may have left there."""
+    """Ends and removes what an interrupted run left."""
     if Path(prefix).exists():
         Machine(wine, prefix).stop()
         shutil.rmtree(prefix)

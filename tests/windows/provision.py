@@ -1,12 +1,14 @@
-"""Makes a Windows machine like a tablet: drive C:, registry, firmware variables, devices, services, who is logged on."""
+"""Makes a Windows machine equal to a tablet: drive C:, registry, firmware variables, devices, services, sessions."""
 
 import os
 import re
 import shutil
 from pathlib import Path
 
+import facts
 import registry_text
 import tablet_folder
+from facts import PARTNER
 from machine import MachineError
 
 TEST_FOLDER = "C:\\vantord-test"
@@ -17,27 +19,21 @@ RECORD = TEST_FOLDER + "\\record.jsonl"
 TOAST_NOTE = TEST_FOLDER + "\\toast.json"
 PARTNER_NOTES = TEST_FOLDER + "\\partner.jsonl"
 RADIO_NOTES = TEST_FOLDER + "\\radio.jsonl"
-SERVICE = "Vantord"
-PARTNER = "Pelt"
-SESSION = 1  # the one in which all programs of Wine run
+SESSION = 1  # Wine has no other
 
 DEVICE_KEY = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum\ROOT\VANTORDTEST\0000"
 MODEM_CLASS_GUID = "{4d36e96d-e325-11ce-bfc1-08002be10318}"
-# The links that the devices have here. A tablet that is to behave like this machine must name the same.
-MODEM_LINK = r"\\?\root#vantordtest#0000#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}"
-# In letters as notifications have them.
-USB_LINK = r"\\?\ROOT#VANTORDTEST#0000#{a5dcbf10-6530-11d2-901f-00c04fb951ed}"
-FIRMWARE_LINK = r"\\?\root#vantordtest#0000#{fd9ff848-46d1-4ce7-8940-6df2f1e6eff6}"
+# The links of the test driver's interfaces, which Wine composes; the tablet gets the same.
+MODEM_LINK = r"\\?\root#vantordtest#0000#" + facts.MODEM_INTERFACE
+USB_LINK = r"\\?\ROOT#VANTORDTEST#0000#" + facts.USB_INTERFACE  # in the letter case of notifications
+FIRMWARE_LINK = r"\\?\root#vantordtest#0000#" + facts.FIRMWARE_INTERFACE
 
-# Keys in which a fresh Wine has entries of its own that no tablet has, and the one whose contents are the tablet's affair.
-CLEARED_KEYS = (
-    r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318}",
-    r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Vantord\Parameters",
-)
+# Keys that are removed first: Wine and the package fill them, the tablet decides what is in them.
+CLEARED_KEYS = (facts.MODEM_CLASS_KEY, facts.PARAMETERS_KEY)
 
 
 class Programs:
-    """Where the programs are: Vantord.exe as it is shipped, its package, and the folder of those beside it in tests."""
+    """The paths of Vantord.exe as shipped, of its package, and of the test programs."""
 
     def __init__(self, executable, beside):
         self.executable = Path(executable)
@@ -46,7 +42,7 @@ class Programs:
 
 
 def name_the_links(tablet):
-    """Lets the tablet's devices have the links that they get on a Windows machine."""
+    """Gives the tablet's devices the links that they have under Wine."""
     tablet.change("modem.links", [MODEM_LINK])
     tablet.change("firmware_driver.link", FIRMWARE_LINK)
 
@@ -56,7 +52,7 @@ def steer(machine, *words, seconds=60):
 
 
 def provision(machine, tablet, programs):
-    """Everything but the service itself, which is installed already: what the tablet says of it is what counts."""
+    """Everything but the service, which is installed before, so that the tablet's registry overrides the package's."""
     _refuse_what_is_not_provided(tablet)
     _copy_programs(machine, programs)
     _copy_drive(machine, tablet)
@@ -93,20 +89,20 @@ def _section(machine, kind):
 
 
 def place_libraries(machine, programs):
-    """What the service's own process finds in the system's folder: the radio's library, and what Wine lacks."""
+    """Puts the DLLs of the service's process into the system folder: the radio's, and what Wine lacks."""
     for name in ("cfgmgr32.dll", "kavrilproxy.dll"):
         place(machine, programs.beside / name, f"{SYSTEM_FOLDER}\\{name}")
 
 
 def registry_of(machine, key):
-    """A key with all below it: {key: {value: (type, bytes)}}."""
+    """A key with its sub-keys: {key: {value: (type, bytes)}}."""
     file = PACKAGE_FOLDER + "\\export.reg"
     machine.run("reg", "export", key, file, "/y")
     return registry_text.parse(registry_text.decode(machine.host_path(file).read_bytes()))
 
 
 def place(machine, source, windows_path):
-    """A file of its own: what stands there may be shared with the template."""
+    """Copies a file. A file already there may be a hard link to the template: it is removed, not overwritten."""
     target = machine.host_path(windows_path)
     if target.exists():
         target.unlink()
@@ -142,7 +138,7 @@ def _copy_drive(machine, tablet):
         else:
             place(machine, source, path)
             shutil.copystat(source, target)
-            # Wine takes this attribute from the mode, and the others from the text beside the file.
+            # Wine takes this attribute from the mode, the others from an extended attribute.
             target.chmod(0o444 if kept & tablet_folder.READ_ONLY else 0o644)
         hidden_or_system = kept & (tablet_folder.HIDDEN | tablet_folder.SYSTEM)
         if hidden_or_system:
@@ -159,7 +155,7 @@ def _machine_registry():
         '"Service"="VantordTestDriver"',
         f'"ClassGUID"="{MODEM_CLASS_GUID}"',
         "",
-        # The supplied library is for the programs under test alone.
+        # Only the programs under test load the supplied library.
         f"[{overrides}\\DllOverrides]",
         '"cfgmgr32"="builtin"',
         "",

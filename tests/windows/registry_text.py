@@ -1,7 +1,6 @@
 """Windows Registry Editor text as data: {key: {value name: (type, bytes)}}, keys and names in lower case.
 
-Deletions remove what an earlier text has given. Only what the tablets' and Windows' own exports use is understood;
-anything else is an error.
+Deletions remove what an earlier text gave. Anything that neither tablets nor exports of Windows contain is an error.
 """
 
 import re
@@ -26,7 +25,7 @@ def parse(text, registry=None):
 
 
 def _lines(text):
-    """Whole entries, without header, comments and continuations."""
+    """Complete entries, continuations joined, without header and comments."""
     pending = ""
     for line in text.splitlines():
         line = pending + line.strip()

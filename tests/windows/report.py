@@ -1,4 +1,4 @@
-"""Results as they come in, on standard output, and as a JUnit report."""
+"""Prints results as they arrive and writes a JUnit report."""
 
 import contextlib
 import threading
@@ -14,7 +14,7 @@ class Report:
 
     @contextlib.contextmanager
     def test(self, suite, name):
-        """Runs a test's body; an exception that leaves it is its failure."""
+        """Runs a test's body; an exception is its failure."""
         started = time.monotonic()
         try:
             yield

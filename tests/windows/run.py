@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs Vantord.exe and its tests under Wine: run.py --build FOLDER --hosted FOLDER [--report FILE] [NAME...]
 
-NAMEs pick the tests whose names hold one of them. Whatever happens, Ctrl-C included, no process of Wine is left.
-Exit code 0 when no test failed; what cannot run here is skipped with the reason.
+Runs the tests whose names contain a NAME. No process of Wine remains, even after Ctrl-C. Exit code 0 if no test failed;
+what cannot run here is skipped with the reason.
 """
 
 import argparse
@@ -19,9 +19,9 @@ sys.dont_write_bytecode = True
 import conformance  # noqa: E402
 import end_to_end  # noqa: E402
 import endings  # noqa: E402
-import lives  # noqa: E402
 import machine  # noqa: E402
 import provision  # noqa: E402
+import sample_test  # noqa: E402
 from report import Report  # noqa: E402
 
 SUITES = (*endings.SUITES, *end_to_end.SUITES)
@@ -30,15 +30,15 @@ PROJECT = Path(__file__).resolve().parents[2]
 
 def parse(arguments):
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--build", type=Path, required=True, help="where Vantord.exe was built")
-    parser.add_argument("--hosted", type=Path, required=True, help="where vantord-tablet was built")
+    parser.add_argument("--build", type=Path, required=True, help="the build folder of Vantord.exe")
+    parser.add_argument("--hosted", type=Path, required=True, help="the build folder of vantord-tablet")
     parser.add_argument("--report", type=Path, help="a JUnit report to write")
-    parser.add_argument("--work", type=Path, help="where the machines of this run stand; without it, in --build")
+    parser.add_argument("--work", type=Path, help="the folder of this run's machines; default: in --build")
     parser.add_argument("--jobs", type=int, default=2, help="machines at a time")
     parser.add_argument("--wine", default="wine", help="the command that runs a Windows program")
     parser.add_argument("--wineserver", default="wineserver")
-    parser.add_argument("--patience", type=int, default=1, help="how many times longer than here its programs may take")
-    parser.add_argument("names", nargs="*", help="only tests whose name holds one of these")
+    parser.add_argument("--slowdown", type=int, default=1, help="multiplies every time-out, for an emulator")
+    parser.add_argument("names", nargs="*", help="only tests whose name contains one of these")
     return parser.parse_args(arguments)
 
 
@@ -61,13 +61,13 @@ def run_suite(suite, names, report):
 def run_conformance(world, names, report):
     try:
         conformance.run(world, names, report)
-    except Exception as error:  # noqa: BLE001 - told as a failure of the whole
+    except Exception as error:  # noqa: BLE001 - reported as a failed test
         text = "".join(traceback.format_exception(error))
-        report.add(conformance.SUITE, "the tests come to their end", 0.0, "failure", text)
+        report.add(conformance.SUITE, "the program completes", 0.0, "failure", text)
 
 
 def conformance_names(names):
-    """Parts of names of GoogleTest's; empty: all. "ConformanceFiles." gives "Files."."""
+    """Parts of GoogleTest names; empty: all. "ConformanceFiles." becomes "Files."."""
     parts = [name.removeprefix(conformance.SUITE) for name in names if name.startswith(conformance.SUITE)]
     return parts if all(parts) else []
 
@@ -79,7 +79,7 @@ def wants_conformance(names):
 def main(arguments):
     options = parse(arguments)
     report = Report()
-    wine = machine.Wine(options.wine.split(), options.wineserver.split(), patience=options.patience)
+    wine = machine.Wine(options.wine.split(), options.wineserver.split(), slowdown=options.slowdown)
     missing = wine.missing()
     suites = [suite for suite in SUITES if any(tests_of(suite, options.names))]
     if missing:
@@ -99,25 +99,25 @@ def main(arguments):
 
 @contextlib.contextmanager
 def sole_user(folder):
-    """Two runs would pull each other's machines down."""
+    """Locks the folder: two runs would end each other's machines."""
     folder.mkdir(parents=True, exist_ok=True)
     with open(folder / "lock", "w") as lock:
         try:
             fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
-            sys.exit(f"run.py: another run is at work in {folder}: wait for it, or give this one another --work")
+            sys.exit(f"run.py: {folder}: another run uses this folder; wait for it or name another --work")
         yield
 
 
 def need(path, how):
     if not path.exists():
-        sys.exit(f"run.py: {path} is missing: {how}")
+        sys.exit(f"run.py: {path}: does not exist; {how}")
     return path.resolve()
 
 
 def make_world(options, wine):
     templates = options.build.resolve() / "wine"
-    return lives.World(
+    return sample_test.World(
         wine=wine,
         template=machine.template(wine, templates),
         work=(options.work or templates).resolve(),
@@ -143,7 +143,7 @@ def run_all(options, wine, suites, report):
         for done in work:
             done.result()
     finally:
-        # Also after Ctrl-C: then the others still run, until their machines are gone.
+        # After Ctrl-C the other threads still run until their machines are removed.
         pool.shutdown(wait=False, cancel_futures=True)
         machine.interrupt()
         pool.shutdown(wait=True)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Does the comparison of two worlds find what it is there for? Needs neither Wine nor Windows."""
+"""Tests of the comparison, the retries and the facts, without Wine."""
 
 import contextlib
 import io
@@ -8,11 +8,13 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 from pathlib import Path
 
 sys.dont_write_bytecode = True
 
 import differences  # noqa: E402
+import facts  # noqa: E402
 import machine  # noqa: E402
 import registry_text  # noqa: E402
 import transcript  # noqa: E402
@@ -20,11 +22,10 @@ from differences import Difference  # noqa: E402
 from transcript import Message  # noqa: E402
 
 PROJECT = Path(__file__).resolve().parents[2]
-GUID = "{3AEFEA6F-AED7-398F-0C1C-68436903AE64}"
-OTHER_GUID = "{6311AFDF-0911-386C-ED5C-6962340DA587}"
+GUID, OTHER_GUID = "{1}", "{2}"
 
 
-def said(thread, *texts, guid=GUID):
+def logged(thread, *texts, guid=GUID):
     return [Message(thread, text, guid) for text in texts]
 
 
@@ -36,61 +37,61 @@ class Transcripts(unittest.TestCase):
     def complaints(self, tablet, windows, *rows):
         return transcript.compare(tablet, windows, rows)
 
-    def test_equal_ones_are_equal_whatever_the_threads_numbers_and_their_order_are(self):
-        tablet = said("main", "A:1 : a", "B:2 : b") + said("worker", "C:3 : c")
-        windows = said(8, "C:3 : c") + said(4, "A:1 : a", "B:2 : b")
+    def test_thread_numbers_and_thread_order_do_not_matter(self):
+        tablet = logged("main", "A:1 : a", "B:2 : b") + logged("worker", "C:3 : c")
+        windows = logged(8, "C:3 : c") + logged(4, "A:1 : a", "B:2 : b")
         self.assertEqual([], self.complaints(tablet, windows))
 
-    def test_another_word_is_found(self):
-        self.assertEqual(2, len(self.complaints(said("main", "A:1 : a", "B:2 : b"), said(4, "A:1 : a", "B:2 : c"))))
+    def test_another_text_is_found(self):
+        self.assertEqual(2, len(self.complaints(logged("main", "A:1 : a", "B:2 : b"), logged(4, "A:1 : a", "B:2 : c"))))
 
-    def test_a_message_too_few_or_too_many_is_found(self):
-        short, long = said("main", "A:1 : a"), said("main", "A:1 : a", "A:1 : a")
+    def test_a_missing_or_additional_message_is_found(self):
+        short, long = logged("main", "A:1 : a"), logged("main", "A:1 : a", "A:1 : a")
         self.assertEqual(1, len(self.complaints(long, short)))
         self.assertEqual(1, len(self.complaints(short, long)))
 
     def test_another_order_within_a_thread_is_found(self):
-        tablet, windows = said("main", "A:1 : a", "B:2 : b", "C:3 : c"), said(4, "A:1 : a", "C:3 : c", "B:2 : b")
+        tablet, windows = logged("main", "A:1 : a", "B:2 : b", "C:3 : c"), logged(4, "A:1 : a", "C:3 : c", "B:2 : b")
         self.assertTrue(self.complaints(tablet, windows))
 
     def test_another_module_is_found(self):
-        self.assertTrue(self.complaints(said("main", "A:1 : a"), said(4, "A:1 : a", guid=OTHER_GUID)))
+        self.assertTrue(self.complaints(logged("main", "A:1 : a"), logged(4, "A:1 : a", guid=OTHER_GUID)))
 
     def test_a_thread_that_only_one_world_has_is_found(self):
-        one, two = said("main", "A:1 : a"), said("main", "A:1 : a") + said("worker", "B:2 : b")
+        one, two = logged("main", "A:1 : a"), logged("main", "A:1 : a") + logged("worker", "B:2 : b")
         self.assertEqual(1, len(self.complaints(one, two)))
         self.assertEqual(1, len(self.complaints(two, one)))
 
     def test_a_message_on_another_thread_is_found(self):
-        tablet = said("main", "A:1 : a", "B:2 : b") + said("worker", "C:3 : c")
-        windows = said(4, "A:1 : a") + said(8, "C:3 : c", "B:2 : b")
+        tablet = logged("main", "A:1 : a", "B:2 : b") + logged("worker", "C:3 : c")
+        windows = logged(4, "A:1 : a") + logged(8, "C:3 : c", "B:2 : b")
         self.assertEqual(2, len(self.complaints(tablet, windows)))
 
-    def test_threads_that_begin_alike_are_taken_together(self):
-        tablet = said("radio", "R:1 : r", "S:2 : s", "R:1 : r", "S:2 : s")
-        windows = said(4, "R:1 : r", "S:2 : s") + said(8, "R:1 : r", "S:2 : s")
+    def test_threads_with_the_same_first_message_are_joined(self):
+        tablet = logged("radio", "R:1 : r", "S:2 : s", "R:1 : r", "S:2 : s")
+        windows = logged(4, "R:1 : r", "S:2 : s") + logged(8, "R:1 : r", "S:2 : s")
         self.assertEqual([], self.complaints(tablet, windows))
 
-    def test_a_listed_difference_is_no_difference(self):
-        tablet, windows = said("main", "P:1 : id 36 of x"), said(4, "P:1 : id 364 of x")
+    def test_a_listed_difference_is_accepted(self):
+        tablet, windows = logged("main", "P:1 : id 36 of x"), logged(4, "P:1 : id 364 of x")
         listed = row("P:1 : id {digits} of {same}", "P:1 : id {digits} of {same}")
         self.assertEqual([], self.complaints(tablet, windows, listed))
-        self.assertTrue(self.complaints(tablet, said(4, "P:1 : id 364 of y"), listed))
-        self.assertTrue(self.complaints(tablet, said(4, "P:1 : id x of x"), listed))
+        self.assertTrue(self.complaints(tablet, logged(4, "P:1 : id 364 of y"), listed))
+        self.assertTrue(self.complaints(tablet, logged(4, "P:1 : id x of x"), listed))
 
-    def test_a_listed_difference_that_does_not_occur_is_a_difference(self):
-        same = said("main", "A:1 : a")
-        self.assertEqual(1, len(self.complaints(same, said(4, "A:1 : a"), row("A:1 : *", "A:1 : *"))))
-        self.assertEqual(1, len(self.complaints(same, said(4, "A:1 : a"), row("-", "B:2 : b"))))
+    def test_a_listed_difference_that_does_not_occur_is_reported(self):
+        same = logged("main", "A:1 : a")
+        self.assertEqual(1, len(self.complaints(same, logged(4, "A:1 : a"), row("A:1 : *", "A:1 : *"))))
+        self.assertEqual(1, len(self.complaints(same, logged(4, "A:1 : a"), row("-", "B:2 : b"))))
 
     def test_a_message_of_one_world_can_be_listed(self):
-        tablet, windows = said("main", "A:1 : a"), said(4, "A:1 : a", "W:9 : only here")
+        tablet, windows = logged("main", "A:1 : a"), logged(4, "A:1 : a", "W:9 : only here")
         self.assertEqual([], self.complaints(tablet, windows, row("-", "W:9 : {same}")))
 
-    def test_what_has_not_been_said_yet_is_counted(self):
-        expected = said("main", "A:1 : a", "A:1 : a", "B:2 : b")
-        self.assertEqual(2, transcript.inclusion(expected, said(4, "A:1 : a"), []))
-        self.assertEqual(0, transcript.inclusion(expected, said(4, "B:2 : b", "A:1 : a", "A:1 : a", "C:3 : c"), []))
+    def test_messages_not_logged_yet_are_counted(self):
+        expected = logged("main", "A:1 : a", "A:1 : a", "B:2 : b")
+        self.assertEqual(2, transcript.inclusion(expected, logged(4, "A:1 : a"), []))
+        self.assertEqual(0, transcript.inclusion(expected, logged(4, "B:2 : b", "A:1 : a", "A:1 : a", "C:3 : c"), []))
 
 
 class TheTable(unittest.TestCase):
@@ -106,7 +107,7 @@ class TheTable(unittest.TestCase):
         (difference,) = self.read(text)
         self.assertEqual(("X:1 : p|q", "-"), (difference.tablet, difference.wine))
         self.assertTrue(difference.is_of_one_world)
-        self.assertEqual([True, True, False], [difference.holds_for(name) for name in ("a", "b", "c")])
+        self.assertEqual([True, True, False], [difference.applies_to(name) for name in ("a", "b", "c")])
 
     def test_a_file_without_it_is_an_error(self):
         with self.assertRaises(ValueError):
@@ -119,7 +120,7 @@ class TheTable(unittest.TestCase):
 
 
 class TheTableOfCalls(unittest.TestCase):
-    def test_it_lists_exactly_what_the_tests_of_conformance_expect(self):
+    def test_it_lists_exactly_the_differences_that_the_conformance_tests_expect(self):
         text = (PROJECT / "sim" / "winapi" / "README.md").read_text().partition("## One call, two worlds\n")[2]
         listed = re.findall(r"^\| `([\w-]+)` \|", text.split("\n## ")[0], re.M)
         sources = "".join(file.read_text() for file in sorted((PROJECT / "tests" / "conformance").glob("*_test.cpp")))
@@ -129,7 +130,7 @@ class TheTableOfCalls(unittest.TestCase):
 
 
 class TheRunner(unittest.TestCase):
-    def test_without_wine_everything_is_skipped_and_what_is_missing_is_named(self):
+    def test_without_wine_everything_is_skipped_and_the_missing_program_is_named(self):
         with tempfile.TemporaryDirectory() as folder:
             report = Path(folder) / "report.xml"
             words = ["--build", folder, "--hosted", folder, "--report", str(report), "--wine", "no-such-program"]
@@ -146,36 +147,29 @@ class TheRunner(unittest.TestCase):
 
 
 class Machines(unittest.TestCase):
-    def lead(self, *ends):
-        """What comes of a use whose first, second, ... time ends so; and how often it was tried."""
-        left = list(ends)
-
-        def use():
-            end = left.pop(0)
-            if isinstance(end, Exception):
-                raise end
-            return end
-
-        with contextlib.redirect_stdout(io.StringIO()) as said:
+    def tried(self, *results):
+        """The outcome, the number of attempts and the output, when the attempts end with these results."""
+        use = unittest.mock.Mock(side_effect=results)
+        with contextlib.redirect_stdout(io.StringIO()) as output:
             try:
-                return machine.lead("a life", use), len(ends) - len(left), said.getvalue()
+                return machine.with_retries("a run", use), use.call_count, output.getvalue()
             except Exception as error:  # noqa: BLE001 - compared
-                return type(error), len(ends) - len(left), said.getvalue()
+                return type(error), use.call_count, output.getvalue()
 
-    def test_what_wine_loses_is_tried_again_and_said(self):
-        self.assertEqual(("ok", 1, ""), self.lead("ok"))
-        result, tries, said = self.lead(machine.MachineError("the pipe broke"), "ok")
-        self.assertEqual(("ok", 2), (result, tries))
-        self.assertIn("a life: the pipe broke", said)
-        self.assertEqual(("ok", 3), self.lead(*[machine.MachineError("x")] * 2, "ok")[:2])
-        self.assertEqual((machine.MachineError, 3), self.lead(*[machine.MachineError("x")] * 3, "ok")[:2])
+    def test_after_a_machine_error_it_tries_again_and_reports_it(self):
+        self.assertEqual(("ok", 1, ""), self.tried("ok"))
+        result, attempts, output = self.tried(machine.MachineError("the pipe broke"), "ok")
+        self.assertEqual(("ok", 2), (result, attempts))
+        self.assertIn("a run: the pipe broke", output)
+        self.assertEqual(("ok", 3), self.tried(*[machine.MachineError("x")] * 2, "ok")[:2])
+        self.assertEqual((machine.MachineError, 3), self.tried(*[machine.MachineError("x")] * 3, "ok")[:2])
 
-    def test_what_a_test_finds_wrong_is_not_tried_again(self):
-        self.assertEqual((AssertionError, 1, ""), self.lead(AssertionError("x"), "ok"))
+    def test_a_failed_test_is_not_tried_again(self):
+        self.assertEqual((AssertionError, 1, ""), self.tried(AssertionError("x"), "ok"))
 
 
 class Memory(unittest.TestCase):
-    def test_memory_is_counted_by_the_files_that_it_is_of(self):
+    def test_memory_is_counted_by_mapped_file(self):
         maps = (
             "140000000-140001000 r--p 00000000 00:00 0 \nSize: 4 kB\nRss: 4 kB\nPrivate_Dirty: 4 kB\n"
             "7f01000-7f09000 r-xp 00001000 08:01 77   /usr/lib/wine/KERNEL32.dll\nRss: 28 kB\nPrivate_Dirty: 0 kB\n"
@@ -183,6 +177,14 @@ class Memory(unittest.TestCase):
             "7ffc000-7ffd000 rw-p 00000000 00:00 0   [stack]\nRss: 12 kB\nPrivate_Dirty: 8 kB\n"
         )
         self.assertEqual({"": (16, 12), "kernel32.dll": (32, 4)}, machine.memory_by_file(maps))
+
+
+class Facts(unittest.TestCase):
+    def test_they_are_read_from_the_service(self):
+        self.assertEqual("Vantord", facts.SERVICE)
+        self.assertTrue(facts.PARAMETERS_KEY.startswith(facts.SERVICE_KEY + "\\"), facts.PARAMETERS_KEY)
+        self.assertRegex(facts.MODEM_INTERFACE, r"^\{[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\}$")
+        self.assertRegex(facts.MODEM_CLASS_KEY, r"^HKEY_LOCAL_MACHINE\\.*\{[-0-9a-f]{36}\}$")
 
 
 class RegistryTexts(unittest.TestCase):
@@ -205,7 +207,7 @@ class RegistryTexts(unittest.TestCase):
             parsed["hkey_local_machine\\a\\b"],
         )
 
-    def test_what_is_not_understood_is_an_error(self):
+    def test_an_unknown_line_is_an_error(self):
         with self.assertRaises(ValueError):
             registry_text.parse("[HKEY_LOCAL_MACHINE\\A]\nnonsense\n")
 

@@ -1,5 +1,4 @@
-"""What happens inside a session of a Windows machine: the service is installed, lives through the tablet's timeline, and
-what came of it is collected. Knows nothing of how the machine was started."""
+"""One run of the service on a Windows machine: the tablet's timeline is played, and the results are collected."""
 
 import json
 import os
@@ -9,11 +8,13 @@ import uuid
 from dataclasses import dataclass, field
 from pathlib import Path
 
+import facts
 import provision
 import registry_text
 import transcript
+from facts import SERVICE
 from machine import MachineError
-from provision import PARTNER_NOTES, RADIO_NOTES, RECORD, SERVICE, TOAST_NOTE, steer
+from provision import PARTNER_NOTES, RADIO_NOTES, RECORD, TOAST_NOTE, steer
 from tablet_folder import File
 
 REST_SECONDS = 60
@@ -21,36 +22,36 @@ END_SECONDS = 90
 TOAST_SECONDS = 20
 POLL_SECONDS = 0.02
 
-# The service, and one that does next to nothing: what it takes is Windows' own.
+# The service, and one that does nothing, whose memory is Wine's.
 MEASURED = ("Vantord.exe", "partner.exe")
 
 TOAST_STARTED = "Success to launch Toast for CPCrash"
 
-# Controls that nobody can send under Wine go through this one: provision's library delivers what the registry says.
+# A control that cannot be sent under Wine is described in the registry; the supplied library delivers it for this one.
 DESCRIBED_CONTROL = 255
 DESCRIPTION_KEY = r"HKEY_LOCAL_MACHINE\SOFTWARE\VantordTest"
 POWER_EVENT, PRESHUTDOWN = 13, 15
 POWER_TYPES = {"suspend": 4, "resume": 18}
 POWER_SETTING_CHANGE = 0x8013
-DISPLAY_SETTING = uuid.UUID("6fe69556-704a-47a0-8f24-c28d936fda47").bytes_le
+DISPLAY_SETTING = uuid.UUID(facts.DISPLAY_SETTING).bytes_le
 DISPLAY_STATES = {"off": 0, "on": 1, "dimmed": 2}
 
 STATES = {1: "STOPPED", 2: "START_PENDING", 3: "STOP_PENDING", 4: "RUNNING", 5: "CONTINUE_PENDING", 6: "PAUSE_PENDING"}
 
 
 @dataclass
-class Life:
-    """What came of a life of the service."""
+class Outcome:
+    """The results of one run of the service."""
 
     statuses: list = field(default_factory=list)  # (state, controls accepted, exit code, check point), as queried
     messages: list = field(default_factory=list)  # transcript.Message
-    files: dict = field(default_factory=dict)  # whatever the life changed on drive C: {path: File, None when gone}
-    registry: dict = field(default_factory=dict)  # the keys that the tablet names, with all below
-    partner: list = field(default_factory=list)  # what the partner service was told, as texts
-    radio: list = field(default_factory=list)  # what the radio's library was told, as texts
-    toasts: list = field(default_factory=list)  # how the program that tells the user was started
-    arrivals: dict = field(default_factory=dict)  # what arrived at the devices
-    memory: dict = field(default_factory=dict)  # of service and partner before a stop, as Machine.memory tells
+    files: dict = field(default_factory=dict)  # changes on drive C: {path: File, None if removed}
+    registry: dict = field(default_factory=dict)  # the keys that the tablet names, with their sub-keys
+    partner: list = field(default_factory=list)  # what the partner service received, as texts
+    radio: list = field(default_factory=list)  # what the radio's library received, as texts
+    toasts: list = field(default_factory=list)  # how the notification program was started
+    arrivals: dict = field(default_factory=dict)  # what the devices received
+    memory: dict = field(default_factory=dict)  # of service and partner before a stop, as from Machine.memory
 
 
 class Session:
@@ -59,31 +60,31 @@ class Session:
         self.tablet = tablet
         self.programs = programs
         self.memory = {}
-        self.patience = REST_SECONDS  # what is left of it: a service that says something else is waited for but once
+        self.wait_seconds = REST_SECONDS  # 0 after one time-out: a service that logs something else delays a test once
 
-    def live(self, hosted, differences):
-        """One life of the service. `hosted` is its life on the simulated tablet: what happens next in the timeline waits
-        until the service has said what it had said there by then, and the stop until it has said all."""
+    def run(self, hosted, differences):
+        """One run of the service. `hosted` is its run on the simulated tablet: each event of the timeline waits until the
+        service has logged what it had logged there by then, and the stop until it has logged everything."""
         for notes in (RECORD, TOAST_NOTE, PARTNER_NOTES, RADIO_NOTES):
             self.machine.host_path(notes).unlink(missing_ok=True)
         before = _snapshot(self.machine.drive)
         steer(self.machine, "start", SERVICE)
         self.started = time.monotonic()
         printed = self._follow(self._timeline(), hosted, differences)
-        life = Life()
-        life.statuses = self._statuses(printed)
-        life.messages = self._messages()
-        life.arrivals = _objects(steer(self.machine, "arrivals"))[0]
-        life.partner = [note["partner"] for note in self._notes(PARTNER_NOTES)]
-        life.radio = [note["radio"] for note in self._notes(RADIO_NOTES)]
-        life.toasts = self._toasts()
-        life.memory = self.memory
-        life.files = self._files(self._changed_paths(before))
-        life.registry = self._registry()
-        return life
+        return Outcome(
+            statuses=self._statuses(printed),
+            messages=self._messages(),
+            arrivals=_objects(steer(self.machine, "arrivals"))[0],
+            partner=[note["partner"] for note in self._notes(PARTNER_NOTES)],
+            radio=[note["radio"] for note in self._notes(RADIO_NOTES)],
+            toasts=self._toasts(),
+            memory=self.memory,
+            files=self._files(self._changed_paths(before)),
+            registry=self._registry(),
+        )
 
     def variables(self, keys):
-        """Firmware variables, as they are now: {key: data}; those that are not there are left out."""
+        """The existing firmware variables of `keys`: {key: data}."""
         variables = {}
         for key in keys:
             shown = json.loads(self.machine.run_for_status(provision.STEER, "show", key)[1])
@@ -92,7 +93,7 @@ class Session:
         return variables
 
     def _timeline(self):
-        """(milliseconds after the start, what happens), in order."""
+        """(milliseconds after the start, event), in order."""
         events = [(event["at_ms"], event) for event in self.tablet.get("timeline", [])]
         events += [(event["at_ms"], {"event": "setup", **event}) for event in self.tablet.get("setup", [])]
         if self.tablet.get("modem.arrives_at_ms", 0):
@@ -100,14 +101,14 @@ class Session:
         return sorted(events, key=lambda event: event[0])
 
     def _follow(self, timeline, hosted, differences):
-        """Lets the timeline happen, in real time, and the service come to its end; what the service manager showed."""
+        """Plays the timeline in real time until the service ends. Returns the statuses that steer.exe printed."""
         for at, event in timeline:
             self._await_messages(hosted.messages_before(at), differences)
             time.sleep(max(0, self.started + at / 1000 - time.monotonic()))
             if event["event"] in ("stop", "preshutdown"):
                 return self._end(event["event"])
             self._happen(event)
-        if not hosted.was_told_to_stop():
+        if not hosted.was_stopped():
             return self._end("nothing")
         self._await_messages(hosted.messages_before(), differences)
         return self._end("stop")
@@ -135,7 +136,7 @@ class Session:
             self._describe(POWER_EVENT, POWER_SETTING_CHANGE, setting)
         elif kind in ("arrival", "removal"):
             if event["link"] != provision.USB_LINK:
-                raise MachineError(f"{self.tablet.path}/tablet.json: the only device to come and go is {provision.USB_LINK}")
+                raise MachineError(f"{self.tablet.path}/tablet.json: the only device that can arrive or leave is {provision.USB_LINK}")
             steer(self.machine, "interface", "usb", "on" if kind == "arrival" else "off")
         elif kind == "modem arrives":
             steer(self.machine, "interface", "modem", "on")
@@ -146,7 +147,7 @@ class Session:
             raise MachineError(f"{self.tablet.path}/tablet.json: the event {kind} cannot happen on a Windows machine yet")
 
     def _describe(self, control, event_type=0, data=b""):
-        """Delivers a control that nobody can send."""
+        """Delivers a control that cannot be sent under Wine."""
         words = [DESCRIPTION_KEY, "/f", "/v"]
         self.machine.run("reg", "add", *words, "Control", "/t", "REG_DWORD", "/d", control)
         self.machine.run("reg", "add", *words, "EventType", "/t", "REG_DWORD", "/d", event_type)
@@ -154,21 +155,21 @@ class Session:
         steer(self.machine, "control", SERVICE, DESCRIBED_CONTROL)
 
     def _await_messages(self, expected, differences):
-        """Returns when all that is expected was said; when it never is, the comparison will tell what is missing."""
+        """Waits until all expected messages are logged. After a time-out the comparison reports what is missing."""
         began, file, looked_at = time.monotonic(), self.machine.host_path(RECORD), None
         while True:
             size = file.stat().st_size if file.exists() else 0
             if size != looked_at and not transcript.inclusion(expected, self._messages(), differences):
                 return
             looked_at = size
-            if time.monotonic() - began > self.patience:
-                self.patience = 0
+            if time.monotonic() - began > self.wait_seconds:
+                self.wait_seconds = 0
                 return
             time.sleep(POLL_SECONDS)
 
     def _record(self):
         file = self.machine.host_path(RECORD)
-        # The last line may still be on its way.
+        # The last line may be incomplete.
         lines = file.read_text().split("\n")[:-1] if file.exists() else []
         return [json.loads(line) for line in lines]
 
@@ -176,7 +177,7 @@ class Session:
         return [transcript.Message.of(event) for event in self._record() if event["kind"] == "trace"]
 
     def _statuses(self, printed):
-        """Each status as the service manager showed it right after it was reported, and the last one as it stays."""
+        """Each status as the service manager showed it right after the report, and the final one."""
         shown = [event for event in self._record() if event["kind"] == "status"] + _objects(printed)[-1:]
         return [
             (STATES[event["state"]], event["controls_accepted"], event["exit_code"], event["check_point"])
@@ -184,7 +185,7 @@ class Session:
         ]
 
     def _toasts(self):
-        """The program runs beside the service: where it was started, its note is waited for."""
+        """Waits for the note of the notification program if the service started it."""
         file = self.machine.host_path(TOAST_NOTE)
         end = time.monotonic() + TOAST_SECONDS
         started = any(message.text.endswith(TOAST_STARTED) for message in self._messages())
@@ -203,7 +204,7 @@ class Session:
         return [path for path in sorted(changed) if path.parts[0] != "vantord-test"]
 
     def _files(self, paths):
-        """Windows is asked for the attributes; the contents are read on the host."""
+        """The attributes come from Windows, the contents from the host."""
         listing = provision.TEST_FOLDER + "\\paths.txt"
         names = [str(path).replace("/", "\\") for path in paths]
         text = "".join(f"C:\\{name}\r\n" for name in names)
@@ -232,12 +233,12 @@ def _objects(printed):
 
 
 def _top_keys(keys):
-    """Those that no other one holds."""
+    """The keys that are not below another one."""
     return [key for key in sorted(keys) if not any(key.startswith(other + "\\") for other in keys)]
 
 
 def _snapshot(drive):
-    """What tells whether a file or folder of drive C: is still the same."""
+    """Facts that change with a file or folder of drive C:."""
     snapshot = {}
     for folder, folders, files in os.walk(drive, followlinks=False):
         for name in folders + files:

@@ -1,4 +1,4 @@
-"""A tablet as a folder, as docs/tablet.md describes it: what a Windows machine must be given to be like it."""
+"""A tablet folder as docs/tablet.md describes it, read to make a Windows machine equal to it."""
 
 import hashlib
 import json
@@ -9,13 +9,13 @@ from pathlib import Path
 import registry_text
 
 READ_ONLY, HIDDEN, SYSTEM, DIRECTORY, ARCHIVE = 0x1, 0x2, 0x4, 0x10, 0x20
-# What both worlds keep. The archive bit is not among them: Wine shows it for every file.
+# The attributes that both worlds keep. Wine shows the archive bit for every file.
 COMPARED = READ_ONLY | HIDDEN | SYSTEM | DIRECTORY
 
 
 @dataclass(frozen=True)
 class File:
-    """A file or folder, as far as both worlds keep it."""
+    """What both worlds keep of a file or folder."""
 
     digest: str  # SHA-256 of the content; empty for a folder
     attributes: int  # those of COMPARED
@@ -50,7 +50,7 @@ class TabletFolder:
 
     def registry_files(self):
         files = sorted((self.path / "registry").glob("*.reg"))
-        # What runs have changed counts last.
+        # The changes of earlier runs come last.
         return sorted(files, key=lambda file: file.name == "zz-saved.reg")
 
     def registry(self):
@@ -69,7 +69,7 @@ class TabletFolder:
         return variables
 
     def files(self):
-        """What is on drive C:, in lower case without the drive: {path: host path}."""
+        """Files and folders of drive C:, in lower case without the drive: {path: host path}."""
         root = self.path / "C"
         return {
             str(file.relative_to(root)).replace("/", "\\").lower(): file
@@ -78,13 +78,13 @@ class TabletFolder:
 
 
 def changed_files(before, after):
-    """What differs between two tablets on drive C:, as it is in `after`: {path: File, None when gone}."""
+    """Changes on drive C: between two tablets: {path: File in `after`, None if removed}."""
     old, new = ({path: File.of(file, attributes(file)) for path, file in one.files().items()} for one in (before, after))
     return {path: new.get(path) for path in old.keys() | new.keys() if old.get(path) != new.get(path)}
 
 
 def attributes(file):
-    """DOS attributes as the tablet keeps them beside a file."""
+    """DOS attributes, which the tablet keeps in an extended attribute."""
     try:
         value = int(os.getxattr(file, "user.DOSATTRIB").split(b"\0")[0], 16)
     except OSError:

@@ -1,8 +1,8 @@
-"""Compares what the service said in two worlds: message by message, in order within each thread.
+"""Compares the messages of the service in two worlds, in order within each thread.
 
-Threads have no names on Windows. A thread there belongs to the thread of the simulated tablet that begins with the same
-message; several that begin alike (callbacks on threads of their own) are taken together, in the order of their
-beginning. Messages of different threads have no order.
+Threads have no names on Windows. A thread there belongs to the thread of the simulated tablet with the same first message;
+threads with the same first message (callbacks) are joined in the order of their start. Messages of different threads have
+no order.
 """
 
 import difflib
@@ -13,8 +13,8 @@ from dataclasses import dataclass
 @dataclass(frozen=True)
 class Message:
     thread: object  # its name on the simulated tablet, its number on Windows
-    text: str  # function, line and words, as they were traced
-    guid: str  # of the module that speaks
+    text: str  # the whole message: function, line, text
+    guid: str  # of the module
 
     @staticmethod
     def of(event):
@@ -22,8 +22,8 @@ class Message:
 
 
 @dataclass(frozen=True)
-class Said:
-    """A message as it is compared: either in its own words, or as one that a known difference explains."""
+class Compared:
+    """A message as it is compared: its own text, or that of a listed difference."""
 
     words: str
     guid: str
@@ -33,58 +33,58 @@ class Said:
 
 
 def compare(tablet, windows, differences):
-    """Complaints, as texts, about all that the differences do not explain, and about those that did not occur."""
+    """Texts that describe each unexplained difference, and each listed difference that did not occur."""
     used = Counter()
     hosted = _by_thread(_explain(tablet, differences, "tablet", used))
     other = _by_thread(_explain(windows, differences, "wine", used))
     complaints = []
     matched = _match_threads(hosted, other, complaints)
-    for name, said in hosted.items():
-        complaints += _compare_thread(name, said, matched.get(name, []))
+    for name, logged in hosted.items():
+        complaints += _compare_thread(name, logged, matched.get(name, []))
     for difference in differences:
         if not difference.occurred(used):
-            complaints.append(f"listed, but there is no such difference: {difference}")
+            complaints.append(f"listed difference did not occur: {difference}")
     return complaints
 
 
-def inclusion(expected, said, differences):
-    """How many of the expected messages have not been said yet, whoever says them."""
+def inclusion(expected, logged, differences):
+    """The number of expected messages that no thread has logged yet."""
     wanted = Counter(one for _, one in _explain(expected, differences, "tablet", Counter()))
-    heard = Counter(one for _, one in _explain(said, differences, "wine", Counter()))
+    heard = Counter(one for _, one in _explain(logged, differences, "wine", Counter()))
     return sum((wanted - heard).values())
 
 
 def _explain(messages, differences, world, used):
-    """(thread, what is compared) of each message that counts in both worlds."""
+    """(thread, Compared) of each message that both worlds must have."""
     for message in messages:
         for difference in differences:
             words = difference.explain(message.text, world)
             if words is not None:
                 used[difference, world, message.text] += 1
                 if not difference.is_of_one_world:
-                    yield message.thread, Said(words, message.guid)
+                    yield message.thread, Compared(words, message.guid)
                 break
         else:
-            yield message.thread, Said(message.text, message.guid)
+            yield message.thread, Compared(message.text, message.guid)
 
 
 def _by_thread(pairs):
     threads = {}
-    for thread, said in pairs:
-        threads.setdefault(thread, []).append(said)
+    for thread, logged in pairs:
+        threads.setdefault(thread, []).append(logged)
     return threads
 
 
 def _match_threads(hosted, other, complaints):
-    """{name of the tablet's thread: what its threads on Windows said}"""
-    beginnings = {said[0]: name for name, said in hosted.items()}
+    """{name of the tablet's thread: messages of its threads on Windows}"""
+    beginnings = {logged[0]: name for name, logged in hosted.items()}
     matched = {}
-    for number, said in other.items():
-        name = beginnings.get(said[0])
+    for number, logged in other.items():
+        name = beginnings.get(logged[0])
         if name is None:
-            complaints.append(f"a thread that the tablet does not have says: {'; '.join(map(str, said))}")
+            complaints.append(f"only Wine has this thread: {'; '.join(map(str, logged))}")
         else:
-            matched.setdefault(name, []).extend(said)
+            matched.setdefault(name, []).extend(logged)
     return matched
 
 
@@ -93,7 +93,7 @@ def _compare_thread(name, hosted, other):
     for kind, first, last, other_first, other_last in matcher.get_opcodes():
         if kind == "equal":
             continue
-        for said in hosted[first:last]:
-            yield f"thread {name}: only the tablet says (of {said.guid}): {said}"
-        for said in other[other_first:other_last]:
-            yield f"thread {name}: only Wine says (of {said.guid}): {said}"
+        for logged in hosted[first:last]:
+            yield f"thread {name}: only the tablet logs (of {logged.guid}): {logged}"
+        for logged in other[other_first:other_last]:
+            yield f"thread {name}: only Wine logs (of {logged.guid}): {logged}"

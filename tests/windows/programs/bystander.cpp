@@ -1,4 +1,4 @@
-// A process that is only there: tests start it as winlogon.exe, by which the service knows a logon session.
+// A process that does nothing. Tests start it as winlogon.exe, by which the service finds a logon session.
 #include <windows.h>
 
 extern "C" int wmain() {

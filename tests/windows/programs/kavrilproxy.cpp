@@ -1,5 +1,5 @@
-// A stand-in for the radio interface layer's proxy library: it connects at once, and completes each command on a thread
-// of its own. It leaves a note of each in C:\vantord-test\radio.jsonl.
+// A stand-in for the radio interface layer's proxy library: it connects at once and completes each command on a new
+// thread. It records each call in C:\vantord-test\radio.jsonl.
 #include <windows.h>
 
 #include <string>
@@ -14,7 +14,7 @@ using NotifyCallback = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PT
 struct Connection {
   ResultCallback onResult;
   void* context;
-  HANDLE answering;  ///< the thread that completes the last command; null when there was none
+  HANDLE answering;  ///< the thread that completes the last command, or null
 };
 
 constexpr char kNotes[] = "C:\\vantord-test\\radio.jsonl";
@@ -41,7 +41,7 @@ HRESULT WINAPI RIL_Initialize(DWORD, ResultCallback onResult, NotifyCallback, DW
   return S_OK;
 }
 
-// Waits for an answer that is on its way, as the simulated tablet does. The connection's memory stays.
+// Waits for a pending completion, as the simulated tablet does. The connection's memory is not freed.
 HRESULT WINAPI RIL_Release(void* handle) {
   HANDLE const answering = static_cast<Connection*>(handle)->answering;
   if (answering != nullptr) ::WaitForSingleObject(answering, kLongestAnswerMs);

@@ -1,9 +1,9 @@
-// Notes that programs beside the service leave for the test: one JSON object a line.
+// Records that the test programs write: one JSON object a line.
 #pragma once
 
 #include <cstdio>
 
-/// Appends `line` to a file. Whoever notes something else at the same time needs a file of its own.
+/// Appends `line` to a file. Two programs must not share a file.
 inline bool Note(const char* file, const char* line) {
   std::FILE* const note = std::fopen(file, "ab");
   if (note == nullptr) return false;

@@ -1,5 +1,5 @@
-// The partner service "Pelt" in tests: it starts at once, takes every control and stops when it is told to.
-// It leaves a note of its start and of each control in C:\vantord-test\partner.jsonl.
+// The partner service "Pelt" in tests: it starts at once, accepts every control and stops on request.
+// It records its start and each control in C:\vantord-test\partner.jsonl.
 #include <windows.h>
 
 // Needs <windows.h> before it.

@@ -1,22 +1,22 @@
-// What a test does inside of Wine: steers the test driver and plays the service manager's client.
+// The tests' program inside Wine: controls the test driver and the service manager.
 //
-//   steer driver PATH                       makes and starts the test driver
-//   steer interface NAME on|off             lets "modem", "safi", "usb" or "statistics" arrive or leave
-//   steer variable KEY HEX                  gives a firmware variable its bytes; "-" removes it
-//   steer trouble STATUS COUNT             lets the firmware driver answer so, COUNT times or "always"
+//   steer driver PATH                       creates and starts the test driver
+//   steer interface NAME on|off             makes "modem", "safi", "usb" or "statistics" arrive or leave
+//   steer variable KEY HEX                  sets a firmware variable; "-" removes it
+//   steer trouble STATUS COUNT             makes the firmware driver reply STATUS, COUNT times or "always"
 //   steer show KEY                          prints a firmware variable
-//   steer arrivals                          prints what has arrived at the devices since the last time
-//   steer attributes LIST                   prints the attributes of the files that a UTF-8 file names, one a line
+//   steer arrivals                          prints what the devices received since the last call
+//   steer attributes LIST                   prints the attributes of the files listed in a UTF-8 file, one a line
 //   steer spawn PATH                        starts a program and leaves it running
-//   steer install SECTION INF               has set-up install a section of an INF file, without asking or restarting
-//   steer create NAME PATH                  makes a service that starts with the system
-//   steer start NAME                        starts a service and does not wait
-//   steer stop NAME MILLISECONDS            stops it and prints each status until it has
-//   steer await NAME MILLISECONDS           the same, without a control before it
+//   steer install SECTION INF               installs a section of an INF file, without questions or a restart
+//   steer create NAME PATH                  creates a service that starts with the system
+//   steer start NAME                        starts a service without waiting
+//   steer stop NAME MILLISECONDS            stops it and prints each status until it has stopped
+//   steer await NAME MILLISECONDS           the same, without sending a control
 //   steer control NAME CODE                 sends a control
 //
-// Several may stand behind one another, parted by "--". Everything is printed as JSON, one object a line; what went
-// wrong as {"failed": WHAT, "error": NUMBER}, and the program then ends with 1.
+// "--" separates several commands. The output is JSON, one object a line. A failure is {"failed": WHAT, "error": NUMBER}
+// and exit code 1.
 #include <windows.h>
 
 // Needs <windows.h> before it.
@@ -151,7 +151,7 @@ bool Spawn(const Words& words) {
          Fail("CreateProcessW");
 }
 
-/// What rundll32 does for `setupapi,InstallHinfSection`, but for its window. It says nothing of how it went.
+/// Does what rundll32 does for `setupapi,InstallHinfSection`, without a window. It returns no result.
 bool Install(const Words& words) {
   ::InstallHinfSectionW(nullptr, nullptr, (words[1] + L" 128 " + words[2]).c_str(), 0);
   return true;
@@ -164,8 +164,7 @@ bool CreateTheService(const Words& words) {
   return service != nullptr || Fail("CreateServiceW");
 }
 
-/// Prints every status that differs from the one before, until the service has stopped. Whatever it does, the wait
-/// ends.
+/// Prints every status that differs from the previous one, until the service has stopped or the time is up.
 bool Await(SC_HANDLE service, DWORD milliseconds) {
   SERVICE_STATUS_PROCESS last = {};
   last.dwCurrentState = ~0ul;
@@ -200,7 +199,7 @@ bool AwaitItsEnd(const Words& words) {
   return service != nullptr && Await(service, Number(words[2]));
 }
 
-/// A second control after the stop would end the service's process under Wine: from here on it is only asked.
+/// A second control after the stop would end the service's process under Wine: only queries follow.
 bool StopTheService(const Words& words) {
   SC_HANDLE const service = Service(words[1]);
   if (service == nullptr) return false;

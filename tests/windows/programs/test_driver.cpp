@@ -1,5 +1,5 @@
-// A driver for tests: it plays the firmware driver, the modem control device and "\\.\AMSSStats". Programs steer it
-// through a device of its own: steering.h.
+// The test driver: the firmware driver, the modem control device and "\\.\AMSSStats". Programs control it through a
+// device of its own (steering.h).
 #include <ntddk.h>
 
 #include "tests/windows/programs/steering.h"
@@ -10,7 +10,7 @@ constexpr GUID kModemClass = {0xD49F5C0E, 0xE540, 0x4DBE, {0xBF, 0x78, 0x97, 0xE
 constexpr GUID kSafiClass = {0xFD9FF848, 0x46D1, 0x4CE7, {0x89, 0x40, 0x6D, 0xF2, 0xF1, 0xE6, 0xEF, 0xF6}};
 constexpr GUID kUsbClass = {0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED}};
 
-// The firmware driver's requests. Their method bits say direct output: what goes back stands behind an MDL.
+// The firmware driver's requests. Their method is direct output: the reply is in an MDL.
 constexpr ULONG kSafiWrite = 0x68922002;
 constexpr ULONG kSafiRead = 0x68922006;
 constexpr ULONG kSafiSize = 0x6892200A;
@@ -26,7 +26,7 @@ enum class Role : ULONG { kSteering, kStatistics, kTablet };
 
 struct Extension {
   Role role;
-  DEVICE_OBJECT* below;  ///< of the tablet's device: the next one of its stack
+  DEVICE_OBJECT* below;  ///< of the tablet's device: the next lower device
   UNICODE_STRING links[kSteerInterfaces];
 };
 
@@ -51,7 +51,7 @@ WCHAR LowerCase(WCHAR character) {
   return character >= 'A' && character <= 'Z' ? static_cast<WCHAR>(character + 'a' - 'A') : character;
 }
 
-/// The letter case of a GUID means nothing, that of a name does.
+/// GUIDs are compared without case, names with case.
 bool SameKey(const WCHAR* one, const WCHAR* other) {
   constexpr ULONG kGuidCharacters = 38;
   for (ULONG i = 0; i < 130; ++i) {
@@ -61,7 +61,7 @@ bool SameKey(const WCHAR* one, const WCHAR* other) {
   return true;
 }
 
-/// The variable of that key; null when there is none. An empty place has no key.
+/// The variable of that key, or null. A free slot has an empty key.
 SteerVariable* FindVariable(const WCHAR* key) {
   for (SteerVariable& variable : g_variables) {
     if (variable.key[0] != 0 && SameKey(variable.key, key)) return &variable;
@@ -81,7 +81,7 @@ NTSTATUS PutVariable(const SteerVariable& given) {
   return STATUS_SUCCESS;
 }
 
-/// Answers a request of the firmware driver, whose buffers have at least their records' lengths.
+/// Handles a request to the firmware driver. The buffers are at least as long as their records.
 ULONG AnswerSafi(ULONG code, const UCHAR* in, UCHAR* out, ULONG outBytes) {
   if (g_trouble.status != 0 && g_trouble.count != 0) {
     if (g_trouble.count != kSteerAlways) --g_trouble.count;
@@ -229,7 +229,7 @@ NTSTATUS NTAPI OpenOrClose(DEVICE_OBJECT* device, IRP* irp) {
 
 NTSTATUS NTAPI PlugAndPlay(DEVICE_OBJECT* device, IRP* irp) {
   Extension& extension = ExtensionOf(device);
-  // Interfaces arrive when the test says so, not when the device starts.
+  // Interfaces arrive on the test's command, not when the device starts.
   UCHAR const minor = IoGetCurrentIrpStackLocation(irp)->MinorFunction;
   if (minor == IRP_MN_START_DEVICE || minor == IRP_MN_REMOVE_DEVICE) irp->IoStatus.Status = STATUS_SUCCESS;
   IoSkipCurrentIrpStackLocation(irp);
@@ -305,7 +305,7 @@ extern "C" NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING*) {
   return MakeNamedDevice(driver, Role::kStatistics, L"\\Device\\AMSSStats", L"\\DosDevices\\AMSSStats", &g_statistics);
 }
 
-// The compiler calls these by itself; a driver has no C library to take them from.
+// The compiler generates calls of these; a driver has no C library.
 extern "C" void* memcpy(void* to, const void* from, size_t count) {
   for (size_t i = 0; i < count; ++i) static_cast<volatile char*>(to)[i] = static_cast<const char*>(from)[i];
   return to;

@@ -1,5 +1,5 @@
-// What tests put in the place of the program that tells the user of a crash: it leaves a note of how it was started, as
-// one JSON object in C:\vantord-test\toast.json, and ends.
+// Replaces the notification program in tests: it records how it was started, as one JSON object in
+// C:\vantord-test\toast.json, and exits.
 #include <windows.h>
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The parts of a command line and of a variable that a test looks at are plain ASCII; anything else becomes a "?".
+/// The tests look at ASCII only; any other character becomes "?".
 std::string Plain(const WCHAR* text) {
   std::string plain;
   for (; *text != 0; ++text) {

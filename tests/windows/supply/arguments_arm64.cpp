@@ -1,5 +1,5 @@
-// Debian's Wine for ARM64 is made of Linux libraries: what takes a list of arguments expects it as Linux lays it out,
-// and gets it from a Windows program as Windows does. The program under test hands on such a list in one place.
+// Debian's Wine for ARM64 consists of Linux libraries, which expect a va_list in Linux' layout but get one in Windows'
+// layout from a Windows program. The program under test passes a va_list in one place.
 #include <cstdarg>
 
 #include "tests/windows/supply/supply.h"
@@ -8,8 +8,8 @@ namespace supply {
 
 namespace {
 
-/// Linux' list: what is left in the saved registers, counted from their ends, then the stack. Of a list that Windows
-/// made, whose arguments stand one behind the other in 8 bytes each, all is on the stack.
+/// Linux' va_list: the rest of the saved registers, counted from their ends, then the stack. A Windows list is
+/// consecutive slots of 8 bytes, all of them on the stack.
 struct LinuxArguments {
   void* stack;
   void* generalEnd = nullptr;
@@ -19,7 +19,7 @@ struct LinuxArguments {
 };
 static_assert(sizeof(LinuxArguments) == 32);
 
-// A structure of that size goes by reference.
+// A structure of this size is passed by reference.
 using FormatOfLinux = int (*)(WCHAR*, std::size_t, const WCHAR*, LinuxArguments*);
 FormatOfLinux g_format;
 

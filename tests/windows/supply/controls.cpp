@@ -1,5 +1,5 @@
-// Controls that nobody can send under Wine (power events, preshutdown, device events): the test describes one in the
-// registry and sends a user-defined control, which the program's handler gets as the described one, on its own thread.
+// Controls that cannot be sent under Wine (power events, preshutdown, device events): the test describes one in the
+// registry and sends a user-defined control, which the program's handler receives as the described one, on its thread.
 #include "tests/windows/supply/supply.h"
 
 #include <vector>

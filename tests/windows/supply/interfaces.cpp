@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Every present interface's path, each terminated, and one more terminator.
+/// The paths of all present interfaces, each null-terminated, and one more null.
 std::vector<WCHAR> MultiString(const GUID& interfaceClass) {
   std::vector<WCHAR> list;
   HDEVINFO const set = ::SetupDiGetClassDevsW(&interfaceClass, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
@@ -30,7 +30,7 @@ std::vector<WCHAR> MultiString(const GUID& interfaceClass) {
   return list;
 }
 
-// What sechost.dll of Wine takes: whom to call, with what, and which events.
+// The parameters of Wine's sechost.dll: callback, context, and events.
 struct NotificationDetails {
   DWORD(CALLBACK* onEvent)(HANDLE handle, DWORD event, DEV_BROADCAST_HDR* header);
   HANDLE handle;
@@ -106,7 +106,7 @@ CONFIGRET WINAPI RegisterNotification(PCM_NOTIFY_FILTER filter, PVOID context, P
   return CR_SUCCESS;
 }
 
-// The registration's memory stays: an event may be under way on Wine's own thread.
+// The registration's memory is not freed: an event may be pending on Wine's thread.
 CONFIGRET WINAPI UnregisterNotification(HCMNOTIFICATION notification) {
   auto const detach = FromSechost<UnregisterWithSechost>("I_ScUnregisterDeviceNotification");
   if (detach == nullptr) return CR_CALL_NOT_IMPLEMENTED;

@@ -6,10 +6,10 @@ namespace supply {
 
 namespace {
 
-/// Wine looks for the end of a file before it appends to it: two threads at once would write to the same place.
+/// Wine seeks to the end before it appends: two threads would write to the same place.
 SRWLOCK g_lock = SRWLOCK_INIT;
 
-/// Opened at the first line.
+/// Opened for the first line.
 HANDLE RecordFile() {
   static HANDLE const file = ::CreateFileW(kRecordFile, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                            OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -21,7 +21,7 @@ HANDLE RecordFile() {
 std::string Quoted(const std::wstring& text) {
   std::string quoted = "\"";
   for (WCHAR const character : text) {
-    // Everything but plain ASCII as a number, surrogates one by one, so that the line is JSON whatever was traced.
+    // Anything but ASCII is escaped, surrogates one by one, so that the line is always JSON.
     if (character >= 0x20 && character < 0x7F && character != L'"' && character != L'\\') {
       quoted += static_cast<char>(character);
       continue;
@@ -34,7 +34,7 @@ std::string Quoted(const std::wstring& text) {
 }
 
 void Record(const std::string& members) {
-  // Whoever calls may still want to know why its own last call failed.
+  // The caller's last error must survive.
   DWORD const lastError = ::GetLastError();
   std::string const line = "{\"thread\":" + std::to_string(::GetCurrentThreadId()) + "," + members + "}\n";
   DWORD written = 0;

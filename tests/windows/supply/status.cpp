@@ -1,5 +1,4 @@
-// Status reports: after each of them the service manager is asked what it shows now. A client that polls from outside
-// would miss the short ones.
+// Status reports: after each one the service manager is queried. A client that polls from outside would miss short states.
 #include "tests/windows/supply/supply.h"
 
 // Needs <windows.h> before it.
@@ -29,7 +28,7 @@ void RecordShownStatus() {
   ::CloseServiceHandle(manager);
 }
 
-/// The last report is left to the client outside: the process may end while this thread still asks.
+/// The last report is left to the client outside: the process may end during the query.
 BOOL WINAPI ReportAndRecord(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status) {
   bool const isLast = status->dwCurrentState == SERVICE_STOPPED;
   BOOL const reported = g_report(handle, status);

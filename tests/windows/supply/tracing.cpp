@@ -1,4 +1,4 @@
-// Event tracing, with this library as the one session: everything enabled, every message a line of the record.
+// Event tracing. This library is the only session: everything is enabled, every message is a line of the record.
 #include "tests/windows/supply/supply.h"
 
 // Need <windows.h> before them.
@@ -32,10 +32,10 @@ ULONG WINAPI EnableFlags(TRACEHANDLE) { return ~0ul; }
 
 UCHAR WINAPI EnableLevel(TRACEHANDLE) { return TRACE_LEVEL_VERBOSE; }
 
-/// The texts of a message, one behind the other: pairs of a pointer and a size, up to a null pointer.
+/// The concatenated texts of a message: pairs of pointer and size, up to a null pointer.
 ULONG __cdecl Message(TRACEHANDLE logger, ULONG, LPCGUID module, ULONG number, ...) {
   if (logger != kLogger) return ERROR_INVALID_HANDLE;
-  // The caller's last error survives a message.
+  // The caller's last error must survive.
   DWORD const lastError = ::GetLastError();
   std::wstring text;
   std::va_list arguments;
