@@ -1,11 +1,25 @@
-# The product itself.
+# The product itself. The tool chain that has a record of the executable says where it puts the symbols: VANTORD_SYMBOLS.
 
-# The tool chain that a record of the executable belongs to says where it puts the symbols: VANTORD_SYMBOLS.
-string(TOLOWER ${CMAKE_SYSTEM_PROCESSOR} VANTORD_ARCHITECTURE)
-if(VANTORD_ARCHITECTURE MATCHES "^(x86_64|amd64)$")
-  set(VANTORD_ARCHITECTURE x64)
-elseif(VANTORD_ARCHITECTURE STREQUAL "aarch64")
-  set(VANTORD_ARCHITECTURE arm64)
+# The machine that the compiler makes programs for, whatever CMAKE_SYSTEM_PROCESSOR says.
+include(CheckCXXSourceCompiles)
+block(PROPAGATE VANTORD_ARCHITECTURE)
+  set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+  foreach(machine IN ITEMS "arm64|__aarch64__|_M_ARM64" "x64|__x86_64__|_M_X64")
+    string(REPLACE "|" ";" machine ${machine})
+    list(GET machine 0 name)
+    list(GET machine 1 gnu)
+    list(GET machine 2 microsoft)
+    check_cxx_source_compiles("
+      #if !defined(${gnu}) && !defined(${microsoft})
+      #error another machine
+      #endif" VANTORD_FOR_${name})
+    if(VANTORD_FOR_${name})
+      set(VANTORD_ARCHITECTURE ${name})
+    endif()
+  endforeach()
+endblock()
+if(NOT VANTORD_ARCHITECTURE)
+  message(FATAL_ERROR "${CMAKE_CXX_COMPILER} makes programs for neither ARM64 nor x64")
 endif()
 
 if(MINGW)
@@ -15,6 +29,11 @@ if(MINGW)
   # Where this was built is nobody's business on a tablet, and two clones give the same program.
   set(from_anywhere -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   target_compile_options(vantord_options INTERFACE ${from_anywhere})
+  # A function that has a buffer checks on its return that nothing was written past it.
+  target_compile_options(vantord_options INTERFACE -fstack-protector-strong)
+  add_library(vantord_stack_protector STATIC cmake/mingw/stack_protector.c)
+  target_compile_options(vantord_stack_protector PRIVATE -Wall -Wextra -Werror -fno-stack-protector ${from_anywhere})
+  target_link_libraries(vantord_options INTERFACE vantord_stack_protector)
 endif()
 
 # The process entry belongs to the program. Off Windows it belongs to the library: there the tablet calls it.
@@ -26,7 +45,6 @@ add_executable(Vantord vantord/service/main.cpp)
 target_link_libraries(Vantord PRIVATE vantord_service advapi32 cfgmgr32 ole32 powrprof psapi setupapi userenv version)
 # No DLLs but Windows' own.
 if(MSVC)
-  set_property(DIRECTORY PROPERTY MSVC_RUNTIME_LIBRARY MultiThreaded)
   target_compile_options(vantord_options INTERFACE /guard:cf)
   target_link_options(Vantord PRIVATE /guard:cf /Brepro)
 else()

@@ -18,8 +18,10 @@ PROJECT = Path(__file__).resolve().parents[3]
 # Windows answers GetFileVersionInfoSizeW with room for every text a second time, and 4 bytes more. The service asks for
 # no block above this.
 VERSION_BLOCK_LIMIT = 4096
-# How far the size may drift before somebody looks.
-SIZE_TOLERANCE_PERCENT = 2
+# How far a number may drift before it has to be recorded anew, in per cent.
+TOLERANCES = {"size": 2, "canaries": 10}
+# __stack_chk_fail of cmake/mingw/stack_protector.c: 2 into a register, and the instruction of a fast failure.
+STACK_CHECK_FAILED = {0xAA64: bytes.fromhex("4000805260003ed4"), 0x8664: bytes.fromhex("b902000000cd29")}
 # Absolute paths of whoever built it, narrow or wide. What a compiler's own sources say of themselves is relative.
 BUILD_PATH = re.compile(rb"(?<![\w.])/(?:[\w.+-]+/)+[\w.+-]+\.(?:c|cc|cpp|h|S|s|o|obj|a|lib|pdb)\b|[A-Za-z]:\\[^\0\"<>|]*?\.(?:pdb|obj|cpp)\b")
 MITIGATIONS = {
@@ -38,6 +40,10 @@ def described(program):
         "mitigations": {name: bool(program.dll_characteristics & bit) for name, bit in MITIGATIONS.items()},
         "sections": program.section_names(),
         "size": len(program.data),
+        # Places that end the process if something was written past a buffer on the stack.
+        "canaries": program.calls(STACK_CHECK_FAILED[program.machine]) if program.machine in STACK_CHECK_FAILED else 0,
+        "load_configuration": program.load_configuration(),
+        "exports": program.exports(),
         "imports": program.imports(),
     }
 
@@ -47,9 +53,9 @@ def _moved(name, was, now):
     if isinstance(was, dict) and isinstance(now, dict):
         for key in sorted(was.keys() | now.keys()):
             yield from _moved(f"{name}.{key}" if name else key, was.get(key, []), now.get(key, []))
-    elif name == "size":
-        if abs(now - was) * 100 > was * SIZE_TOLERANCE_PERCENT:
-            yield f"size: was {was} bytes, is {now}: more than {SIZE_TOLERANCE_PERCENT} % away"
+    elif name in TOLERANCES:
+        if abs(now - was) * 100 > was * TOLERANCES[name]:
+            yield f"{name}: was {was}, is {now}: more than {TOLERANCES[name]} % away"
     elif isinstance(was, list) and isinstance(now, list):
         for gone in sorted(set(was) - set(now)):
             yield f"{name}: {gone} is gone"

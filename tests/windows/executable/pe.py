@@ -1,10 +1,12 @@
 """Reads what the tests want to know of a Windows program: a small reader of the PE32+ format."""
 
+import re
 import struct
 from dataclasses import dataclass
 
 EXPORTS, IMPORTS, RESOURCES, RELOCATIONS, DEBUG, LOAD_CONFIG = 0, 1, 2, 5, 6, 10
 RT_VERSION = 16
+ARM64 = 0xAA64  # the machine
 DEBUG_CODEVIEW, DEBUG_REPRODUCIBLE = 2, 16
 SECTION_EXECUTABLE, SECTION_WRITABLE = 0x20000000, 0x80000000
 GUARD_CF = 0x4000  # of the DLL characteristics
@@ -12,7 +14,7 @@ FIXED_FILE_INFO = 0xFEEF04BD
 
 
 class NotAProgram(Exception):
-    """The file is none that this reader understands; the text says why."""
+    """The file is not one that this reader understands; the text says why."""
 
 
 @dataclass(frozen=True)
@@ -91,6 +93,39 @@ class Program:
                 entry_at += 8
             at += 20
         return {library: sorted(names) for library, names in found.items()}
+
+    def exports(self):
+        """Sorted names of what other programs may call, a function without a name as "#3"."""
+        address, _ = self.directory(EXPORTS)
+        if not address:
+            return []
+        base, functions, names, table, names_at, ordinals_at = struct.unpack_from("<IIIIII", self.data, self.offset(address) + 16)
+        named = {}
+        for i in range(names):
+            ordinal = self._number("H", self.offset(ordinals_at) + 2 * i)
+            named[ordinal] = self.text(self._number("I", self.offset(names_at) + 4 * i))
+        used = [i for i in range(functions) if self._number("I", self.offset(table) + 4 * i)]
+        return sorted(named.get(i, f"#{base + i}") for i in used)
+
+    def load_configuration(self):
+        """The size that the load configuration says it has; 0 if the program has none."""
+        address, _ = self.directory(LOAD_CONFIG)
+        return self._number("I", self.offset(address)) if address else 0
+
+    def calls(self, code):
+        """How many calls lead to the function that consists of these bytes."""
+        return sum(self._calls_in(section, code) for section in self.sections if section.flags & SECTION_EXECUTABLE)
+
+    def _calls_in(self, section, code):
+        text = self.data[section.offset : section.offset + section.stored]
+        target = text.find(code)
+        if target < 0:
+            return 0
+        if self.machine == ARM64:  # bl: the distance in instructions, 26 bits with a sign
+            words = struct.unpack_from(f"<{len(text) // 4}I", text)
+            return sum(word >> 26 == 0x25 and (4 * (i + (word & 0x3FFFFFF)) - target) & 0xFFFFFFF == 0 for i, word in enumerate(words))
+        return sum(struct.unpack_from("<i", text, i + 1)[0] + i + 5 == target
+                   for i in (match.start() for match in re.finditer(rb"\xe8(?=....)", text, re.S)))
 
     def _resource(self, path):
         """The bytes below the first resource of that type, whatever its name and language; None without one."""

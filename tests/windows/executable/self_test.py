@@ -65,7 +65,7 @@ class Check(unittest.TestCase):
 
     def test_another_machine(self):
         self.put("H", self.program.header_at + 4, 0x14C)
-        self.assert_only("is 0x014c")
+        self.assert_only("canaries: was", "is 0x014c")
 
     def test_another_subsystem(self):
         self.put("H", self.program.optional_at + 68, 2)
@@ -76,6 +76,44 @@ class Check(unittest.TestCase):
             self.data = bytearray(self.program.data)
             self.put("H", self.program.optional_at + 70, self.program.dll_characteristics & ~bit)
             self.assert_only(f"mitigations.{name}: was True, is False")
+
+    def test_a_mitigation_that_nobody_recorded(self):
+        self.put("H", self.program.optional_at + 70, self.program.dll_characteristics ^ pe.GUARD_CF)
+        guarded = bool(self.program.dll_characteristics & pe.GUARD_CF)
+        self.assert_only(f"mitigations.control_flow_guard: was {guarded}, is {not guarded}")
+
+    def plant(self, data):
+        """Writes into a gap of a section; returns the address there."""
+        for section in self.program.sections:
+            at = self.data.find(bytes(len(data) + 8), section.offset, section.offset + section.stored)
+            if at >= 0:
+                at = (at + 7) // 8 * 8
+                self.data[at : at + len(data)] = data
+                return section.address + at - section.offset
+        self.fail("no gap is large enough")
+
+    def test_a_load_configuration_that_nobody_recorded(self):
+        address = self.plant(struct.pack("<I", 0x140))
+        struct.pack_into("<II", self.data, self.program.optional_at + 112 + 8 * pe.LOAD_CONFIG, address, 0x140)
+        self.assert_only("load_configuration: was 0, is 320")
+
+    def test_exports(self):
+        name = self.plant(b"_Unwind_Resume\0")
+        names = self.plant(struct.pack("<I", name))
+        functions = self.plant(struct.pack("<II", 0x1000, 0x1010))
+        ordinals = self.plant(struct.pack("<HH", 1, 0xFFFF))
+        table = self.plant(struct.pack("<IIIIIIIIII", 0xFFFFFFFF, 0, 0, name, 1, 2, 1, functions, names, ordinals))
+        struct.pack_into("<II", self.data, self.program.optional_at + 112 + 8 * pe.EXPORTS, table, 40)
+        self.assert_only("exports: #1 is new", "exports: _Unwind_Resume is new")
+
+    def test_functions_without_canaries(self):
+        code = check.STACK_CHECK_FAILED[self.program.machine]
+        self.replace(code, bytes(len(code)))
+        self.assert_only(f"canaries: was {self.record['canaries']}, is 0")
+
+    def test_fewer_functions_with_canaries(self):
+        self.record["canaries"] = self.record["canaries"] * 100 // 85
+        self.assert_only("canaries: was")
 
     def test_fixed_addresses(self):
         self.put("I", self.program.optional_at + 112 + 8 * pe.RELOCATIONS, 0)
