@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bench/scratch_folder.h"
 #include "cli/base/service_facts.h"
 #include "sim/tablet/machine/tablet.h"
+#include "tests/testing/scratch_folder.h"
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/trace_provider.h"
 
@@ -70,7 +70,7 @@ unsigned Count(tablet::Tablet& machine) {
 }  // namespace
 
 int main() {
-  ScratchFolder const folder;
+  testing_support::ScratchFolder const folder;
   unsigned off = 0;
   unsigned silent = 0;
   unsigned sent = 0;

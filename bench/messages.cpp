@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "bench/scratch_folder.h"
 #include "cli/base/service_facts.h"
 #include "sim/tablet/machine/tablet.h"
+#include "tests/testing/scratch_folder.h"
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/trace_provider.h"
 
@@ -38,7 +38,7 @@ int main(int count, char** arguments) {
   }
   std::string_view const kind = arguments[1];
   int const messages = std::atoi(arguments[2]);
-  ScratchFolder const folder;
+  testing_support::ScratchFolder const folder;
   tablet::Tablet machine(tablet::Description{}, folder.path());
   if (kind == "off") g_ulZoneMask = ~ZONE_ERROR;
   if (kind == "sent") {

@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""Counts which lines of the product folders the tests have reached: coverage.py BUILD [--write]
+"""Counts the lines of the service that the tests reach: coverage.py BUILD [--write]
 
-BUILD is the folder of the preset `coverage`, in which the tests have run. docs/coverage.md lists every line that was not
-reached, with the reason. Exit code 1 when a line stands there without a reason or not at all, or is reached by now, and
-when less than 97 % of the lines are reached. --write renews the page; reasons stay with their lines, and where one is
-missing it must be written there by hand.
+BUILD is the folder of the preset `coverage`, after its tests have run. docs/coverage.md lists every unreached line with a
+reason. Exit code 1 if an unreached line is missing there or has no reason, if a listed line is reached, or if less than
+97 % of the lines are reached. --write renews the page and keeps the reasons; new ones are written by hand.
 """
 
 import json
@@ -15,24 +14,29 @@ from collections import defaultdict
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT / "scripts" / "style"))
+sys.dont_write_bytecode = True
+
+from rules import LAYERS  # noqa: E402
+
 PAGE = ROOT / "docs" / "coverage.md"
-FOLDERS = ("service", "modem", "radio", "uefi", "device", "crash", "unzip", "common")
+ROOMS = [room for line in reversed(LAYERS["vantord"]) for room in line]
 LEAST_PERCENT = 97.0
 NO_REASON = "no reason yet"
 
 HEAD = """# Lines of the service that no test reaches
 
-Measured by `./dev coverage` with gcov over all tests of the hosted build, in the product folders only. A line counts
-when the compiler made code for it. The lists below are held by `scripts/coverage.py`, which fails when a line is
-not listed, has no reason or is reached after all; `./dev coverage --write` renews the page and keeps the reasons.
+Measured by `./dev coverage` with gcov over all tests of the hosted build, for `vantord/` only. A line counts if the
+compiler made code for it. `scripts/coverage.py` fails if an unreached line is not listed or has no reason, or if a listed
+line is reached; `./dev coverage --write` renews the page and keeps the reasons.
 """
 
 
 def gcov(build):
-    """The records of every object of the product, as gcov tells them."""
+    """gcov's records of every object of the service."""
     notes = sorted(build.glob("CMakeFiles/vantord_service.dir/**/*.gcno"))
     if not notes:
-        sys.exit(f"{build}: nothing to count: build the preset coverage first")
+        sys.exit(f"{build}: no coverage data; build the preset coverage first")
     for note in notes:
         done = subprocess.run(
             ["gcov", "--json-format", "--stdout", note], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, cwd=build, check=True
@@ -42,7 +46,7 @@ def gcov(build):
 
 
 def measured(build):
-    """{path: {line number: how often it ran}}; a line of a header counts once, however many objects have it."""
+    """{path: {line number: executions}}; a line of a header counts once for all objects."""
     counts = defaultdict(lambda: defaultdict(int))
     for record in gcov(build):
         base = Path(record["current_working_directory"])
@@ -56,8 +60,8 @@ def measured(build):
 
 
 def unreached(counts):
-    """(path, text of the line) of each line that never ran, in order; the same text may come more than once."""
-    for path in sorted(counts, key=lambda path: (FOLDERS.index(path.split("/")[1]), path)):
+    """(path, text) of each line that never ran, in order; a text may occur more than once."""
+    for path in sorted(counts, key=lambda path: (ROOMS.index(path.split("/")[1]), path)):
         lines = (ROOT / path).read_text(encoding="utf-8").splitlines()
         for number in sorted(number for number, count in counts[path].items() if count == 0):
             yield path, lines[number - 1].strip()
@@ -80,7 +84,7 @@ def listed():
 def table(counts):
     rows = ["\n| folder | lines | reached | |\n|---|---|---|---|\n"]
     total = reached = 0
-    for folder in FOLDERS:
+    for folder in ROOMS:
         lines = [count for path in counts if path.startswith(f"vantord/{folder}/") for count in counts[path].values()]
         ran = sum(count > 0 for count in lines)
         total, reached = total + len(lines), reached + ran
@@ -110,12 +114,12 @@ def main(arguments):
     figures, percent = table(counts)
     print(figures)
     missing = dict.fromkeys(unreached(counts))
-    complaints = [f"{path}: not reached and without a reason: {text}" for path, text in missing if reasons.get((path, text), NO_REASON) == NO_REASON]
-    complaints += [f"{path}: listed, but reached by now or gone: {text}" for path, text in reasons if (path, text) not in missing]
+    complaints = [f"{path}: not reached, no reason: {text}" for path, text in missing if reasons.get((path, text), NO_REASON) == NO_REASON]
+    complaints += [f"{path}: listed, but reached or removed: {text}" for path, text in reasons if (path, text) not in missing]
     if PAGE.read_text(encoding="utf-8") != page(counts, reasons):
-        complaints.append("docs/coverage.md is not what was counted: ./dev coverage --write")
+        complaints.append("docs/coverage.md: out of date; run ./dev coverage --write")
     if percent < LEAST_PERCENT:
-        complaints.append(f"{percent:.1f} % of the lines are reached, {LEAST_PERCENT:.0f} % are wanted")
+        complaints.append(f"{percent:.1f} % of the lines are reached, expected {LEAST_PERCENT:.0f} %")
     for complaint in complaints:
         print(complaint)
     return 1 if complaints else 0

@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""Sweeps the small twins of the samples: run.py PROGRAM [--samples A,B] [--write] [OPTION...]
+"""Sweeps the small variant of each sample: sweep.py PROGRAM [--samples A,B] [--write] [OPTION...]
 
-OPTIONs go to each `vantord-tablet sweep`. Its document is kept in build/sweep/SAMPLE.json; a table tells the numbers of
-each sample and of all, then the findings with the commands that repeat them. --write puts the numbers into
-docs/promises.md, as those of this run. Exit code 5 when a promise broke, another one when a sweep did not come to its
-end.
+OPTIONs go to each `vantord-tablet sweep`, whose JSON is kept in build/sweep/SAMPLE.json. Prints each finding with the
+command that repeats it, and a table of all samples. --write puts the table into docs/promises.md. Exit code 5 if a promise
+broke, 1 if a sweep failed.
 """
 
 import argparse
@@ -19,7 +18,7 @@ ROOT = Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs" / "promises.md"
 BEGIN, END = "<!-- ./dev sweep --write -->", "<!-- end -->"
 KINDS = ("fault", "pair", "cut", "schedule")
-COLUMNS = ("one call fails", "two calls fail", "power cuts", "schedules", "lives", "calls and errors", "findings")
+COLUMNS = ("one call fails", "two calls fail", "power cuts", "schedules", "runs", "calls and errors", "findings")
 
 
 def samples_of(program):
@@ -28,29 +27,29 @@ def samples_of(program):
 
 
 def sweep(program, sample, work, options):
-    """The document of a sweep; None when it did not come to its end."""
+    """The JSON of a sweep; None if it failed."""
     tablet = Path("build/tablets/sweep") / sample
     subprocess.run(["rm", "-rf", work / tablet], check=True)
     (work / tablet).parent.mkdir(parents=True, exist_ok=True)
     subprocess.run([program, "init", tablet, "--sample", sample, "--small"], cwd=work, check=True, stdout=subprocess.DEVNULL)
-    # The progress bar goes to standard error, which stays the terminal's.
+    # The progress bar goes to standard error.
     done = subprocess.run([program, "sweep", tablet, "--json", *options], cwd=work, stdout=subprocess.PIPE, text=True)
     kept = work / "build" / "sweep" / f"{sample}.json"
     kept.parent.mkdir(parents=True, exist_ok=True)
     kept.write_text(done.stdout, encoding="utf-8")
     if done.returncode not in (0, 5):
-        print(f"{sample}: exit code {done.returncode}: {kept.relative_to(work)}")
+        print(f"{sample}: sweep failed with exit code {done.returncode}; its output: {kept.relative_to(work)}")
         return None
     return json.loads(done.stdout)
 
 
 def numbers(documents):
-    """What COLUMNS name, of one document or of several; calls and errors that come in several count once."""
+    """The values of COLUMNS for one or several documents; the same call and error in several counts once."""
     tried = [sum(document["tried"][kind] for document in documents) for kind in KINDS]
-    lives = sum(document["lives"] for document in documents)
+    runs = sum(document["lives"] for document in documents)
     pairs = len({pair for document in documents for pair in document["errors"]})
     findings = sum(finding["lives"] for document in documents for finding in document["findings"])
-    return [*tried, lives, pairs, findings]
+    return [*tried, runs, pairs, findings]
 
 
 def table(documents):
@@ -64,7 +63,7 @@ def commit_now():
 
 
 def remark(documents, commit, options):
-    """Which run it was."""
+    """The command, commit and effort of these numbers."""
     seconds = sum(document["seconds"] for document in documents.values())
     calls = sum(document["calls"] for document in documents.values())
     processors = max(document["processors"] for document in documents.values())
@@ -80,11 +79,11 @@ def write(documents, commit, options):
 
 
 def main(arguments):
-    parser = argparse.ArgumentParser(prog="./dev sweep", description="Sweeps the small twins of the samples.")
+    parser = argparse.ArgumentParser(prog="./dev sweep", description="Sweeps the small variant of each sample.")
     parser.add_argument("program", type=Path)
-    parser.add_argument("--samples", help="these only, separated by commas")
+    parser.add_argument("--samples", help="only these, separated by commas")
     parser.add_argument("--work", type=Path, default=ROOT, help="the folder in which build/ is")
-    parser.add_argument("--write", action="store_true", help="put the numbers into docs/promises.md")
+    parser.add_argument("--write", action="store_true", help="put the table into docs/promises.md")
     own, options = parser.parse_known_args(arguments)
     program, work = own.program.resolve(), own.work.resolve()
     documents, status, commit = {}, 0, commit_now()
@@ -96,7 +95,7 @@ def main(arguments):
             continue
         documents[sample] = document
         for finding in document["findings"]:
-            print(f"{finding['promise']}: {finding['detail']} ({finding['lives']} lives)\n  {finding['repeat']}", flush=True)
+            print(f"{finding['promise']}: {finding['detail']} ({finding['lives']} runs)\n  {finding['repeat']}", flush=True)
     print("\n".join(table(documents)))
     if own.write and status == 0:
         write(documents, commit, ["--samples", own.samples, *options] if own.samples else options)

@@ -1,8 +1,8 @@
-// zlib as somebody else might have written it: loaded in front of the real one, it does what zlib.h promises and
-// nothing that zlib only happens to do. A test that passes with zlib and fails with this relies on an accident.
+// A wrapper, loaded before zlib, that guarantees only what zlib.h documents. A test that passes with zlib and fails
+// with this relies on undocumented behaviour.
 //
-// Faster libraries with zlib's interface differ in just these ways: they copy in large steps, past what they have
-// produced; their texts and their internal state are their own; a check value of a raw stream is nobody's business.
+// Faster libraries with zlib's interface differ in these ways: they write past the output in large steps; messages and
+// internal state are their own; the check value of a raw stream is undefined.
 #include <dlfcn.h>
 #include <zlib.h>
 
@@ -12,19 +12,18 @@
 
 namespace {
 
-/// The function behind the one of this name here.
+/// The next library's function of this name.
 template <typename Function>
 Function* Real(const char* name) {
   void* const found = ::dlsym(RTLD_NEXT, name);
   if (found == nullptr) {
-    std::fprintf(stderr, "another_zlib: no zlib behind it has %s\n", name);
+    std::fprintf(stderr, "another_zlib: zlib has no %s\n", name);
     std::abort();
   }
   return reinterpret_cast<Function*>(found);
 }
 
-/// What zlib.h leaves open of a stream after a call. The room behind the output belongs to the library until it says
-/// otherwise.
+/// Overwrites what zlib.h leaves undefined after a call, the rest of the output buffer included.
 void Disturb(z_stream& stream) {
   if (stream.next_out != nullptr && stream.avail_out != 0) std::memset(stream.next_out, 0xA5, stream.avail_out);
   stream.msg = nullptr;
@@ -51,7 +50,7 @@ int inflate(z_streamp stream, int flush) {
   return code;
 }
 
-/// In two parts, as libraries do that work on several streams at once.
+/// In two parts, as parallel implementations do.
 uLong crc32(uLong crc, const Bytef* buffer, uInt length) {
   static auto* const real = Real<decltype(crc32)>("crc32");
   if (buffer == nullptr || length < 2) return real(crc, buffer, length);
@@ -60,9 +59,9 @@ uLong crc32(uLong crc, const Bytef* buffer, uInt length) {
   return combine(real(crc, buffer, half), real(0, buffer + half, length - half), static_cast<z_off_t>(length - half));
 }
 
-/// zlib.h lists it among its undocumented functions: others need not have it.
+/// Undocumented in zlib.h: other libraries need not have it.
 const z_crc_t* get_crc_table() {
-  std::fprintf(stderr, "another_zlib: get_crc_table is not documented, and there is none here\n");
+  std::fprintf(stderr, "another_zlib: get_crc_table is undocumented and not available\n");
   std::abort();
 }
 

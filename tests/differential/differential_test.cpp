@@ -1,6 +1,7 @@
-// Valid archives of several writers, read by the service and by readers nobody here wrote: the same names, the same
-// bytes, the same times. Trees of files are drawn from a seed.
+// Valid archives of several writers, read by the service and by other readers: names, bytes and times must be equal.
+// Trees of files are random, from a seed.
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -21,7 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr const WCHAR* kArchive = u"c:\\archive.zip";
 constexpr std::int64_t kSecondsTo1970 = 11'644'473'600;
-/// Files of a tree, and the largest of them: enough to leave every buffer, and still quick.
+/// Files of a tree, and the largest: larger than every buffer, and still fast.
 constexpr int kFiles = 14;
 constexpr std::size_t kLargest = 90'000;
 
@@ -35,7 +36,7 @@ std::int64_t UnixSeconds(const FILETIME& time) {
 class Differential : public testing_support::TabletTest, public testing::WithParamInterface<unsigned> {
  protected:
   Differential() : random_(GetParam()) {
-    // DOS times are local: that of the tablet, an hour ahead of UTC, is also the writers' and the other readers'.
+    // DOS times are local: writers and other readers use the tablet's time zone, an hour ahead of UTC.
     ::setenv("TZ", "Etc/GMT-1", 1);
     ::tzset();
     std::setlocale(LC_CTYPE, "C.UTF-8");
@@ -43,7 +44,7 @@ class Differential : public testing_support::TabletTest, public testing::WithPar
     MakeTree();
   }
 
-  /// Whether a writer is there; ./dev installs them.
+  /// True if a writer is not installed; ./dev installs them.
   static bool Lacks(const std::string& writer) {
     return std::system(("command -v " + writer + " >/dev/null").c_str()) != 0;
   }
@@ -66,7 +67,7 @@ class Differential : public testing_support::TabletTest, public testing::WithPar
   }
 
   void AddFile(const std::string& name) {
-    // Sizes around those of the reader's buffers, and any others; never 0, of which a test of its own tells.
+    // Sizes around the reader's buffer, and others. Not 0: empty files fail, which another test covers.
     static constexpr std::size_t kSizes[] = {1, 2, 16383, 16384, 16385, 32767, 32768, 32769, 65535, 65536};
     std::size_t const size = Draw(2) == 0 ? kSizes[Draw(std::size(kSizes))] : 1 + Draw(kLargest);
     std::string data(size, '\0');
@@ -88,7 +89,7 @@ class Differential : public testing_support::TabletTest, public testing::WithPar
     ASSERT_EQ(std::system(line.c_str()), 0) << line;
   }
 
-  /// By the service: as the deployment does it, the facts taken from what then is on drive C:.
+  /// From the service: extracted as in a deployment, read from drive C:.
   ArchiveFacts ByService() {
     std::ifstream stream(Archive(), std::ios::binary);
     std::vector<std::uint8_t> const bytes{std::istreambuf_iterator<char>(stream), {}};
@@ -132,12 +133,19 @@ class Differential : public testing_support::TabletTest, public testing::WithPar
     }
   }
 
-  void ExpectAgreement(std::size_t at_least = kFiles) {
-    if (HasFatalFailure()) return;
-    ArchiveFacts const service = ByService();
-    EXPECT_GE(service.size(), at_least);
-    Compare(service, ByLibarchive(Archive()), "libarchive");
-    Compare(service, ByZipfile(Archive(), scratch_.path() / "by-zipfile"), "zipfile");
+  /// Compares an archive of a writer for each of its options. `command` contains {options} and {archive}.
+  void CompareArchivesOf(const std::string& writer, const std::string& package, const std::string& command,
+                         std::initializer_list<const char*> kinds) {
+    if (Lacks(writer)) GTEST_SKIP() << writer << " is not installed: Debian package " << package;
+    for (const char* options : kinds) {
+      SCOPED_TRACE(options);
+      Write(fmt::format(fmt::runtime(command), fmt::arg("options", options), fmt::arg("archive", Archive().string())));
+      if (HasFatalFailure()) return;
+      ArchiveFacts const service = ByService();
+      EXPECT_GE(service.size(), std::size_t{kFiles});
+      Compare(service, ByLibarchive(Archive()), "libarchive");
+      Compare(service, ByZipfile(Archive(), scratch_.path() / "by-zipfile"), "zipfile");
+    }
   }
 
   testing_support::ScratchFolder scratch_;
@@ -145,39 +153,22 @@ class Differential : public testing_support::TabletTest, public testing::WithPar
 };
 
 TEST_P(Differential, InfoZip) {
-  if (Lacks("zip")) GTEST_SKIP() << "no zip here: Debian package zip";
-  for (const char* options : {"-r", "-r -0", "-r -9 -D", "-r -fd", "-r -X"}) {
-    SCOPED_TRACE(options);
-    Write(std::string("zip ") + options + " '" + Archive().string() + "' .");
-    ExpectAgreement();
-  }
+  CompareArchivesOf("zip", "zip", "zip {options} '{archive}' .", {"-r", "-r -0", "-r -9 -D", "-r -fd", "-r -X"});
 }
 
 TEST_P(Differential, SevenZip) {
-  if (Lacks("7zz")) GTEST_SKIP() << "no 7zz here: Debian package 7zip";
-  for (const char* options : {"", "-mx=9", "-mm=Copy", "-mtc=off", "-mcu=on"}) {
-    SCOPED_TRACE(options);
-    Write(std::string("7zz a -tzip ") + options + " '" + Archive().string() + "' .");
-    ExpectAgreement();
-  }
+  CompareArchivesOf("7zz", "7zip", "7zz a -tzip {options} '{archive}' .",
+                    {"", "-mx=9", "-mm=Copy", "-mtc=off", "-mcu=on"});
 }
 
 TEST_P(Differential, Libarchive) {
-  if (Lacks("bsdtar")) GTEST_SKIP() << "no bsdtar here: Debian package libarchive-tools";
-  for (const char* options : {"", "--options zip:compression=store", "--options zip:hdrcharset=UTF-8"}) {
-    SCOPED_TRACE(options);
-    Write(std::string("LC_ALL=C.UTF-8 bsdtar --format zip ") + options + " -cf '" + Archive().string() + "' *");
-    ExpectAgreement();
-  }
+  CompareArchivesOf("bsdtar", "libarchive-tools", "LC_ALL=C.UTF-8 bsdtar --format zip {options} -cf '{archive}' *",
+                    {"", "--options zip:compression=store", "--options zip:hdrcharset=UTF-8"});
 }
 
 TEST_P(Differential, Zipfile) {
-  if (Lacks("python3")) GTEST_SKIP() << "no python3 here: Debian package python3";
-  for (const char* kind : {"stored", "deflated", "odd-names"}) {
-    SCOPED_TRACE(kind);
-    Write(std::string("python3 '" ZIPFILE_WRITE "' '") + Archive().string() + "' . " + kind);
-    ExpectAgreement();
-  }
+  CompareArchivesOf("python3", "python3", "python3 '" ZIPFILE_WRITE "' '{archive}' . {options}",
+                    {"stored", "deflated", "odd-names"});
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Differential, testing::Values(1u, 2u));

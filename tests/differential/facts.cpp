@@ -37,7 +37,7 @@ std::vector<std::uint8_t> ReadData(archive* reader, const std::string& name) {
 }
 
 std::string CleanedName(const char* name) {
-  if (name == nullptr) throw std::runtime_error("libarchive: a name that is no UTF-8");
+  if (name == nullptr) throw std::runtime_error("libarchive: a name is not UTF-8");
   std::u16string const wide = tablet::ToUtf16(name);
   return tablet::ToUtf8(CleanEntryName(wide.c_str()));
 }
@@ -46,7 +46,7 @@ std::string CleanedName(const char* name) {
 
 void Insert(ArchiveFacts& facts, std::string name, EntryFacts entry) {
   std::replace(name.begin(), name.end(), '\\', '/');
-  if (!facts.emplace(name, std::move(entry)).second) throw std::runtime_error("twice in the archive: " + name);
+  if (!facts.emplace(name, std::move(entry)).second) throw std::runtime_error("duplicate name in the archive: " + name);
 }
 
 bool Agree(const EntryFacts& left, const EntryFacts& right) {
@@ -67,7 +67,7 @@ std::ostream& operator<<(std::ostream& stream, const EntryFacts& facts) {
 ArchiveFacts ByLibarchive(const fs::path& path) {
   std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
   archive_read_support_format_zip_seekable(reader.get());
-  // Names without the flag for UTF-8 are UTF-8 all the same.
+  // Names without the UTF-8 flag are UTF-8 too.
   archive_read_set_options(reader.get(), "zip:hdrcharset=UTF-8");
   if (archive_read_open_filename(reader.get(), path.c_str(), 10'240) != ARCHIVE_OK) {
     throw std::runtime_error(std::string("libarchive: ") + archive_error_string(reader.get()));
@@ -80,7 +80,7 @@ ArchiveFacts ByLibarchive(const fs::path& path) {
     EntryFacts fact;
     fact.folder = archive_entry_filetype(entry) == AE_IFDIR;
     fact.write = archive_entry_mtime(entry);
-    // Of the other two only the extended timestamps tell; without them they are zero.
+    // The other two come from extended timestamps only; they are zero without.
     if (archive_entry_atime(entry) != 0) fact.access = archive_entry_atime(entry);
     if (archive_entry_ctime(entry) != 0) fact.creation = archive_entry_ctime(entry);
     fact.data = ReadData(reader.get(), name);

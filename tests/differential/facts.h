@@ -1,4 +1,4 @@
-// What readers nobody here wrote make of an archive, in a form in which they can be compared.
+// What other readers find in an archive, in a form that can be compared.
 #pragma once
 
 #include <cstdint>
@@ -15,24 +15,24 @@ namespace differential {
 struct EntryFacts {
   bool folder = false;
   std::int64_t write = 0;
-  std::optional<std::int64_t> access;    ///< nothing where the reader does not tell
+  std::optional<std::int64_t> access;    ///< empty if the reader does not report it
   std::optional<std::int64_t> creation;  ///< the same
   std::vector<std::uint8_t> data;
 };
-/// Whether everything is the same that both tell.
+/// True if everything that both report is equal.
 bool Agree(const EntryFacts& left, const EntryFacts& right);
-/// For messages: everything but the data, of which the size.
+/// For messages: everything, but only the size of the data.
 std::ostream& operator<<(std::ostream& stream, const EntryFacts& facts);
 
-/// By cleaned name, UTF-8, with "/" for either separator: libarchive turns the others round. No name occurs twice.
+/// By cleaned name, UTF-8, with "/" for either separator, as from libarchive. Names are unique.
 using ArchiveFacts = std::map<std::string, EntryFacts>;
 
-/// Adds an entry; throws when the name is there already.
+/// Adds an entry; throws if the name exists.
 void Insert(ArchiveFacts& facts, std::string name, EntryFacts entry);
 
-/// By libarchive; the names are cleaned as the service cleans them.
+/// From libarchive; the service's code cleans the names.
 ArchiveFacts ByLibarchive(const std::filesystem::path& archive);
-/// By Python's zipfile, in a process of its own that puts the data into `scratch`; the names are cleaned there.
+/// From Python's zipfile, in a process that writes the data to `scratch` and cleans the names.
 ArchiveFacts ByZipfile(const std::filesystem::path& archive, const std::filesystem::path& scratch);
 
 }  // namespace differential

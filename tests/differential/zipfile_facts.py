@@ -1,12 +1,11 @@
 #!/usr/bin/env python3
-"""What Python's zipfile makes of an archive: zipfile_facts.py ARCHIVE FOLDER
+"""Reads an archive with Python's zipfile: zipfile_facts.py ARCHIVE FOLDER
 
-One line of tab-separated values for each entry: cleaned name; write, access and creation time (seconds since 1970, UTC;
-the time of writing where the archive has none); folder or file. The data of the first entry go to FOLDER/0, and so on.
+Prints tab-separated values for each entry: cleaned name; write, access and creation time (seconds since 1970, UTC; the
+write time if the archive has no other); folder or file. The data of the first entry go to FOLDER/0, and so on.
 
-Names are UTF-8 whatever the flags say. Times come from the extended timestamps of the local header and otherwise from
-the DOS time, which is local time by TZ. These and the cleaning of names are a second implementation of what the service
-does.
+Names are UTF-8 whatever the flags. Times come from the extended timestamps of the local header, or from the DOS time,
+which is local time by TZ. Times and the cleaning of names are an implementation independent of the service's.
 """
 
 import struct
@@ -18,7 +17,7 @@ TIMESTAMPS = 0x5455
 
 
 def stored_name(info):
-    """The bytes of the name; zipfile has read them by the flags."""
+    """The bytes of the name, which zipfile has decoded by the flags."""
     return info.orig_filename.encode("utf-8" if info.flag_bits & 0x800 else "cp437")
 
 

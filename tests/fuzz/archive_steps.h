@@ -1,5 +1,5 @@
-// Budgets of the harnesses that read archives. What never returns on purpose (stepping on behind a central header that
-// does not parse) is kept out by asking only for entries that the cursor reaches.
+// Budgets of the harnesses that read archives. After an unreadable central header the service loops for ever; the
+// harnesses therefore use only entries that the cursor reaches.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace fuzzing {
 
-/// Entries looked at in one archive, bytes taken out of it, and what one ReadCurrentEntry is given.
+/// Entries and bytes read from one archive, and the buffer of one ReadCurrentEntry.
 inline constexpr std::uint32_t kMostEntries = 16;
 inline constexpr std::size_t kMostBytes = 1 << 20;
 inline constexpr std::uint32_t kPiece = 16384;
@@ -23,19 +23,19 @@ inline std::unique_ptr<ZipInputStream> MemoryStream(std::span<const std::uint8_t
   return stream;
 }
 
-/// Moves on by one entry; false when the cursor stays.
+/// Moves to the next entry; false if the cursor stays.
 inline bool Step(ZipArchiveReader& reader) {
   std::uint32_t const before = reader.currentEntryNumber;
   GoToNextEntry(&reader);
-  Check(reader.currentEntryNumber - before <= 1, "the cursor moves on by one entry at most");
+  Check(reader.currentEntryNumber - before <= 1, "the cursor moves by one entry at most");
   return reader.currentEntryNumber != before;
 }
 
-/// What reading the open entry delivers, within the budget.
+/// The result of reading the open entry, within the budget.
 struct Delivery {
   Bytes bytes;
-  bool end = false;   ///< the end of the entry was reported
-  bool whole = true;  ///< the budget was enough
+  bool end = false;   ///< the reader reported the end of the entry
+  bool whole = true;  ///< the budget was sufficient
   int code = 0;       ///< of the last read: bytes, or a negative code
 };
 
@@ -47,7 +47,7 @@ inline Delivery ReadEntry(ZipArchiveReader& reader, std::uint32_t piece) {
     if (!delivery.whole) break;
     delivery.code = ReadCurrentEntry(&reader, buffer.data(), piece, &delivery.end);
     if (delivery.code <= 0) break;
-    Check(static_cast<std::uint32_t>(delivery.code) <= piece, "a read delivers no more than was asked for");
+    Check(static_cast<std::uint32_t>(delivery.code) <= piece, "a read delivers no more than requested");
     delivery.bytes.insert(delivery.bytes.end(), buffer.begin(), buffer.begin() + delivery.code);
   }
   return delivery;

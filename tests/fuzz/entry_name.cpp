@@ -1,4 +1,4 @@
-// The cleaning of an entry's name: the bytes stand in the archive, are converted as UTF-8 and cleaned.
+// The cleaning of an entry's name: bytes of the archive, converted from UTF-8 and cleaned.
 #include <windows.h>
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kLongestName = 260;
 
-/// The cleaned form of `text`, which is given to the cleaning in a block of exactly its size.
+/// The cleaned form of `text`, from a block of exactly its size, so that the sanitizers see every access outside.
 std::u16string Cleaned(const std::u16string& text) {
   std::unique_ptr<WCHAR[]> const exact(new WCHAR[text.size() + 1]);
   std::copy_n(text.c_str(), text.size() + 1, exact.get());
@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::u16string const name = Cleaned(wide);
   Check(!IsAbsolutePath(name.c_str()), "a cleaned name has neither root nor drive");
   for (const char16_t* step : {u"\\..\\", u"\\../", u"/../", u"/..\\"}) {
-    Check(name.find(step) == name.npos, "no step up stands between two separators of a cleaned name");
+    Check(name.find(step) == name.npos, "a cleaned name has no step up between two separators");
   }
   Check(std::u16string_view(wide).ends_with(name), "the cleaned name is an end of the name");
   Check(Cleaned(name) == name, "a clean name stays as it is");

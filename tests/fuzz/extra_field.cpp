@@ -1,4 +1,4 @@
-// The walk through a local extra field, looking for the extended timestamps.
+// The search for extended timestamps in a local extra field.
 #include <windows.h>
 
 #include <string_view>
@@ -29,11 +29,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   bool const any = !Same(write, before[0]) || !Same(access, before[1]) || !Same(creation, before[2]);
   std::string_view const text(reinterpret_cast<const char*>(data), size);
   // Tag, size, flags and one value at least.
-  Check(!any || (size >= 9 && text.find("UT") <= size - 9), "times come out of a block that holds one");
-  // 1901 to 2038, which is what signed 32-bit seconds can say.
+  Check(!any || (size >= 9 && text.find("UT") <= size - 9), "times come from a block that holds one");
+  // 1901 to 2038, the range of signed 32-bit seconds.
   for (FILETIME const& time : {write, access, creation}) {
     Check(time.dwHighDateTime == 0 || (time.dwHighDateTime >= 0x0151669E && time.dwHighDateTime <= 0x01E9FD1E),
-          "times are those of 32-bit seconds");
+          "times are in the range of 32-bit seconds");
   }
   return 0;
 }

@@ -1,41 +1,37 @@
-// What the harnesses share. Each is one source with LLVMFuzzerTestOneInput: libFuzzer drives it in the build `fuzz`,
-// replay.cpp with the checked-in corpora in every other one.
+// What the harnesses share. Each is one source with LLVMFuzzerTestOneInput: libFuzzer calls it in the build `fuzz`,
+// replay.cpp with the checked-in corpora in every other build.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
-#include <memory>
 #include <vector>
 
 #include "sim/tablet/machine/tablet.h"
+#include "tests/testing/scratch_folder.h"
 
-/// One execution over `size` bytes. Answers 0; a finding ends the process.
+/// One execution. Returns 0; a finding ends the process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzzing {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A finding: prints the promise that does not hold and aborts, so that the input is kept.
+/// Reports a finding unless `holds`: prints the broken promise and aborts, so that libFuzzer keeps the input.
 void Check(bool holds, const char* promise);
 
-/// A tablet with an empty drive C:, in a folder of its own that goes with it. Its clock never moves: `call_limit` is
-/// the number of calls of the Windows API that an execution may make, and making more of them is a finding.
+/// A tablet with an empty drive C: in a temporary folder. Its clock never moves; more than `call_limit` calls of the
+/// Windows API are a finding.
 class FuzzTablet {
  public:
   explicit FuzzTablet(std::uint64_t call_limit);
-  ~FuzzTablet();
-  FuzzTablet(const FuzzTablet&) = delete;
-  FuzzTablet& operator=(const FuzzTablet&) = delete;
-  tablet::Tablet& machine() { return *machine_; }
+  tablet::Tablet& machine() { return machine_; }
 
  private:
-  std::filesystem::path folder_;
-  std::unique_ptr<tablet::Tablet> machine_;
+  testing_support::ScratchFolder folder_;
+  tablet::Tablet machine_;
 };
 
-/// For code that needs a tablet for its log lines only: one for the whole process, without a folder.
+/// One tablet for the whole process, for code that needs it for its log lines only.
 void NeedTablet();
 
 }  // namespace fuzzing

@@ -1,4 +1,4 @@
-// The reader of .reg files. What it takes is written and read again; what it refuses has changed nothing.
+// The reader of .reg files. Accepted text is written and read again; refused text changes nothing.
 #include "sim/tablet/registry/reg_text.h"
 
 #include <string>
@@ -16,10 +16,10 @@ void CheckWriting(const tablet::Registry& registry) {
   std::string const text = tablet::WriteRegText(registry);
   tablet::Registry again;
   tablet::ReadRegText(text, kName, again);
-  Check(tablet::Registry::Compare(registry, again).empty(), "text that was written gives the same registry");
+  Check(tablet::Registry::Compare(registry, again).empty(), "written text gives the same registry");
   tablet::Registry exported;
   tablet::ReadRegText(tablet::ToExportForm(text), kName, exported);
-  Check(tablet::Registry::Compare(registry, exported).empty(), "its form for export does so too");
+  Check(tablet::Registry::Compare(registry, exported).empty(), "exported text gives the same registry");
   Check(tablet::WriteRegText(again) == text, "writing again gives the same text");
 }
 
@@ -38,9 +38,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   CheckWriting(registry);
-  // What has changed, as text, makes the one state out of the other.
+  // The changes as text turn the first state into the second.
   std::string const changes = tablet::WriteRegChanges(tablet::Registry::Compare(*before, registry));
   tablet::ReadRegText(changes, kName, *before);
-  Check(tablet::Registry::Compare(*before, registry).empty(), "the changes as text give the state behind them");
+  Check(tablet::Registry::Compare(*before, registry).empty(), "the changes as text give the changed state");
   return 0;
 }

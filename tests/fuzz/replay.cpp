@@ -1,5 +1,5 @@
-// Drives a harness with files instead of libFuzzer: replay FILE-OR-FOLDER...; a folder stands for the files in it. Ends
-// well when there was something to replay and nothing was found.
+// Runs a harness on files, without libFuzzer: replay FILE-OR-FOLDER...; a folder means the files in it. Exit code 0 if
+// there was an input and no finding.
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -26,9 +26,9 @@ bool Replay(const fs::path& file) {
     std::fprintf(stderr, "%s: cannot be read\n", file.c_str());
     return false;
   }
-  // Told before, since a finding does not come back.
+  // Printed first: a finding aborts.
   std::fprintf(stderr, "%s\n", file.c_str());
-  // A block of exactly this size, so that the sanitizers see every byte too many.
+  // A block of exactly this size, so that the sanitizers see every access outside.
   std::unique_ptr<std::uint8_t[]> const exact(new std::uint8_t[bytes.size()]);
   std::copy(bytes.begin(), bytes.end(), exact.get());
   return LLVMFuzzerTestOneInput(exact.get(), bytes.size()) == 0;

@@ -1,5 +1,5 @@
-// Writes what fuzzing starts from where that is no text: fuzz_seeds FOLDER makes FOLDER/<harness>/<seed> for the
-// harnesses of archives, names and extra fields. The same bytes every time.
+// Writes the binary seeds: fuzz_seeds FOLDER makes FOLDER/<harness>/<seed> for the harnesses of archives, names and
+// extra fields. The same bytes every time.
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
@@ -40,7 +40,7 @@ void EditBoth(ZipItem& item, Edit edit) {
   item.edit_central = edit;
 }
 
-/// One of everything that is right.
+/// A valid archive with one entry of each kind.
 ZipBuilder Ordinary() {
   ZipBuilder zip;
   zip.Add("stored.bin", Incompressible(40), 0);

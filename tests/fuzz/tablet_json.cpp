@@ -1,4 +1,4 @@
-// The reader of tablet.json: whatever stands there, it is read or refused with a message that names the place.
+// The reader of tablet.json: any input is read, or refused with a message that names the place.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -12,7 +12,7 @@ using namespace fuzzing;
 
 namespace {
 
-/// A file without a name, in memory.
+/// An anonymous file in memory.
 class MemoryFile {
  public:
   MemoryFile(const std::uint8_t* data, std::size_t size) : descriptor_(::memfd_create("tablet.json", MFD_CLOEXEC)) {
@@ -28,8 +28,8 @@ class MemoryFile {
 };
 
 void CheckDescription(const tablet::Description& description) {
-  Check(description.power_on >= tablet::kUnixEpoch, "the clock starts in our days");
-  Check(!description.modem_present || !description.modem_links.empty(), "a modem that is there has a link");
+  Check(description.power_on >= tablet::kUnixEpoch, "the clock starts after 1970");
+  Check(!description.modem_present || !description.modem_links.empty(), "a present modem has a link");
   tablet::Millis last{0};
   for (const tablet::TimelineEvent& event : description.timeline) {
     Check(event.at >= last, "the timeline is in order of time");

@@ -1,5 +1,5 @@
-// The extraction front end over an archive file on drive C:, used as the deployment uses it, and held against the
-// reader over the same bytes in memory.
+// The extraction of an archive file on drive C:, as in a deployment, compared with the reader over the same bytes in
+// memory.
 #include <windows.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ constexpr const WCHAR* kArchive = u"c:\\archive.zip";
 constexpr const WCHAR* kTarget = u"c:\\target\\";
 constexpr std::uint64_t kMostCalls = 100'000;
 
-/// How many entries the cursor comes to, 1 at least, within the budget.
+/// The number of entries that the cursor reaches within the budget, at least 1; 0 if the archive does not open.
 INT Reachable() {
   auto const reader = OpenZipArchive(lufopen(kArchive));
   if (reader == nullptr) return 0;
@@ -28,16 +28,16 @@ INT Reachable() {
   return entries;
 }
 
-/// What the reader makes of entry `index` of the same bytes in memory.
+/// The same entry, read from memory.
 Delivery FromMemory(std::span<const std::uint8_t> bytes, INT index) {
   auto const reader = OpenZipArchive(MemoryStream(bytes));
   Check(reader != nullptr, "an archive that opens as a file opens in memory");
   for (INT i = 0; i < index; ++i) Step(*reader);
-  Check(OpenCurrentEntry(reader.get(), nullptr) == ZIP_OK, "what can be extracted can be opened in memory");
+  Check(OpenCurrentEntry(reader.get(), nullptr) == ZIP_OK, "an entry that can be extracted opens in memory");
   return ReadEntry(*reader, kPiece);
 }
 
-/// The one way in which a cleaned name leads out of the folder that it is appended to.
+/// The only way in which a cleaned name leaves its folder.
 bool LeadsOut(std::u16string_view name) { return name.starts_with(u"../") || name.starts_with(u"..\\"); }
 
 bool BelowTarget(const tablet::FileChange& change) {
@@ -45,7 +45,7 @@ bool BelowTarget(const tablet::FileChange& change) {
   return path == u"C:\\target" || path.starts_with(u"C:\\target\\");
 }
 
-/// Describes and extracts one entry; answers the number of bytes that came out.
+/// Describes and extracts one entry; returns the number of extracted bytes.
 std::size_t Extract(ZipHandle* archive, INT index, std::span<const std::uint8_t> bytes, tablet::Drive& drive) {
   ZipEntry entry = {};
   GetZipEntry(archive, index, entry);
@@ -53,7 +53,7 @@ std::size_t Extract(ZipHandle* archive, INT index, std::span<const std::uint8_t>
   Check(name.size() < MAX_PATH, "an entry's name is terminated");
   WCHAR target[MAX_PATH] = {};
   FormatWideTo(target, TEXT("%s%s"), kTarget, entry.name);
-  // The stand-in stops at names of devices: passed over.
+  // The stand-in refuses device names.
   if (tablet::NamesDosDevice(target)) return 0;
   if ((::GetFileAttributesW(target) & FILE_ATTRIBUTE_READONLY) != 0) {
     ::SetFileAttributesW(target, ::GetFileAttributesW(target) & ~FILE_ATTRIBUTE_READONLY);
@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ZipHandle* const archive = OpenZipFile(kArchive);
   Check((archive != nullptr) == (reachable != 0), "whether an archive opens does not change");
   if (archive == nullptr) {
-    Check(OpenZipArchive(MemoryStream({data, size})) == nullptr, "what is no archive as a file is none in memory");
+    Check(OpenZipArchive(MemoryStream({data, size})) == nullptr, "a file that does not open does not open in memory");
   } else {
     ZipEntry all = {};
     GetZipEntry(archive, -1, all);
@@ -92,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (INT i = 0; i < std::min(all.index, reachable) && extracted < kMostBytes && !led_out; ++i) {
       extracted += Extract(archive, i, {data, size}, drive);
       ZipEntry entry = {};
-      // Files outside of the target folder would be held against the entries behind this one.
+      // Files outside the target folder would be blamed on the following entries.
       led_out = GetZipEntry(archive, i, entry) == UNZIP_OK && LeadsOut(entry.name);
     }
     CloseZipFile(archive);

@@ -1,4 +1,4 @@
-// The zip reader over a block of memory: every entry described, checked and read.
+// The zip reader over memory: every entry is described, checked and read.
 #include <zlib.h>
 
 #include "tests/fuzz/archive_steps.h"
@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint32_t kNameSize = 260;
 
 void Describe(const ZipArchiveReader& reader) {
-  // A block of exactly the buffer's size: a name may fill it and must not leave it.
+  // A block of exactly the buffer's size: a name may fill it and no more.
   std::unique_ptr<char[]> const name(new char[kNameSize]);
   ZipCentralEntryInfo info;
   int const code = GetCurrentEntryInfo(&reader, &info, nullptr, name.get(), kNameSize);
@@ -19,7 +19,7 @@ void Describe(const ZipArchiveReader& reader) {
   }
 }
 
-/// Reads the current entry in pieces and closes it, or leaves it open for whatever comes next.
+/// Reads the current entry in pieces; closes it, or leaves it open for the next operation.
 void Read(ZipArchiveReader& reader, std::uint32_t piece, bool close) {
   const char* const password = reader.currentEntryNumber % 2 == 0 ? nullptr : "password";
   ZipLocalHeaderInfo local;
@@ -37,9 +37,9 @@ void Read(ZipArchiveReader& reader, std::uint32_t piece, bool close) {
   bool const right = crc == crc32(0, delivery.bytes.data(), static_cast<uInt>(delivery.bytes.size()));
   int const closed = CloseCurrentEntry(&reader);
   if (delivery.bytes.size() == declared) {
-    Check((closed == ZIP_OK) == right, "closing tells whether the CRC-32 of a whole entry is the declared one");
+    Check((closed == ZIP_OK) == right, "closing reports whether the CRC-32 of a whole entry is the declared one");
   } else {
-    Check(closed == ZIP_OK, "closing says nothing of an entry that was not read to its end");
+    Check(closed == ZIP_OK, "closing an entry that was not read to its end reports nothing");
   }
 }
 
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   NeedTablet();
   auto const reader = OpenZipArchive(MemoryStream({data, size}));
   if (reader == nullptr) return 0;
-  // Sizes around the reader's own buffer and below it; some entries are still open when the cursor moves on.
+  // Sizes around the reader's buffer and below it; some entries are still open when the cursor moves.
   std::uint32_t const piece = size % 3 == 0 ? kPiece : size % 3 == 1 ? kPiece + 1 : 61;
   std::uint32_t entry = 0;
   do {

@@ -20,16 +20,6 @@ void StartProcessAfresh() {
 }
 }  // namespace
 
-ScratchFolder::ScratchFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "vantord-test-XXXXXX").string();
-  path_ = ::mkdtemp(pattern.data());
-}
-
-ScratchFolder::~ScratchFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 TabletTest::TabletTest() {
   StartProcessAfresh();
   PowerOn(DefaultDescription());

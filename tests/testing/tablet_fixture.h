@@ -11,21 +11,9 @@
 #include <vector>
 
 #include "sim/tablet/machine/tablet.h"
+#include "tests/testing/scratch_folder.h"
 
 namespace testing_support {
-
-/// A folder that is removed, with what is in it, at the end.
-class ScratchFolder {
- public:
-  ScratchFolder();
-  ~ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 class TabletTest : public ::testing::Test {
  protected:

@@ -15,8 +15,8 @@
 //   steer await NAME MILLISECONDS           the same, without sending a control
 //   steer control NAME CODE                 sends a control
 //
-// "--" separates several commands. The output is JSON, one object a line. A failure is {"failed": WHAT, "error": NUMBER}
-// and exit code 1.
+// "--" separates several commands. The output is JSON, one object a line. A failure is
+// {"failed": WHAT, "error": NUMBER} and exit code 1.
 #include <windows.h>
 
 // Needs <windows.h> before it.

@@ -1,4 +1,4 @@
-// Status reports: after each one the service manager is queried. A client that polls from outside would miss short states.
+// Status reports: after each one the service manager is queried. Polling from outside would miss short states.
 #include "tests/windows/supply/supply.h"
 
 // Needs <windows.h> before it.

@@ -1,4 +1,4 @@
-// A temporary folder for a tablet.
+// A temporary folder of a test or a measurement.
 #pragma once
 
 #include <cstdlib>
@@ -7,12 +7,14 @@
 #include <string>
 #include <system_error>
 
-/// The length of its name is constant: counted instructions do not depend on it.
+namespace testing_support {
+
+/// Removed at the end. The length of its name is constant: counted instructions do not depend on it.
 class ScratchFolder {
  public:
   ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vantord-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error(pattern + ": no folder can be made");
+    std::string pattern = (std::filesystem::temp_directory_path() / "vantord-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error(pattern + ": cannot be created");
     path_ = pattern;
   }
   ~ScratchFolder() {
@@ -27,3 +29,5 @@ class ScratchFolder {
  private:
   std::filesystem::path path_;
 };
+
+}  // namespace testing_support
