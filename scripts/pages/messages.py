@@ -12,8 +12,10 @@ import sys
 from pathlib import Path
 
 sys.dont_write_bytecode = True
+sys.path.append(str(Path(__file__).resolve().parents[1] / "style"))
 
 import generated  # noqa: E402
+from calls import arguments, literal  # noqa: E402
 
 ROOT = Path(__file__).resolve().parents[2]
 PRODUCT = ROOT / "vantord"
@@ -54,36 +56,6 @@ This page is made by `scripts/pages/messages.py --write`; a test fails when it i
 def without_comments(text):
     keep = lambda found: found.group(0) if found.group(0)[0] in "\"'" else re.sub(r"[^\n]", " ", found.group(0))
     return re.sub(r'"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\'|//[^\n]*|/\*.*?\*/', keep, text, flags=re.S)
-
-
-def arguments(text, at):
-    """The arguments of the call whose parenthesis opens at `at`."""
-    parts, depth, part, i = [], 0, "", at
-    while i < len(text):
-        c = text[i]
-        if c == '"':
-            end = re.compile(r'"(?:\\.|[^"\\])*"').match(text, i).end()
-            part += text[i:end]
-            i = end
-            continue
-        if c in "([{":
-            depth += 1
-        elif c in ")]}":
-            depth -= 1
-        if depth == 0:
-            return parts + [part.strip()]
-        if c == "," and depth == 1:
-            parts.append(part.strip())
-            part = ""
-        elif not (c == "(" and depth == 1):
-            part += c
-        i += 1
-    raise ValueError("a call without an end")
-
-
-def literal(argument):
-    found = re.fullmatch(r'(?:TEXT\()?\s*"((?:\\.|[^"\\])*)"\s*\)?', argument)
-    return found.group(1) if found else None
 
 
 def scope_messages(name, place):

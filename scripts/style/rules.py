@@ -2,8 +2,9 @@
 
 import re
 
+from calls import arguments, literal
 from functions import functions
-from source import line_of
+from source import DELIBERATE, line_of
 
 LINES_PER_FILE = 400
 LINES_PER_FUNCTION = 70
@@ -83,7 +84,15 @@ WORKPLACE = re.compile(
 )
 WORKPLACE_CASE = re.compile(r"\bDEVELOPER[S]\b")
 TEST = re.compile(r"^\s*(?:TEST|TEST_F|TEST_P|TYPED_TEST)\(\s*(\w+)\s*,\s*(\w+)\s*\)", re.M)
-KEPT = re.compile(r"\bKept on purpose\b")
+MARK = re.compile(r"\b(?:Deliberate:|Kept on purpose\b)")
+CLOSE = re.compile(
+    r"\b((?:CloseHandle|RegCloseKey|FindClose|CloseServiceHandle|SetupDiDestroyDeviceInfoList|LocalFree|HeapFree|"
+    r"DestroyEnvironmentBlock)(?=\s*\()|(?<!=\s)delete\b)"
+)
+# The routines that take a format, and which of their arguments it is.
+FORMATTED = re.compile(r"\b(DebugPrintZone|HelperDebugPrint|DebugPrint|FormatWideTo)\s*\(")
+FORMATTED_AFTER = {"DebugPrintZone": 1, "HelperDebugPrint": 0, "DebugPrint": 0, "FormatWideTo": 1}
+CONVERSION = re.compile(r"%[-+ #0]*(?:\*|\d+)?(?:\.(?:\*|\d+))?(?:hh|h|ll|l|w|I64|I32|I)?[a-zA-Z]")
 
 
 def _matches(pattern, source, text):
@@ -216,27 +225,43 @@ def exemptions_name_tests_that_exist(sources):
                 yield source.path, line_of(source.text, found.start()), f"no such test: {found[1]}"
 
 
-def kept_oddities_name_tests_that_exist(sources):
-    tests = tests_of(sources)
-    names = {test.partition(".")[2] for test in tests}
-    stories = {source.path.rpartition("/")[2] for source in sources if source.path.endswith(".story")}
+def deliberate_marks_are_whole(sources):
+    tests = tests_of(sources) | {source.path.rpartition("/")[2] for source in sources if source.path.endswith(".story")}
     for source in sources:
         for first, text in source.comments if source.is_cpp else ():
-            kept = KEPT.search(text)
-            if not kept:
-                continue
-            line = first + text.count("\n", 0, kept.start())
-            remark = text[kept.start() :]
-            for name in re.findall(r"\b[A-Z]\w+\.[A-Z]\w+\b", remark):
-                if name not in tests:
-                    yield source.path, line, f"no such test: {name}"
-            # A name of four words and more, on its own.
-            for name in re.findall(r"(?<![.\w:])(?:[A-Z][a-z0-9]*){4,}(?![.\w:(])", remark):
-                if re.match(r"(?:[A-Z][a-z0-9]+|A(?=[A-Z])){4,}$", name) and name not in names:
-                    yield source.path, line, f"no such test: {name}"
-            for name in re.findall(r"\b[\w-]+\.story\b", remark):
-                if name not in stories:
-                    yield source.path, line, f"no such story: {name}"
+            whole = {mark.start(0): mark[3] for mark in DELIBERATE.finditer(text)}
+            for mark in MARK.finditer(text):
+                line = first + text.count("\n", 0, mark.start())
+                names = whole.get(text.rfind("\n", 0, mark.start()) + 1)
+                if mark[0] != "Deliberate:" or names is None:
+                    yield source.path, line, f"{mark[0]} write Deliberate: ... Expected: ..., then a line Test: Suite.Name"
+                for name in re.split(r",\s+", names or ""):
+                    if name and name not in tests:
+                        yield source.path, line, f"no such test: {name}"
+
+
+def closes_are_left_to_owners(sources):
+    for source in sources:
+        if not source.is_product or source.path == "vantord/common/handles.h":
+            continue
+        for match in CLOSE.finditer(source.code):
+            line = line_of(source.code, match.start())
+            if "by hand:" not in source.text.split("\n")[line - 1]:
+                yield source.path, line, f"{match[1]}: an owner of vantord/common/handles.h does it"
+
+
+def formats_match_their_arguments(sources):
+    for source in sources:
+        for match in FORMATTED.finditer(source.without_comments) if source.is_product else ():
+            parts = arguments(source.without_comments, match.end() - 1)
+            parts = parts[FORMATTED_AFTER[match[1]] :]
+            text = literal(parts[0])
+            if text is None:
+                continue  # a declaration, or a text that is passed on
+            wanted = sum(1 + found[0].count("*") for found in CONVERSION.finditer(text.replace("%%", "")))
+            if wanted != len(parts) - 1:
+                line = line_of(source.text, match.start())
+                yield source.path, line, f"{wanted} conversions and {len(parts) - 1} arguments: {text}"
 
 
 def the_project_speaks_for_itself(sources):
@@ -264,7 +289,9 @@ RULES = (
     functions_are_short,
     tests_neither_sleep_nor_look_at_the_clock,
     exemptions_name_tests_that_exist,
-    kept_oddities_name_tests_that_exist,
+    deliberate_marks_are_whole,
+    closes_are_left_to_owners,
+    formats_match_their_arguments,
     the_project_speaks_for_itself,
     nothing_is_pending,
 )

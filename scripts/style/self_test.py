@@ -28,13 +28,15 @@ CLEAN = {
         "auto const read = [&](int a) { return ::Read({a, big}) && a; };\n"
         "int First() {\n  return read[0];\n}\n"
         "#define LOG(zone, ...) Log(zone, __VA_ARGS__)\n"
+        "A(const A&) = delete;\nvoid DebugPrint(const WCHAR* format, ...);\n"
+        'void G() { DebugPrintZone(Z, TEXT("%S: %-5.2d %08lx %%"), F(a, b), c, *d); DebugPrint(format, c); }\n'
         "#if defined(VANTORD_SMALL)\n#endif\n"
     ),
     "vantord/device/port.cpp": '#include <windows.h>\n\n#include "vantord/common/error.h"\n#include "vantord/device/port.h"\n',
     "vantord/radio/client.h": '#include "vantord/common/error.h"\n',
     "vantord/modem/modem.cpp": (
         '#include "vantord/radio/client.h"\n#include "vantord/unzip/unzip.h"\n'
-        "/// Kept on purpose: one would expect a message\n/// (pinned by Modem.SaysNothing, ASecondStartSaysNothing, quiet.story).\n"
+        "/// Deliberate: It says nothing,\n/// ever. Expected: a message.\n/// Test: Modem.SaysNothing,\n/// quiet.story\n"
         "void Start() { throw -1; }\n"
     ),
     "vantord/service/vantord.cpp": '#include "vantord/modem/modem.h"\n#include "vantord/radio/client.h"\n',
@@ -108,10 +110,22 @@ PLANTED = {
         ("cli/sweep/sweep_promises.cpp", '// "Modem.SaysLess"\nRow const a[] = {{"ends", "Modem.SaysNothing"},\n {"dumps", "Modem.SaysMore"}};\n', 1),
         ("docs/promises.md", "kept (`Modem.SaysNothing`), `docs.Modem` and\n`Modem.SaysLittle`\n", 1),
     ],
-    "kept_oddities_name_tests_that_exist": [
-        ("vantord/unzip/a.cpp", "// Kept on purpose: x (pinned by Modem.SaysMore).\n", 1),
-        ("vantord/unzip/a.cpp", "/* x. Kept on purpose:\n   y, see loud.story */\n", 1),
-        ("vantord/unzip/a.h", "int a;  ///< Kept on purpose: x,\n        ///< AThirdStartSaysNothing\n", 1),
+    "deliberate_marks_are_whole": [
+        ("vantord/unzip/a.cpp", "// Deliberate: x. Expected: y.\n// Test: Modem.SaysMore\n", 1),
+        ("vantord/unzip/a.cpp", "// Deliberate: x. Expected: y.\n// Test: Modem.SaysNothing, loud.story\n", 1),
+        ("vantord/unzip/a.h", "int a;\n/// Deliberate: x.\n/// Test: Modem.SaysNothing\nint b;\n", 1),
+        ("vantord/unzip/a.cpp", "// Deliberate: x. Expected: y.\n", 1),
+        ("vantord/unzip/a.cpp", "/* x. Kept on purpose:\n   y, see quiet.story */\n", 1),
+    ],
+    "closes_are_left_to_owners": [
+        ("vantord/unzip/a.cpp", "void F() { ::CloseHandle(a); RegCloseKey(b); delete c; }\n", 3),
+        ("vantord/unzip/a.h", "  ::FindClose(a);  // by hand: a flag decides\n  ::FindClose(b);\n", 1),
+    ],
+    "formats_match_their_arguments": [
+        ("vantord/unzip/a.cpp", 'void F() { DebugPrint(TEXT("%S:%d : a %s"), "F", 1); }\n', 1),
+        ("vantord/unzip/a.cpp", 'void F() { DebugPrintZone(ZONE, TEXT("%S:%d : 100 %%"), "F", 1, 2); }\n', 1),
+        ("vantord/unzip/a.cpp", 'void F() { FormatWideTo(a, TEXT("%s\\\\%-*.*s%%%I64x"), b, 1, 2, c); }\n', 1),
+        ("vantord/unzip/a.cpp", 'void F() { HelperDebugPrint(TEXT("none"), G(a, b)); }\n', 1),
     ],
     "the_project_speaks_for_itself": [
         ("docs/a.md", "See spec" + ".md, Par" + "t 4.2 of the\n// specif" + "ication\n", 3),

@@ -20,6 +20,12 @@ _TOKEN = re.compile(
 )
 
 
+# A deliberate behaviour in a comment: what happens, what a reader would expect, the tests.
+DELIBERATE = re.compile(
+    r"^\s*Deliberate:\s(.+?\.)\s+Expected:\s(.+?\.)\s+^\s*Test:\s((?:[\w.-]+)(?:,\s+[\w.-]+)*)\s*$", re.S | re.M
+)
+
+
 def _blank(text):
     """As many spaces, on the same lines."""
     return re.sub(r"[^\n]", " ", text)

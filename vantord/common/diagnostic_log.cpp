@@ -15,21 +15,22 @@ constexpr GUID kHelperMessages = {0x6311AFDF, 0x0911, 0x386C, {0xED, 0x5C, 0x69,
 constexpr USHORT kMessageNumber = 10;
 
 void Send(const GUID& module, const WCHAR* format, std::va_list arguments) {
-  // Kept on purpose: a longer message loses its end without a word, where one would expect a sign of the cut. Pinned by
-  // DiagnosticLogTest.AMessageIsCutAt1023Characters.
+  // Deliberate: A longer message loses its end without a mark. Expected: a mark where it was cut.
+  // Test: DiagnosticLogTest.AMessageIsCutAt1023Characters
   WCHAR text[1024] = {};
   FormatWideV(text, std::size(text), format, arguments);
   // The text ends at its terminator, wherever the formatter stopped: an argument may have put one inside.
   std::size_t const length = wcslen(text);
   if (length == 0) return;
 
-  // Kept on purpose: messages before TraceProviderInit and after TraceProviderCleanup are gone, where one would expect
-  // them to be held back until somebody listens. Pinned by DiagnosticLogTest.MessagesOutsideTheRegistrationAreGone.
+  // Deliberate: Messages before TraceProviderInit and after TraceProviderCleanup are lost. Expected: messages that are
+  // kept until a session listens.
+  // Test: DiagnosticLogTest.MessagesOutsideTheRegistrationAreGone
   const TraceControlBlock* const provider = RegisteredProvider();
   if (provider == nullptr) return;
-  // Kept on purpose: the callback may change the block between these two reads; a message may then be dropped or sent
-  // while the provider is being enabled or disabled, where one would expect a lock. Pinned by
-  // DiagnosticLogTest.AMessageSentWhileTheProviderIsDisabledIsDroppedOrSentWhole.
+  // Deliberate: The callback may change the block between these two reads, so a message may be dropped or sent while
+  // the provider is enabled or disabled. Expected: a lock.
+  // Test: DiagnosticLogTest.AMessageSentWhileTheProviderIsDisabledIsDroppedOrSentWhole
   if ((provider->flags & kTraceEnableFlag) == 0) return;
   ::TraceMessage(provider->logger,
                  TRACE_MESSAGE_SEQUENCE | TRACE_MESSAGE_GUID | TRACE_MESSAGE_TIMESTAMP | TRACE_MESSAGE_SYSTEMINFO,

@@ -41,7 +41,7 @@ class Owner {
 
   [[nodiscard]] explicit operator bool() const { return m_value != Kind::Invalid(); }
   [[nodiscard]] Value get() const { return m_value; }
-  /// Memory as an object of type T; null when there is none.
+  /// Memory as an object of type T, or null.
   template <typename T>
   [[nodiscard]] T* As() const {
     return static_cast<T*>(m_value);

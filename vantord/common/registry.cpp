@@ -11,8 +11,9 @@
 namespace {
 
 /// Names whose failed reads are not logged.
-/// Kept on purpose: one would expect only names that this service reads, and "Interruption". Pinned by the tests
-/// RegistryHelperTest.AMissingValueOfAQuietNameIsNotLogged and OnlyTheExactSpellingIsQuiet.
+/// Deliberate: The list holds names that this service never reads, and "Interuption" as it is spelled here. Expected:
+/// only names that are read, spelled right.
+/// Test: RegistryHelperTest.AMissingValueOfAQuietNameIsNotLogged, RegistryHelperTest.OnlyTheExactSpellingIsQuiet
 constexpr const WCHAR* kQuietNames[] = {
     TEXT("ExecutionTime"),    TEXT("Timeout"),
     TEXT("TimeoutCmdInit"),   TEXT("TimeoutCmdNoOp"),
@@ -28,10 +29,10 @@ bool IsQuietName(const WCHAR* valueName) {
                      [&](const WCHAR* quiet) { return wcscmp(valueName, quiet) == 0; });
 }
 
-/// The key, or null. Readers open their keys in this way too.
-/// Kept on purpose: one would expect a reader to fail where its key is missing; it makes the key, empty, and finds no
-/// value in it. A key that cannot be opened is not logged. Pinned by the tests
-/// RegistryHelperTest.ReadingFromAMissingKeyMakesTheKey and AKeyThatCannotBeOpenedIsNotLogged.
+/// Opens or creates a key; readers use it too. Returns an empty owner on failure.
+/// Deliberate: A reader creates its missing key, empty, and then finds no value. A key that cannot be opened is not
+/// logged. Expected: a failure, and a message.
+/// Test: RegistryHelperTest.ReadingFromAMissingKeyMakesTheKey, RegistryHelperTest.AKeyThatCannotBeOpenedIsNotLogged
 RegistryKey CreateOrOpenKey(const WCHAR* keyPath, REGSAM access) {
   WCHAR noClass[] = TEXT("");
   RegistryKey key;
@@ -40,7 +41,7 @@ RegistryKey CreateOrOpenKey(const WCHAR* keyPath, REGSAM access) {
   return status == ERROR_SUCCESS ? std::move(key) : RegistryKey();
 }
 
-/// Appends the names of a key's sub-keys. False when there are none or when there is no memory for one.
+/// Appends the names of a key's sub-keys. False if there are none or memory runs out.
 bool AppendSubKeys(HKEY key, std::vector<WideString>& names) {
   DWORD count = 0;
   DWORD longestSubKey = 0;
@@ -48,14 +49,15 @@ bool AppendSubKeys(HKEY key, std::vector<WideString>& names) {
   DWORD longestValueName = 0;
   LSTATUS const status = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &count, &longestSubKey, nullptr,
                                             &valueCount, &longestValueName, nullptr, nullptr, nullptr);
-  // Kept on purpose: one would expect an empty list to be a success. Pinned by the test
-  // RegistryHelperTest.AKeyWithoutSubKeysIsAFailure.
+  // Deliberate: A key without sub-keys is a failure. Expected: an empty list.
+  // Test: RegistryHelperTest.AKeyWithoutSubKeysIsAFailure
   if (status != ERROR_SUCCESS || count == 0) return false;
   WCHAR name[MAX_PATH] = {};
   for (DWORD index = 0; index < count; ++index) {
     DWORD nameLength = MAX_PATH;
-    // Kept on purpose: one would expect a failed index to be reported; it is skipped, even if every one fails. Pinned
-    // by the tests RegistryHelperTest.ASubKeyThatCannotBeReadIsSkipped and ListingSucceedsEvenIfNoSubKeyCanBeRead.
+    // Deliberate: An index that cannot be read is skipped, even if every one is. Expected: a failure.
+    // Test: RegistryHelperTest.ASubKeyThatCannotBeReadIsSkipped,
+    // RegistryHelperTest.ListingSucceedsEvenIfNoSubKeyCanBeRead
     if (::RegEnumKeyExW(key, index, name, &nameLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) continue;
     HelperDebugPrint(TEXT("%S:%d : SRegistrySubKeys Index(%d) = %s"), "SRegistrySubKeys", 1072, index + 1, name);
     try {
@@ -77,8 +79,8 @@ bool SGetRegistryDWORD(const WCHAR* keyPath, const WCHAR* valueName, DWORD& valu
   LSTATUS const status =
       ::RegQueryValueExW(key.get(), valueName, nullptr, nullptr, reinterpret_cast<LPBYTE>(&data), &dataBytes);
   key.Close();  // before the message
-  // Kept on purpose: one would expect the type to be checked too; a binary value of 4 bytes is as good as a REG_DWORD.
-  // Pinned by the test RegistryHelperTest.AnyValueOfFourBytesReadsAsANumber.
+  // Deliberate: The type is not checked: any value of 4 bytes is a number. Expected: REG_DWORD alone.
+  // Test: RegistryHelperTest.AnyValueOfFourBytesReadsAsANumber
   if (status == ERROR_SUCCESS && dataBytes == sizeof(data)) {
     value = data;
     return true;
@@ -108,9 +110,11 @@ bool SGetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, WCHAR* buffer,
   DWORD dataBytes = bufferBytes;
   LSTATUS const status =
       ::RegQueryValueExW(key.get(), valueName, nullptr, nullptr, reinterpret_cast<LPBYTE>(buffer), &dataBytes);
-  // Kept on purpose: one would expect the terminator behind the text, and none after a failure; a text that fills the
-  // buffer without a terminator of its own loses its last character. Pinned by the tests
-  // RegistryHelperTest.ATextThatFillsTheBufferLosesItsLastCharacter and AFailedReadStillTerminatesTheBuffer.
+  // Deliberate: The buffer's last character becomes 0, after a failure too; a text that fills the buffer without a
+  // terminator loses its last character. Expected: a terminator after the text, and an untouched buffer after a
+  // failure.
+  // Test: RegistryHelperTest.ATextThatFillsTheBufferLosesItsLastCharacter,
+  // RegistryHelperTest.AFailedReadStillTerminatesTheBuffer
   buffer[bufferBytes / sizeof(WCHAR) - 1] = 0;
   key.Close();  // before the message
   if (status != ERROR_SUCCESS) {
@@ -135,23 +139,23 @@ bool SSetRegistrySZ(const WCHAR* keyPath, const WCHAR* valueName, const WCHAR* t
 }
 
 bool SRegistryDeleteValue(const WCHAR* keyPath, const WCHAR* valueName) {
-  // Kept on purpose: one would expect the key to be closed; each call that opens it leaves one handle open. Pinned by
-  // the test RegistryHelperTest.EachDeletionLeavesOneKeyHandleOpen.
+  // Deliberate: The key stays open: each call that opens it leaves one handle. Expected: a close.
+  // Test: RegistryHelperTest.EachDeletionLeavesOneKeyHandleOpen
   HKEY key = nullptr;
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_ALL_ACCESS, &key) == ERROR_SUCCESS &&
       ::RegDeleteValueW(key, valueName) == ERROR_SUCCESS) {
     return true;
   }
-  // Kept on purpose: one would expect the cause; the words are the same also where access is denied. Pinned by the test
-  // RegistryHelperTest.AFailedDeletionSaysDoesNotExistWhateverTheCause.
+  // Deliberate: The message is the same for every cause, denied access included. Expected: the cause.
+  // Test: RegistryHelperTest.AFailedDeletionSaysDoesNotExistWhateverTheCause
   HelperDebugPrint(TEXT("%S:%d : RegistryDeleteValue fail, the value(%s) does not exist"), "SRegistryDeleteValue", 1043,
                    valueName);
   return false;
 }
 
 bool SRegistrySubKeys(const WCHAR* keyPath, std::vector<WideString>& names) {
-  // Kept on purpose: one would expect KEY_READ, since nothing is written; a key that may only be read is a failure.
-  // Pinned by the test RegistryHelperTest.SubKeysOfAReadOnlyKeyCannotBeListed.
+  // Deliberate: The key is opened for all access although nothing is written. Expected: KEY_READ.
+  // Test: RegistryHelperTest.SubKeysOfAReadOnlyKeyCannotBeListed
   RegistryKey key;
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, keyPath, 0, KEY_ALL_ACCESS, key.Receive()) != ERROR_SUCCESS) {
     HelperDebugPrint(TEXT("%S:%d : RegistrySubKeys fail"), "SRegistrySubKeys", 1083);

@@ -15,7 +15,7 @@ constexpr const WCHAR* kFactoryLibrary = TEXT("C:\\MfgDiag\\Dlls\\RILRouter.dll"
 constexpr const WCHAR* kAudit = TEXT("IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT");
 constexpr const WCHAR* kUndeployable = TEXT("IMAGE_STATE_UNDEPLOYABLE");
 
-/// The states that setup has completed or resealed.
+/// The completed and resealed states.
 constexpr const WCHAR* kNonDefaultStates[] = {
     TEXT("IMAGE_STATE_COMPLETE"),
     kAudit,
@@ -24,9 +24,10 @@ constexpr const WCHAR* kNonDefaultStates[] = {
     TEXT("IMAGE_STATE_GENERALIZE_RESEAL_TO_OOBE"),
 };
 
-/// Setup's image state. Its names are exact: another letter case makes another state.
-/// Kept on purpose: one would expect one reading for the several questions of a start; each asks the registry again,
-/// and a change between two of them is seen. Pinned by the test SystemStateTest.AChangeBetweenTwoQueriesIsSeen.
+/// Setup's image state. Letter case counts.
+/// Deliberate: Each query reads the registry again, so a change between two queries is seen. Expected: one read for all
+/// queries of a start.
+/// Test: SystemStateTest.AChangeBetweenTwoQueriesIsSeen
 class ImageState {
  public:
   ImageState() : m_isRead(SGetRegistrySZ(kSetupStateKey, TEXT("ImageState"), m_text, sizeof(m_text))) {}
@@ -41,9 +42,9 @@ class ImageState {
 
 }  // namespace
 
-// Kept on purpose: one would expect an unreadable state to be an error, and both reseal-to-audit states to be audit
-// mode. It counts as not audit, and only the specialize state counts. Pinned by the tests
-// SystemStateTest.WithoutAnImageStateEveryQueryIsFalse and OnlyTheSpecializeStateIsAuditMode.
+// Deliberate: An unreadable state counts as not audit mode, and of the two reseal-to-audit states only the specialize
+// one is audit mode. Expected: an error, and both states.
+// Test: SystemStateTest.WithoutAnImageStateEveryQueryIsFalse, SystemStateTest.OnlyTheSpecializeStateIsAuditMode
 bool IsAuditMode() {
   ImageState const state;
   if (!state.IsRead()) {
@@ -75,8 +76,8 @@ bool IsUndeployMode() {
 }
 
 bool CheckFileExist(const WCHAR* path) {
-  // Kept on purpose: one would expect shared access, or a look at the attributes; a file that cannot be opened counts
-  // as absent. Pinned by the test SystemStateTest.AFileThatIsOpenedExclusivelyElsewhereCountsAsAbsent.
+  // Deliberate: A file that cannot be opened counts as missing. Expected: shared access, or a read of the attributes.
+  // Test: SystemStateTest.AFileThatIsOpenedExclusivelyElsewhereCountsAsAbsent
   FileHandle const file(::CreateFileW(path, 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (file) {
     HelperDebugPrint(TEXT("%S:%d : The %s is exist!!!"), "CheckFileExist", 1724, path);
@@ -109,8 +110,9 @@ bool IsDefaultSetupState() {
     HelperDebugPrint(TEXT("%S:%d : SGetRegistrySZ FAILED"), "IsDefaultSetupState", 1598);
     return false;
   }
-  // Kept on purpose: one would expect names of states to be compared as Windows compares names; "image_state_complete"
-  // is a default setup state. Pinned by the test SystemStateTest.AStateInLowerCaseIsADefaultSetupState.
+  // Deliberate: States are compared with letter case: "image_state_complete" is a default setup state. Expected: a
+  // comparison without case.
+  // Test: SystemStateTest.AStateInLowerCaseIsADefaultSetupState
   if (std::any_of(std::begin(kNonDefaultStates), std::end(kNonDefaultStates),
                   [&](const WCHAR* listed) { return state.Is(listed); })) {
     HelperDebugPrint(TEXT("%S:%d : Non Default Setup State! (%s)"), "IsDefaultSetupState", 1587, state.Text());
@@ -123,9 +125,9 @@ bool IsDefaultSetupState() {
 bool IsDiagnosisDumpEnabled() {
   DWORD dumpKind = 0;
   if (!SGetRegistryDWORD(kCrashControlKey, TEXT("CrashDumpEnabled"), dumpKind)) return false;
-  // Kept on purpose: one would expect a line for the other verdict too, and this one in a zone for information; it is
-  // in the zone of failures. Pinned by the tests SystemStateTest.ADisabledCrashDumpIsNotLogged and
-  // TheCrashDumpLineNeedsTheErrorZone.
+  // Deliberate: Only an enabled crash dump is logged, and in the error zone. Expected: a line for each verdict, in the
+  // information zone.
+  // Test: SystemStateTest.ADisabledCrashDumpIsNotLogged, SystemStateTest.TheCrashDumpLineNeedsTheErrorZone
   if (dumpKind == 0) return false;
   if (IsZoneOn(ZONE_ERROR)) {
     HelperDebugPrint(TEXT("%S:%d : dwDiagnosisDumpEnabled set."), "IsDiagnosisDumpEnabled", 251);

@@ -4,18 +4,17 @@
 
 namespace {
 
-// Threads of the service may log while the process ends: neither object has a destructor to run.
+// Threads of the service may log while the process ends: neither object may have a destructor.
 static_assert(std::is_trivially_destructible_v<TraceControlBlock>);
 constinit TraceControlBlock g_block{};
 
-/// The head of the list of blocks, which never holds more than one. It points to itself while no provider is
-/// registered.
+/// The head of the list, which holds at most one block. It points to itself while no provider is registered.
 constinit TraceLink g_providers{&g_providers};
 
 }  // namespace
 
 TraceControlBlock* RegisteredProvider() {
-  // Read once: a thread that logs may meet a change of the list at any point.
+  // Read once: another thread may change the list at any time.
   TraceLink* const first = g_providers.next.load();
   return first == &g_providers ? nullptr : static_cast<TraceControlBlock*>(first);
 }

@@ -1,4 +1,4 @@
-// The process's trace provider, as the trace controller and the diagnostic log meet it.
+// The process's trace provider, as the trace controller and the diagnostic log use it.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +13,7 @@ inline constexpr GUID kTraceControlGuid = {
 
 /// The bit of the enable flags without which no message is sent.
 inline constexpr ULONG kTraceEnableFlag = 0x1;
-/// The bit of the options that has a block's state written into its forward block.
+/// The bit of the options that sends a block's state to its forward block.
 inline constexpr UCHAR kTraceOptionForward = 0x2;
 
 /// A place in the list of control blocks, or the list's head.
@@ -21,8 +21,8 @@ struct TraceLink {
   std::atomic<TraceLink*> next;
 };
 
-/// What the provider knows of itself. The callback writes flags, level and logger while other threads read them without
-/// a lock: each is whole by itself, and a message may be dropped or sent while the state changes.
+/// The provider's state. The callback writes flags, level and logger while other threads read them without a lock; each
+/// is atomic by itself.
 struct TraceControlBlock : TraceLink {
   TRACEHANDLE registration;         ///< 0: not registered
   std::atomic<TRACEHANDLE> logger;  ///< 0: not enabled
@@ -43,7 +43,7 @@ void TraceProviderCleanup();
 /// The registered provider's block; null before TraceProviderInit and after TraceProviderCleanup.
 [[nodiscard]] TraceControlBlock* RegisteredProvider();
 
-/// The provider callback of RegisterTraceGuidsW. `context` is the provider's block. Sets `reserved` to 0, takes over
-/// the state of an enable (4) or disable (5) request, and answers 0; any other request is ERROR_INVALID_PARAMETER and
-/// changes nothing in the block.
+/// The provider callback of RegisterTraceGuidsW. `context` is the provider's block. Sets `reserved` to 0, stores the
+/// state of an enable (4) or disable (5) request, and returns 0; for any other request it returns
+/// ERROR_INVALID_PARAMETER and leaves the block unchanged.
 ULONG WINAPI WppControlCallback(WMIDPREQUESTCODE request, PVOID context, ULONG* reserved, PVOID buffer);

@@ -4,7 +4,7 @@
 
 std::size_t FormatWideV(WCHAR* out, std::size_t capacity, const WCHAR* format, std::va_list arguments) {
   if (capacity == 0) return 0;
-  // The legacy form stores the cut text and answers -1; exactly capacity - 1 characters fit beside the terminator.
+  // The legacy form stores the cut text and returns -1; capacity - 1 characters fit before the terminator.
   int const length = _vsnwprintf(out, capacity - 1, format, arguments);
   std::size_t const stored = length < 0 ? capacity - 1 : static_cast<std::size_t>(length);
   out[stored] = 0;

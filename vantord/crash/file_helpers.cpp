@@ -6,10 +6,11 @@
 
 namespace {
 
-/// A failure shows in the log only.
-/// Kept on purpose: one would expect a file that is there already to be replaced, and a move to another volume to copy.
-/// Neither happens; such a file stays where it is. Pinned by the tests
-/// FileHelpersTest.AFileThatIsThereAlreadyIsNotReplacedAndTheRestIsMoved and AnotherVolumeIsOutOfReach.
+/// A failure is only logged.
+/// Deliberate: A file that exists in the destination is not replaced, and no file is copied to another volume; it stays
+/// where it is. Expected: a replacement, and a copy.
+/// Test: FileHelpersTest.AFileThatIsThereAlreadyIsNotReplacedAndTheRestIsMoved,
+/// FileHelpersTest.AnotherVolumeIsOutOfReach
 void MoveEntry(const WCHAR* sourceFolder, const WCHAR* destinationFolder, const WCHAR* name) {
   WCHAR source[MAX_PATH] = {};
   WCHAR destination[MAX_PATH] = {};
@@ -36,16 +37,17 @@ HRESULT CopyMoveFiles(const WCHAR* lpSrcPath, const WCHAR* lpFilter, const WCHAR
     HelperDebugPrint(TEXT("%S:%d : FindFirstFileW error(%d)"), "CopyMoveFiles", 1848, ::GetLastError());
     return E_INVALIDARG;
   }
-  // Kept on purpose: one would expect a folder that cannot be made to end it; every move then fails on its own. Pinned
-  // by the test FileHelpersTest.WithoutADestinationEveryFileStays.
+  // Deliberate: A destination that could not be made does not end the function; every move then fails. Expected: a
+  // failure at once.
+  // Test: FileHelpersTest.WithoutADestinationEveryFileStays
   ::CreateDirectoryW(lpDestPath, nullptr);
 
   do {
     if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) MoveEntry(lpSrcPath, lpDestPath, entry.cFileName);
   } while (::FindNextFileW(search.get(), &entry) != FALSE);
 
-  // Kept on purpose: one would expect a listing that broke off to be a failure of the whole; it is logged and
-  // forgotten. Pinned by the test FileHelpersTest.AListingThatBreaksOffIsStillASuccess.
+  // Deliberate: A listing that broke off is logged and still a success. Expected: a failure.
+  // Test: FileHelpersTest.AListingThatBreaksOffIsStillASuccess
   DWORD const error = ::GetLastError();
   if (error != ERROR_NO_MORE_FILES) {
     HelperDebugPrint(TEXT("%S:%d : FindNextFile error(%d)"), "CopyMoveFiles", 1894, error);
@@ -54,7 +56,7 @@ HRESULT CopyMoveFiles(const WCHAR* lpSrcPath, const WCHAR* lpFilter, const WCHAR
 }
 
 bool CreateDirectoryFull(const WCHAR* path) {
-  // Before anything else: it tells why the caller's attempt has failed.
+  // First of all: the reason why the caller's attempt failed.
   DWORD const error = ::GetLastError();
   if (error == ERROR_ALREADY_EXISTS) return true;
   if (error != ERROR_PATH_NOT_FOUND) {
@@ -64,23 +66,24 @@ bool CreateDirectoryFull(const WCHAR* path) {
   }
   HelperDebugPrint(TEXT("%S:%d : Creating Dir [%s]"), "CreateDirectoryFull", 4302, path);
 
-  // Kept on purpose: one would expect the path to be cleaned once; a single backslash at its end counts for nothing in
-  // the search for the parent, and the folder itself is then made of the path as it came. Pinned by the tests
-  // FileHelpersTest.AWholeChainIsMadeOfAPathThatEndsInABackslash and OnlyOneBackslashAtTheEndIsPassedOver.
+  // Deliberate: One backslash at the path's end is ignored in the search for the parent; the folder itself is then
+  // created by the path as given. Expected: one cleaned path for both.
+  // Test: FileHelpersTest.AWholeChainIsMadeOfAPathThatEndsInABackslash,
+  // FileHelpersTest.OnlyOneBackslashAtTheEndIsPassedOver
   WCHAR parent[MAX_PATH] = {};
   CopyWide(parent, MAX_PATH, path);
   std::size_t const length = wcslen(parent);
   if (length != 0 && parent[length - 1] == TEXT('\\')) parent[length - 1] = 0;
 
-  // Kept on purpose: one would expect a failure, since nothing is made. Pinned by the test
-  // FileHelpersTest.APathWithoutABackslashIsCalledMadeAndIsNot.
+  // Deliberate: A path without a backslash returns true although nothing was created. Expected: a failure.
+  // Test: FileHelpersTest.APathWithoutABackslashIsCalledMadeAndIsNot
   WCHAR* const backslash = wcsrchr(parent, TEXT('\\'));
   if (backslash == nullptr) return true;
   *backslash = 0;
   if (::CreateDirectoryW(parent, nullptr) == FALSE && !CreateDirectoryFull(parent)) return false;
 
-  // Kept on purpose: one would expect a folder that somebody else has made meanwhile to be welcome; it counts as a
-  // failure. Pinned by the test FileHelpersTest.AFolderThatAppearsAtTheLastMomentIsAFailure.
+  // Deliberate: A folder that another program creates meanwhile is a failure. Expected: a success.
+  // Test: FileHelpersTest.AFolderThatAppearsAtTheLastMomentIsAFailure
   if (::CreateDirectoryW(path, nullptr) != FALSE) return true;
   HelperDebugPrint(TEXT("%S:%d : Create Directory Failed: Err=%d path[%s]"), "CreateDirectoryFull", 4315,
                    ::GetLastError(), path);

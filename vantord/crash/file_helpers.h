@@ -3,12 +3,11 @@
 
 #include <windows.h>
 
-/// Moves the files of `lpSrcPath` that match `lpFilter` ("*.*") into `lpDestPath`, which is made when it is missing.
-/// Folders stay, files that exist in the destination are not replaced, and a file that cannot be moved stays where it
-/// is. E_INVALIDARG when the source cannot be listed, else S_OK, whatever became of the files.
+/// Moves the files of `lpSrcPath` that match `lpFilter` ("*.*") into `lpDestPath`, which is created if it is missing.
+/// Folders stay, and so does a file that exists in the destination or cannot be moved. Returns E_INVALIDARG if the
+/// source cannot be listed, else S_OK.
 [[nodiscard]] HRESULT CopyMoveFiles(const WCHAR* lpSrcPath, const WCHAR* lpFilter, const WCHAR* lpDestPath);
 
-/// Makes a folder and its missing parents. To be called directly behind a CreateDirectoryW of the same path that has
-/// failed: the thread's last error, which nothing may change in between, decides what there is to do. True when the
-/// folder is there now, and for a path without a backslash.
+/// Creates a folder and its missing parents. Call right after CreateDirectoryW failed on `path`; its last error selects
+/// the action. Returns true if the folder exists now, and for a path without a backslash.
 [[nodiscard]] bool CreateDirectoryFull(const WCHAR* path);

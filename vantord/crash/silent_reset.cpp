@@ -11,7 +11,7 @@ constexpr WCHAR kModemStatisticsDevice[] = TEXT("\\\\.\\AMSSStats");
 constexpr DWORD IOCTL_REQ_MODEM_RESET = 0x9CA30C00;
 constexpr DWORD kSetupPollMs = 5000;
 
-/// What the driver is sent; all but one byte are the driver's affair and stay 0.
+/// The request; the service sets one byte, the others stay 0.
 struct ResetRequest {
   BYTE unused[1040];
   BYTE reset;
@@ -19,16 +19,16 @@ struct ResetRequest {
 };
 static_assert(sizeof(ResetRequest) == 1042);
 
-/// Kept on purpose: one would expect a place for the number of returned bytes, which older systems insist on; the
-/// request returns none. Pinned by the test SilentResetTest.TheRequestNamesNoPlaceForReturnedBytes.
+/// Deliberate: The request has no place for the number of returned bytes. Expected: one, as older systems require it.
+/// Test: SilentResetTest.TheRequestNamesNoPlaceForReturnedBytes
 BOOL SendResetRequest(HANDLE device) {
   ResetRequest request = {};
   request.reset = 1;
   return ::DeviceIoControl(device, IOCTL_REQ_MODEM_RESET, &request, sizeof(request), nullptr, 0, nullptr, nullptr);
 }
 
-/// Kept on purpose: one would expect another attempt when the driver is busy or refuses; there is one. Pinned by the
-/// test SilentResetTest.ARefusedResetIsNotTriedAgain.
+/// Deliberate: The reset is requested once. Expected: another attempt if the driver is busy or refuses.
+/// Test: SilentResetTest.ARefusedResetIsNotTriedAgain
 DWORD ResetModem() {
   HelperDebugPrint(TEXT("%S:%d : Start sending IOCTL_MODEM_RESET"), "ExecuteSilentResetQCThread", 4378);
   FileHandle device(
@@ -50,10 +50,11 @@ DWORD ResetModem() {
 
 }  // namespace
 
-// Kept on purpose: an image state that cannot be read counts as setup that has ended, where one would expect to wait.
-// Pinned by the test SilentResetTest.AnImageStateThatCannotBeReadCountsAsTheEndOfSetup.
-// Kept on purpose: once setup has ended the event is not looked at, and the reset is sent even while the service stops,
-// where one would expect the stop to win. Pinned by the test SilentResetTest.BehindSetupAStopDoesNotHoldTheResetBack.
+// Deliberate: An image state that cannot be read counts as the end of setup. Expected: a longer wait.
+// Test: SilentResetTest.AnImageStateThatCannotBeReadCountsAsTheEndOfSetup
+// Deliberate: After setup the stop event is not read: the reset is sent even while the service stops. Expected: no
+// reset after a stop.
+// Test: SilentResetTest.BehindSetupAStopDoesNotHoldTheResetBack
 DWORD WINAPI ExecuteSilentResetQCThread(LPVOID stopEvent) {
   while (IsDefaultSetupState()) {
     DWORD const ended = ::WaitForSingleObject(stopEvent, kSetupPollMs);
@@ -61,8 +62,9 @@ DWORD WINAPI ExecuteSilentResetQCThread(LPVOID stopEvent) {
       HelperDebugPrint(TEXT("%S:%d : Thread Close"), "ExecuteSilentResetQCThread", 4370);
       return 1;
     }
-    // Kept on purpose: one would expect a wait that failed to end the thread; it goes on at once, without a line and
-    // without a pause. Pinned by the test SilentResetTest.WithABadEventItAsksTheRegistryWithoutPause.
+    // Deliberate: A failed wait is neither logged nor ends the loop, which then runs without pause. Expected: the end
+    // of the thread.
+    // Test: SilentResetTest.WithABadEventItAsksTheRegistryWithoutPause
     if (ended == WAIT_TIMEOUT) {
       HelperDebugPrint(TEXT("%S:%d : WAIT_TIMEOUT for waiting OOBE mode out"), "ExecuteSilentResetQCThread", 4374);
     }

@@ -1,11 +1,11 @@
-// The reset that makes the modem load a new image without a restart of the machine.
+// The reset that makes the modem load a new image without a restart of the tablet.
 #pragma once
 
 #include <windows.h>
 
-/// A thread procedure. Waits until first-boot setup has ended, then asks the modem's driver for a reset, once.
-/// `stopEvent` is the modem object's manual-reset event: signalled while setup runs, it ends the thread without a
-/// reset. 1: ended by the event, or the request was sent; 0: the driver could not be opened or refused. Kept on
-/// purpose: one would expect somebody to wait for the thread and to look at its result; nobody does (pinned by the test
-/// ModemRestart.NobodyWaitsForTheSilentReset).
+/// A thread procedure. Waits until first-boot setup has ended, then sends the modem's driver one reset request.
+/// `stopEvent` is the modem object's manual-reset event: if signalled while setup runs, it ends the thread without a
+/// reset. Returns 1 if the event ended it or the request was sent, 0 if the driver could not be opened or refused.
+/// Deliberate: Nothing waits for the thread or reads its result. Expected: a wait by the service.
+/// Test: ModemRestart.NobodyWaitsForTheSilentReset
 DWORD WINAPI ExecuteSilentResetQCThread(LPVOID stopEvent);

@@ -12,17 +12,17 @@ namespace {
 
 constexpr WCHAR kDumpFolder[] = TEXT("c:\\Windows\\System32\\DriverState\\Services\\QCCDI\\Data\\ssr_dumps");
 constexpr WCHAR kToastProgram[] = TEXT("c:\\Windows\\ToastGenerator\\ToastGenerator.exe");
-/// Kept on purpose: one would expect the program's name in front; the line begins with a blank, which leaves the name
-/// empty and makes "CPCrash" the first argument. Pinned by the test
-/// SsrDumpTest.TheUserIsToldByTheToastProgram.
+/// Deliberate: The command line begins with a blank, so the program's name is empty and "CPCrash" is the first
+/// argument. Expected: the program's name first.
+/// Test: SsrDumpTest.TheUserIsToldByTheToastProgram
 constexpr WCHAR kToastCommandLine[] = TEXT(" CPCrash");
 
 constexpr int kToastAttempts = 10;
 constexpr DWORD kToastPauseMs = 1000;
 
-/// Kept on purpose: one would expect local time, and a number that tells two crashes apart; the name has the time in
-/// UTC to the second, and a second crash within it goes into the same folder. Pinned by the tests
-/// SsrDumpTest.TheFolderIsNamedByTheTimeInUtc and ASecondCrashWithinTheSecondGoesIntoTheSameFolder.
+/// Deliberate: The folder's name is the time in UTC to the second; two crashes within one second share a folder.
+/// Expected: local time, and a counter.
+/// Test: SsrDumpTest.TheFolderIsNamedByTheTimeInUtc, SsrDumpTest.ASecondCrashWithinTheSecondGoesIntoTheSameFolder
 void FormatDestination(WCHAR (&folder)[MAX_PATH]) {
   SYSTEMTIME now = {};
   ::GetSystemTime(&now);
@@ -30,9 +30,9 @@ void FormatDestination(WCHAR (&folder)[MAX_PATH]) {
                now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond);
 }
 
-/// Kept on purpose: one would expect somebody to log on first, or a last word when nobody was told; ten attempts hold
-/// up the modem's start by ten seconds and end without one. Pinned by the test
-/// SsrDumpTest.WithNobodyLoggedOnItGivesUpAfterTenSeconds.
+/// Deliberate: Without a logged-on user ten attempts delay the start-up by ten seconds and end without a message.
+/// Expected: a wait for a logon, or a final message.
+/// Test: SsrDumpTest.WithNobodyLoggedOnItGivesUpAfterTenSeconds
 void TellUser() {
   for (int attempt = 0; attempt < kToastAttempts; ++attempt) {
     if (RunProcessAsUser(kToastProgram, kToastCommandLine) != FALSE) {
@@ -59,12 +59,12 @@ void CheckSSRDumpFile() {
 
   WCHAR destination[MAX_PATH] = {};
   FormatDestination(destination);
-  // Nothing may come between the two: the second goes by the first one's last error.
+  // No call between the two: the second reads the last error of the first.
   if (::CreateDirectoryW(destination, nullptr) == FALSE) (void)CreateDirectoryFull(destination);
 
-  // Kept on purpose: one would expect the dumps alone to be moved, and the user to be told of what was moved; every
-  // file of the folder goes, and neither the folder's making nor any move need have succeeded. Pinned by the tests
-  // SsrDumpTest.EveryFileBesidesADumpIsMovedToo and TheUserIsToldEvenIfNothingCouldBeMoved.
+  // Deliberate: Every file of the folder is moved, not only dumps, and the user is notified even if nothing could be
+  // moved. Expected: dumps alone, and a notification after a success.
+  // Test: SsrDumpTest.EveryFileBesidesADumpIsMovedToo, SsrDumpTest.TheUserIsToldEvenIfNothingCouldBeMoved
   HelperDebugPrint(TEXT("%S:%d : Moving SSR dump files"), "CheckSSRDumpFile", 4454);
   (void)CopyMoveFiles(kDumpFolder, TEXT("*.*"), destination);
   TellUser();

@@ -1,7 +1,6 @@
-// The dumps that the modem's driver leaves when the modem subsystem has crashed and restarted.
+// The dumps that the modem's driver writes after a crash and restart of the modem subsystem.
 #pragma once
 
-/// Moves the files of the driver's dump folder into a folder of their own in the retail log, named by the time of day
-/// in UTC, and has the logged-on user told, when there is a dump at all. Takes about ten seconds when nobody can be
-/// told.
+/// If there is a dump, moves the files of the driver's dump folder into a new folder of the retail log, named by the
+/// time in UTC, and notifies the logged-on user. Takes about ten seconds if no user can be notified.
 void CheckSSRDumpFile();

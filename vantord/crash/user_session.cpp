@@ -20,10 +20,9 @@ constexpr WCHAR kSessionDataKey[] =
 constexpr WCHAR kSessionProcess[] = TEXT("winlogon.exe");
 constexpr DWORD kMostProcesses = 1024;
 
-/// Whether the user logged on in a session is the selected one.
-/// Kept on purpose: one would expect security identifiers to be compared without regard to case; they must be equal to
-/// the letter. The message's spelling stays as field engineers search for it. Pinned by the tests
-/// UserSessionTest.AnIdentifierInOtherLettersIsAnotherUser and ASessionOfAnotherUserIsPassedOver.
+/// True if the user of the session is the selected one. The message keeps its spelling: field engineers search for it.
+/// Deliberate: The two security identifiers must be equal in letter case too. Expected: a comparison without case.
+/// Test: UserSessionTest.AnIdentifierInOtherLettersIsAnotherUser, UserSessionTest.ASessionOfAnotherUserIsPassedOver
 bool IsSessionOf(const WCHAR* selectedUser, const WCHAR* session) {
   WCHAR key[MAX_PATH] = {};
   FormatWideTo(key, TEXT("%s\\%s"), kSessionDataKey, session);
@@ -41,7 +40,7 @@ bool IsSessionOf(const WCHAR* selectedUser, const WCHAR* session) {
   return true;
 }
 
-/// The file name of the process's executable; empty when it cannot be had.
+/// The file name of the process's executable; empty on failure.
 void GetProcessName(HANDLE process, WCHAR (&name)[MAX_PATH]) {
   name[0] = 0;
   HMODULE modules[1] = {};  // the first is the executable
@@ -68,8 +67,8 @@ std::unique_ptr<WCHAR[]> WritableCopy(const WCHAR* text) {
   return copy;
 }
 
-/// Makes a primary token of a process's own, which is that of the system's account in the session and not the user's.
-/// False when the search for one must go on.
+/// Makes a primary token from the process's token, which is that of the system account in the session, not the user's.
+/// Returns false if the search must continue.
 bool DuplicateProcessToken(DWORD processId, HANDLE& token) {
   ProcessHandle const process(::OpenProcess(MAXIMUM_ALLOWED, FALSE, processId));
   if (!process) return false;
@@ -82,9 +81,9 @@ bool DuplicateProcessToken(DWORD processId, HANDLE& token) {
       FALSE) {
     HelperDebugPrint(TEXT("%S:%d : DuplicateTokenEx Error: %u"), "GetActiveUserToken", 4114, ::GetLastError());
   }
-  // Kept on purpose: one would expect the call's result to decide. The slot alone does, and since it holds
-  // INVALID_HANDLE_VALUE from the start, a duplication that failed and left it alone ends the search as a success.
-  // Pinned by the test UserSessionTest.AFailedDuplicationEndsTheSearch.
+  // Deliberate: Only the output handle is tested. It is initialised to a non-null value, so a failed duplication that
+  // leaves it unchanged ends the search as a success. Expected: a test of the call's result.
+  // Test: UserSessionTest.AFailedDuplicationEndsTheSearch
   bool const made = token != nullptr;
   if (made) HelperDebugPrint(TEXT("%S:%d : DuplicateTokenEx Success"), "GetActiveUserToken", 4119);
   return made;
@@ -141,16 +140,17 @@ HANDLE GetActiveUserToken() {
   }
   HANDLE token = INVALID_HANDLE_VALUE;
   for (DWORD const processId : processIds) {
-    // Kept on purpose: one would expect a process without an answer to be passed over; it counts as one of session 0.
-    // Pinned by the test UserSessionTest.AProcessWithoutASessionCountsAsOneOfSession0.
+    // Deliberate: A process whose session cannot be read counts as one of session 0. Expected: no use of that process.
+    // Test: UserSessionTest.AProcessWithoutASessionCountsAsOneOfSession0
     DWORD sessionId = 0;
     ::ProcessIdToSessionId(processId, &sessionId);
     HelperDebugPrint(TEXT("%S:%d : Process id %d in Session id (%d)"), "GetActiveUserToken", 4094, processId,
                      sessionId);
     for (const WideString& session : sessions) {
       HelperDebugPrint(TEXT("%S:%d : Active session %s"), "GetActiveUserToken", 4097, session.c_str());
-      // Kept on purpose: one would expect a name that is no number to match nothing; its leading digits count, and none
-      // of them make 0. Pinned by the test UserSessionTest.OnlyTheLeadingDigitsOfASessionsNameCount.
+      // Deliberate: Only the leading digits of a session's name count, and none count as 0. Expected: no match for a
+      // name that is not a number.
+      // Test: UserSessionTest.OnlyTheLeadingDigitsOfASessionsNameCount
       if (static_cast<DWORD>(_wtoi(session.c_str())) != sessionId) continue;
       HelperDebugPrint(TEXT("%S:%d : Found Same session %s"), "GetActiveUserToken", 4101, session.c_str());
       if (DuplicateProcessToken(processId, token)) return token;
@@ -165,13 +165,14 @@ BOOL RunProcessAsUser(const WCHAR* application, const WCHAR* commandLine) {
     HelperDebugPrint(TEXT("%S:%d : GetActiveUserToken Error"), "RunProcessAsUser", 4217);
     return FALSE;
   }
-  // Kept on purpose: one would expect the structure's size and the user's desktop here; all of it is 0. Pinned by the
-  // test UserSessionTest.TheStartInformationIsEmpty.
+  // Deliberate: The start information is all zero. Expected: its size, and the user's desktop.
+  // Test: UserSessionTest.TheStartInformationIsEmpty
   STARTUPINFOW startupInfo = {};
   PROCESS_INFORMATION process = {};
-  // Kept on purpose: one would expect the user's own variables alone; the service's are inherited, and without a block
-  // the program gets none of its own. Pinned by the tests UserSessionTest.TheServicesVariablesAreInherited and
-  // WithoutAnEnvironmentBlockTheProgramStartsAllTheSame.
+  // Deliberate: The program inherits the service's variables, and starts without a block of its own if none can be
+  // made. Expected: the user's variables alone.
+  // Test: UserSessionTest.TheServicesVariablesAreInherited,
+  // UserSessionTest.WithoutAnEnvironmentBlockTheProgramStartsAllTheSame
   EnvironmentBlock environment;
   DWORD flags = NORMAL_PRIORITY_CLASS | CREATE_NEW_CONSOLE;
   LPVOID block = nullptr;

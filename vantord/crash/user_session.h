@@ -1,4 +1,4 @@
-// Programs that the logged-on user sees. The service itself runs in a session that nobody ever looks at.
+// Starts programs in the session of the logged-on user. The service's own session has no visible desktop.
 #pragma once
 
 #include <windows.h>
@@ -7,18 +7,18 @@
 
 #include "vantord/common/registry.h"
 
-/// Appends the names of the logon sessions (decimal numbers) of the user whom the logon screen has selected; entries
-/// that `sessions` held before are judged like the others. True when at least one is left.
+/// Appends the names of the logon sessions (decimal numbers) of the user that is selected in the logon screen. Entries
+/// that `sessions` held before are filtered too. Returns true if at least one is left.
 [[nodiscard]] bool GetActiveSession(std::vector<WideString>& sessions);
 
-/// Appends the ids of the processes that stand for a session: those of winlogon.exe. True when there is one.
-/// Kept on purpose: one would expect explorer.exe, after the name (pinned by the test
-/// UserSessionTest.TheUsersShellIsNotLookedFor).
+/// Appends the ids of the processes that run one per session. Returns true if there is one.
+/// Deliberate: The function looks for winlogon.exe. Expected: explorer.exe, after its name.
+/// Test: UserSessionTest.TheUsersShellIsNotLookedFor
 [[nodiscard]] bool FindExplorerProcessNameAndID(std::vector<DWORD>& processIds);
 
-/// A primary token for the active user's session, which the caller closes, or INVALID_HANDLE_VALUE.
+/// Returns a primary token for the active user's session, which the caller closes, or INVALID_HANDLE_VALUE.
 [[nodiscard]] HANDLE GetActiveUserToken();
 
-/// Starts `application` in the active user's session, and waits for nothing. The command line is copied: Windows may
-/// write into the text that it is given. Not FALSE when the process was made.
+/// Starts `application` in the active user's session and does not wait for it. The command line is copied, since
+/// Windows may write to it. Returns FALSE on failure.
 BOOL RunProcessAsUser(const WCHAR* application, const WCHAR* commandLine);

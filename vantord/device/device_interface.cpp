@@ -15,14 +15,14 @@ constexpr int kAttempts = 40;
 constexpr DWORD kRetryDelayMs = 500;
 
 /// Copies the first text of a multi-string; an empty list gives an empty path.
-/// Kept on purpose: the path may have 519 characters, where one would expect MAX_PATH to end it
-/// (DeviceInterface.APathOf519CharactersIsUsedWhole).
+/// Deliberate: The path may have 519 characters. Expected: a limit of MAX_PATH.
+/// Test: DeviceInterface.APathOf519CharactersIsUsedWhole
 void GetFirstInterface(const WCHAR* list, WCHAR* path, DWORD pathCharacters) {
   HelperDebugPrint(TEXT("%S:%d : DeviceName : %s"), "GetFirstInterface", 1973, list);
   CopyWide(path, pathCharacters, list);
 }
 
-/// The path of the first present interface of a class; `path` stays as it is when the list cannot be had.
+/// Stores the path of the first present interface of a class; `path` is unchanged if the list cannot be read.
 void GetDevicePath(const GUID* interfaceClass, WCHAR* path, DWORD pathCharacters) {
   GUID guid = *interfaceClass;  // the calls take no pointer to const
   ULONG length = 0;
@@ -57,8 +57,9 @@ DeviceInterfaceFunc::DeviceInterfaceFunc(const GUID* interfaceClass) : m_pInterf
 
 HANDLE DeviceInterfaceFunc::Open() {
   FunctionScope const scope("DeviceInterfaceFunc::Open");
-  // Kept on purpose: a machine without the device costs the whole 20 s, the pause behind the last attempt included;
-  // one would expect an empty list to end it (DeviceInterface.WithoutTheDeviceItGivesUpAfterFortyAttempts).
+  // Deliberate: Without the device the search takes the whole 20 s, the pause after the last attempt included.
+  // Expected: an end at the first empty list.
+  // Test: DeviceInterface.WithoutTheDeviceItGivesUpAfterFortyAttempts
   for (int attempts = kAttempts; attempts >= 1; --attempts) {
     GetDevicePathInternal();
     HANDLE const device = OpenDeviceHandle();
@@ -70,22 +71,23 @@ HANDLE DeviceInterfaceFunc::Open() {
 }
 
 int DeviceInterfaceFunc::GetDevicePathInternal() {
-  // Kept on purpose: a path once found is never looked up again, even when it cannot be opened
-  // (DeviceInterface.APathOnceFoundIsNeverLookedUpAgain).
+  // Deliberate: A path that was found once is not looked up again, even if it cannot be opened. Expected: a new lookup.
+  // Test: DeviceInterface.APathOnceFoundIsNeverLookedUpAgain
   if (m_szDevicePath[0] != 0) {
     DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : DeviceInterfaceFunc GetDevicePathInternal = (%s)"),
                    "DeviceInterfaceFunc::GetDevicePathInternal", 48, m_szDevicePath);
     return 1;
   }
   GetDevicePath(m_pInterfaceClass, m_szDevicePath, kDevicePathCharacters);
-  // Kept on purpose: 1 whatever happened, so the open runs with an empty path; one would expect a failed lookup to
-  // skip it (DeviceInterface.AFailedLookupStillOpensTheEmptyPath).
+  // Deliberate: The result is 1 even if the lookup failed, so an empty path is opened. Expected: no attempt to open.
+  // Test: DeviceInterface.AFailedLookupStillOpensTheEmptyPath
   return 1;
 }
 
 HANDLE DeviceInterfaceFunc::OpenDeviceHandle() {
-  // Kept on purpose: impersonation bits without SECURITY_SQOS_PRESENT, which alone would make them count
-  // (DeviceInterface.OpensForOverlappedWorkWithBareImpersonationBits).
+  // Deliberate: The impersonation bits lack SECURITY_SQOS_PRESENT, without which Windows ignores them. Expected: both
+  // or neither.
+  // Test: DeviceInterface.OpensForOverlappedWorkWithBareImpersonationBits
   DWORD const flags = m_bSynchronous != FALSE ? FILE_ATTRIBUTE_NORMAL | SECURITY_IMPERSONATION
                                               : FILE_FLAG_OVERLAPPED | SECURITY_IMPERSONATION;
   m_hDevice = ::CreateFileW(m_szDevicePath, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,

@@ -11,7 +11,7 @@ class DeviceInterfaceFunc {
   DeviceInterfaceFunc(const DeviceInterfaceFunc&) = delete;
   DeviceInterfaceFunc& operator=(const DeviceInterfaceFunc&) = delete;
 
-  /// Up to 40 attempts, 500 ms apart. INVALID_HANDLE_VALUE when none succeeds. The caller owns the handle.
+  /// Up to 40 attempts, 500 ms apart. Returns INVALID_HANDLE_VALUE if all fail. The caller owns the handle.
   [[nodiscard]] HANDLE Open();
 
  private:
@@ -22,7 +22,7 @@ class DeviceInterfaceFunc {
   static constexpr DWORD kDevicePathCharacters = 520;
 
   const GUID* m_pInterfaceClass;                     ///< not owned
-  WCHAR m_szDevicePath[kDevicePathCharacters] = {};  ///< empty: not looked up yet
+  WCHAR m_szDevicePath[kDevicePathCharacters] = {};  ///< empty: not found yet
   HANDLE m_hDevice = INVALID_HANDLE_VALUE;
   BOOL m_bSynchronous = FALSE;
 };

@@ -14,8 +14,8 @@ CModemCtrlDevice::CModemCtrlDevice() {
   m_pInterface = std::make_shared<DeviceInterfaceFunc>(&kModemControlInterfaceClass);
 }
 
-// Kept on purpose: the handle stays open, where one would expect it to be closed here; it ends with the process
-// (ModemCtrlDevice.TheHandleOutlivesTheObject).
+// Deliberate: The device's handle is not closed; it ends with the process. Expected: a close here.
+// Test: ModemCtrlDevice.TheHandleOutlivesTheObject
 CModemCtrlDevice::~CModemCtrlDevice() = default;
 
 HANDLE CModemCtrlDevice::Open() {

@@ -14,8 +14,8 @@ class CModemCtrlDevice {
   CModemCtrlDevice(const CModemCtrlDevice&) = delete;
   CModemCtrlDevice& operator=(const CModemCtrlDevice&) = delete;
 
-  /// Finds and opens the device, trying for about 20 s. INVALID_HANDLE_VALUE when there is none. The handle is kept
-  /// and never closed here: it runs as long as the process (Kept on purpose; pinned by the tests of this folder).
+  /// Finds and opens the device, trying for about 20 s. Returns INVALID_HANDLE_VALUE if there is none. The handle stays
+  /// open until the process ends.
   [[nodiscard]] HANDLE Open();
 
  private:

@@ -21,15 +21,16 @@ struct DefaultImage {
   char id[kModemImageIdBytes];
   WCHAR fileName[100];
 };
-/// Kept on purpose: only the first row's file name is used, as the image of last resort; the IDs are not looked up
-/// (pinned by ImageSelector.TheBuiltInTableIsNotLookedUpById).
+/// Deliberate: Only the first row's file name is used, as the default image; the IDs are not looked up. Expected: a
+/// lookup by ID.
+/// Test: ImageSelector.TheBuiltInTableIsNotLookedUpById
 constexpr DefaultImage kDefaultImages[] = {
     {"VZW", TEXT("VZW.bin")},
     {"KOR", TEXT("KOR.bin")},
     {"ATT", TEXT("ATT.bin")},
 };
 
-/// A modem image ID as text: one of 10 bytes has no terminator of its own.
+/// A modem image ID as text; one of 10 bytes has no terminator.
 struct IdText {
   explicit IdText(const ModemImageId& id) { std::memcpy(text, id, kModemImageIdBytes); }
   char text[kModemImageIdBytes + 1] = {};
@@ -50,10 +51,10 @@ LSTATUS QueryCut(HKEY map, const WCHAR* name, DWORD bytes, ModemBinaryName& mode
   return status;
 }
 
-/// Reads a map's entry as SGetRegistrySZ does, with one difference. Kept on purpose: an entry that is too long is cut
-/// to 9 characters, where SGetRegistrySZ would fail and another image would be chosen (pinned by
-/// ImageSelector.AMapEntryOf15CharactersIsCutTo9). What a failed query leaves in the buffer is undefined, so the cut
-/// needs a query of its own.
+/// Reads a map's entry as SGetRegistrySZ does, with one difference.
+/// What a failed query leaves in the buffer is undefined, so the cut needs a query of its own.
+/// Deliberate: An entry of more than 9 characters is cut to 9. Expected: the failure of SGetRegistrySZ.
+/// Test: ImageSelector.AMapEntryOf15CharactersIsCutTo9
 bool ReadMapEntry(const WCHAR* mapKey, const WCHAR* name, ModemBinaryName& modemBinary) {
   RegistryKey map;
   WCHAR noClass[] = TEXT("");
@@ -75,8 +76,8 @@ bool ReadMapEntry(const WCHAR* mapKey, const WCHAR* name, ModemBinaryName& modem
 
 }  // namespace
 
-// Kept on purpose: the constructor and the destructor log under the same name (pinned by
-// ImageSelector.ConstructorAndDestructorLogUnderOneName).
+// Deliberate: The constructor and the destructor log the same name. Expected: a "~" in the destructor's name.
+// Test: ImageSelector.ConstructorAndDestructorLogUnderOneName
 CImageSelector::CImageSelector() { FunctionScope const scope("CImageSelector::CImageSelector"); }
 CImageSelector::~CImageSelector() { FunctionScope const scope("CImageSelector::CImageSelector"); }
 
@@ -86,7 +87,7 @@ bool CImageSelector::DetermineImageByCSC(ModemBinaryName& modemBinary) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Device CSC Not Exist"), "CImageSelector::DetermineImageByCSC", 53);
     return false;
   }
-  // Codes are three letters. A fourth byte from firmware stands where the terminator belongs.
+  // A code has three letters. A fourth byte from firmware would replace the terminator.
   code[3] = 0;
   if (!GetRegMapsCSC(code, modemBinary)) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Maps CSC Reg Not Exist. Try to find by Modem Image ID"),
@@ -98,7 +99,7 @@ bool CImageSelector::DetermineImageByCSC(ModemBinaryName& modemBinary) {
   return true;
 }
 
-// An empty code names the key's default value, here as in the map of IDs: as Windows has it.
+// An empty code reads the key's default value, here and in the map of IDs.
 bool CImageSelector::GetRegMapsCSC(const char* code, ModemBinaryName& modemBinary) {
   WCHAR name[4] = {};
   ::MultiByteToWideChar(CP_ACP, 0, code, -1, name, 4);
@@ -108,9 +109,9 @@ bool CImageSelector::GetRegMapsCSC(const char* code, ModemBinaryName& modemBinar
   return true;
 }
 
-// Kept on purpose: an ID in the registry that the map does not know leads to the default image; the firmware's ID is
-// asked for only where the registry has none (pinned by
-// ImageSelector.AnUnmappedRegistryIdIsNotRetriedWithTheFirmwareId).
+// Deliberate: An ID in the registry that the map does not list selects the default image; the firmware's ID is read
+// only if the registry has none. Expected: the firmware's ID next.
+// Test: ImageSelector.AnUnmappedRegistryIdIsNotRetriedWithTheFirmwareId
 void CImageSelector::DetermineImageByModemID(ModemBinaryName& modemBinary) {
   ModemImageId id = {};
   if (!GetRegModemID(id) && !GetUEFIModemID(id)) {
@@ -139,10 +140,10 @@ bool CImageSelector::GetRegMapsImageID(const char* id, ModemBinaryName& modemBin
   return true;
 }
 
-// Kept on purpose: the ID is made 8-bit as UTF-8 here and wide again by the system's ANSI code page in the map's
-// lookup. IDs are ASCII; one that is not looks up another name, and one of more than 10 bytes is not converted, which
-// nobody checks (pinned by ImageSelector.AnIdBeyondAsciiIsLookedUpByOtherLetters and
-// ImageSelector.AnIdOfMoreThan10BytesOfUtf8StillCountsAsRead).
+// Deliberate: The ID is converted to UTF-8 here and back by the ANSI code page in the map's lookup. An ID of more than
+// 10 bytes of UTF-8 is not converted, and still counts as read. Expected: one encoding, and a failure.
+// Test: ImageSelector.AnIdBeyondAsciiIsLookedUpByOtherLetters,
+// ImageSelector.AnIdOfMoreThan10BytesOfUtf8StillCountsAsRead
 bool CImageSelector::GetRegModemID(ModemImageId& id) {
   WCHAR wideId[10] = {};
   if (!SGetRegistrySZ(kServiceKey, kModemImageIdValue, wideId, sizeof(wideId))) return false;
@@ -171,8 +172,8 @@ bool CImageSelector::UpdateUEFIModemID(const ModemImageId& id) {
   return written;
 }
 
-// Kept on purpose: a successful update is told twice in the same words (pinned by
-// ImageSelector.AMirroredIdIsToldTwice).
+// Deliberate: A successful update is logged twice with the same text. Expected: one message.
+// Test: ImageSelector.AMirroredIdIsToldTwice
 void CImageSelector::UpdateUEFIModemIDinAudit() {
   ModemImageId id = {};
   if (!GetRegModemID(id)) return;

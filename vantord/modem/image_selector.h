@@ -1,5 +1,4 @@
-// Chooses the modem firmware archive that fits this device and puts it in place; keeps the device's modem image ID
-// mirrored in firmware.
+// Selects and deploys the modem firmware archive of this device; mirrors the device's modem image ID to firmware.
 #pragma once
 
 #include <windows.h>
@@ -22,24 +21,25 @@ class CImageSelector {
   CImageSelector(const CImageSelector&) = delete;
   CImageSelector& operator=(const CImageSelector&) = delete;
 
-  /// Unpacks the toast resources and the modem archive that fits, and hides the archives. 1 when the modem archive was
-  /// extracted completely (the "Distribute" request is then gone), else 0. Files extracted before a failure stay.
+  /// Extracts the toast resources and the selected modem archive, and hides the archives. Returns 1 if the modem
+  /// archive was extracted completely (the "Distribute" request is then deleted), else 0. Files extracted before a
+  /// failure stay.
   DWORD SelectAndDeployImage();
 
-  /// Names the archive that the firmware's sales code maps to. `modemBinary` is zeroed by the caller.
+  /// Stores the name of the archive that the firmware's sales code maps to. The caller zeroes `modemBinary`.
   [[nodiscard]] bool DetermineImageByCSC(ModemBinaryName& modemBinary);
-  /// Names the archive that the modem image ID maps to, else the default one: always leaves a name.
+  /// Stores the name of the archive that the modem image ID maps to, else the default one.
   void DetermineImageByModemID(ModemBinaryName& modemBinary);
 
-  /// Reads the registry's modem image ID. `id` is zeroed by the caller.
+  /// Reads the registry's modem image ID. The caller zeroes `id`.
   [[nodiscard]] bool GetRegModemID(ModemImageId& id);
   /// Writes all 10 bytes of `id` to the firmware's "ModemImageID".
   [[nodiscard]] bool UpdateUEFIModemID(const ModemImageId& id);
-  /// Copies the registry's modem image ID, when there is one, to the firmware.
+  /// Copies the registry's modem image ID, if there is one, to firmware.
   void UpdateUEFIModemIDinAudit();
 
   /// Extracts every entry of an archive. `targetFolder` ends with a backslash: names are appended to it directly.
-  /// 1 when the archive opened and no entry failed, else 0; an entry that fails does not stop the others.
+  /// Returns 1 if the archive opened and no entry failed, else 0; a failed entry does not stop the others.
   [[nodiscard]] DWORD UnzipBinary(const WCHAR* archivePath, const WCHAR* targetFolder);
   /// Sets the hidden attribute of the archives' folder and of the files in it.
   void HideModemFiles();

@@ -1,4 +1,4 @@
-// Puts the chosen modem image in place.
+// The deployment of the selected modem image.
 #include <cstring>
 
 #include "vantord/common/diagnostic_log.h"
@@ -11,24 +11,26 @@
 
 namespace {
 
-/// Kept on purpose: the folder's own backslash stays when an archive's name is joined to it with another; the drive
-/// takes both as one (pinned by ImageDeployment.TheToastArchiveIsNamedWithTwoBackslashes).
+/// Deliberate: The joined path of the toast archive has two backslashes in a row; Windows reads them as one. Expected:
+/// a folder without its final backslash.
+/// Test: ImageDeployment.TheToastArchiveIsNamedWithTwoBackslashes
 constexpr WCHAR kToastFolder[] = TEXT("c:\\Windows\\ToastGenerator\\");
 constexpr WCHAR kToastArchive[] = TEXT("ToastResource_20180816.zip");
 constexpr WCHAR kModemFolder[] = TEXT("c:\\windows\\system32\\modem_core");
 constexpr WCHAR kModemPattern[] = TEXT("c:\\windows\\system32\\modem_core\\*");
 constexpr WCHAR kTargetFolder[] = TEXT("c:\\windows\\system32\\");
 
-/// Makes room for a file that an earlier deployment may have left read-only. Kept on purpose: the attributes of a
-/// target that is not there have every bit set, so the call is made for it too and fails without harm (pinned by
-/// ImageDeployment.AMissingTargetIsAskedToGiveUpItsReadOnlyBit).
+/// Prepares to replace a file that an earlier deployment may have left read-only.
+/// Deliberate: The attributes of a missing target have every bit set, so the call is made for it too and fails without
+/// effect. Expected: a check for INVALID_FILE_ATTRIBUTES.
+/// Test: ImageDeployment.AMissingTargetIsAskedToGiveUpItsReadOnlyBit
 void ClearReadOnly(const WCHAR* path) {
   DWORD const attributes = ::GetFileAttributesW(path);
   if (attributes & FILE_ATTRIBUTE_READONLY) ::SetFileAttributesW(path, attributes & ~FILE_ATTRIBUTE_READONLY);
 }
 
-/// Kept on purpose: folders are only logged, neither hidden nor entered (pinned by
-/// ImageDeployment.ASubFolderOfTheArchivesIsNeitherHiddenNorEntered).
+/// Deliberate: Folders are logged; they are neither hidden nor entered. Expected: the same treatment as files.
+/// Test: ImageDeployment.ASubFolderOfTheArchivesIsNeitherHiddenNorEntered
 void HideFound(const WIN32_FIND_DATAW& found) {
   if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
     DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : %s  <DIR>"), "CImageSelector::HideModemFiles", 207, found.cFileName);
@@ -47,30 +49,33 @@ DWORD CImageSelector::SelectAndDeployImage() {
   ModemBinaryName modemBinary = {};
   WCHAR archivePath[MAX_PATH] = {};
   FormatWideTo(archivePath, TEXT("%s\\%s"), kToastFolder, kToastArchive);
-  // Kept on purpose: the modem's firmware does not depend on a notice's pictures, so the result is not looked at
-  // (pinned by ImageDeployment.AMissingToastArchiveDoesNotStopTheModem).
+  // Deliberate: A failed toast archive is ignored: the modem's firmware does not depend on pictures. Expected: a failed
+  // deployment.
+  // Test: ImageDeployment.AMissingToastArchiveDoesNotStopTheModem
   (void)UnzipBinary(archivePath, kToastFolder);
 
   if (!DetermineImageByCSC(modemBinary)) DetermineImageByModemID(modemBinary);
 
-  // Kept on purpose: before the extraction, so that the archives are hidden even where it fails (pinned by
-  // ImageDeployment.TheArchivesAreHiddenEvenWhenTheExtractionFails).
+  // Deliberate: The archives are hidden before the extraction, so also if it fails. Expected: hidden after a success.
+  // Test: ImageDeployment.TheArchivesAreHiddenEvenWhenTheExtractionFails
   HideModemFiles();
 
   std::memset(archivePath, 0, sizeof(archivePath));
   FormatWideTo(archivePath, TEXT("%s\\%s"), kModemFolder, modemBinary);
   if (UnzipBinary(archivePath, kTargetFolder) == 0) return 0;
 
-  // Kept on purpose: asked to delete also where nothing requested the deployment; the failure is logged and ignored
-  // (pinned by ImageDeployment.ADeploymentThatNobodyRequestedLogsThatThereWasNoRequest).
+  // Deliberate: The request is deleted even if there is none; that failure is logged and ignored. Expected: a deletion
+  // only after a request.
+  // Test: ImageDeployment.ADeploymentThatNobodyRequestedLogsThatThereWasNoRequest
   (void)SRegistryDeleteValue(kParametersKey, kDistributeValue);
   return 1;
 }
 
-// Kept on purpose: an entry that fails makes the result 0 but stops no other, and what is extracted stays. An empty
-// file is such an entry although it is written. An archive without entries succeeds (pinned by
-// ImageDeployment.ACorruptEntryDoesNotStopTheOthers, ImageDeployment.AnEmptyFileFailsTheDeploymentThoughItIsWritten and
-// ImageDeployment.AnArchiveWithoutEntriesCountsAsDeployed).
+// Deliberate: A failed entry makes the result 0 but stops no other entry, and what was extracted stays. An empty file
+// counts as failed although it is written. An archive without entries succeeds. Expected: all or nothing.
+// Test: ImageDeployment.ACorruptEntryDoesNotStopTheOthers,
+// ImageDeployment.AnEmptyFileFailsTheDeploymentThoughItIsWritten,
+// ImageDeployment.AnArchiveWithoutEntriesCountsAsDeployed
 DWORD CImageSelector::UnzipBinary(const WCHAR* archivePath, const WCHAR* targetFolder) {
   FunctionScope const scope("CImageSelector::UnzipBinary");
   ZipHandle* const archive = OpenZipFile(archivePath);
@@ -85,7 +90,7 @@ DWORD CImageSelector::UnzipBinary(const WCHAR* archivePath, const WCHAR* targetF
   GetZipEntry(archive, -1, total);
   DWORD result = 1;
   for (INT index = 0; index < total.index; ++index) {
-    // A fresh record each time: one that cannot be read must not pass for the entry before it.
+    // A new record each time: an entry that cannot be read must not be taken for the one before it.
     ZipEntry entry = {};
     GetZipEntry(archive, index, entry);
     WCHAR target[MAX_PATH] = {};
@@ -100,7 +105,7 @@ DWORD CImageSelector::UnzipBinary(const WCHAR* archivePath, const WCHAR* targetF
 }
 
 void CImageSelector::HideModemFiles() {
-  // A folder that does not exist has every attribute bit set: nothing is done for it here.
+  // A missing folder has every attribute bit set, so it is skipped here.
   DWORD const attributes = ::GetFileAttributesW(kModemFolder);
   if (!(attributes & FILE_ATTRIBUTE_HIDDEN)) {
     ::SetFileAttributesW(kModemFolder, attributes | FILE_ATTRIBUTE_HIDDEN);

@@ -1,4 +1,4 @@
-// Where the modem class driver finds its firmware: two values of its device's instance key.
+// The paths of the modem class driver's firmware: two values of its device's instance key.
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/registry.h"
 #include "vantord/common/wide_format.h"
@@ -15,9 +15,9 @@ constexpr WCHAR kSoftwarePath[] = TEXT("\\SystemRoot\\System32\\qcdsp2850.mbn");
 
 }  // namespace
 
-// Kept on purpose: the first instance that has a firmware path decides, and the software path is never looked at. A
-// second modem, or a software path of its own, changes nothing (pinned by ImagePaths.TheFirstInstanceWithAPathDecides
-// and ImagePaths.TheSoftwarePathIsNeverLookedAt).
+// Deliberate: The first instance with a firmware path decides; the software path is not read. Expected: a check of
+// every instance and of both paths.
+// Test: ImagePaths.TheFirstInstanceWithAPathDecides, ImagePaths.TheSoftwarePathIsNeverLookedAt
 bool CModemQC::CheckImageRegPath() {
   std::vector<WideString> instances;
   if (!SRegistrySubKeys(kModemClassKey, instances)) return false;
@@ -28,7 +28,7 @@ bool CModemQC::CheckImageRegPath() {
     DebugPrintZone(ZONE_MODEM_INFO, TEXT("%S:%d : wcsSystemClassDriverPath (%s)"), "CModemQC::CheckImageRegPath", 112,
                    instanceKey);
 
-    // Modems of other makes have no such value and are passed over.
+    // Modems of other makes have no such value.
     WCHAR path[MAX_PATH] = {};
     if (!SGetRegistrySZ(instanceKey, kFirmwarePathValue, path, sizeof(path))) {
       DebugPrintZone(ZONE_MODEM_INFO, TEXT("%S:%d : wcsAmssFwImagePath not exist in %s"), "CModemQC::CheckImageRegPath",
@@ -40,15 +40,15 @@ bool CModemQC::CheckImageRegPath() {
       return false;
     }
     DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Needs to be updated from %s"), "CModemQC::CheckImageRegPath", 124, path);
-    // Instance names are four digits: the path is far shorter than the field.
+    // Instance names have four digits: the path is far shorter than the field.
     CopyWide(m_wcsClassDriverPath, sizeof(m_wcsClassDriverPath) / sizeof(WCHAR), instanceKey);
     return true;
   }
   return false;
 }
 
-// Kept on purpose: the second value is written whatever became of the first (pinned by
-// ImagePaths.AFailureOfTheFirstValueDoesNotStopTheSecond).
+// Deliberate: The second value is written even if the first could not be. Expected: a stop at the first failure.
+// Test: ImagePaths.AFailureOfTheFirstValueDoesNotStopTheSecond
 void CModemQC::UpdateImageRegPath() {
   if (m_wcsClassDriverPath[0] == 0) return;
   if (SSetRegistrySZ(m_wcsClassDriverPath, kFirmwarePathValue, kFirmwarePath)) {

@@ -13,9 +13,9 @@ namespace {
 
 static_assert(sizeof(EVENT_TRACE_PROPERTIES) == 120);
 
-/// The description of a session of buffers in memory, with no file, that go into crash dumps; null without memory.
-/// Kept on purpose: the session's GUID stays zero, where one would expect one of the session's own. Pinned by
-/// LogSessionTest.TheSessionRunsInMemoryWithTheGivenMinimumOfBuffers.
+/// Describes a session without a file, whose buffers go into crash dumps; empty without memory.
+/// Deliberate: The session's GUID stays zero. Expected: a GUID of the session's own.
+/// Test: LogSessionTest.TheSessionRunsInMemoryWithTheGivenMinimumOfBuffers
 HeapMemory DescribeSession(const WCHAR* sessionName, DWORD minimumBuffers) {
   // 60 characters for the structure, one for the name's end.
   SIZE_T const bytes = (wcslen(sessionName) + 61) * sizeof(WCHAR);
@@ -59,20 +59,19 @@ void StartLogSession(const WCHAR* sessionName, const GUID* providers, DWORD prov
   }
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : Session Name: %s"), "Debug::StartLogSession", 62, sessionName);
 
-  // Kept on purpose: nobody keeps the session's handle and nothing stops the session, where one would expect the
-  // service to end with it. It runs until it is stopped from outside or until restart. Pinned by
-  // LogSessionTest.TheSessionOutlivesTheServicesProvider.
+  // Deliberate: The session's handle is dropped and the session is never stopped. Expected: a stop with the service.
+  // Test: LogSessionTest.TheSessionOutlivesTheServicesProvider
   TRACEHANDLE session = 0;
   ULONG const error = ::StartTraceW(&session, sessionName, properties);
   if (error != ERROR_SUCCESS) {
-    // Kept on purpose: a session of this name that runs already is left as it is, where one would expect its providers
-    // to be enabled again. Pinned by LogSessionTest.ASessionThatRunsAlreadyIsLeftAsItIs.
+    // Deliberate: A session of this name that already runs is left as it is. Expected: its providers enabled again.
+    // Test: LogSessionTest.ASessionThatRunsAlreadyIsLeftAsItIs
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Error calling StartTrace, %d"), "Debug::StartLogSession", 80, error);
     return;
   }
-  // Kept on purpose: the GUID is an empty text, since nothing is ever written to it, and the log file is the text at
-  // offset 0 of the block, which begins with the block's own size: one odd character. One would expect the session's
-  // GUID and no file. Pinned by LogSessionTest.TheStartIsToldWithNoGuidAndTheBlocksSizeAsLogFile.
+  // Deliberate: The GUID in the message is an empty text, and its log file is the text at offset 0 of the block, which
+  // is the block's size as one character. Expected: the session's GUID and no file.
+  // Test: LogSessionTest.TheStartIsToldWithNoGuidAndTheBlocksSizeAsLogFile
   const WCHAR sessionGuid[50] = {};
   auto const* const logFile = reinterpret_cast<const WCHAR*>(properties);
   DebugPrintZone(ZONE_INFO,

@@ -16,8 +16,8 @@ namespace {
 /// REG_DWORD under the parameters, read by the partner service only.
 constexpr WCHAR kReadyForDumpsValue[] = TEXT("PELT_KNOW_TO_GO_SSR");
 
-/// Kept on purpose: this service reads the value only to find out whether to write it, and never acts on it (pinned by
-/// ModemQc.TellsThePartnerServiceThatDumpsMayBeTaken).
+/// Deliberate: The value is read only to see whether to write it. Expected: a use of the value.
+/// Test: ModemQc.TellsThePartnerServiceThatDumpsMayBeTaken
 void AllowDumpsOfPartner() {
   DWORD ready = 0;
   if (SGetRegistryDWORD(kParametersKey, kReadyForDumpsValue, ready) && ready == 1) return;
@@ -26,14 +26,14 @@ void AllowDumpsOfPartner() {
 
 }  // namespace
 
-// Kept on purpose: whether the event could be made is not checked. Without one there is nothing that Deinit can signal
-// (pinned by ModemQc.StartsAndEndsWithoutAStopEvent).
+// Deliberate: A failed creation of the event is not noticed; Deinit then signals nothing. Expected: a failed start.
+// Test: ModemQc.StartsAndEndsWithoutAStopEvent
 CModemQC::CModemQC() : m_hExitEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
   FunctionScope const scope("CModemQC::CModemQC");
   DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : CModemQC constructor successfully."), "CModemQC::CModemQC", 9);
 }
 
-// Nothing here fails as a whole: every step logs its own failure and the next one follows. The result says nothing.
+// No step ends the sequence: each logs its own failure and the next follows. The result has no meaning.
 DWORD CModemQC::Init() {
   DebugPrintZone(ZONE_MODEM_INFO, TEXT("%S:%d : CModemQC Init Starts."), "CModemQC::Init", 24);
   if (IsFactoryLoggingMode()) {
@@ -41,7 +41,7 @@ DWORD CModemQC::Init() {
   }
   ReadMobileBroadBandPackageVer();
 
-  // The request is read before the driver's paths are looked at; an unreadable one is none.
+  // The request is read before the driver's paths; an unreadable one counts as 0.
   DWORD distribute = 0;
   (void)SGetRegistryDWORD(kParametersKey, kDistributeValue, distribute);
   bool const pathsAreOld = CheckImageRegPath();
@@ -51,8 +51,8 @@ DWORD CModemQC::Init() {
     AllowDumpsOfPartner();
   }
 
-  // Kept on purpose: asked again instead of remembered, log lines included (pinned by
-  // ModemQc.AsksTwiceWhetherItRunsOnTheFactoryLine).
+  // Deliberate: The factory logging mode is read twice, log lines included. Expected: the result of the first call.
+  // Test: ModemQc.AsksTwiceWhetherItRunsOnTheFactoryLine
   if (IsFactoryLoggingMode()) {
     CImageSelector selector;
     selector.UpdateUEFIModemIDinAudit();
@@ -66,22 +66,23 @@ void CModemQC::DeployModemImage() {
   DebugPrintZone(ZONE_MODEM_INFO, TEXT("%S:%d : Extract Modem binary(change Path) and SSR will be run"),
                  "CModemQC::Init", 48);
   CImageSelector selector;
-  // Without a complete image the driver keeps what it has, and the request stays for the next start.
+  // Without a complete image the driver's paths and the request stay as they are.
   if (selector.SelectAndDeployImage() == 0) return;
   UpdateImageRegPath();
-  // Due whether or not a path was written.
-  // Kept on purpose: the thread is on its own from here, where one would expect the destructor to wait for it. It gets
-  // the event itself, which is set before it is closed; a thread that is between two waits then finds it closed and
-  // polls until the process ends, which is at once. A stop that came before this line ends it only while setup runs.
-  // Pinned by the tests ModemRestart.NobodyWaitsForTheSilentReset and AStopDuringTheDeploymentDoesNotHoldTheResetBack.
+  // Started whether or not a path was written.
+  // Deliberate: The service does not wait for the thread. The thread uses the event itself: after it is closed, a
+  // thread between two waits polls until the process ends. A stop before this line ends the thread only while setup
+  // runs. Expected: a wait for the thread.
+  // Test: ModemRestart.NobodyWaitsForTheSilentReset, ModemRestart.AStopDuringTheDeploymentDoesNotHoldTheResetBack
   ThreadHandle const closedAtOnce(
       ::CreateThread(nullptr, 0, ExecuteSilentResetQCThread, m_hExitEvent.get(), 0, nullptr));
 }
 
-// Kept on purpose: stop and preshutdown end the modem in the same way (pinned by ModemQc.StopAndPreshutdownAreAlike).
+// Deliberate: Stop and preshutdown end the modem in the same way. Expected: a use of the flag.
+// Test: ModemQc.StopAndPreshutdownAreAlike
 void CModemQC::Deinit(DWORD) {
   CRILHandler radio;
   if (radio.Init()) radio.RequestShutdown();
-  // Whether or not the radio was reached. The connection ends after this, with the handler.
+  // Whether or not the radio was reached. The handler disconnects after this.
   ::SetEvent(m_hExitEvent.get());
 }

@@ -12,7 +12,8 @@ class CModemQC : public CModemTemplate {
   DWORD Init() override;
   void Deinit(DWORD flag) override;
 
-  // Kept on purpose: this modem reacts to none of these (pinned by ModemQc.EventOperationsDoNothing).
+  // Deliberate: This modem ignores all of these events. Expected: a reaction to suspend and resume at least.
+  // Test: ModemQc.EventOperationsDoNothing
   void OnSuspend() override {}
   void OnResume() override {}
   void OnDeviceRemoved(const WCHAR*) override {}
@@ -23,9 +24,9 @@ class CModemQC : public CModemTemplate {
   void OnRilAbort() override {}
 
  private:
-  /// True when an instance of the modem class driver still points at other images; its key path is then kept.
+  /// Returns true if an instance of the modem class driver still points to other images; its key path is then stored.
   [[nodiscard]] bool CheckImageRegPath();
-  /// Points the kept instance at the deployed images; does nothing without one.
+  /// Points that instance to the deployed images; does nothing without one.
   void UpdateImageRegPath();
   void DeployModemImage();
 

@@ -18,8 +18,9 @@ struct ProductVersion {
   int part[4];  ///< most significant first
 };
 
-/// Kept on purpose: a file without a version block, with one of more than 4096 bytes or with an unreadable one is
-/// passed over without a message (pinned by PackageVersions.ABlockOf4097BytesIsPassedOverInSilence).
+/// Deliberate: A file is skipped without a message if its version block is missing, unreadable or longer than 4096
+/// bytes. Expected: a message.
+/// Test: PackageVersions.ABlockOf4097BytesIsPassedOverInSilence
 bool ReadProductVersion(const WCHAR* path, ProductVersion& version) {
   DWORD ignored = 0;
   DWORD const size = ::GetFileVersionInfoSizeW(path, &ignored);
@@ -37,7 +38,7 @@ bool ReadProductVersion(const WCHAR* path, ProductVersion& version) {
   return true;
 }
 
-/// Null without memory for the object or for what it is made of.
+/// Null without memory for the object or its parts.
 std::unique_ptr<CModemCtrlDevice> MakeModemCtrl() {
   try {
     return std::make_unique<CModemCtrlDevice>();

@@ -1,4 +1,4 @@
-// The modem object: the service's single model of the cellular modem. CModemTemplate is what the service sees.
+// The modem object: the service's model of the cellular modem. The service uses it as a CModemTemplate.
 #pragma once
 
 #include <windows.h>
@@ -7,14 +7,16 @@
 
 #include "vantord/device/modem_ctrl_device.h"
 
-/// Slot order is fixed: another modem specialisation may react to the events that CModemQC leaves empty.
+/// The order of the virtual operations is fixed: another specialisation may react to events that CModemQC ignores.
+/// CVantord calls Init on its worker thread and the others on the control thread; device arrival and removal come on a
+/// thread of the configuration manager.
 class CModemTemplate {
  public:
   CModemTemplate(const CModemTemplate&) = delete;
   CModemTemplate& operator=(const CModemTemplate&) = delete;
 
-  virtual DWORD Init() = 0;             ///< the start-up work, on the worker thread; its result carries no meaning
-  virtual void Deinit(DWORD flag) = 0;  ///< 1: stop, 0: preshutdown; on the control thread
+  virtual DWORD Init() = 0;             ///< the start-up work; its result has no meaning
+  virtual void Deinit(DWORD flag) = 0;  ///< 1: stop, 0: preshutdown
   virtual void OnSuspend() = 0;
   virtual void OnResume() = 0;
   virtual void OnDeviceRemoved(const WCHAR* symbolicLink) = 0;
@@ -24,7 +26,7 @@ class CModemTemplate {
   virtual void OnDssRemoved() = 0;
   virtual void OnRilAbort() = 0;
 
-  /// Whether this device has a modem: opens the control device, which takes 20 s where there is none.
+  /// Opens the control device; false if this device has no modem, which takes 20 s to find out.
   [[nodiscard]] bool ExistModemCtrl();
 
   /// Logs the versions of the package and of the two services' executables.
@@ -32,17 +34,19 @@ class CModemTemplate {
 
  protected:
   CModemTemplate();
-  /// Kept on purpose: not virtual; CModemQC adds the virtual destructor. Whoever owns a modem object owns it as the
-  /// class it was made as (pinned by the assertion at the head of the modem's tests).
+  /// Deliberate: The destructor is not virtual; CModemQC adds the virtual one. Expected: a virtual destructor here.
+  /// Test: ModemTemplate.OnlyTheConcreteClassHasAVirtualDestructor
   ~CModemTemplate() = default;
 
   // The order of the fields is fixed.
-  std::unique_ptr<CModemCtrlDevice> m_pModemCtrl;  ///< null when there was no memory for it
-  /// Kept on purpose: cleared, never used (pinned by ModemQc.TheModemStateIsClearedAndStaysSo).
+  std::unique_ptr<CModemCtrlDevice> m_pModemCtrl;  ///< null without memory
+  /// Deliberate: The state words are cleared and never used. Expected: no such field.
+  /// Test: ModemQc.TheModemStateIsClearedAndStaysSo
   DWORD m_modemState[2];
 
  public:
-  /// Set by the service's power-event handling: 1 display on, 0 off. Kept on purpose: no modem class reads it (pinned
-  /// by ModemQc.TheDisplayMakesNoDifference).
+  /// Set by the service's power-event handling: 1 display on, 0 off.
+  /// Deliberate: No modem class reads the flag. Expected: a reader.
+  /// Test: ModemQc.TheDisplayMakesNoDifference
   DWORD m_bDisplayOn;
 };

@@ -1,5 +1,5 @@
 // The radio interface layer's proxy library, "kavrilproxy.dll": a part of the platform, imported by ordinal only. The
-// ordinals stand in package/kavrilproxy.def.
+// ordinals are listed in package/kavrilproxy.def.
 #pragma once
 
 #include <windows.h>
@@ -7,14 +7,14 @@
 /// An opaque connection to the radio layer.
 using HRIL = void*;
 
-/// Completion of a command. Called on a thread of the proxy's own; the sixth argument is the client's context.
+/// Completion of a command. Called on a thread of the proxy; the sixth argument is the client's context.
 using RILRESULTCALLBACK = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
-/// Unsolicited news of the radio. Called on a thread of the proxy's own; the fifth argument is the client's context.
+/// A notification of the radio. Called on a thread of the proxy; the fifth argument is the client's context.
 using RILNOTIFYCALLBACK = void(CALLBACK*)(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, void* context);
 
 extern "C" {
-/// Ordinal 1: connects. `notificationClasses` points to a mask of the classes of news wanted. On success (a result that
-/// is not negative) `*handle` is the connection, which RIL_Release ends.
+/// Ordinal 1: connects. `notificationClasses` points to the mask of wanted notification classes. On success (a result
+/// that is not negative) `*handle` is the connection, which RIL_Release ends.
 HRESULT WINAPI RIL_Initialize(DWORD port, RILRESULTCALLBACK onResult, RILNOTIFYCALLBACK onNotify,
                               DWORD* notificationClasses, DWORD reserved, void* context, const WCHAR* clientName,
                               HRIL* handle);

@@ -30,16 +30,17 @@ bool CRILHandler::Init() {
       DebugPrintZone(ZONE_INFO, TEXT("%S:%d : RIL_Initialize succeeded, hr = 0x%08x"), "CRILHandler::Init", 33, result);
       return true;
     }
-    // Kept on purpose: also after the last failure, of which nothing is said
-    // (pinned by RilHandler.ARadioThatIsNeverReachedIsTriedAHundredTimesAndPassedOverInSilence).
+    // Deliberate: The pause follows the last failure too, and that failure is not logged. Expected: no pause, and a
+    // message.
+    // Test: RilHandler.ARadioThatIsNeverReachedIsTriedAHundredTimesAndPassedOverInSilence
     ::Sleep(kConnectPauseMilliseconds);
   }
   return false;
 }
 
 void CRILHandler::RequestShutdown() {
-  // Kept on purpose: neither the command's result nor the outcome of the wait is looked at
-  // (pinned by RilHandler.ACommandThatFailsIsWaitedForAllTheSame).
+  // Deliberate: The results of the command and of the wait are ignored. Expected: no wait after a command that failed.
+  // Test: RilHandler.ACommandThatFailsIsWaitedForAllTheSame
   RIL_RadioCommand(m_hRil, nullptr, 1);
   ::WaitForSingleObject(m_hEvent.get(), kAnswerMilliseconds);
 }
@@ -49,7 +50,8 @@ void CALLBACK CRILHandler::OnResult(ULONG_PTR, ULONG_PTR, ULONG_PTR, ULONG_PTR, 
   if (context != nullptr) static_cast<CRILHandler*>(context)->ResultCallback();
 }
 
-// Kept on purpose: whatever command it answers (pinned by RilHandler.AnyCompletionEndsTheWaitWhateverItAnswers).
+// Deliberate: Any completion ends the wait, whichever command it belongs to. Expected: a comparison of the command.
+// Test: RilHandler.AnyCompletionEndsTheWaitWhateverItAnswers
 void CRILHandler::ResultCallback() {
   FunctionScope const scope("CRILHandler::ResultCallback");
   ::SetEvent(m_hEvent.get());

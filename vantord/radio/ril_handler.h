@@ -1,4 +1,4 @@
-// CRILHandler: a short-lived client of the radio interface layer, used once when the service ends.
+// CRILHandler: a short-lived client of the radio interface layer, used once at the service's end.
 #pragma once
 
 #include <windows.h>
@@ -14,11 +14,10 @@ class CRILHandler {
   CRILHandler(const CRILHandler&) = delete;
   CRILHandler& operator=(const CRILHandler&) = delete;
 
-  /// Connects, trying 100 times with a pause of 1 s after each failure. False when the radio cannot be reached.
+  /// Connects, trying 100 times with a pause of 1 s after each failure. Returns false if the radio cannot be reached.
   bool Init();
 
-  /// Sends the radio command of the service's end and waits at most 30 s for its completion, whose outcome nobody
-  /// looks at.
+  /// Sends the shutdown command and waits at most 30 s for its completion; the outcome is ignored.
   void RequestShutdown();
 
  private:

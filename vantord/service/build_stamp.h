@@ -1,4 +1,4 @@
-// When this program was built: given by the build, in the form of the compiler's own date and time.
+// The build's date and time, in the form of the compiler's macros.
 #pragma once
 
 extern const char* const kBuildDate;  ///< "Oct 30 2018"

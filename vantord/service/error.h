@@ -4,7 +4,7 @@
 #include <windows.h>
 
 /// Raises `error` as a DWORD: the one type that CServiceBase's guarded transitions report as an exit code. The error
-/// constants of the Windows headers are plain integer literals of other types, so nothing else may throw them.
+/// constants of the Windows headers have other integer types, so no other code may throw them.
 [[noreturn]] inline void RaiseError(DWORD error) { throw error; }
 
 /// Raises the calling thread's last error.

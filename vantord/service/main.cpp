@@ -1,4 +1,4 @@
-// Process entry. The service manager starts the program; its arguments mean nothing to it.
+// Process entry. The service manager starts the program; the arguments are ignored.
 #include <windows.h>
 
 #include "vantord/service/vantord.h"

@@ -25,14 +25,15 @@ void CServiceBase::OnDefaultControl(DWORD) {}
 void CServiceBase::Run(CServiceBase& service) {
   s_service = &service;
   SERVICE_TABLE_ENTRYW const table[] = {{const_cast<LPWSTR>(service.m_name), ServiceMain}, {nullptr, nullptr}};
-  // Kept on purpose: one would expect a word to whoever starts the program by hand
-  // (pinned by ServiceBase.ADispatcherThatCannotBeReachedEndsTheProgramQuietly).
+  // Deliberate: A program that the service manager did not start ends without a message. Expected: a message on the
+  // console.
+  // Test: ServiceBase.ADispatcherThatCannotBeReachedEndsTheProgramQuietly
   ::StartServiceCtrlDispatcherW(table);
 }
 
 void WINAPI CServiceBase::ServiceMain(DWORD argumentCount, LPWSTR* arguments) {
   s_service->m_statusHandle = ::RegisterServiceCtrlHandlerExW(s_service->m_name, ServiceCtrlHandler, nullptr);
-  // Nobody catches this: without a handler there is no status to report, and the process ends.
+  // Not caught: without a handler no status can be reported, and the process ends.
   if (s_service->m_statusHandle == nullptr) RaiseLastError();
   s_service->Start(argumentCount, arguments);
 }
@@ -42,8 +43,9 @@ DWORD WINAPI CServiceBase::ServiceCtrlHandler(DWORD control, DWORD eventType, LP
     case SERVICE_CONTROL_STOP:
       s_service->Stop();
       break;
-    // Kept on purpose: pause, continue and shutdown are routed although the mask never accepts them
-    // (pinned by ServiceBase.PauseContinueAndShutdownAreRouted).
+    // Deliberate: Pause, continue and shutdown are handled although the accepted controls exclude them. Expected: no
+    // handling of controls that are never accepted.
+    // Test: ServiceBase.PauseContinueAndShutdownAreRouted
     case SERVICE_CONTROL_PAUSE:
       s_service->Pause();
       break;
@@ -53,7 +55,8 @@ DWORD WINAPI CServiceBase::ServiceCtrlHandler(DWORD control, DWORD eventType, LP
     case SERVICE_CONTROL_SHUTDOWN:
       s_service->Shutdown();
       break;
-    // Kept on purpose: the status is not reported again (pinned by ServiceBase.InterrogateReportsNothing).
+    // Deliberate: An interrogation reports nothing. Expected: a report of the current state.
+    // Test: ServiceBase.InterrogateReportsNothing
     case SERVICE_CONTROL_INTERROGATE:
       break;
     case SERVICE_CONTROL_DEVICEEVENT:
@@ -69,22 +72,23 @@ DWORD WINAPI CServiceBase::ServiceCtrlHandler(DWORD control, DWORD eventType, LP
       s_service->OnDefaultControl(control);
       break;
   }
-  // Kept on purpose: unknown controls too, where one would expect ERROR_CALL_NOT_IMPLEMENTED
-  // (pinned by ServiceBase.TheHandlerAlwaysAnswersNoError).
+  // Deliberate: The handler returns NO_ERROR for unknown controls too. Expected: ERROR_CALL_NOT_IMPLEMENTED.
+  // Test: ServiceBase.TheHandlerAlwaysAnswersNoError
   return NO_ERROR;
 }
 
 void CServiceBase::SetServiceStatus(DWORD state, DWORD exitCode) {
   m_status.dwWin32ExitCode = exitCode;
   m_status.dwCurrentState = state;
-  // Kept on purpose: no hint, however long the state will be pending (pinned by ServiceBase.TheWaitHintIsAlwaysZero).
+  // Deliberate: Every report has wait hint 0, however long the state stays pending. Expected: an estimate.
+  // Test: ServiceBase.TheWaitHintIsAlwaysZero
   m_status.dwWaitHint = 0;
-  // Kept on purpose: the number is the mask of accepted controls where one would expect the new state
-  // (pinned by ServiceBase.TheStatusMessageShowsTheAcceptedControls).
+  // Deliberate: The message shows the mask of accepted controls. Expected: the new state.
+  // Test: ServiceBase.TheStatusMessageShowsTheAcceptedControls
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : Service SetServiceStatus, %x"), "CServiceBase::SetServiceStatus", 101,
                  m_controlsAccepted);
-  // Kept on purpose: controls are still accepted while a stop is pending
-  // (pinned by ServiceBase.ControlsAreAcceptedInEveryStateButStartPendingAndStopped).
+  // Deliberate: Controls are accepted while a stop is pending. Expected: none until the stop has ended.
+  // Test: ServiceBase.ControlsAreAcceptedInEveryStateButStartPendingAndStopped
   bool const takesNone = state == SERVICE_STOPPED || state == SERVICE_START_PENDING;
   m_status.dwControlsAccepted = takesNone ? 0 : m_controlsAccepted;
   bool const settled = state == SERVICE_RUNNING || state == SERVICE_STOPPED;
@@ -93,8 +97,8 @@ void CServiceBase::SetServiceStatus(DWORD state, DWORD exitCode) {
 }
 
 void CServiceBase::Start(DWORD argumentCount, LPWSTR* arguments) {
-  // After a STOPPED report nothing of the object may be touched: the dispatcher may have returned already, on another
-  // thread, and the object may be gone.
+  // No member may be used after a STOPPED report: the dispatcher may have returned on another thread and the object may
+  // be destroyed.
   try {
     SetServiceStatus(SERVICE_START_PENDING, NO_ERROR);
     ConfigureFailureActions();
@@ -103,8 +107,9 @@ void CServiceBase::Start(DWORD argumentCount, LPWSTR* arguments) {
   } catch (DWORD error) {
     SetServiceStatus(SERVICE_STOPPED, error);
   } catch (...) {
-    // Kept on purpose: a service that declines to run stops cleanly and wakes no failure action
-    // (pinned by ServiceBase.AStartThatRaisesAnIntegerIsACleanStop).
+    // Deliberate: A start that raises anything but a DWORD ends as a clean stop with exit code 0. Expected: an error
+    // code.
+    // Test: ServiceBase.AStartThatRaisesAnIntegerIsACleanStop
     SetServiceStatus(SERVICE_STOPPED, NO_ERROR);
   }
 }
@@ -142,8 +147,9 @@ void CServiceBase::Preshutdown() {
     }
     SetServiceStatus(SERVICE_STOPPED, NO_ERROR);
   } catch (...) {
-    // Kept on purpose: the service stays stop-pending, where Stop goes back to the state before
-    // (pinned by ServiceBase.APreshutdownThatRaisesStaysStopPending).
+    // Deliberate: After a preshutdown that raises, the service stays stop-pending. Expected: the state before it, as
+    // after Stop.
+    // Test: ServiceBase.APreshutdownThatRaisesStaysStopPending
   }
 }
 
@@ -172,6 +178,6 @@ void CServiceBase::Shutdown() {
     OnShutdown();
     SetServiceStatus(SERVICE_STOPPED, NO_ERROR);
   } catch (...) {
-    // The machine is going down: there is nothing left to report to.
+    // The system is shutting down: no report is useful.
   }
 }

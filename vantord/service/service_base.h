@@ -1,5 +1,5 @@
-// CServiceBase: the generic frame of a Windows service that has a process of its own. It owns the status record,
-// routes controls to virtual operations, and guards each transition: pending state, operation, final state.
+// CServiceBase: the frame of a Windows service with its own process. It owns the status record, routes controls to
+// virtual operations, and guards each transition: pending state, operation, final state.
 #pragma once
 
 #include <windows.h>
@@ -17,20 +17,23 @@ class CServiceBase {
   CServiceBase& operator=(const CServiceBase&) = delete;
   virtual ~CServiceBase() = default;
 
-  /// Device-interface events and the service manager's device events; `eventData` as the sender gives it.
+  /// Device-interface events, on a thread of the configuration manager, and the service manager's device events, on the
+  /// control thread; `eventData` is the sender's.
   virtual void OnDeviceEvent(DWORD eventType, LPVOID eventData);
 
-  /// Hands the process to the service manager; returns when the service has stopped. `service` must outlive the call.
-  /// A dispatcher that cannot be reached is not reported.
+  /// Connects the process to the service manager; returns after the service has stopped. `service` must outlive the
+  /// call.
   static void Run(CServiceBase& service);
 
  protected:
   /// `name` is not copied and must outlive the object.
   CServiceBase(const WCHAR* name, DWORD controlsAccepted);
 
-  /// The start work. What it raises decides how the start ends: a DWORD is the exit code of a service that failed to
-  /// start; anything else is a clean stop with exit code 0.
+  /// The start work, called by the framework on the service thread. If it raises a DWORD, the start fails with that
+  /// exit code; if it raises anything else, the service stops with exit code 0.
   virtual void OnStart(DWORD argumentCount, LPWSTR* arguments) = 0;
+  // The framework calls the following on the control thread; what they raise is caught, except from OnPowerEvent and
+  // OnDefaultControl.
   virtual void OnStop();
   virtual void OnPause();
   virtual void OnContinue();
@@ -51,10 +54,10 @@ class CServiceBase {
   static void WINAPI ServiceMain(DWORD argumentCount, LPWSTR* arguments);
   static DWORD WINAPI ServiceCtrlHandler(DWORD control, DWORD eventType, LPVOID eventData, LPVOID context);
 
-  /// Restarts after a crash: three times after 1 s, counted anew each day. Failures are logged.
+  /// Requests a restart 1 s after each of the first three crashes of a day. Failures are logged.
   void ConfigureFailureActions();
 
-  // Undo the registrations, where made, and clear their handles in any case; each answers Windows' code.
+  // Undo the registrations, if made, and clear their handles; each returns Windows' code.
   DWORD UnregisterDeviceEvent();
   DWORD UnregisterPowerEvent();
 
@@ -67,11 +70,11 @@ class CServiceBase {
   void Preshutdown();
 
   static CServiceBase* s_service;  ///< the one instance, not owned; set by Run
-  static DWORD s_checkPoint;       ///< next pending report's check point; process-wide, never reset
+  static DWORD s_checkPoint;       ///< check point of the next pending report; never reset
 
   const WCHAR* m_name;
   SERVICE_STATUS m_status;   ///< as last reported
-  DWORD m_controlsAccepted;  ///< reported whenever the service is neither stopped nor start-pending
+  DWORD m_controlsAccepted;  ///< reported unless the service is stopped or start-pending
   SERVICE_STATUS_HANDLE m_statusHandle = nullptr;
   HPOWERNOTIFY m_hPowerNotify = nullptr;  ///< null: not registered
   HCMNOTIFICATION m_hCmNotify = nullptr;  ///< null: not registered

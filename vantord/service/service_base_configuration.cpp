@@ -31,8 +31,8 @@ void CServiceBase::ConfigureFailureActions() {
   FunctionScope const scope("ConfigureFailureActions");
   ServiceHandle const service = OpenServiceHandle(m_name);
   if (!service) {
-    // Kept on purpose: the second message about one failure
-    // (pinned by ServiceConfiguration.WithoutRightsOnTheServiceManagerTheStartGoesOn).
+    // Deliberate: A handle that could not be opened is logged a second time. Expected: one message for one failure.
+    // Test: ServiceConfiguration.WithoutRightsOnTheServiceManagerTheStartGoesOn
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : hService NULL"), "ConfigureFailureActions", 35);
     return;
   }

@@ -22,7 +22,7 @@ struct GuidText {
   WCHAR text[kGuidTextCharacters] = {};
 };
 
-/// Runs on a thread of the configuration manager, beside the control handler.
+/// Runs on a thread of the configuration manager, concurrently with the control handler.
 DWORD CALLBACK ServiceDeviceNotification(HCMNOTIFICATION, PVOID context, CM_NOTIFY_ACTION action,
                                          PCM_NOTIFY_EVENT_DATA data, DWORD) {
   auto* const service = static_cast<CServiceBase*>(context);
@@ -34,8 +34,8 @@ DWORD CALLBACK ServiceDeviceNotification(HCMNOTIFICATION, PVOID context, CM_NOTI
       service->OnDeviceEvent(DBT_DEVICEREMOVECOMPLETE, data->u.DeviceInterface.SymbolicLink);
       break;
     default:
-      // Kept on purpose: one wording for every unknown action, whatever it is
-      // (pinned by Notifications.AnUnknownActionIsLoggedInTheSameWords).
+      // Deliberate: Every unknown action is logged with the same text. Expected: the action's number.
+      // Test: Notifications.AnUnknownActionIsLoggedInTheSameWords
       DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : MyCmInterfaceNotification : Arrival unknown action"),
                      "ServiceDeviceNotification", 46);
       break;
@@ -76,8 +76,8 @@ void CServiceBase::RegisterPowerEvent() {
 
 DWORD CServiceBase::UnregisterDeviceEvent() {
   if (m_hCmNotify == nullptr) return CR_SUCCESS;
-  // Kept on purpose: cleared whatever the answer is; a handle that could not be released is not tried again
-  // (pinned by Notifications.AFailedUnregistrationIsNotTriedAgain).
+  // Deliberate: The handle is cleared even if the unregistration failed. Expected: another attempt later.
+  // Test: Notifications.AFailedUnregistrationIsNotTriedAgain
   CONFIGRET const result = ::CM_Unregister_Notification(m_hCmNotify);
   m_hCmNotify = nullptr;
   return result;

@@ -13,13 +13,14 @@ namespace {
 
 constexpr WCHAR kServiceName[] = TEXT("Vantord");
 
-/// Kept on purpose: neither shutdown nor pause and continue (pinned by VantordService.AcceptsStopPowerAndPreshutdown).
+/// Deliberate: The service accepts neither shutdown nor pause and continue. Expected: at least shutdown.
+/// Test: VantordService.AcceptsStopPowerAndPreshutdown
 constexpr DWORD kControlsAccepted = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_POWEREVENT | SERVICE_ACCEPT_PRESHUTDOWN;
 static_assert(kControlsAccepted == 0x141);
 
 constexpr DWORD kStopPollMilliseconds = 2000;
 
-/// What a queued work item needs to know. Owned by the thunk that runs it.
+/// A queued work item. Owned by the thunk that runs it.
 struct WorkItem {
   void (CVantord::*work)();
   CVantord* object;
@@ -28,8 +29,9 @@ struct WorkItem {
 }  // namespace
 
 CVantord::CVantord() : CServiceBase(kServiceName, kControlsAccepted), m_fStopped(0) {
-  // Kept on purpose: issued before the trace provider exists, so never delivered
-  // (pinned by VantordService.WhatIsLoggedBeforeTheStartWorkIsNeverDelivered).
+  // Deliberate: The constructor logs before the trace provider exists, so its message is never delivered. Expected: the
+  // provider first.
+  // Test: VantordService.WhatIsLoggedBeforeTheStartWorkIsNeverDelivered
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : Service m_controlsAccepted, %x"), "CVantord::CVantord", 41,
                  kControlsAccepted);
   m_hStoppedEvent = EventHandle(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -42,7 +44,7 @@ void CVantord::OnStart(DWORD, LPWSTR*) {
   DebugPrintZone(ZONE_INFO, TEXT("%S:%d : VantorService OnStart [%S, %S]"), "CVantord::OnStart", 62, kBuildDate,
                  kBuildTime);
 
-  // Owned as the class it was made as: the base has no virtual destructor.
+  // Made as the concrete class: the base has no virtual destructor.
   m_pModem = std::make_shared<CModemQC>();
   if (!m_pModem->ExistModemCtrl()) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : VantorService do not start for WIFI device"), "CVantord::OnStart", 69);
@@ -60,20 +62,21 @@ void CVantord::OnStart(DWORD, LPWSTR*) {
 void CVantord::QueueWorker(void (CVantord::*work)()) {
   auto item = std::make_unique<WorkItem>(WorkItem{work, this});
   if (::QueueUserWorkItem(WorkItemThunk, item.get(), WT_EXECUTELONGFUNCTION)) {
-    // The thunk's from here on; it may have ended by now.
+    // Owned by the thunk now, which may already have ended.
     (void)item.release();
     return;
   }
   DWORD const error = ::GetLastError();
-  // Kept on purpose: provider and notifications stay registered; the process ends right after the STOPPED report
-  // (pinned by VantordService.AWorkerThatCannotBeQueuedStopsTheServiceWithTheError).
+  // Deliberate: If the worker cannot be queued, the provider and the notifications stay registered. Expected: a release
+  // of both.
+  // Test: VantordService.AWorkerThatCannotBeQueuedStopsTheServiceWithTheError
   RaiseError(error);
 }
 
 DWORD WINAPI CVantord::WorkItemThunk(LPVOID context) {
   std::unique_ptr<WorkItem> const item(static_cast<WorkItem*>(context));
   (item->object->*item->work)();
-  return 0;  // the service object may be gone by now
+  return 0;  // the service object may be destroyed by now
 }
 
 void CVantord::ServiceWorkerThread() {
@@ -81,7 +84,7 @@ void CVantord::ServiceWorkerThread() {
   (void)m_pModem->Init();
   StartServiceOEM();
   if (::WaitForSingleObject(m_hStoppedEvent.get(), INFINITE) != WAIT_OBJECT_0) RaiseLastError();
-  // From this store on the object may be destroyed by the thread that stops the service.
+  // After this store the thread that stops the service may destroy the object.
   m_fStopped = 1;
 }
 
@@ -98,10 +101,11 @@ void CVantord::OnPreshutdown() {
 void CVantord::StopWorker(DWORD flag) {
   if (m_pModem) m_pModem->Deinit(flag);
   ::SetEvent(m_hStoppedEvent.get());
-  // Kept on purpose: no upper bound. A start-up that is still at work is waited for, however long it takes
-  // (pinned by VantordService.AStopDuringTheStartUpWaitsForItInStepsOfTwoSeconds).
+  // Deliberate: A stop waits without limit for start-up work that still runs. Expected: a time-out.
+  // Test: VantordService.AStopDuringTheStartUpWaitsForItInStepsOfTwoSeconds
   while (m_fStopped == 0) ::Sleep(kStopPollMilliseconds);
-  // Kept on purpose: nothing is logged from here on, not even the last status report
-  // (pinned by VantordService.AStopUnregistersTheTraceProviderAndSaysNothingAfterIt).
+  // Deliberate: The provider is unregistered when the worker has ended, so the last status report is in no trace.
+  // Expected: the provider's end after the last message.
+  // Test: VantordService.AStopUnregistersTheTraceProviderAndSaysNothingAfterIt
   TraceProviderCleanup();
 }

@@ -1,5 +1,4 @@
-// What CVantord does with power events, device events and the custom controls: it logs them and hands them to the
-// modem object, whose class decides what they mean.
+// Power events, device events and custom controls: CVantord logs them and passes them to the modem object.
 #include <windows.h>
 
 #include <dbt.h>
@@ -13,7 +12,7 @@ constexpr DWORD SERVICE_CONTROL_MODEM_ON = 130;
 constexpr DWORD SERVICE_CONTROL_MODEM_OFF = 131;
 constexpr DWORD SERVICE_CONTROL_DSS_REMOVED = 132;
 constexpr DWORD SERVICE_CONTROL_RIL_ABORT = 133;
-/// Sent to the partner service; ignored when it arrives here.
+/// Sent to the partner service; ignored here.
 constexpr DWORD SERVICE_CONTROL_SUSPEND_NOTICE = 134;
 
 constexpr UCHAR kDisplayOn = 1;
@@ -31,8 +30,8 @@ void CVantord::OnPowerEvent(DWORD eventType, LPVOID eventData) {
     case PBT_APMSUSPEND:
       DebugPrintZone(ZONE_INFO, TEXT("%S:%d : SERVICE_CONTROL_POWEREVENT Type = PBT_APMSUSPEND"),
                      "CVantord::OnPowerEvent", 36);
-      // Kept on purpose: the partner is told before the modem
-      // (pinned by ControlHandling.ASuspendIsToldToThePartnerBeforeTheModem).
+      // Deliberate: The partner is notified of a suspend before the modem. Expected: the modem first.
+      // Test: ControlHandling.ASuspendIsToldToThePartnerBeforeTheModem
       SendModemControlMessage(SERVICE_CONTROL_SUSPEND_NOTICE);
       if (m_pModem) m_pModem->OnSuspend();
       break;
@@ -50,8 +49,9 @@ void CVantord::OnDisplayState(const POWERBROADCAST_SETTING* setting) {
   if (setting == nullptr || !IsEqualGUID(setting->PowerSetting, kConsoleDisplayState)) return;
   UCHAR const state = setting->Data[0];
   DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : Power Data=0x%x"), "CVantord::OnPowerEvent", 54, state);
-  // Kept on purpose: a dimmed display (2) leaves the flag as it was, and no modem operation hears of any of them
-  // (pinned by ControlHandling.ADimmedDisplayLeavesTheFlagUnchanged).
+  // Deliberate: A dimmed display (2) leaves the flag unchanged, and no modem operation is called for any state.
+  // Expected: a call of the modem object.
+  // Test: ControlHandling.ADimmedDisplayLeavesTheFlagUnchanged
   if (state > kDisplayOn) return;
   if (m_pModem) m_pModem->m_bDisplayOn = state == kDisplayOn ? 1 : 0;
 }
@@ -92,8 +92,9 @@ void CVantord::OnDefaultControl(DWORD control) {
       DebugPrintZone(ZONE_DETAIL, TEXT("%S:%d : SERVICE_CONTROL_RIL_ABORT"), "CVantord::OnDefaultControl", 93);
       if (m_pModem) m_pModem->OnRilAbort();
       break;
-    // Kept on purpose: ignored without a message, the notice that this service itself sends among them
-    // (pinned by ControlHandling.AllOtherControlsAreIgnoredTheSuspendNoticeAmongThem).
+    // Deliberate: Other controls are ignored without a message, also the suspend notice that this service sends.
+    // Expected: a message.
+    // Test: ControlHandling.AllOtherControlsAreIgnoredTheSuspendNoticeAmongThem
     default:
       break;
   }

@@ -1,5 +1,5 @@
-// The partner service "Pelt": started once the modem is ready for it, told when the system suspends. Each time the
-// service manager and the service are opened afresh and closed before the return.
+// The partner service "Pelt": started after the modem's start-up, notified of a suspend. Each function opens and closes
+// its own handles.
 #include <windows.h>
 
 #include <winsvc.h>
@@ -24,7 +24,7 @@ bool QueryStatus(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
                                 sizeof(status), &needed) != FALSE;
 }
 
-/// How long a service stays without progress: since when, and at which check point.
+/// Measures how long a service makes no progress: since when, and at which check point.
 class ProgressWatch {
  public:
   explicit ProgressWatch(const SERVICE_STATUS_PROCESS& status) { Remember(status); }
@@ -34,7 +34,7 @@ class ProgressWatch {
     ::Sleep(std::clamp(status.dwWaitHint / 10, kShortestStep, kLongestStep));
   }
 
-  /// Whether the check point has stood still for longer than the wait hint, which is not clamped as the step is.
+  /// True if the check point has not changed for longer than the wait hint, which is not clamped as the step is.
   bool IsStuck(const SERVICE_STATUS_PROCESS& status) {
     if (status.dwCheckPoint > m_checkPoint) {
       Remember(status);
@@ -52,7 +52,7 @@ class ProgressWatch {
   DWORD m_checkPoint = 0;
 };
 
-/// True once a pending stop has ended; logs why it cannot be waited for.
+/// Waits for a pending stop. Returns true after its end; logs why it gives up.
 bool WaitForPendingStop(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
   ProgressWatch watch(status);
   while (status.dwCurrentState == SERVICE_STOP_PENDING) {
@@ -62,8 +62,9 @@ bool WaitForPendingStop(const ServiceHandle& service, SERVICE_STATUS_PROCESS& st
                      ::GetLastError());
       return false;
     }
-    // Kept on purpose: asked of a stop that has just ended, too; when that is reported without a wait hint, it counts
-    // as timed out (pinned by PartnerService.AStopThatEndsWithoutAWaitHintCountsAsTimedOut).
+    // Deliberate: A partner that has stopped and reports wait hint 0 is logged as timed out. Expected: the check only
+    // while the stop is pending.
+    // Test: PartnerService.AStopThatEndsWithoutAWaitHintCountsAsTimedOut
     if (watch.IsStuck(status)) {
       DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Timeout waiting for service to stop\n"), kStartFunction, 66);
       return false;
@@ -72,9 +73,9 @@ bool WaitForPendingStop(const ServiceHandle& service, SERVICE_STATUS_PROCESS& st
   return true;
 }
 
-/// Follows a pending start; `status` is the last good one.
-/// Kept on purpose: a start without progress is left without a message (pinned by
-/// PartnerService.AStartWithoutProgressIsLeftWithoutAWord).
+/// Waits for a pending start; `status` is the last one that could be read.
+/// Deliberate: The wait for a start without progress ends without a message. Expected: a message of its own.
+/// Test: PartnerService.AStartWithoutProgressIsLeftWithoutAWord
 void FollowPendingStart(const ServiceHandle& service, SERVICE_STATUS_PROCESS& status) {
   ProgressWatch watch(status);
   while (status.dwCurrentState == SERVICE_START_PENDING) {
@@ -109,8 +110,8 @@ void StartPartner(const ServiceHandle& service) {
                    ::GetLastError());
     return;
   }
-  // Kept on purpose: a service that starts or pauses counts as running
-  // (pinned by PartnerService.IsLeftAloneWhenItRunsOrStartsOrPauses).
+  // Deliberate: A service that starts or pauses counts as running. Expected: RUNNING alone.
+  // Test: PartnerService.IsLeftAloneWhenItRunsOrStartsOrPauses
   if (status.dwCurrentState != SERVICE_STOPPED && status.dwCurrentState != SERVICE_STOP_PENDING) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Cannot start the service because it is already running\n"), kStartFunction,
                    110);
@@ -161,8 +162,9 @@ void CVantord::SendModemControlMessage(DWORD control) {
                    155, ::GetLastError());
   } else {
     SERVICE_STATUS status = {};
-    // Kept on purpose: success is logged in the error zone too, with whatever the last error is
-    // (pinned by PartnerService.ASuspendNoticeIsLoggedInTheErrorZoneEvenWhenItArrives).
+    // Deliberate: Success is logged in the error zone, with the last error of an earlier call. Expected: the detail
+    // zone and no error number.
+    // Test: PartnerService.ASuspendNoticeIsLoggedInTheErrorZoneEvenWhenItArrives
     if (::ControlService(service.get(), control, &status)) {
       DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : ControlService Success w/err 0x%08lx"),
                      "CVantord::SendModemControlMessage", 162, ::GetLastError());
@@ -171,7 +173,8 @@ void CVantord::SendModemControlMessage(DWORD control) {
                      "CVantord::SendModemControlMessage", 165, ::GetLastError());
     }
   }
-  // Kept on purpose: the service manager goes first, where StartServiceOEM closes it last
-  // (pinned by PartnerService.ASuspendNoticeClosesTheServiceManagerFirst).
+  // Deliberate: The service manager's handle is closed before the service's. Expected: the reverse order, as in
+  // StartServiceOEM.
+  // Test: PartnerService.ASuspendNoticeClosesTheServiceManagerFirst
   manager.Close();
 }

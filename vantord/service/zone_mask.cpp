@@ -9,8 +9,8 @@ void GetDebugZoneMask() {
     g_ulZoneMask = mask;
     return;
   }
-  // Kept on purpose: nobody ever receives this line, nor the reader's own before it, since the service asks for its
-  // mask before it has a provider. One would expect the provider to come first. Pinned by
-  // DiagnosticLogTest.AMissingZoneMaskIsSaidToNobody.
+  // Deliberate: A missing mask is logged before the trace provider exists, so the two messages are never delivered.
+  // Expected: the provider first.
+  // Test: DiagnosticLogTest.AMissingZoneMaskIsSaidToNobody
   DebugPrint(TEXT("%S:%d : Fail to get dwRegulZoneMask registry"), "GetDebugZoneMask", 71);
 }

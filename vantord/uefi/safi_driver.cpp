@@ -14,14 +14,15 @@ namespace {
 
 constexpr GUID kSafiInterfaceClass = {0xFD9FF848, 0x46D1, 0x4CE7, {0x89, 0x40, 0x6D, 0xF2, 0xF1, 0xE6, 0xEF, 0xF6}};
 
-// Kept on purpose: the requests count as buffered, for which the method bits of the codes would be 0. The driver
-// answers to these numbers, so they are not composed (SafiDriver.AsksForTheSizeTwiceAndThenReads).
+// Deliberate: The codes are the driver's numbers, not composed: their method bits are not those of buffered requests.
+// Expected: CTL_CODE with METHOD_BUFFERED.
+// Test: SafiDriver.AsksForTheSizeTwiceAndThenReads
 constexpr DWORD IOCTL_SAFI_WRITE_VARIABLE = 0x68922002;
 constexpr DWORD IOCTL_SAFI_READ_VARIABLE = 0x68922006;
 constexpr DWORD IOCTL_SAFI_GET_VARIABLE_SIZE = 0x6892200A;
 
 constexpr DWORD kDevicePathCharacters = 512;
-/// Bytes of key and namespace that reach the driver, of the 520 that the request has room for.
+/// Bytes of key and namespace that are copied, of the 520 in the request.
 constexpr std::size_t kCopiedBytes = 260;
 constexpr WCHAR kProvisioningNamespace[kCopiedBytes / sizeof(WCHAR)] = TEXT("OEM");
 
@@ -57,7 +58,7 @@ static_assert(sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) == 8);
 /// A read's reply: the status, the data and one spare byte.
 constexpr std::size_t ReadReplyBytes(DWORD size) { return sizeof(SafiStatus) + size + 1; }
 
-/// Writes about a failed enumeration, when the system has a text for its error.
+/// Reports a failed enumeration if the system has a text for its error.
 void ReportEnumerationFailure() {
   KeepLastError const keep;
   WCHAR* description = nullptr;
@@ -69,9 +70,9 @@ void ReportEnumerationFailure() {
   WriteDebugger("SetupDiEnumDeviceInterfaces failed: %s\r\n");
 }
 
-/// Copies `text` into the device path; false when it had to be cut.
-/// Kept on purpose: a path of 512 characters or more is no path at all; one would expect a buffer of its length
-/// (SafiDriver.APathThatDoesNotEndWithin512CharactersFails).
+/// Copies `text` into the device path; returns false if it was cut.
+/// Deliberate: A device path of 512 characters or more is a failure. Expected: a buffer of the path's length.
+/// Test: SafiDriver.APathThatDoesNotEndWithin512CharactersFails
 bool CopyDevicePath(WCHAR (&path)[kDevicePathCharacters], const WCHAR* text) {
   for (DWORD i = 0; i < kDevicePathCharacters; ++i) {
     path[i] = text[i];
@@ -81,7 +82,7 @@ bool CopyDevicePath(WCHAR (&path)[kDevicePathCharacters], const WCHAR* text) {
   return false;
 }
 
-/// Finds the path of the first interface in `deviceSet`, which it destroys.
+/// Finds the path of the first interface in `deviceSet`, and destroys the set.
 bool SafiGetDevicePath(HDEVINFO deviceSet, WCHAR (&path)[kDevicePathCharacters]) {
   DeviceSetKeepingError const set(deviceSet);
   SP_DEVICE_INTERFACE_DATA data = {};
@@ -91,7 +92,7 @@ bool SafiGetDevicePath(HDEVINFO deviceSet, WCHAR (&path)[kDevicePathCharacters])
     return false;
   }
 
-  // This call fails as a rule and tells the size; a failure of another kind tells none.
+  // This call fails as documented and returns the size; after another failure the size stays 0.
   DWORD size = 0;
   ::SetupDiGetDeviceInterfaceDetailW(set.get(), &data, nullptr, 0, &size, nullptr);
   if (size < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W)) {
@@ -133,20 +134,21 @@ FileHandleKeepingError OpenSAFIDriver() {
   return device;
 }
 
-/// Kept on purpose: key and namespace have room for 520 bytes, of which only 260 are filled; one would expect the whole
-/// key to be copied (SafiDriver.OnlyTheFirst130CharactersOfTheKeyReachTheDriver).
+/// Deliberate: Only 260 of the 520 bytes of key and namespace are copied. Expected: the whole key.
+/// Test: SafiDriver.OnlyTheFirst130CharactersOfTheKeyReachTheDriver
 void FillHeader(SafiRequestHeader& header, const WCHAR* key) {
   std::memcpy(header.VariableKey, key, kCopiedBytes);
   std::memcpy(header.Namespace, kProvisioningNamespace, kCopiedBytes);
 }
 
-/// Sends one request and waits for its reply. False with the reply's status, or with the last error of the call that
-/// failed, as the last error.
-/// Kept on purpose: every request opens a driver handle of its own and closes it; one would expect one handle for all
-/// requests of a read (SafiDriver.EveryRequestOpensTheDriverAndClosesIt).
+/// Sends one request and waits for its reply. On failure the last error is the reply's status, or that of the failed
+/// call.
+/// Deliberate: Every request opens the driver and closes it again. Expected: one handle for all requests of a read.
+/// Test: SafiDriver.EveryRequestOpensTheDriverAndClosesIt
 bool SendRequest(DWORD code, void* request, DWORD requestBytes, SafiStatus* reply, DWORD replyBytes) {
-  // Kept on purpose: a failed I/O control that has not reached the driver leaves last error 1, not its own, so even
-  // ERROR_IO_DEVICE from there is not tried again (SafiDriver.AFailedRequestLeavesLastErrorOne).
+  // Deliberate: A request that did not reach the driver sets the last error to 1, so not even ERROR_IO_DEVICE is
+  // retried. Expected: the error of the I/O control.
+  // Test: SafiDriver.AFailedRequestLeavesLastErrorOne
   reply->Pstatus = 1;
   FileHandleKeepingError const driver = OpenSAFIDriver();
   if (!driver) {
@@ -219,8 +221,7 @@ SafiKey::SafiKey(const WCHAR* name, const WCHAR* guid) : m_buffer(AllocateLocal(
 }
 
 void WriteDebugger(const char* text) {
-  // The call takes pairs of bytes for characters, so the bytes need its alignment and two zero bytes behind the last
-  // whole pair.
+  // The call reads pairs of bytes as characters, so the text needs their alignment and two zero bytes at its end.
   WCHAR pairs[64] = {};
   std::size_t const bytes = std::strlen(text);
   std::memcpy(pairs, text, bytes < sizeof(pairs) - sizeof(WCHAR) ? bytes : sizeof(pairs) - sizeof(WCHAR));
@@ -241,8 +242,8 @@ DWORD SafiGetVariable(const WCHAR* name, const WCHAR* guid, void* buffer, DWORD 
     return 0;
   }
   if (size == 0) return 0;
-  // Kept on purpose: the size is asked for twice, where one would expect the first answer to do
-  // (SafiDriver.TwoDifferentSizesFail).
+  // Deliberate: The size is read twice, and two different sizes are a failure. Expected: one read.
+  // Test: SafiDriver.TwoDifferentSizesFail
   if (SafiGetVariableSize(key.text()) != size) {
     ::SetLastError(ERROR_INVALID_BLOCK);
     return 0;
@@ -264,7 +265,8 @@ bool SafiWriteVariable(const WCHAR* key, const void* data) {
     return false;
   }
   FillHeader(request->Header, key);
-  // Kept on purpose: always ten bytes and one spare byte, however short the value (SafiDriver.AWriteIsAlwaysTenBytes).
+  // Deliberate: A write always sends ten bytes and a spare one, however short the value. Expected: the value's length.
+  // Test: SafiDriver.AWriteIsAlwaysTenBytes
   request->DataSize = kSafiWriteBytes;
   std::memcpy(request->Data, data, kSafiWriteBytes);
   return SendRequest(IOCTL_SAFI_WRITE_VARIABLE, request, sizeof(*request), reply, sizeof(*reply));

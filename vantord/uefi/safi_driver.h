@@ -1,12 +1,12 @@
 // Access to firmware variables through the SAFI driver. Each operation opens the driver, sends one request and closes
-// it again. Failures are told by the result and the thread's last error, and in words to the debugger.
+// it again. Failures are reported by the result, the thread's last error and a text for the debugger.
 #pragma once
 
 #include <windows.h>
 
 #include "vantord/common/handles.h"
 
-/// Characters of the buffer that a variable's key is composed in.
+/// Characters of the buffer for a variable's key.
 inline constexpr DWORD kSafiKeyCharacters = 260;
 /// Bytes of every value that is written.
 inline constexpr DWORD kSafiWriteBytes = 10;
@@ -15,20 +15,21 @@ inline constexpr DWORD kSafiWriteBytes = 10;
 class SafiKey {
  public:
   SafiKey(const WCHAR* name, const WCHAR* guid);
-  /// kSafiKeyCharacters characters, zero behind the text; null when the memory could not be had.
+  /// kSafiKeyCharacters characters, padded with zeros; null without memory.
   const WCHAR* text() const { return m_buffer.As<WCHAR>(); }
 
  private:
   LocalMemoryKeepingError m_buffer;
 };
 
-/// Writes a text to the debugger. Its bytes go to the wide call as they are, two to a character, placeholders unfilled.
-/// Kept on purpose: one would expect a wide text with its placeholders filled; pinned by
-/// SafiDriver.DebuggerGetsTheBytesOfTheTextsAsTheyAre.
+/// Writes a text to the debugger.
+/// Deliberate: The narrow text is passed to the wide call as it is, and its placeholders are not filled. Expected: a
+/// wide, formatted text.
+/// Test: SafiDriver.DebuggerGetsTheBytesOfTheTextsAsTheyAre
 void WriteDebugger(const char* text);
 
 /// Reads a variable into `buffer` of `capacity` bytes; returns its size, 0 on failure. A null or zero argument and two
-/// different answers about the size fail with ERROR_INVALID_BLOCK, a larger variable with ERROR_BAD_ENVIRONMENT.
+/// different sizes fail with ERROR_INVALID_BLOCK, a larger variable with ERROR_BAD_ENVIRONMENT.
 DWORD SafiGetVariable(const WCHAR* name, const WCHAR* guid, void* buffer, DWORD capacity);
 
 /// Writes the kSafiWriteBytes bytes at `data`. Null arguments fail with ERROR_INVALID_BLOCK.

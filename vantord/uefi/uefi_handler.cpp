@@ -35,7 +35,7 @@ bool CKAVRILUEFIHandler::Ready() {
     return false;
   }
   privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-  // The call also succeeds when the account does not hold the privilege; the driver is then the judge.
+  // The call also succeeds if the account does not hold the privilege; the driver then decides.
   if (!::AdjustTokenPrivileges(m_hToken.get(), FALSE, &privileges, sizeof(privileges), nullptr, nullptr)) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : AdjustTokenPrivileges Failed"), "CKAVRILUEFIHandler::Ready", 35);
     m_hToken.Close();
@@ -66,8 +66,8 @@ DWORD CKAVRILUEFIHandler::Read(void* buffer, DWORD capacity) {
   if (attempt == MAX_UEFI_IO_RETRY) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Retry count reached MAX_UEFI_IO_RETRY"), "CKAVRILUEFIHandler::Read", 93);
   }
-  // Kept on purpose: the token ends with the read, where one would expect it to last as long as the handler
-  // (UefiHandler.AReadClosesTheToken).
+  // Deliberate: A read closes the token. Expected: a token as long as the handler.
+  // Test: UefiHandler.AReadClosesTheToken
   m_hToken.Close();
   if (bytes == 0) ::SetLastError(error);
   return bytes;
@@ -83,16 +83,16 @@ bool CKAVRILUEFIHandler::WriteOnce(const void* data) {
 }
 
 bool CKAVRILUEFIHandler::Write(const void* data) {
-  // Kept on purpose: Ready runs twice and the second run decides, where one would expect one run
-  // (UefiHandler.AWriteRunsReadyTwice).
+  // Deliberate: Ready runs twice and only the second result counts. Expected: one run.
+  // Test: UefiHandler.AWriteRunsReadyTwice
   (void)Ready();
   if (!Ready()) {
     DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : Ready to Write failed!"), "CKAVRILUEFIHandler::Write", 103);
     return false;
   }
   DWORD error = ERROR_SUCCESS;
-  // Kept on purpose: no pause between attempts, where one would expect that of a read
-  // (UefiHandler.AWriteIsTried400TimesAtOnce).
+  // Deliberate: A write makes no pause between its attempts. Expected: the pause of a read.
+  // Test: UefiHandler.AWriteIsTried400TimesAtOnce
   for (DWORD attempt = 0; attempt < MAX_UEFI_IO_RETRY; ++attempt) {
     if (WriteOnce(data)) return true;
     error = ::GetLastError();

@@ -5,8 +5,9 @@
 
 namespace {
 
-// Kept on purpose: that the folder could not be made is not reported; one would expect the extraction to stop. It
-// fails when it creates the file. Pinned by ExtractionTest.AFolderThatCannotBeMadeShowsWhenTheFileIsCreated.
+// Deliberate: A folder that cannot be created is not reported; the creation of the file in it then fails. Expected: an
+// end of the extraction.
+// Test: ExtractionTest.AFolderThatCannotBeMadeShowsWhenTheFileIsCreated
 void CreateWhenMissing(const WCHAR* path) {
   if (::GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) ::CreateDirectoryW(path, nullptr);
 }

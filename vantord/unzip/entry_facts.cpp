@@ -25,7 +25,7 @@ FILETIME FileTimeFromUnix(std::int32_t seconds) {
   return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
 }
 
-/// The values of an extended timestamp block, whose tag stands at `position`.
+/// Reads the values of the extended timestamp block at `position`.
 void ReadTimestampBlock(const BYTE* extra, std::uint32_t size, std::uint32_t position, FILETIME& write,
                         FILETIME& access, FILETIME& creation) {
   BYTE const flags = extra[position + kBlockHeaderSize];
@@ -33,7 +33,7 @@ void ReadTimestampBlock(const BYTE* extra, std::uint32_t size, std::uint32_t pos
   FILETIME* const inOrder[] = {&write, &access, &creation};
   for (std::uint32_t bit = 0; bit < 3; ++bit) {
     if ((flags >> bit & 1) == 0) continue;
-    if (at + 4 > size) return;  // a value that is not wholly there is absent, and so are those behind it
+    if (at + 4 > size) return;  // an incomplete value counts as missing, and so do those after it
     *inOrder[bit] = FileTimeFromUnix(SignedU32(extra + at));
     at += 4;
   }
@@ -47,9 +47,10 @@ DWORD EntryAttributes(std::uint32_t versionMadeBy, std::uint32_t externalAttribu
     return e & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_DIRECTORY |
                 FILE_ATTRIBUTE_ARCHIVE);
   }
-  // Kept on purpose: everything else has Unix's mode in its upper half, carries the archive bit and is read-only
-  // without the owner's write bit, also where a host stores no attributes at all; one would expect those to be plain
-  // files. Pinned by EntryFactsTest.OtherHostsAreReadOnlyWithoutTheOwnersWriteBit.
+  // Deliberate: For every other host the upper half is taken as a Unix mode: the archive bit is set, and the file is
+  // read-only without the owner's write bit, even if the host stores no attributes. Expected: plain files for hosts
+  // without attributes.
+  // Test: EntryFactsTest.OtherHostsAreReadOnlyWithoutTheOwnersWriteBit
   DWORD attributes = FILE_ATTRIBUTE_ARCHIVE;
   if ((e & kUnixOwnerWrite) == 0) attributes |= FILE_ATTRIBUTE_READONLY;
   if ((e & kUnixDirectory) != 0) attributes |= FILE_ATTRIBUTE_DIRECTORY;
@@ -65,11 +66,11 @@ FILETIME FileTimeFromDos(std::uint32_t dosDateTime) {
   time.wHour = static_cast<WORD>((d >> 11) & 31);
   time.wMinute = static_cast<WORD>((d >> 5) & 63);
   time.wSecond = static_cast<WORD>((d & 31) * 2);
-  // Zero where the fields make no date, as in an archive without times: setting a zero time leaves the file's own.
+  // Zero if the fields are not a date, as in an archive without times; a zero time leaves the file's own.
   FILETIME local = {};
   FILETIME utc = {};
-  // Kept on purpose: local time by the bias of today; one would expect that of the date itself. Pinned by
-  // EntryFactsTest.ADosTimeIsLocalTime.
+  // Deliberate: The local time is converted with today's bias. Expected: the bias of the date itself.
+  // Test: EntryFactsTest.ADosTimeIsLocalTime
   if (::SystemTimeToFileTime(&time, &local)) ::LocalFileTimeToFileTime(&local, &utc);
   return utc;
 }
@@ -82,8 +83,9 @@ void ReadExtendedTimestamps(const BYTE* extra, std::uint32_t size, FILETIME& wri
       ReadTimestampBlock(extra, size, position, write, access, creation);
       return;
     }
-    // Kept on purpose: the low byte of the block's size only; one would expect all 16 bits. A block of 256 bytes or
-    // more throws the walk off. Pinned by EntryFactsTest.ABlockOf256BytesThrowsTheWalkOff.
+    // Deliberate: Only the low byte of the block's size is used, so a block of 256 bytes or more misleads the search.
+    // Expected: all 16 bits.
+    // Test: EntryFactsTest.ABlockOf256BytesThrowsTheWalkOff
     position += kBlockHeaderSize + extra[position + 2];
   }
 }

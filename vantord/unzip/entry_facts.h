@@ -1,4 +1,4 @@
-// What an entry's headers say about the file: attributes and times, in Windows' terms.
+// An entry's attributes and times, converted to Windows' forms.
 #pragma once
 
 #include <windows.h>
@@ -8,10 +8,9 @@
 /// FILE_ATTRIBUTE_* bits from the central header's "version made by" and "external file attributes".
 [[nodiscard]] DWORD EntryAttributes(std::uint32_t versionMadeBy, std::uint32_t externalAttributes);
 
-/// A DOS date and time, read as local time, in UTC. Zero when it is no date.
+/// Converts a DOS date and time from local time to UTC. Returns zero if it is not a date.
 [[nodiscard]] FILETIME FileTimeFromDos(std::uint32_t dosDateTime);
 
-/// Looks for the extended timestamps in a local extra field of `size` bytes. The times that are found replace the ones
-/// given, the others stay.
+/// Reads the extended timestamps of a local extra field of `size` bytes. Times that are missing there stay unchanged.
 void ReadExtendedTimestamps(const BYTE* extra, std::uint32_t size, FILETIME& write, FILETIME& access,
                             FILETIME& creation);

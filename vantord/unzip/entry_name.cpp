@@ -4,8 +4,8 @@
 
 namespace {
 
-/// Behind the first step up to a parent folder in `text`, or null. The four spellings are looked for one after the
-/// other over the whole text: the first spelling that occurs wins, not the first occurrence.
+/// Returns the text after the first ".." between separators, or null. The four spellings are searched in turn over the
+/// whole text: the first spelling found wins, not the first occurrence.
 const WCHAR* BehindStepUp(const WCHAR* text) {
   constexpr std::size_t kLength = 4;
   for (const WCHAR* spelling : {TEXT("\\..\\"), TEXT("\\../"), TEXT("/../"), TEXT("/..\\")}) {
@@ -18,9 +18,9 @@ const WCHAR* BehindStepUp(const WCHAR* text) {
 }  // namespace
 
 const WCHAR* CleanEntryName(const WCHAR* name) {
-  // Kept on purpose: a ".." is cut away only between two separators; one would expect a leading "../" and a trailing
-  // "\.." to go as well, and a name never to lead out of the target folder. Pinned by
-  // EntryName.ALeadingStepUpAndATrailingOneStay.
+  // Deliberate: Only a ".." between two separators is removed. Expected: the removal of a leading "../" and a trailing
+  // "\..", and no name that leaves the target folder.
+  // Test: EntryName.ALeadingStepUpAndATrailingOneStay
   const WCHAR* p = name;
   for (;;) {
     const WCHAR* const rest = p;

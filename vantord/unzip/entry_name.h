@@ -3,14 +3,14 @@
 
 #include <windows.h>
 
-/// The part of an entry's name that is used: without drive prefix, leading separators and everything up to the last
-/// "..". The answer points into `name`. "C:\x\y.bin" is "x\y.bin", "/etc/z" is "etc/z", "a/../b" is "b"; a leading
+/// Returns the part of an entry's name that is used: without drive prefix, leading separators and everything up to the
+/// last "..". The result points into `name`. "C:\x\y.bin" is "x\y.bin", "/etc/z" is "etc/z", "a/../b" is "b"; a leading
 /// "../" and a trailing "\.." stay.
 [[nodiscard]] const WCHAR* CleanEntryName(const WCHAR* name);
 
 inline bool IsSeparator(WCHAR character) { return character == TEXT('\\') || character == TEXT('/'); }
 
-/// Begins with a separator or a drive.
+/// True if the path begins with a separator or a drive.
 [[nodiscard]] bool IsAbsolutePath(const WCHAR* path);
 
 /// The last separator of a path, or null.

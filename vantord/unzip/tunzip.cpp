@@ -17,16 +17,17 @@ constexpr std::uint32_t kNarrowNameSize = 260;
 
 /// Converts and cleans an entry's narrow name, which has kNarrowNameSize bytes and one more that is 0.
 void StoreName(const char* narrow, WCHAR (&name)[MAX_PATH]) {
-  // Kept on purpose: UTF-8 whatever the archive's flags say; one would expect the old code page without flag bit 11.
-  // Pinned by ExtractionTest.NamesAreUtf8WhateverTheFlagsSay.
-  // The terminator is converted as well, and no byte makes more than one character: the text always fits.
+  // The terminator is converted too, and no byte makes more than one character: the text always fits.
+  // Deliberate: The name is read as UTF-8 whatever the archive's flags say. Expected: code page 437 without flag bit
+  // 11.
+  // Test: ExtractionTest.NamesAreUtf8WhateverTheFlagsSay
   WCHAR wide[kNarrowNameSize + 1] = {};
   int const bytes = static_cast<int>(std::strlen(narrow)) + 1;
   ::MultiByteToWideChar(CP_UTF8, 0, narrow, bytes, wide, kNarrowNameSize + 1);
   CopyWide(name, MAX_PATH, CleanEntryName(wide));
 }
 
-/// Where a file goes: its folder, from `base` where that is given, and the whole path.
+/// The target of a file: its folder, relative to `base` unless that is null, and the whole path.
 struct Target {
   const WCHAR* base;
   WCHAR folder[MAX_PATH];  ///< ends in a separator, or is empty
@@ -97,11 +98,11 @@ DWORD TUnzip::Get(INT index, ZipEntry& entry) {
 DWORD TUnzip::Unzip(INT index, const WCHAR* destination) {
   CloseOpenEntry();
   if (!HasEntry(index)) return UNZIP_BAD_INDEX;
-  // Get may answer from what it remembers, with the cursor elsewhere.
+  // Get may use its cache and leave the cursor elsewhere.
   MoveTo(index);
-  // Kept on purpose: an entry that cannot be described is extracted all the same; one would expect to stop here. It
-  // has no attributes then and fails behind the creation of its file. Pinned by
-  // ExtractionTest.AnEntryThatCannotBeDescribedStillCreatesItsFile.
+  // Deliberate: An entry that cannot be described is extracted without attributes, and fails after its file has been
+  // created. Expected: an end here.
+  // Test: ExtractionTest.AnEntryThatCannotBeDescribedStillCreatesItsFile
   ZipEntry entry = {};
   (void)Get(index, entry);
   if ((entry.attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
@@ -112,30 +113,31 @@ DWORD TUnzip::Unzip(INT index, const WCHAR* destination) {
   Target target = {};
   SplitDestination(m_rootDirectory, destination, target);
   EnsureDirectory(target.base, target.folder);
-  // Kept on purpose: progress in the error zone; one would expect the detail zone. Pinned by
-  // ExtractionTest.AnExtractionLogsItsProgressInTheErrorZone.
+  // Deliberate: Progress is logged in the error zone. Expected: the detail zone.
+  // Test: ExtractionTest.AnExtractionLogsItsProgressInTheErrorZone
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d (%s)"), "TUnzip::Unzip", 4189, 4189, target.path);
-  // Kept on purpose: the file is created, and an existing one emptied, before the entry is opened or checked; one would
-  // expect the other order. All access, shared with nobody, and with the entry's own attributes. Pinned by
-  // ExtractionTest.AFailedExtractionHasAlreadyEmptiedTheFile.
+  // All access, share mode 0, the entry's own attributes.
+  // Deliberate: The file is created, and an existing one emptied, before the entry is opened or checked. Expected: the
+  // check first.
+  // Test: ExtractionTest.AFailedExtractionHasAlreadyEmptiedTheFile
   FileHandle file(::CreateFileW(target.path, GENERIC_ALL, 0, nullptr, CREATE_ALWAYS, entry.attributes, nullptr));
-  // Kept on purpose: also when the file could not be created; one would expect the line for success only. Pinned by
-  // ExtractionTest.TheLineBehindTheCreationComesAlsoWhenItFailed.
+  // Deliberate: Message 4193 appears even if the file could not be created. Expected: the message after a success only.
+  // Test: ExtractionTest.TheLineBehindTheCreationComesAlsoWhenItFailed
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "TUnzip::Unzip", 4193, 4193);
   if (!file) return UNZIP_FILE_FAILED;
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "TUnzip::Unzip", 4195, 4195);
   DWORD const result = ExtractTo(file.get(), entry);
-  // Kept on purpose: what was written of a failed entry stays; one would expect the file to be removed. Pinned by
-  // ExtractionTest.AFileThatFailsPartWayStaysAsFarAsItWasWritten.
+  // Deliberate: What was written of a failed entry stays. Expected: the removal of the file.
+  // Test: ExtractionTest.AFileThatFailsPartWayStaysAsFarAsItWasWritten
   file.Close();
-  // Kept on purpose: without a look at the CRC-32; one would expect a wrong one to fail the entry. Pinned by
-  // ExtractionTest.AStoredEntryWithAWrongCrcIsExtracted.
+  // Deliberate: The CRC-32 is not checked. Expected: a failure if it differs.
+  // Test: ExtractionTest.AStoredEntryWithAWrongCrcIsExtracted
   ReleaseEntryReadState(m_reader.get());
   return result;
 }
 
 bool TUnzip::HasEntry(INT index) const {
-  // Signed: the number comes from a 16-bit field, and -1 must not become the largest index there is.
+  // Signed: -1 must not become the largest index.
   return index >= 0 && index < static_cast<INT>(m_reader->numberOfEntries);
 }
 
@@ -147,9 +149,10 @@ void TUnzip::CloseOpenEntry() {
 void TUnzip::MoveTo(INT index) {
   auto const wanted = static_cast<std::uint32_t>(index);
   if (wanted < m_reader->currentEntryNumber) (void)GoToFirstEntry(m_reader.get());
-  // Kept on purpose: no exit when the cursor has stopped at a central header that does not parse; one would expect an
-  // error. Pinned by HangTest.AnEntryBehindABadCentralHeaderIsNeverReached. The number is read as volatile since a
-  // compiler may take any other loop to end.
+  // The number is read as volatile: a compiler may assume that any other loop ends.
+  // Deliberate: The move to an entry never ends if the cursor has stopped at a central header that failed to parse.
+  // Expected: an error.
+  // Test: HangTest.AnEntryBehindABadCentralHeaderIsNeverReached
   std::uint32_t const volatile& current = m_reader->currentEntryNumber;
   while (current < wanted) GoToNextEntry(m_reader.get());
 }
@@ -157,8 +160,9 @@ void TUnzip::MoveTo(INT index) {
 DWORD TUnzip::Describe(INT index, ZipEntry& entry) {
   char narrow[kNarrowNameSize + 1] = {};
   ZipCentralEntryInfo info;
-  // Kept on purpose: the result is not looked at; one would expect a header that cannot be read again to fail the
-  // entry. Pinned by ExtractionTest.ABadLastCentralHeaderIsStillDescribed.
+  // Deliberate: An entry whose central header cannot be read again is described with what was read. Expected: a
+  // failure.
+  // Test: ExtractionTest.ABadLastCentralHeaderIsStillDescribed
   (void)GetCurrentEntryInfo(m_reader.get(), &info, nullptr, narrow, kNarrowNameSize);
   ZipLocalHeaderInfo local;
   if (CheckLocalHeader(m_reader.get(), local) != ZIP_OK) return UNZIP_BAD_HEADER;
@@ -179,8 +183,9 @@ DWORD TUnzip::Describe(INT index, ZipEntry& entry) {
 }
 
 DWORD TUnzip::ExtractTo(HANDLE file, const ZipEntry& entry) {
-  // Kept on purpose: the result is not looked at; one would expect the code to be told. Without an open entry the first
-  // read fails. Pinned by ExtractionTest.AnEntryThatCannotBeOpenedIsBadData.
+  // Deliberate: A failed opening of the entry is ignored; the first read then fails. Expected: the code of the failed
+  // opening.
+  // Test: ExtractionTest.AnEntryThatCannotBeOpenedIsBadData
   (void)OpenCurrentEntry(m_reader.get(), m_password.get());
   if (m_extractionBuffer == nullptr) m_extractionBuffer.reset(new (std::nothrow) BYTE[kExtractionBufferSize]);
   if (m_extractionBuffer == nullptr) return UNZIP_BAD_DATA;
@@ -203,8 +208,8 @@ DWORD TUnzip::CopyEntry(HANDLE file, const ZipEntry& entry) {
       ::SetFileTime(file, &entry.creationTime, &entry.accessTime, &entry.writeTime);
       return UNZIP_OK;
     }
-    // Kept on purpose: an empty entry never reports its end and ends here; one would expect success. Pinned by
-    // ExtractionTest.AnEmptyFileIsCreatedWithoutTimesAndFails.
+    // Deliberate: An empty entry never reports its end and fails here. Expected: a success.
+    // Test: ExtractionTest.AnEmptyFileIsCreatedWithoutTimesAndFails
     if (n == 0) return UNZIP_BAD_DATA;
   }
 }

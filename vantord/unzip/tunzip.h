@@ -1,4 +1,4 @@
-// One archive that is open for extraction; what stands behind a ZipHandle.
+// One archive that is open for extraction; the object of a ZipHandle.
 #pragma once
 
 #include <windows.h>
@@ -15,16 +15,15 @@ class TUnzip {
   TUnzip(const TUnzip&) = delete;
   TUnzip& operator=(const TUnzip&) = delete;
 
-  /// Opens an archive file. UNZIP_ALREADY_OPEN when the object has one; UNZIP_FILE_FAILED. The other operations need
-  /// an open archive.
+  /// Opens an archive file. Returns UNZIP_ALREADY_OPEN if one is open, UNZIP_FILE_FAILED on failure. The other
+  /// operations need an open archive.
   [[nodiscard]] DWORD Open(const WCHAR* archivePath);
 
-  /// Describes entry `index`, or with -1 the archive. The entry of the latest call is answered again without a look
-  /// at the archive. `entry` is written on success only. Does not return when a central header before `index` does not
-  /// parse.
+  /// Describes entry `index`, or with -1 the archive. The entry of the last call is cached. `entry` is written on
+  /// success only. Does not return if a central header before `index` failed to parse.
   [[nodiscard]] DWORD Get(INT index, ZipEntry& entry);
 
-  /// Extracts entry `index`. A destination without root or drive is taken from the directory that was current at Open.
+  /// Extracts entry `index`. A relative destination is resolved against the current directory at Open.
   [[nodiscard]] DWORD Unzip(INT index, const WCHAR* destination);
 
  private:
@@ -36,11 +35,11 @@ class TUnzip {
   [[nodiscard]] DWORD CopyEntry(HANDLE file, const ZipEntry& entry);
 
   std::unique_ptr<ZipArchiveReader> m_reader;
-  INT m_openEntryIndex = -1;  ///< always -1 between calls: each closes what it opened
+  INT m_openEntryIndex = -1;  ///< always -1 between calls: each closes its entry
   ZipEntry m_cachedEntry = {};
-  INT m_cachedIndex = -1;  ///< -1: nothing cached
-  /// Kept on purpose: nobody sets one, so that encrypted entries fail; one would expect an operation for it. Pinned by
-  /// ExtractionTest.AnEncryptedEntryFailsForWantOfAPassword.
+  INT m_cachedIndex = -1;  ///< -1: none
+  /// Deliberate: No operation sets a password, so encrypted entries fail. Expected: such an operation.
+  /// Test: ExtractionTest.AnEncryptedEntryFailsForWantOfAPassword
   std::unique_ptr<char[]> m_password;
   std::unique_ptr<BYTE[]> m_extractionBuffer;  ///< made by the first extraction
   WCHAR m_rootDirectory[MAX_PATH] = {};        ///< current directory at Open, ends in a separator

@@ -12,8 +12,8 @@ bool IsUnzipHandle(const ZipHandle* handle) { return handle != nullptr && handle
 
 }  // namespace
 
-// Kept on purpose: nothing reads it; one would expect only the operations' own answers. Pinned by
-// ExtractionTest.TheLastResultIsThatOfTheLatestOperation.
+// Deliberate: Nothing in the service reads the variable. Expected: the operations' results alone.
+// Test: ExtractionTest.TheLastResultIsThatOfTheLatestOperation
 DWORD LastUnzipResult = UNZIP_OK;
 
 ZipHandle* OpenZipFile(const WCHAR* archivePath) {
@@ -40,8 +40,8 @@ DWORD UnzipZipEntry(ZipHandle* handle, INT index, const WCHAR* destination) {
 }
 
 DWORD CloseZipFile(ZipHandle* handle) {
-  // Kept on purpose: a handle of another kind is not released; one would expect that of its owner. Pinned by
-  // ExtractionTest.AHandleOfAnotherKindIsLeftAlone.
+  // Deliberate: A handle of another kind is not released. Expected: its release.
+  // Test: ExtractionTest.AHandleOfAnotherKindIsLeftAlone
   if (!IsUnzipHandle(handle)) {
     LastUnzipResult = UNZIP_BAD_HANDLE;
     return LastUnzipResult;

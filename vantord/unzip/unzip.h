@@ -18,7 +18,7 @@ inline constexpr DWORD UNZIP_BAD_DATA = 0x05000000;      ///< data unreadable, o
 
 /// One entry of an archive.
 struct ZipEntry {
-  INT index;              ///< entry number; the number of entries in the answer to index -1
+  INT index;              ///< entry number; for index -1 the number of entries
   WCHAR name[MAX_PATH];   ///< path inside the archive, cleaned; always terminated
   DWORD attributes;       ///< FILE_ATTRIBUTE_* bits: read-only, hidden, system, directory, archive
   FILETIME accessTime;    ///< UTC
@@ -39,15 +39,15 @@ struct ZipHandle {
 /// Code of the latest open, get or extract; 0 after a close. Process-wide, read by nothing in the service.
 extern DWORD LastUnzipResult;
 
-/// Opens an archive for extraction. Null when the file cannot be opened or holds no readable archive.
+/// Opens an archive for extraction. Returns null if the file cannot be opened or is not a readable archive.
 [[nodiscard]] ZipHandle* OpenZipFile(const WCHAR* archivePath);
 
-/// Describes entry `index`; with index -1, `entry.index` is the number of entries. Does not return when a central
-/// header before `index` does not parse. `entry` is written on success only: callers zero it beforehand.
+/// Describes entry `index`; with index -1, `entry.index` is the number of entries. Does not return if a central header
+/// before `index` failed to parse. `entry` is written on success only: callers zero it first.
 DWORD GetZipEntry(ZipHandle* handle, INT index, ZipEntry& entry);
 
-/// Extracts entry `index` to `destination`, creating the folders on the way. A folder entry makes a folder.
+/// Extracts entry `index` to `destination` and creates missing folders. A folder entry creates a folder.
 [[nodiscard]] DWORD UnzipZipEntry(ZipHandle* handle, INT index, const WCHAR* destination);
 
-/// Releases the archive and the handle. A handle of another kind is left alone: UNZIP_BAD_HANDLE.
+/// Releases the archive and the handle. Returns UNZIP_BAD_HANDLE for a handle of another kind, which stays.
 DWORD CloseZipFile(ZipHandle* handle);

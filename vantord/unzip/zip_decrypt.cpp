@@ -4,8 +4,7 @@
 
 namespace {
 
-/// The table of APPNOTE's CRC-32. zlib has it too, but does not document how to get at it; other libraries with its
-/// interface need not have that.
+/// The table of APPNOTE's CRC-32. zlib's own table is not part of its documented interface.
 constexpr std::array<std::uint32_t, 256> MakeCrc32Table() {
   std::array<std::uint32_t, 256> table{};
   for (std::uint32_t i = 0; i < 256; ++i) {

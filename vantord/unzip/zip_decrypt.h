@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// Bytes ahead of an encrypted entry's data: eleven random ones and the check byte.
+/// Bytes before an encrypted entry's data: eleven random ones and the check byte.
 inline constexpr std::uint32_t ZIP_ENCRYPTION_HEADER_SIZE = 12;
 
 struct ZipKeys {

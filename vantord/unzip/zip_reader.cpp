@@ -13,8 +13,8 @@ constexpr std::uint32_t kNotFound = 0xFFFFFFFF;
 constexpr std::uint32_t kLongestSearch = 65535;
 constexpr std::uint32_t kSearchWindow = 1024 + 4;
 
-/// Reads fields one behind the other and remembers what went wrong: a failed read outweighs a disagreement, and neither
-/// keeps the remaining fields from being read.
+/// Reads fields in sequence and keeps the error: a failed read outweighs a mismatch, and neither stops the reading of
+/// the other fields.
 class FieldReader {
  public:
   explicit FieldReader(ZipInputStream& stream) : m_stream(stream) {}
@@ -46,7 +46,7 @@ std::uint32_t LastEndSignature(const BYTE* bytes, std::uint32_t size) {
   return kNotFound;
 }
 
-/// Where the end-of-central-directory record starts, or kNotFound.
+/// The position of the end-of-central-directory record, or kNotFound.
 std::uint32_t FindEndRecord(ZipInputStream& stream) {
   if (stream.isHandle && !stream.canSeek) return kNotFound;
   std::uint32_t const size = SeekToEnd(stream);
@@ -55,8 +55,8 @@ std::uint32_t FindEndRecord(ZipInputStream& stream) {
   std::unique_ptr<BYTE[]> const window(new (std::nothrow) BYTE[kSearchWindow]);
   if (window == nullptr) return kNotFound;
 
-  // Kept on purpose: one look at the last 1028 bytes; one would expect the search to go on backwards through the
-  // longest comment, 65535 bytes. Pinned by ZipReaderTest.ACommentOf1006BytesIsTheLongestThatIsFound.
+  // Deliberate: Only the last 1028 bytes are searched. Expected: a search through the longest comment, 65535 bytes.
+  // Test: ZipReaderTest.ACommentOf1006BytesIsTheLongestThatIsFound
   std::uint32_t const readSize = std::min(kSearchWindow, limit);
   std::uint32_t const readPosition = size - readSize;
   if (lufseek(stream, readPosition) != 0) return kNotFound;
@@ -70,17 +70,18 @@ int ReadEndRecord(ZipArchiveReader& reader) {
   FieldReader fields(*reader.stream);
   reader.endRecordPosition = FindEndRecord(*reader.stream);
   if (reader.endRecordPosition == kNotFound) fields.Fail();
-  // Kept on purpose: without an end record the fields are read all the same, from wherever the stream stands; one
-  // would expect to give up here. The archive is refused for the missing record. Pinned by
-  // ExtractionTest.WithoutAnEndRecordItsFieldsAreReadAllTheSame.
+  // Deliberate: Without an end record its fields are still read, from wherever the stream stands; the archive is
+  // refused after that. Expected: an end here.
+  // Test: ExtractionTest.WithoutAnEndRecordItsFieldsAreReadAllTheSame
   if (lufseek(*reader.stream, reader.endRecordPosition) != 0) fields.Fail();
-  // Kept on purpose: the signature is not looked at again; one would expect that, since the seek above proves nothing.
-  // Pinned by ExtractionTest.TheEndRecordsSignatureIsNotLookedAtAgain.
+  // Deliberate: The end record's signature is not compared again, although the seek before it proves nothing. Expected:
+  // a comparison.
+  // Test: ExtractionTest.TheEndRecordsSignatureIsNotLookedAtAgain
   (void)fields.U32();
   std::uint32_t const thisDisk = fields.U16();
   std::uint32_t const directoryDisk = fields.U16();
-  // Kept on purpose: the number of entries is believed; one would expect it to be held against the directory's size.
-  // Pinned by HangTest.AnEndRecordThatClaimsTwoEntriesTooManyHangsAtTheSecondOne.
+  // Deliberate: The number of entries is not compared with the directory's size. Expected: a comparison.
+  // Test: HangTest.AnEndRecordThatClaimsTwoEntriesTooManyHangsAtTheSecondOne
   reader.numberOfEntries = fields.U16();
   std::uint32_t const totalEntries = fields.U16();
   fields.Require(totalEntries == reader.numberOfEntries && thisDisk == 0 && directoryDisk == 0);
@@ -100,12 +101,12 @@ void BreakDownDosTime(ZipCentralEntryInfo& info) {
   info.year = (d >> 25) + 1980;
 }
 
-/// A name is read as single bytes: none of them is a complete read of an empty one.
+/// A name is read as items of one byte, so that an empty name is a complete read.
 void ReadName(FieldReader& fields, ZipInputStream& stream, std::uint32_t nameLength, char* name,
               std::uint32_t nameSize) {
   std::uint32_t const stored = std::min(nameLength, nameSize);
-  // Kept on purpose: a name that fills the buffer is not terminated; one would expect its last byte to be given up.
-  // Pinned by ZipReaderTest.ANameOf260BytesFillsTheBufferWithoutATerminator.
+  // Deliberate: A name that fills the buffer has no terminator. Expected: a terminator in the last byte.
+  // Test: ZipReaderTest.ANameOf260BytesFillsTheBufferWithoutATerminator
   if (nameLength < nameSize) name[nameLength] = 0;
   if (lufread(name, 1, stored, stream) != stored) fields.Fail();
 }
@@ -128,10 +129,10 @@ std::unique_ptr<ZipArchiveReader> OpenZipArchive(std::unique_ptr<ZipInputStream>
   std::uint32_t const directoryEnd = reader->centralDirectoryOffset + reader->centralDirectorySize;
   if (endRecord < directoryEnd) return nullptr;
   reader->byteBeforeTheArchive = endRecord - directoryEnd;
-  reader->stream->initialOffset = 0;  // from here on it is part of byteBeforeTheArchive
+  reader->stream->initialOffset = 0;  // included in byteBeforeTheArchive now
 
-  // Kept on purpose: an archive opens whatever its first central header is; one would expect it to be refused when
-  // that does not parse. Pinned by ZipReaderTest.AnArchiveWhoseFirstCentralHeaderIsBadStillOpens.
+  // Deliberate: An archive opens even if its first central header fails to parse. Expected: a refusal.
+  // Test: ZipReaderTest.AnArchiveWhoseFirstCentralHeaderIsBadStillOpens
   (void)GoToFirstEntry(reader.get());
   return reader;
 }
@@ -146,9 +147,9 @@ int GoToFirstEntry(ZipArchiveReader* reader) {
 }
 
 void GoToNextEntry(ZipArchiveReader* reader) {
-  // Kept on purpose: behind a central header that did not parse the cursor stays for ever, without a word, and whoever
-  // steps on until an index is reached never returns; one would expect an error. Pinned by
-  // HangTest.AnEntryBehindABadCentralHeaderIsNeverReached.
+  // Deliberate: The cursor never advances past a header that failed to parse, and does not report it. Expected: an
+  // error.
+  // Test: HangTest.AnEntryBehindABadCentralHeaderIsNeverReached
   if (reader == nullptr || !reader->currentEntryOk) return;
   if (reader->currentEntryNumber + 1 == reader->numberOfEntries) return;
   ZipCentralEntryInfo const& current = reader->currentEntry;
@@ -185,7 +186,7 @@ int GetCurrentEntryInfo(const ZipArchiveReader* reader, ZipCentralEntryInfo* inf
   std::uint32_t const offset = fields.U32();
   if (name != nullptr) ReadName(fields, stream, read.nameLength, name, nameSize);
 
-  // A header with another signature is stored too: its fields are what the cursor goes by.
+  // A header with another signature is stored too: the cursor uses its fields.
   if (info != nullptr) *info = read;
   if (localHeaderOffset != nullptr) *localHeaderOffset = offset;
   return fields.code();
@@ -200,8 +201,8 @@ int CheckLocalHeader(const ZipArchiveReader* reader, ZipLocalHeaderInfo& local) 
 
   FieldReader fields(stream);
   fields.Require(fields.U32() == kLocalHeaderSignature);
-  // Kept on purpose: the version needed, the time and the name are not compared; one would expect them to have to
-  // agree as well. Pinned by ZipReaderTest.VersionTimeAndNameOfTheLocalHeaderMayDiffer.
+  // Deliberate: The version needed, the time and the name are not compared. Expected: a comparison of all fields.
+  // Test: ZipReaderTest.VersionTimeAndNameOfTheLocalHeaderMayDiffer
   [[maybe_unused]] std::uint32_t const versionNeeded = fields.U16();
   std::uint32_t const flags = fields.U16();
   std::uint32_t const method = fields.U16();

@@ -1,7 +1,7 @@
-// Reads a zip archive entry by entry: a cursor over the central directory, and the bytes of the entry it stands on.
+// Reads a zip archive entry by entry: a cursor over the central directory, and the bytes of the current entry.
 //
-// The reader is deliberately narrow. It knows a single disk, 32-bit sizes and offsets, stored and deflated entries;
-// some of its checks are stricter than APPNOTE asks for and some looser. The places are marked in the sources.
+// The reader supports a single disk, 32-bit sizes and offsets, and stored and deflated entries. Some checks are
+// stricter or looser than APPNOTE's; they are marked in the sources.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +13,7 @@
 #include "vantord/unzip/zip_decrypt.h"
 #include "vantord/unzip/zip_stream.h"
 
-/// Codes of the operations below. Reading an entry may also answer zlib's negative codes.
+/// Codes of the operations below. Reading an entry may also return zlib's negative codes.
 inline constexpr int ZIP_OK = 0;
 inline constexpr int ZIP_STREAM_FAILED = -1;        ///< a seek or read of the stream failed
 inline constexpr int ZIP_NO_READ_BUFFER = -100;     ///< an open entry without a read buffer
@@ -21,14 +21,14 @@ inline constexpr int ZIP_BAD_PARAMETER = -102;      ///< no reader, no current e
 inline constexpr int ZIP_BAD_ARCHIVE = -103;        ///< bad signature, several disks, headers that disagree, the method
 inline constexpr int ZIP_OUT_OF_MEMORY = -104;      ///< no memory for an entry
 inline constexpr int ZIP_CRC_MISMATCH = -105;       ///< a completely read entry has another CRC-32 than declared
-inline constexpr int ZIP_PASSWORD_MISMATCH = -106;  ///< the encryption header does not end in the check byte
+inline constexpr int ZIP_PASSWORD_MISMATCH = -106;  ///< the encryption header does not end with the check byte
 
 inline constexpr std::uint32_t ZIP_LOCAL_HEADER_SIZE = 30;  ///< its name and extra field follow, then the data
 inline constexpr std::uint32_t ZIP_READ_BUFFER_SIZE = 16384;
 inline constexpr std::uint32_t ZIP_METHOD_STORED = 0;
 inline constexpr std::uint32_t ZIP_METHOD_DEFLATED = 8;
 inline constexpr std::uint32_t ZIP_FLAG_ENCRYPTED = 0x1;
-inline constexpr std::uint32_t ZIP_FLAG_DATA_DESCRIPTOR = 0x8;  ///< CRC-32 and sizes stand behind the data
+inline constexpr std::uint32_t ZIP_FLAG_DATA_DESCRIPTOR = 0x8;  ///< CRC-32 and sizes follow the data
 
 /// A central header, as read.
 struct ZipCentralEntryInfo {
@@ -55,7 +55,7 @@ struct ZipCentralEntryInfo {
   std::uint32_t year = 0;
 };
 
-/// What a local header says about where things stand.
+/// Positions and sizes from a local header.
 struct ZipLocalHeaderInfo {
   std::uint32_t nameAndExtraLength = 0;
   std::uint32_t extraOffset = 0;  ///< relative to the archive proper
@@ -66,18 +66,18 @@ struct ZipLocalHeaderInfo {
 struct ZipEntryReadState {
   ZipEntryReadState() = default;
   ~ZipEntryReadState();
-  // zlib keeps a pointer to its stream: the state stays where it was made.
+  // zlib keeps a pointer to its stream: the state is not movable.
   ZipEntryReadState(const ZipEntryReadState&) = delete;
   ZipEntryReadState& operator=(const ZipEntryReadState&) = delete;
 
-  std::unique_ptr<BYTE[]> readBuffer;  ///< ZIP_READ_BUFFER_SIZE bytes as they stand in the archive
+  std::unique_ptr<BYTE[]> readBuffer;  ///< ZIP_READ_BUFFER_SIZE bytes of the archive
   z_stream inflateStream = {};         ///< its input side (next_in, avail_in) also serves stored entries
   bool streamInitialised = false;      ///< inflateStream must be ended
   std::uint32_t dataPosition = 0;      ///< next compressed byte to read, relative to the archive proper
   std::uint32_t localExtraOffset = 0;  ///< relative to the archive proper
   std::uint32_t localExtraSize = 0;
-  /// Kept on purpose: always 0 and used by nothing; one would expect the position of a reader of the extra field.
-  /// Pinned by ZipEntryReadingTest.TheStateStartsWithWhatTheHeadersSay.
+  /// Deliberate: The position is always 0 and never used. Expected: the position of a reader of the extra field.
+  /// Test: ZipEntryReadingTest.TheStateStartsWithWhatTheHeadersSay
   std::uint32_t localExtraPosition = 0;
   std::uint32_t crc32 = 0;             ///< of the bytes delivered so far
   std::uint32_t crc32Expected = 0;     ///< of the central header
@@ -89,15 +89,15 @@ struct ZipEntryReadState {
   bool encrypted = false;
   ZipKeys keys = {};
   std::uint32_t encryptionHeaderLeft = 0;
-  std::int8_t checkByte = 0;  ///< what the encryption header ends in when the password is right
+  std::int8_t checkByte = 0;  ///< last byte of the encryption header if the password is right
 };
 
-/// An open archive. Its cursor stands on an entry and moves forward only, but for GoToFirstEntry.
+/// An open archive. Its cursor is on an entry and moves only forward, except by GoToFirstEntry.
 struct ZipArchiveReader {
   std::unique_ptr<ZipInputStream> stream;
   std::uint32_t numberOfEntries = 0;  ///< as the end record claims
   std::uint32_t commentSize = 0;      ///< not used
-  /// Bytes of the file ahead of the archive proper, added to every offset that the archive holds.
+  /// Bytes of the file before the archive proper, added to every offset in the archive.
   std::uint32_t byteBeforeTheArchive = 0;
   std::uint32_t currentEntryNumber = 0;      ///< counted from 0
   std::uint32_t currentCentralPosition = 0;  ///< of the current central header, relative to the archive proper
@@ -110,37 +110,38 @@ struct ZipArchiveReader {
   std::unique_ptr<ZipEntryReadState> entryReadState;  ///< null while no entry is open
 };
 
-/// Takes a stream over and answers a reader on its entry 0, or null; then the stream is released. An archive whose
-/// first central header does not parse, or that has none, gives a reader too.
+/// Takes ownership of the stream; returns a reader positioned at entry 0, or null. An archive whose first central
+/// header is missing or failed to parse gives a reader too.
 [[nodiscard]] std::unique_ptr<ZipArchiveReader> OpenZipArchive(std::unique_ptr<ZipInputStream> stream);
 
 /// Moves the cursor to entry 0 and parses its central header.
 int GoToFirstEntry(ZipArchiveReader* reader);
 
-/// Moves the cursor on by one. It stays at the last entry, and for ever behind a central header that did not parse.
+/// Moves the cursor to the next entry. It stays at the last entry and never advances past a header that failed to
+/// parse.
 void GoToNextEntry(ZipArchiveReader* reader);
 
-/// Reads the current central header again. Every out argument may be null. With a name buffer: a name shorter than
-/// `nameSize` is stored and terminated; of any other the first `nameSize` bytes are stored, without a terminator.
+/// Reads the current central header again. Every out argument may be null. A name shorter than `nameSize` is stored
+/// with a terminator; of a longer one the first `nameSize` bytes are stored, without a terminator.
 int GetCurrentEntryInfo(const ZipArchiveReader* reader, ZipCentralEntryInfo* info, std::uint32_t* localHeaderOffset,
                         char* name, std::uint32_t nameSize);
 
-/// Reads the current entry's local header and compares it with the central one. `local` is written in any case.
+/// Reads the current entry's local header and compares it with the central one. `local` is always written.
 [[nodiscard]] int CheckLocalHeader(const ZipArchiveReader* reader, ZipLocalHeaderInfo& local);
 
-/// Opens the current entry for reading; one that is open is closed first. `password` may be null.
+/// Opens the current entry for reading; an open entry is closed first. `password` may be null.
 [[nodiscard]] int OpenCurrentEntry(ZipArchiveReader* reader, const char* password);
 
-/// Answers the number of bytes delivered into `out` (at most `size`), or a negative code. `endOfEntry`, which may be
-/// null, tells whether these were the last ones; an entry of length 0 never reports its end, nor does a stored one
-/// whose compressed bytes run out too early.
+/// Returns the number of bytes stored in `out` (at most `size`), or a negative code. `endOfEntry`, which may be null,
+/// becomes true with the last bytes; an entry of length 0 never reports its end, nor does a stored one with too few
+/// compressed bytes.
 int ReadCurrentEntry(ZipArchiveReader* reader, void* out, std::uint32_t size, bool* endOfEntry);
 
-/// Closes the open entry. ZIP_CRC_MISMATCH when it was read completely and its CRC-32 is not the declared one; it is
-/// closed all the same.
+/// Closes the open entry. Returns ZIP_CRC_MISMATCH if it was read completely and its CRC-32 differs from the declared
+/// one.
 int CloseCurrentEntry(ZipArchiveReader* reader);
 
-/// Closes the open entry without looking at its CRC-32; does nothing when none is open.
+/// Closes the open entry without a CRC check; does nothing if none is open.
 void ReleaseEntryReadState(ZipArchiveReader* reader);
 
 /// Releases the open entry, the stream and the reader.

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The high byte of the CRC-32 or, where that was not yet known when the entry was encrypted, of the DOS time.
+/// The high byte of the CRC-32 or, if that was not known at encryption, of the DOS time.
 std::int8_t CheckByteOf(const ZipCentralEntryInfo& entry) {
   bool const declaredLater = (entry.flags & ZIP_FLAG_DATA_DESCRIPTOR) != 0;
   return static_cast<std::int8_t>(declaredLater ? entry.dosDateTime >> 8 : entry.crc32 >> 24);
@@ -17,8 +17,9 @@ std::int8_t CheckByteOf(const ZipCentralEntryInfo& entry) {
 
 void StartInflate(ZipEntryReadState& state) {
   // Raw: no zlib header, no trailer, a window of 32 KB.
-  // Kept on purpose: a failure is not reported; one would expect the opening to fail. inflate() then refuses the
-  // stream at the first read. Pinned by AllocationTest.AnInflaterThatCannotBeSetUpShowsAtTheFirstRead.
+  // Deliberate: A failed set-up of the inflater is not reported; inflate() refuses the stream at the first read.
+  // Expected: a failed opening.
+  // Test: AllocationTest.AnInflaterThatCannotBeSetUpShowsAtTheFirstRead
   state.streamInitialised = inflateInit2(&state.inflateStream, -15) == Z_OK;
 }
 
@@ -35,7 +36,7 @@ int ReadChunk(ZipEntryReadState& state) {
   return ZIP_OK;
 }
 
-/// Steps over what has arrived of the encryption header and, at its last byte, looks whether the password was right.
+/// Skips the encryption header as far as it was read; at its last byte, checks the password.
 int SkipEncryptionHeader(ZipEntryReadState& state) {
   z_stream& input = state.inflateStream;
   std::uint32_t const skipped = std::min<std::uint32_t>(input.avail_in, state.encryptionHeaderLeft);
@@ -47,13 +48,13 @@ int SkipEncryptionHeader(ZipEntryReadState& state) {
   return static_cast<std::int8_t>(input.next_in[-1]) == state.checkByte ? ZIP_OK : ZIP_PASSWORD_MISMATCH;
 }
 
-/// Accounts for `produced` bytes that were just delivered in front of next_out.
+/// Accounts for the `produced` bytes before next_out.
 void Deliver(ZipEntryReadState& state, const BYTE* bytes, std::uint32_t produced) {
   state.crc32 = static_cast<std::uint32_t>(::crc32(state.crc32, bytes, produced));
   state.restUncompressed -= produced;
 }
 
-/// One step of a deflated entry. Answers zlib's code.
+/// One step of a deflated entry. Returns zlib's code.
 int InflateStep(ZipEntryReadState& state) {
   z_stream& stream = state.inflateStream;
   const BYTE* const from = stream.next_out;
@@ -74,7 +75,7 @@ void CopyStep(ZipEntryReadState& state) {
   stream.avail_out -= size;
 }
 
-/// Fills the output that the stream was given. Answers a negative code, or 0.
+/// Fills the stream's output. Returns 0 or a negative code.
 int FillOutput(ZipEntryReadState& state, bool& endOfEntry) {
   z_stream& stream = state.inflateStream;
   while (stream.avail_out != 0) {
@@ -86,13 +87,14 @@ int FillOutput(ZipEntryReadState& state, bool& endOfEntry) {
     if (header != ZIP_OK) return header;
     if (state.compressionMethod != ZIP_METHOD_STORED) {
       int const code = InflateStep(state);
-      // Kept on purpose: the end of the deflated data is the entry's end, even with fewer bytes than declared; one
-      // would expect a failure. Pinned by ZipEntryReadingTest.DeflatedDataThatEndsEarlyEndsTheEntryWithSuccess.
+      // Deliberate: The end of the deflated data ends the entry, even with fewer bytes than declared. Expected: a
+      // failure.
+      // Test: ZipEntryReadingTest.DeflatedDataThatEndsEarlyEndsTheEntryWithSuccess
       endOfEntry = code == Z_STREAM_END || state.restUncompressed == 0;
       if (endOfEntry) return ZIP_OK;
       if (code != Z_OK) return code;
     } else {
-      // Without this, a stored entry with fewer compressed bytes than declared would be copied for ever.
+      // Without this, a stored entry with too few compressed bytes would loop for ever.
       if (stream.avail_in == 0 && state.restCompressed == 0) return ZIP_OK;
       CopyStep(state);
       endOfEntry = state.restUncompressed == 0;
@@ -143,8 +145,8 @@ int ReadCurrentEntry(ZipArchiveReader* reader, void* out, std::uint32_t size, bo
   ZipEntryReadState& state = *reader->entryReadState;
   if (state.readBuffer == nullptr) return ZIP_NO_READ_BUFFER;
   std::uint32_t const wanted = std::min(size, state.restUncompressed);
-  // Kept on purpose: an entry of length 0 does not report its end; one would expect the flag at once. Pinned by
-  // ZipEntryReadingTest.AnEntryOfLengthZeroNeverReportsItsEnd.
+  // Deliberate: An entry of length 0 does not report its end. Expected: the flag at once.
+  // Test: ZipEntryReadingTest.AnEntryOfLengthZeroNeverReportsItsEnd
   if (wanted == 0) return 0;
 
   state.inflateStream.next_out = static_cast<BYTE*>(out);

@@ -15,8 +15,9 @@ int ReadField(ZipInputStream& stream, int bytes, std::uint32_t& value) {
   std::uint32_t field = 0;
   for (int i = 0; i < bytes; ++i) {
     BYTE byte = 0;
-    // Kept on purpose: the end of the data is no failure; one would expect a truncated header to be one. Pinned by
-    // ZipStreamTest.ReadsZeroBehindTheEndOfTheData. An earlier read error makes it one, since that is never forgotten.
+    // Deliberate: The end of the data is not a failure, unless a read has failed before. Expected: a failure for a
+    // truncated header.
+    // Test: ZipStreamTest.ReadsZeroBehindTheEndOfTheData
     if (lufread(&byte, 1, 1, stream) != 1 && stream.isHandle && stream.hadError) return -1;
     field |= static_cast<std::uint32_t>(byte) << (8 * i);
   }
@@ -31,8 +32,8 @@ ZipInputStream::~ZipInputStream() {
 }
 
 std::unique_ptr<ZipInputStream> lufopen(const WCHAR* fileName) {
-  // Kept on purpose: progress in the error zone, at every opening; one would expect the detail zone. Pinned by
-  // ExtractionTest.EveryOpeningLogsItsProgressInTheErrorZone.
+  // Deliberate: Progress is logged in the error zone at every opening. Expected: the detail zone.
+  // Test: ExtractionTest.EveryOpeningLogsItsProgressInTheErrorZone
   DebugPrintZone(ZONE_ERROR, TEXT("%S:%d : %d"), "lufopen", 2652, 2652);
   FileHandle file(
       ::CreateFileW(fileName, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -53,9 +54,9 @@ std::unique_ptr<ZipInputStream> lufopen(const WCHAR* fileName) {
 int lufseek(ZipInputStream& stream, std::uint32_t offset) {
   if (stream.isHandle) {
     if (!stream.canSeek) return -1;
-    // Kept on purpose: whatever SetFilePointer answers, the seek has succeeded; one would expect a failure to be
-    // reported. The reads behind it then find what they find. Pinned by
-    // ExtractionTest.AFailedSeekInTheFileIsNotNoticed.
+    // Deliberate: The seek succeeds whatever SetFilePointer returns; the reads that follow read from where the file
+    // stands. Expected: a failure.
+    // Test: ExtractionTest.AFailedSeekInTheFileIsNotNoticed
     ::SetFilePointer(stream.handle, static_cast<LONG>(stream.initialOffset + offset), nullptr, FILE_BEGIN);
     return 0;
   }

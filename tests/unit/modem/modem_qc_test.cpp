@@ -23,9 +23,6 @@ constexpr std::uint32_t kRegBinary = 3;
 constexpr std::uint32_t kRegQword = 11;
 constexpr char16_t kReady[] = u"PELT_KNOW_TO_GO_SSR";
 
-static_assert(!std::has_virtual_destructor_v<CModemTemplate> && std::has_virtual_destructor_v<CModemQC>,
-              "the concrete class adds the virtual destructor, behind the operations in slot order");
-
 /// Shows what a modem object keeps to itself.
 class OpenedModem : public CModemQC {
  public:

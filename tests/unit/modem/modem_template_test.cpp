@@ -18,6 +18,11 @@ class Fields : public CModemQC {
 
 class ModemTemplate : public modem_tests::ModemTest {};
 
+TEST_F(ModemTemplate, OnlyTheConcreteClassHasAVirtualDestructor) {
+  EXPECT_FALSE(std::has_virtual_destructor_v<CModemTemplate>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<CModemQC>);
+}
+
 TEST_F(ModemTemplate, ItsFieldsAreTheControlDeviceTheStateAndTheDisplayInThisOrder) {
   Fields const modem;
   EXPECT_EQ(modem.control(), sizeof(void*));
