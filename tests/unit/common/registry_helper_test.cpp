@@ -277,6 +277,14 @@ TEST_F(RegistryHelperTest, SubKeysAreAppendedAndLoggedWithIndexesFromOne) {
   EXPECT_THAT(open_kinds(), IsEmpty());
 }
 
+TEST_F(RegistryHelperTest, ASubKeysNameMayHave255Characters) {
+  std::u16string const name(255, u'n');
+  registry().MakeKey(std::u16string(kPath) + u"\\" + name);
+  std::vector<WideString> names;
+  EXPECT_TRUE(SRegistrySubKeys(kPath, names));
+  EXPECT_THAT(names, ElementsAre(name));
+}
+
 TEST_F(RegistryHelperTest, ListingNeverClearsTheList) {
   registry().MakeKey(std::u16string(kPath) + u"\\A");
   std::vector<WideString> names;

@@ -106,6 +106,13 @@ TEST_F(SystemStateTest, WithoutAnImageStateEveryQueryIsFalse) {
                                       "IsFactoryLoggingMode:1701 : It is USER mode. fRet = false!!"));
 }
 
+TEST_F(SystemStateTest, AStateOf259CharactersIsReadWhole) {
+  SetImageState(std::u16string(259, u'A'));
+  EXPECT_TRUE(IsDefaultSetupState());
+  EXPECT_THAT(messages(),
+              ElementsAre("IsDefaultSetupState:1592 : Default Setup State! (" + std::string(259, 'A') + ")"));
+}
+
 TEST_F(SystemStateTest, AStateLongerThanItsBufferCannotBeRead) {
   SetImageState(std::u16string(260, u'A'));
   EXPECT_FALSE(IsDefaultSetupState());

@@ -137,7 +137,22 @@ TEST_F(FileHelpersTest, APathThatIsTooLongIsCutAt259Characters) {
   EXPECT_THAT(messages(), Contains("CopyMoveFiles:1842 : wcsSrcPath=" + cut));
 }
 
+TEST_F(FileHelpersTest, PathsOf259CharactersAreUsedWhole) {
+  std::u16string const name(250, u'n');
+  drive().PutFolder(u"c:\\from");
+  Put(u"c:\\from\\" + name, "a");
+  EXPECT_EQ(MoveAll((name.substr(1) + u"*").c_str()), S_OK);
+  EXPECT_EQ(TextOf(u"c:\\to\\" + name), "a");
+}
+
 // Chains of folders.
+
+TEST_F(FileHelpersTest, AChainOf238CharactersIsMade) {
+  std::u16string const parent = u"c:\\" + std::u16string(115, u'p') + u"\\" + std::u16string(115, u'q');
+  std::u16string const path = parent + u"\\end";
+  EXPECT_TRUE(MakeFolder(path.c_str()));
+  EXPECT_TRUE(drive().Exists(path));
+}
 
 TEST_F(FileHelpersTest, AWholeChainIsMadeOfAPathThatEndsInABackslash) {
   EXPECT_TRUE(MakeFolder(TEXT("c:\\a\\b\\c\\")));

@@ -41,6 +41,20 @@ TEST_F(SsrDumpTest, ACrashIsCollectedAndTheUserIsTold) {
   EXPECT_EQ(Now(), Millis{0});
 }
 
+TEST_F(SsrDumpTest, TheSearchForDumpsEndsOnlyAfterTheUserIsTold) {
+  PutDump(u"modem.dmp", "dump");
+  CheckSSRDumpFile();
+  std::vector<std::string> steps;
+  std::string const search = machine().journal().Calls("FindFirstFileW").front().result;
+  for (const tablet::Event& event : machine().journal().events()) {
+    const auto* const call = std::get_if<tablet::CallEvent>(&event.what);
+    if (call == nullptr) continue;
+    bool const is_step = call->name == "MoveFileExW" || call->name == "CreateProcessAsUserW";
+    if (is_step || (call->name == "FindClose" && call->args == search)) steps.push_back(call->name);
+  }
+  EXPECT_THAT(steps, ElementsAre("MoveFileExW", "CreateProcessAsUserW", "FindClose"));
+}
+
 TEST_F(SsrDumpTest, TheUserIsToldByTheToastProgram) {
   PutDump(u"modem.dmp", "dump");
   CheckSSRDumpFile();

@@ -149,6 +149,15 @@ TEST_F(UserSessionTest, AListThatCannotBeHadIsLogged) {
   EXPECT_THAT(messages(), Contains("FindExplorerProcessNameAndID:4035 : EnumProcesses failed 5"));
 }
 
+TEST_F(UserSessionTest, TheLastOf1024ProcessesIsStillLookedAt) {
+  machine().processes().End(ProcessNamed(u"winlogon.exe", 1)->id);
+  while (machine().processes().running().size() < 1023) machine().processes().Add({.name = u"svchost.exe"});
+  machine().processes().Add({.name = u"winlogon.exe", .session = 1});
+  std::vector<DWORD> ids;
+  EXPECT_TRUE(FindExplorerProcessNameAndID(ids));
+  EXPECT_THAT(ids, testing::SizeIs(1));
+}
+
 TEST_F(UserSessionTest, BehindTheFirst1024ProcessesNobodyLooks) {
   machine().processes().End(ProcessNamed(u"winlogon.exe", 1)->id);
   while (machine().processes().running().size() < 1024) machine().processes().Add({.name = u"svchost.exe"});
@@ -197,6 +206,40 @@ TEST_F(UserSessionTest, OnlyTheLeadingDigitsOfASessionsNameCount) {
   machine().processes().End(ProcessNamed(u"winlogon.exe", 12)->id);
   EXPECT_NE(GetActiveUserToken(), INVALID_HANDLE_VALUE);
   EXPECT_THAT(messages(), Contains("GetActiveUserToken:4101 : Found Same session none"));
+}
+
+TEST_F(UserSessionTest, ASessionsNameMayHaveASignOrABlankInFront) {
+  for (auto const& [name, session] : {std::pair{u"+1", 1u}, std::pair{u" 1", 1u}, std::pair{u"-1", 0xFFFFFFFFu}}) {
+    Begin({.session = session}, {.session = 0});
+    PutSession(u"1", kLee);
+    PutSession(u"2", kLee);
+    PutSession(name, kKim);
+    EXPECT_EQ(SessionOf(GetActiveUserToken()), session) << tablet::ToUtf8(name);
+  }
+}
+
+TEST_F(UserSessionTest, NamesAndIdentifiersAreUsedWhole) {
+  std::u16string const name = u"1" + std::u16string(150, u'x');
+  std::u16string const user = u"S-1-" + std::u16string(254, u'5');
+  registry().RemoveKey(std::u16string(crash_tests::kLogonUi) + u"\\SessionData\\1");
+  SelectUser(user + u"1");
+  PutSession(name, user + u"2");
+  std::vector<WideString> sessions;
+  EXPECT_FALSE(GetActiveSession(sessions)) << "they differ in the last of 259 characters";
+  PutSession(name, user + u"1");
+  EXPECT_TRUE(GetActiveSession(sessions));
+  EXPECT_THAT(messages(),
+              Contains("GetActiveSession:3989 : session " + std::string(kSessionData) + "1" + std::string(150, 'x')));
+}
+
+TEST_F(UserSessionTest, AProcessThatCannotBeOpenedForOneSessionIsTriedForTheNext) {
+  PutSession(u"1 again", kKim);
+  std::size_t const listed = machine().processes().running().size() - 1;  // the idle process is not opened
+  Inject("OpenProcess", tablet::kAccessDenied, static_cast<std::uint32_t>(listed + 1), 1);
+  EXPECT_EQ(SessionOf(GetActiveUserToken()), 1u);
+  EXPECT_THAT(MessagesOf("GetActiveUserToken:4101"),
+              ElementsAre("GetActiveUserToken:4101 : Found Same session 1",
+                          "GetActiveUserToken:4101 : Found Same session 1 again"));
 }
 
 TEST_F(UserSessionTest, AProcessWithoutASessionCountsAsOneOfSession0) {

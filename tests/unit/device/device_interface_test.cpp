@@ -145,6 +145,7 @@ TEST_F(DeviceInterface, AFailedLookupStillOpensTheEmptyPath) {
   EXPECT_THAT(machine().journal().Calls("CreateFileW").front().args, StartsWith("\"\""));
   EXPECT_EQ(Opens(), 2u);
   EXPECT_EQ(Times("GetDevicePath:1989 : CM_Get_Device_Interface_List_Size failed : 13"), 1u);
+  EXPECT_EQ(Count("CM_Get_Device_Interface_ListW"), 1u) << "without a size no list is asked for";
 }
 
 TEST_F(DeviceInterface, AListWithoutMemoryIsTriedAgainOnTheNextAttempt) {

@@ -296,6 +296,27 @@ TEST_F(ImageDeployment, ASubFolderOfTheArchivesIsNeitherHiddenNorEntered) {
   EXPECT_THAT(messages(), Contains("CImageSelector::HideModemFiles:207 : old  <DIR>"));
 }
 
+TEST_F(ImageDeployment, AnArchiveWithALongNameIsHiddenToo) {
+  std::u16string const path = std::u16string(modem_tests::kModemFolder) + u"\\" + std::u16string(228, u'x');
+  drive().Put(path, ToBytes("another"));
+  Hide();
+  EXPECT_NE(AttributesOf(path) & kHidden, 0u);
+  EXPECT_THAT(messages(),
+              Contains("CImageSelector::HideModemFiles:222 : " + tablet::ToUtf8(path) + " FILE_ATTRIBUTE_HIDDEN"));
+}
+
+TEST_F(ImageDeployment, AReadOnlyFileWithALongNameIsReplaced) {
+  std::string const name = std::string(120, 'f') + "/" + std::string(118, 'g');
+  std::u16string const path = u"c:\\windows\\system32\\" + tablet::ToUtf16(name);
+  ASSERT_EQ(path.size(), 259u);
+  drive().Put(path, ToBytes("old"), kReadOnly);
+  testing_support::ZipBuilder archive;
+  archive.Add(name, ToBytes("new"));
+  PutArchive(archive);
+  EXPECT_EQ(Deploy(), 1u);
+  EXPECT_EQ(drive().Contents(path), ToBytes("new"));
+}
+
 TEST_F(ImageDeployment, WithoutTheFolderThereIsNothingToHide) {
   Hide();
   EXPECT_THAT(drive().Changes(), IsEmpty());

@@ -91,6 +91,21 @@ TEST_F(ImagePaths, AnInstanceThatMayNotBeReadIsPassedOver) {
   EXPECT_THAT(messages(), Not(Contains(HasSubstr("ValueName = AmssFwImagePath"))));
 }
 
+TEST_F(ImagePaths, APathOf259CharactersIsReadWhole) {
+  std::u16string const path = u"\\" + std::u16string(257, u'x') + u"y";
+  PutInstance(u"0000", path);
+  StartModem();
+  EXPECT_THAT(messages(),
+              Contains("CModemQC::CheckImageRegPath:124 : Needs to be updated from " + tablet::ToUtf8(path)));
+  EXPECT_EQ(FirmwarePathOf(u"0000"), kFirmwarePath);
+}
+
+TEST_F(ImagePaths, AnInstancesNameIsUsedWhole) {
+  PutInstance(std::u16string(170, u'0'), kFirmwarePath);
+  StartModem();
+  EXPECT_THAT(MessagesOf("CModemQC::CheckImageRegPath:130"), testing::SizeIs(1));
+}
+
 TEST_F(ImagePaths, APathOf260CharactersCannotBeReadAndIsPassedOver) {
   PutInstance(u"0000", std::u16string(260, u'x'));
   PutInstance(u"0001", std::u16string(259, u'y'));

@@ -62,6 +62,12 @@ TEST_F(ImageSelector, ASalesCodeIsLookedUpWithoutRegardToCase) {
   EXPECT_EQ(Choose().name, u"KOR.bin");
 }
 
+TEST_F(ImageSelector, ASalesCodeBeyondAsciiIsLookedUpInTheSystemsCodePage) {
+  PutSalesCode("\x80\xC4\xFF");
+  MapCode(u"\u20AC\u00C4\u00FF", u"KOR.bin");
+  EXPECT_EQ(Choose().name, u"KOR.bin");
+}
+
 TEST_F(ImageSelector, ASalesCodeWithoutAMapLeadsToTheImageId) {
   PutSalesCode("KOO");
   PutRegistryId(u"ATT");
@@ -206,6 +212,15 @@ TEST_F(ImageSelector, AFirmwareIdThatFillsAll10BytesIsLookedUpWhole) {
   EXPECT_THAT(messages(), Contains("CImageSelector::GetUEFIModemID:164 : UEFI Modem Image ID = ABCDEFGHIJ!!!"));
   EXPECT_THAT(messages(), Contains("CImageSelector::DetermineImageByModemID:84 : DetermineModemBinary LONG.bin by "
                                    "ModemImageID ABCDEFGHIJ"));
+}
+
+TEST_F(ImageSelector, AnIdOf9CharactersIsLookedUpWholeWhereverItComesFrom) {
+  MapId(u"ABCDEFGHI", u"ATT.bin");
+  PutFirmwareImageId("ABCDEFGHI");
+  EXPECT_EQ(Choose().name, u"ATT.bin");
+  PutFirmwareImageId("another");
+  PutRegistryId(u"ABCDEFGHI");
+  EXPECT_EQ(Choose().name, u"ATT.bin");
 }
 
 TEST_F(ImageSelector, AFirmwareIdOf11BytesIsNoId) {

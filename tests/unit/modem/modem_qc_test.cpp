@@ -106,6 +106,16 @@ TEST_F(ModemQc, AFailedDeploymentLeavesThePathsAndTheRequest) {
   EXPECT_EQ(Ready(), std::nullopt);
 }
 
+TEST_F(ModemQc, ItsStartIsOnlyToldToWhoAsksForModemInformation) {
+  auto const starts = [this] {
+    StartModem();
+    return Times("CModemQC::Init:24 : CModemQC Init Starts.");
+  };
+  EXPECT_EQ(starts(), 0u);
+  g_ulZoneMask = ZONE_MODEM_INFO;
+  EXPECT_EQ(starts(), 1u);
+}
+
 // The request.
 
 class ModemQcRequest : public ModemQc {

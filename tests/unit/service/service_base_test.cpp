@@ -21,7 +21,8 @@ constexpr DWORD kMask = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_POWEREVENT | SERVIC
 /// What the service under test does in each operation; nothing by default.
 struct Behaviour {
   std::function<void()> start, stop, preshutdown, pause, resume, shutdown;
-  std::vector<std::string> seen;  ///< operations, in order
+  std::vector<std::string> seen;          ///< operations, in order
+  std::vector<std::u16string> arguments;  ///< of the start
 };
 
 class ProbeService : public CServiceBase {
@@ -29,7 +30,10 @@ class ProbeService : public CServiceBase {
   explicit ProbeService(Behaviour& behaviour) : CServiceBase(TEXT("Probe"), kMask), m_behaviour(behaviour) {}
 
  protected:
-  void OnStart(DWORD, LPWSTR*) override { Do("start", m_behaviour.start); }
+  void OnStart(DWORD count, LPWSTR* arguments) override {
+    m_behaviour.arguments.assign(arguments, arguments + count);
+    Do("start", m_behaviour.start);
+  }
   void OnStop() override { Do("stop", m_behaviour.stop); }
   void OnPreshutdown() override { Do("preshutdown", m_behaviour.preshutdown); }
   void OnPause() override { Do("pause", m_behaviour.pause); }
@@ -126,6 +130,16 @@ TEST_F(ServiceBase, ControlsAreAcceptedInEveryStateButStartPendingAndStopped) {
   EXPECT_THAT(Accepted(), ElementsAre(0u, kMask, kMask, 0u));
 }
 
+TEST_F(ServiceBase, TheServiceHasAProcessOfItsOwn) {
+  Boot();
+  EXPECT_EQ(machine().services().status().type, DWORD{SERVICE_WIN32_OWN_PROCESS});
+}
+
+TEST_F(ServiceBase, TheStartWorkGetsTheArgumentsOfTheServiceManager) {
+  Boot();
+  EXPECT_THAT(behaviour_.arguments, ElementsAre(u"Probe"));
+}
+
 TEST_F(ServiceBase, TheWaitHintIsAlwaysZero) {
   Boot();
   Send(SERVICE_CONTROL_STOP);
@@ -180,6 +194,14 @@ TEST_F(ServiceBase, AStopThatRaisesGoesBackToTheStateBefore) {
   Send(SERVICE_CONTROL_STOP);
   EXPECT_THAT(States(), ElementsAre("START_PENDING", "RUNNING", "STOP_PENDING", "RUNNING"));
   EXPECT_EQ(LastExitCode(), 0u);
+}
+
+TEST_F(ServiceBase, AStopThatRaisesWhilePausedGoesBackToPaused) {
+  behaviour_.stop = [] { throw -1; };
+  Boot();
+  SendForced(SERVICE_CONTROL_PAUSE);
+  SendForced(SERVICE_CONTROL_STOP);
+  EXPECT_EQ(States().back(), "PAUSED");
 }
 
 TEST_F(ServiceBase, APreshutdownStopsTheServiceThroughItsOwnOperation) {

@@ -3,6 +3,7 @@
 
 #include <dbt.h>
 
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -114,6 +115,17 @@ TEST_F(ControlHandling, ADimmedDisplayLeavesTheFlagUnchanged) {
   }
   EXPECT_THAT(formatted(), Contains("CVantord::OnPowerEvent:54 : Power Data=0xff"));
   EXPECT_THAT(seen_, IsEmpty()) << "no modem operation hears of the display";
+}
+
+TEST_F(ControlHandling, OnlyTheFirstByteOfTheSettingCounts) {
+  constexpr std::size_t kData = offsetof(POWERBROADCAST_SETTING, Data);
+  alignas(POWERBROADCAST_SETTING) BYTE record[kData + sizeof(DWORD)] = {};
+  std::memcpy(record, &kConsoleDisplayState, sizeof kConsoleDisplayState);
+  record[sizeof kConsoleDisplayState] = sizeof(DWORD);
+  for (std::size_t at : {0, 1, 2, 3}) record[kData + at] = at == 0 ? 1 : 7;
+  service_.OnPowerEvent(PBT_POWERSETTINGCHANGE, record);
+  EXPECT_EQ(modem_->m_bDisplayOn, 1u);
+  EXPECT_THAT(formatted(), Contains("CVantord::OnPowerEvent:54 : Power Data=0x1"));
 }
 
 TEST_F(ControlHandling, AnotherPowerSettingOrNoDataDoesNothing) {

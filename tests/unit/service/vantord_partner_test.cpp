@@ -143,6 +143,19 @@ TEST_F(PartnerService, AStartWithoutProgressIsLeftWithoutAWord) {
                           "96 :   Exit Code: 0", "97 :   Check Point: 1", "98 :   Wait Hint: 2000"));
 }
 
+TEST_F(PartnerService, TheTickCountMayWrapWhileItsStartIsFollowed) {
+  // 5 s before the count of milliseconds starts anew; the looks come at 2, 4, 6 and 8 s.
+  constexpr Millis kBeforeTheWrap{0x1'0000'0000 - 5000};
+  tablet::Description description = DefaultDescription();
+  description.partner.starting = {
+      .duration = Millis{7500}, .wait_hint = 20'000, .ends_in = tablet::kServiceRunning, .exit_code = 0};
+  PowerOnDeployed(description);
+  machine().scheduler().Sleep(kBeforeTheWrap);
+  Boot();
+  EXPECT_THAT(StartLines(), ElementsAre("119 : Service start pending...", "91 : Service started successfully."));
+  EXPECT_THAT(Steps(), ElementsAre("2000", "2000", "2000", "2000"));
+}
+
 // What can fail on the way.
 
 TEST_F(PartnerService, WithoutRightsOnTheServiceManagerItIsNotStarted) {

@@ -139,12 +139,13 @@ TEST_F(SafiDriver, AFailedRequestWithAStatusFromTheDriverLeavesThatStatus) {
   EXPECT_THAT(Debugger(), ElementsAre(kDeviceName, kOpened, kSizeRequestFailed, kStatus));
 }
 
-/// Fails every request, with a reply that says that all is well.
+/// Fails every request, with a reply that says that all is well: a status of 0, then three bytes, were it a size.
 class ContraryDriver : public tablet::DeviceFile {
  public:
   tablet::WinError Control(std::uint32_t, std::span<const std::uint8_t>, std::span<std::uint8_t> out,
                            std::uint32_t&) override {
     std::fill(out.begin(), out.end(), std::uint8_t{0});
+    if (out.size() > 4) out[4] = 3;
     return tablet::kIoDevice;
   }
 };
@@ -156,7 +157,9 @@ TEST_F(SafiDriver, AFailedRequestWithACleanStatusLeavesItsOwnError) {
   });
   EXPECT_EQ(Read(), 0u);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_DEVICE});
-  EXPECT_THAT(Debugger(), ElementsAre(kDeviceName, kOpened, kSizeRequestFailed));
+  EXPECT_FALSE(Write("0123456789"));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_DEVICE});
+  EXPECT_THAT(Debugger(), ElementsAre(kDeviceName, kOpened, kSizeRequestFailed, kDeviceName, kOpened, kRequestFailed));
 }
 
 TEST_F(SafiDriver, WithoutADeviceTheReadFailsWithTheErrorOfTheLookup) {

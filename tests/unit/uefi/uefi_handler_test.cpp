@@ -155,6 +155,27 @@ TEST_F(UefiHandler, AnotherErrorEndsAWriteAfterOneAttempt) {
               ElementsAre(kAlreadyPerformed, "CKAVRILUEFIHandler::Write:113 : SAVE ITEM FAILED!!!, Error = 5"));
 }
 
+TEST_F(UefiHandler, WhateverLoggingDoesToTheLastErrorTheFailuresOwnIsLeft) {
+  machine().faults().on_ask = [this](std::string_view call) {
+    if (call == "TraceMessage") machine().scheduler().last_error() = ERROR_MORE_DATA;
+  };
+  for (DWORD const error : {DWORD{ERROR_ACCESS_DENIED}, DWORD{ERROR_IO_DEVICE}}) {
+    trouble() = {.status = error};
+    EXPECT_EQ(Read(), 0u);
+    EXPECT_EQ(GetLastError(), error);
+    EXPECT_FALSE(Write("0123456789"));
+    EXPECT_EQ(GetLastError(), error);
+  }
+}
+
+TEST_F(UefiHandler, NamesOf259CharactersAreUsedWhole) {
+  std::u16string const name = std::u16string(258, u'n') + u"e";
+  std::u16string const guid = std::u16string(258, u'g') + u"d";
+  EXPECT_EQ(CKAVRILUEFIHandler(name.c_str(), guid.c_str()).Read(code_, 4), 0u);
+  EXPECT_THAT(messages(),
+              ElementsAre(testing::HasSubstr("name[" + tablet::ToUtf8(name) + "] guid[" + tablet::ToUtf8(guid) + "]")));
+}
+
 TEST_F(UefiHandler, AWriteOfNothingFailsOnce) {
   EXPECT_FALSE(Write(nullptr));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_BLOCK});
@@ -177,6 +198,12 @@ TEST_F(UefiHandler, ASalesCodeOfThreeLettersIsReadTerminated) {
   EXPECT_STREQ(code_, "VZW");
   EXPECT_THAT(messages(), ElementsAre(kAlreadyPerformed, "GetUEFISalesCode:235 : UEFI Sales_Code = VZW!!!"));
   ExpectAllReleased();
+}
+
+TEST_F(UefiHandler, TheBytesOfASalesCodeAreLoggedAsOneCharacterEach) {
+  PutSalesCode("\x80\xC4\xFF");
+  EXPECT_TRUE(GetUEFISalesCode(code_));
+  EXPECT_EQ(messages().back(), "GetUEFISalesCode:235 : UEFI Sales_Code = " + tablet::ToUtf8(u"\u0080\u00C4\u00FF!!!"));
 }
 
 TEST_F(UefiHandler, ASalesCodeOfFiveBytesIsNotRead) {

@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kNone = SIZE_MAX;
 std::size_t failing_size = kNone;  ///< nothrow allocations of this size fail
 bool inflater_fails = false;
+int inflaters_ended = 0;
+bool full_of_end_records = false;  ///< what nothrow allocations of arrays hold from the start
 
 }  // namespace
 
@@ -27,7 +29,9 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   if (size == failing_size) return nullptr;
   try {
-    return ::operator new[](size);
+    auto* const bytes = static_cast<char*>(::operator new[](size));
+    for (std::size_t i = 0; full_of_end_records && i < size; ++i) bytes[i] = "PK\5\6"[i % 4];
+    return bytes;
   } catch (...) {
     return nullptr;
   }
@@ -40,8 +44,15 @@ extern "C" int inflateInit2_(z_streamp stream, int bits, const char* version, in
   return real(stream, bits, version, size);
 }
 
+extern "C" int inflateEnd(z_streamp stream) {
+  ++inflaters_ended;
+  static auto const real = reinterpret_cast<int (*)(z_streamp)>(::dlsym(RTLD_NEXT, "inflateEnd"));
+  return real(stream);
+}
+
 namespace {
 
+using testing_support::Bytes;
 using testing_support::ToBytes;
 using testing_support::ZipBuilder;
 using unzip_tests::MemoryArchive;
@@ -54,6 +65,7 @@ class AllocationTest : public testing_support::TabletTest {
   ~AllocationTest() override {
     failing_size = kNone;
     inflater_fails = false;
+    full_of_end_records = false;
   }
   ZipBuilder zip_;
 };
@@ -70,7 +82,7 @@ TEST_F(AllocationTest, AnEntryWithoutMemoryForItsStateOrBufferDoesNotOpen) {
 }
 
 TEST_F(AllocationTest, AnArchiveWithoutMemoryForTheSearchOrTheReaderDoesNotOpen) {
-  testing_support::Bytes const bytes = zip_.Build();
+  Bytes const bytes = zip_.Build();
   for (std::size_t size : {std::size_t{1028}, sizeof(ZipArchiveReader)}) {
     failing_size = size;
     EXPECT_EQ(OpenZipArchive(MemoryStream(bytes)), nullptr);
@@ -86,6 +98,35 @@ TEST_F(AllocationTest, AnInflaterThatCannotBeSetUpShowsAtTheFirstRead) {
   EXPECT_FALSE(archive.reader->entryReadState->streamInitialised);
   EXPECT_EQ(ReadToEnd(archive.reader.get()).code, Z_STREAM_ERROR);
   EXPECT_EQ(CloseCurrentEntry(archive.reader.get()), ZIP_OK);
+}
+
+TEST_F(AllocationTest, WhatTheSearchDidNotReadIsNotSearched) {
+  drive().Put(u"c:\\a.zip", zip_.Build());
+  full_of_end_records = true;
+  // The third seek is that to the last bytes; without it nothing of them is read.
+  Inject("SetFilePointer", ERROR_NEGATIVE_SEEK, 3, 1);
+  EXPECT_EQ(OpenZipFile(u"c:\\a.zip"), nullptr);
+}
+
+TEST_F(AllocationTest, AnEntryIsReleasedWithItsExtraction) {
+  drive().Put(u"c:\\a.zip", zip_.Build());
+  TUnzip unzip;
+  ASSERT_EQ(unzip.Open(u"c:\\a.zip"), UNZIP_OK);
+  inflaters_ended = 0;
+  EXPECT_EQ(unzip.Unzip(0, u"c:\\a"), UNZIP_OK);
+  EXPECT_EQ(inflaters_ended, 1);
+}
+
+TEST_F(AllocationTest, AnEntryWithoutMemoryForItsExtraFieldCannotBeDescribed) {
+  zip_.Add("b", ToBytes("content")).local_extra = Bytes(777, 0);
+  drive().Put(u"c:\\a.zip", zip_.Build());
+  TUnzip unzip;
+  ASSERT_EQ(unzip.Open(u"c:\\a.zip"), UNZIP_OK);
+  ZipEntry entry = {};
+  failing_size = 777;
+  EXPECT_EQ(unzip.Get(1, entry), UNZIP_BAD_EXTRA);
+  failing_size = kNone;
+  EXPECT_EQ(unzip.Get(1, entry), UNZIP_OK);
 }
 
 TEST_F(AllocationTest, AFileWithoutMemoryForItsStreamIsClosedAgain) {

@@ -59,6 +59,16 @@ TEST_F(EntryFactsTest, OtherHostsAreReadOnlyWithoutTheOwnersWriteBit) {
   }
 }
 
+TEST_F(EntryFactsTest, SocketsAndBlockDevicesOfUnixAreFoldersToo) {
+  // Their type shares a bit with that of a folder; those of links and pipes do not.
+  for (std::uint32_t mode : {0140644u, 0060644u}) {
+    EXPECT_EQ(EntryAttributes(3 << 8, mode << 16), FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_DIRECTORY) << mode;
+  }
+  for (std::uint32_t mode : {0120777u, 0010644u, 0020644u}) {
+    EXPECT_EQ(EntryAttributes(3 << 8, mode << 16), FILE_ATTRIBUTE_ARCHIVE) << mode;
+  }
+}
+
 TEST_F(EntryFactsTest, ADosTimeIsLocalTime) {
   // The tablet is one hour ahead of UTC: 13:25:36 there is 12:25:36 UTC, 1534422336 of Unix.
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 8, 16, 13, 25, 36))), TicksOfUnix(1'534'422'336));
@@ -77,6 +87,11 @@ TEST_F(EntryFactsTest, AFieldThatIsNoDateGivesNoTime) {
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 2, 30, 0, 0, 0))), 0u);
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 8, 16, 24, 0, 0))), 0u);
   EXPECT_EQ(Ticks(FileTimeFromDos(0xFFFFFFFF)), 0u);
+  // West of UTC even the earliest time there is has one that is later.
+  tablet::Description west = DefaultDescription();
+  west.utc_offset_minutes = -300;
+  PowerOn(west);
+  EXPECT_EQ(Ticks(FileTimeFromDos(0)), 0u);
 }
 
 TEST_F(EntryFactsTest, ExtendedTimestampsReplaceTheTimesTheyName) {

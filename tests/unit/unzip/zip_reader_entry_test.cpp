@@ -58,6 +58,15 @@ TEST_F(ZipEntryReadingTest, DeliversEveryByteInPiecesOfAnySize) {
   }
 }
 
+TEST_F(ZipEntryReadingTest, DeflatedDataMayReferToWhatIsAlmost32KilobytesBack) {
+  Bytes content = Incompressible(32'000);
+  Bytes const again = content;
+  content.insert(content.end(), again.begin(), again.end());
+  ASSERT_LT(Deflate(content).size(), 40'000u) << "the second half is a reference";
+  zip_.Add("a", content);
+  EXPECT_TRUE(ReadToEnd(Open()).bytes == content);
+}
+
 TEST_F(ZipEntryReadingTest, TheStateStartsWithWhatTheHeadersSay) {
   ZipItem& item = zip_.Add("name", Compressible(1000));
   item.local_extra = Bytes(10, 0);
