@@ -80,13 +80,15 @@ class Session {
     }
     // The choice has a tablet of its own, which must be gone before this one is powered on.
     if (options.report) decision_ = Decide(options.folder, nullptr);
-    tablet::CopyDrive(options.folder, work_.path());
-    run_ = std::make_unique<TabletRun>(description_, options.folder, work_.path(),
+    if (keeps_) tablet::CopyDrive(options.folder, work_.path());
+    run_ = std::make_unique<TabletRun>(description_, options.folder, DriveFolder(),
                                        RunSettings{.seed = options.seed,
                                                    .realtime = options.realtime,
                                                    .cut_at = options.cut_at,
                                                    .stop_early = options.stop_early,
                                                    .patience = options.patience});
+    // What is not kept needs no copy of the folder.
+    if (!keeps_) run_->machine().drive().KeepInMemory();
     for (const tablet::Fault& fault : options.faults) run_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*run_);
   }
@@ -134,10 +136,12 @@ class Session {
     observer_.reset();
     DiskState disk = TabletRun::PowerOff(std::move(run_));
     run_ = std::make_unique<TabletRun>(
-        description_, std::move(disk), work_.path(),
+        description_, std::move(disk), DriveFolder(),
         RunSettings{.seed = options_.seed, .realtime = options_.realtime, .patience = options_.patience});
     observer_ = std::make_unique<Observer>(*run_);
   }
+
+  const std::filesystem::path& DriveFolder() const { return keeps_ ? work_.path() : options_.folder; }
 
   bool Tells() const { return !options_.json && !options_.quiet; }
 
@@ -214,7 +218,11 @@ class Session {
 
   std::string Keep() {
     SignalsWait const whole;
-    if (!options_.in_place && !options_.save) return {};
+    if (!keeps_) {
+      const std::string& changed = run_->machine().drive().changed_file();
+      if (changed.empty()) return {};
+      throw tablet::InputError(changed, "has changed while the run was on", "run again");
+    }
     if (auto const changed = stamp_.Difference()) {
       throw tablet::InputError((options_.folder / *changed).string(), "has changed while the run was on",
                                "nothing was kept; run again");
@@ -233,6 +241,7 @@ class Session {
   Clock::time_point begun_;
   tablet::Description description_;
   tablet::FolderStamp stamp_;
+  bool keeps_ = options_.in_place || options_.save;  ///< the drive, in a copy of its folder
   WorkFolder work_;
   std::optional<EventFile> events_;
   Decision decision_;  ///< for the report

@@ -2,6 +2,7 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <memory>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr std::u16string_view kTarget = u"C:\\Windows\\System32\\";
 constexpr std::u16string_view kToastTarget = u"C:\\Windows\\ToastGenerator\\";
+constexpr std::size_t kPiece = 65536;
 constexpr std::u16string_view kStepUpName = u"..\\";
 constexpr std::u16string_view kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
 constexpr std::u16string_view kModemClass =
@@ -31,23 +33,35 @@ std::u16string PlaceOf(std::u16string_view target, std::u16string_view name) {
   return std::u16string(above) + std::u16string(name.substr(kStepUpName.size()));
 }
 
+/// The size and the sum of an entry, read piece by piece; false if libarchive cannot read all of it.
+bool ReadEntry(archive* reader, archive_entry* entry, ExpectedFile& out) {
+  std::vector<std::uint8_t> piece(kPiece);
+  uLong sum = 0;
+  la_ssize_t count = 0;
+  while ((count = archive_read_data(reader, piece.data(), piece.size())) > 0) {
+    sum = ::crc32(sum, piece.data(), static_cast<uInt>(count));
+    out.size += static_cast<std::size_t>(count);
+  }
+  out.sum = static_cast<std::uint32_t>(sum);
+  return count == 0 && out.size == static_cast<std::size_t>(archive_entry_size(entry));
+}
+
 /// An archive's files below a target; nothing when libarchive cannot read it.
-std::optional<std::vector<ExpectedFile>> FilesOf(const std::vector<std::uint8_t>& data, std::u16string_view target) {
+std::optional<std::vector<ExpectedFile>> FilesOf(const std::filesystem::path& file, std::u16string_view target) {
   std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
   archive_read_support_format_zip(reader.get());
-  if (archive_read_open_memory(reader.get(), data.data(), data.size()) != ARCHIVE_OK) return std::nullopt;
+  if (archive_read_open_filename(reader.get(), file.c_str(), kPiece) != ARCHIVE_OK) return std::nullopt;
   std::vector<ExpectedFile> files;
   archive_entry* entry = nullptr;
   int status = ARCHIVE_OK;
   while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK) {
     if (archive_entry_filetype(entry) == AE_IFDIR) continue;
-    std::vector<std::uint8_t> content(static_cast<std::size_t>(archive_entry_size(entry)));
-    if (archive_read_data(reader.get(), content.data(), content.size()) != static_cast<la_ssize_t>(content.size())) {
-      return std::nullopt;
-    }
+    ExpectedFile expected;
+    if (!ReadEntry(reader.get(), entry, expected)) return std::nullopt;
     std::u16string name = tablet::ToUtf16(archive_entry_pathname(entry));
     std::replace(name.begin(), name.end(), u'/', u'\\');
-    files.push_back({PlaceOf(target, name), content.size(), SumOf(content)});
+    expected.path = PlaceOf(target, name);
+    files.push_back(std::move(expected));
   }
   if (status != ARCHIVE_EOF) return std::nullopt;
   return files;
@@ -93,17 +107,17 @@ Expectations ExpectationsOf(tablet::Tablet& machine) {
   std::u16string_view const folder = kModemArchiveFolder.substr(0, kModemArchiveFolder.size() - 1);
   for (const tablet::FileFacts& file : FilesIn(drive, folder)) {
     std::u16string const path = std::u16string(kModemArchiveFolder) + file.name;
-    auto files = FilesOf(drive.Contents(path), kTarget);
+    auto files = FilesOf(drive.HostPath(path), kTarget);
     AddAbove(files, kTarget, expected.above_target);
     expected.archives[tablet::FoldCase(path)] = std::move(files);
   }
   for (const tablet::FileFacts& file : FilesIn(drive, kToastTarget.substr(0, kToastTarget.size() - 1))) {
     if (!tablet::FoldCase(file.name).ends_with(u".ZIP")) continue;
-    AddAbove(FilesOf(drive.Contents(std::u16string(kToastTarget) + file.name), kToastTarget), kToastTarget,
+    AddAbove(FilesOf(drive.HostPath(std::u16string(kToastTarget) + file.name), kToastTarget), kToastTarget,
              expected.above_target);
   }
   for (const tablet::FileFacts& file : FilesIn(drive, kDumpFolder)) {
-    expected.dumps[file.name] = SumOf(drive.Contents(std::u16string(kDumpFolder) + u'\\' + file.name));
+    expected.dumps[file.name] = drive.Sum(std::u16string(kDumpFolder) + u'\\' + file.name);
   }
   return expected;
 }
@@ -113,7 +127,7 @@ bool IsComplete(const Expectations& expected, std::u16string_view archive, table
   if (files == expected.archives.end() || !files->second) return false;
   return std::ranges::all_of(*files->second, [&](const ExpectedFile& file) {
     if (!drive.Exists(file.path) || drive.Facts(file.path).size != file.size) return false;
-    return SumOf(drive.Contents(file.path)) == file.sum;
+    return drive.Sum(file.path) == file.sum;
   });
 }
 
@@ -126,7 +140,7 @@ std::vector<std::string> LostDumps(const Expectations& expected, tablet::Drive& 
   for (auto const& [name, sum] : expected.dumps) {
     bool const kept = std::ranges::any_of(folders, [&, &dump = name, wanted = sum](const std::u16string& folder) {
       std::u16string const path = folder + u'\\' + dump;
-      return drive.Exists(path) && SumOf(drive.Contents(path)) == wanted;
+      return drive.Exists(path) && drive.Sum(path) == wanted;
     });
     if (!kept) lost.push_back(tablet::ToUtf8(name));
   }

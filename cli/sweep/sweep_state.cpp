@@ -1,7 +1,6 @@
 #include "cli/sweep/sweep_state.h"
 
 #include <fmt/format.h>
-#include <zlib.h>
 
 #include <algorithm>
 
@@ -57,16 +56,12 @@ void AddFolder(tablet::Drive& drive, tablet::FileTicks power_on, const std::u16s
     } else {
       state["file " + shown_path] =
           fmt::format("{} bytes, attributes {:#x}, sum {:08x}, written {}", facts.size, facts.attributes,
-                      SumOf(drive.Contents(path)), WrittenAt(facts.times.write, power_on));
+                      drive.Sum(path), WrittenAt(facts.times.write, power_on));
     }
   }
 }
 
 }  // namespace
-
-std::uint32_t SumOf(const std::vector<std::uint8_t>& data) {
-  return static_cast<std::uint32_t>(::crc32(0, data.data(), static_cast<uInt>(data.size())));
-}
 
 TabletState StateOf(tablet::Tablet& machine, tablet::FileTicks power_on) {
   TabletState state;

@@ -23,7 +23,4 @@ TabletState WithoutSetup(TabletState state);
 /// A line for each difference: "file C:\...: is gone", "...: is X, not Y".
 std::vector<std::string> Differences(const TabletState& wanted, const TabletState& found);
 
-/// The sum of some bytes.
-std::uint32_t SumOf(const std::vector<std::uint8_t>& data);
-
 }  // namespace cli

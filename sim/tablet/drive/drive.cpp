@@ -13,12 +13,12 @@ constexpr std::uint32_t kGenericAll = 0x10000000;
 
 enum Disposition : std::uint32_t { kCreateNew = 1, kCreateAlways, kOpenExisting, kOpenAlways, kTruncateExisting };
 
-/// An existing file that is to be emptied must be asked for with the hidden and system bits that it has.
+/// Truncating an existing file needs its hidden and system bits in the request.
 bool LacksHiddenOrSystem(std::uint32_t requested, std::uint32_t present) {
   return (present & (kAttributeHidden | kAttributeSystem) & ~requested) != 0;
 }
 
-/// What stands between a request and a file that exists, in the order in which Windows looks.
+/// Why a request for an existing file fails, checked in the order of Windows.
 WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Opener& opener) {
   if (request.disposition == kCreateNew) return kFileExists;
   if (node.folder) return kAccessDenied;
@@ -34,8 +34,8 @@ WinError RefusalOf(const DriveNode& node, const OpenRequest& request, const Open
 
 /// CREATE_ALWAYS and TRUNCATE_EXISTING on an existing file: its data go and its attributes are replaced; it keeps its
 /// name's case and its time of creation.
-WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now, int& descriptor) {
-  if (int const error = node.MakeEmptyFile(&descriptor)) return FromHostError(error);
+WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now, Descriptor& file) {
+  if (int const error = node.MakeEmptyFile(&file)) return FromHostError(error);
   if (node.drive().free_bytes) *node.drive().free_bytes += node.size;
   node.size = 0;
   ++node.version;
@@ -104,26 +104,26 @@ WinError Drive::Open(std::u16string_view path, const OpenRequest& request, std::
   existed = false;
   DrivePlace place;
   if (WinError const error = state_->Find(path, current_directory_, place)) return error;
-  if (place.trailing_separator) return kInvalidName;  // a file was asked for
+  if (place.trailing_separator) return kInvalidName;  // only folders may have one
   Opener const opener{RightsOf(request.access), request.share & kMayAll};
   existed = place.node != nullptr;
-  int descriptor = -1;  // of a file that was made or emptied here
+  Descriptor file;  // if it is made or emptied here
   if (existed) {
     if (WinError const error = RefusalOf(*place.node, request, opener)) return error;
     if (request.disposition == kCreateAlways || request.disposition == kTruncateExisting) {
       FileTicks const now = state_->clock.UtcNow();
-      WinError const error = EmptyFile(*place.node, request.flags_and_attributes, now, descriptor);
+      WinError const error = EmptyFile(*place.node, request.flags_and_attributes, now, file);
       if (error != kSuccess) return error;
     }
   } else {
     if (request.disposition == kOpenExisting || request.disposition == kTruncateExisting) return kFileNotFound;
     auto const made = state_->MakeNode(*place.folder, place.name, false);
-    if (int const error = made->MakeEmptyFile(&descriptor)) return FromHostError(error);
+    if (int const error = made->MakeEmptyFile(&file)) return FromHostError(error);
     made->created = true;
     state_->Adopt(*place.folder, made, request.flags_and_attributes | kAttributeArchive);
     place.node = made.get();
   }
-  WinError const error = OpenNode(*place.node, opener, descriptor, state_->clock, on_read, out);
+  WinError const error = OpenNode(*place.node, opener, std::move(file), state_->clock, on_read, out);
   if (error == kSuccess && existed && (opener.rights & kMayRead) != 0 && on_open) on_open(place.node->Path());
   return error;
 }

@@ -94,14 +94,14 @@ class Drive {
   Drive& operator=(const Drive&) = delete;
 
   // The Windows side. Paths as callers give them: with drive letter or relative to the current directory, with either
-  // separator, doubled separators, any case. Each answers a Windows error code.
+  // separator, doubled separators, any case. Each returns a Windows error code.
 
   WinError Open(std::u16string_view path, const OpenRequest& request, std::shared_ptr<OpenFile>& out, bool& existed);
   WinError Attributes(std::u16string_view path, std::uint32_t& attributes) const;
   WinError SetAttributes(std::u16string_view path, std::uint32_t attributes);
   WinError MakeDirectory(std::u16string_view path);
   /// Gives a file another name or another folder; data, attributes and times go with it. kAlreadyExists when the name
-  /// is taken, kSharingViolation when somebody has it open who does not let it be deleted. Folders are not moved here.
+  /// is taken, kSharingViolation if it is open and not shared for deletion. Folders are not moved here.
   WinError Move(std::u16string_view from, std::u16string_view to);
   /// What a pattern ("c:\folder\*") matches, "." and ".." first where Windows lists them, then in order of name
   /// ignoring case. kFileNotFound when nothing matches, kPathNotFound when the folder is missing, kDirectory when it is
@@ -110,6 +110,8 @@ class Drive {
   /// The raw version resource of an executable (the RT_VERSION data of its .rsrc section). kResourceDataNotFound when
   /// it has no resources, kResourceTypeNotFound when none of them is a version.
   WinError VersionResource(std::u16string_view path, std::vector<std::uint8_t>& out) const;
+  /// Whether a file begins as an executable of Windows does.
+  bool IsExecutable(std::u16string_view path) const;
   const std::u16string& current_directory() const { return current_directory_; }  ///< "C:\Windows\System32"
 
   // The machine's side.
@@ -118,19 +120,24 @@ class Drive {
   bool Exists(std::u16string_view path) const;
   FileFacts Facts(std::u16string_view path) const;  ///< throws std::out_of_range when the path does not exist
   std::vector<std::uint8_t> Contents(std::u16string_view path) const;
+  /// CRC-32 of a file's bytes. A drive in memory computes it once for all its copies, until the file changes.
+  std::uint32_t Sum(std::u16string_view path) const;
   /// Makes or replaces a file, with its folders; not counted as a change.
   void Put(std::u16string_view path, std::span<const std::uint8_t> data, std::uint32_t attributes = kAttributeArchive);
   void PutFolder(std::u16string_view path, std::uint32_t attributes = kAttributeDirectory);
   void Remove(std::u16string_view path);
   /// Where a path is on the host, whose folder is up to date from then on until the next change.
   std::filesystem::path HostPath(std::u16string_view path) const;
-  /// Reads every file, and leaves the host's folder alone from then on: what happens to the drive is lost with it, and
-  /// a copy of the process has a drive of its own. No file may be open.
+  /// Leaves the host's folder: what happens to the drive from then on is lost with it, and a copy of the process has a
+  /// drive of its own. A file's bytes are still read from the folder until the drive changes them. No file may be open.
   void KeepInMemory();
+  /// In memory: a file of the host that changed under the drive before it was read, or could not be read. Reading it
+  /// failed. Empty: none.
+  const std::string& changed_file() const;
   bool in_memory() const;
   /// All of a drive in memory as it is now, for another drive to begin with.
   std::shared_ptr<DriveNode> Copy() const;
-  /// Takes the place of everything on this drive, which lives in memory from then on. Nothing of it counts as changed.
+  /// Takes the place of everything on this drive, which is in memory from then on. Nothing of it counts as changed.
   void Become(std::shared_ptr<DriveNode> copy);
 
   /// From now on the files of the drive may grow by this much; names and folders cost nothing. What a file is cut by
@@ -138,11 +145,11 @@ class Drive {
   void LimitSpace(std::uint64_t bytes);
   /// What is left of it; nothing without a limit.
   std::optional<std::uint64_t> FreeBytes() const;
-  /// Opens a file as another process does that shares it with nobody, for as long as the drive lives. False for what is
-  /// no file.
+  /// Opens a file as another process does that does not share it, until the drive is destroyed. False if it is not a
+  /// file.
   bool Lock(std::u16string_view path);
 
-  /// Makes the call for the size of a file's version block answer this many bytes, whatever the file holds: sizes that
+  /// Makes the call for the size of a file's version block return this many bytes, whatever the file holds: sizes that
   /// no resource gives can then be tried. The file need not exist.
   void OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes);
   std::optional<std::uint32_t> OverriddenVersionBlockSize(std::u16string_view path) const;

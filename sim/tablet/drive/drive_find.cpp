@@ -40,6 +40,8 @@ WinError Drive::Find(std::u16string_view pattern, std::vector<FileFacts>& out) c
   return out.empty() ? kFileNotFound : kSuccess;
 }
 
+bool Drive::IsExecutable(std::u16string_view path) const { return Exists(path) && IsImage(Contents(path)); }
+
 WinError Drive::VersionResource(std::u16string_view path, std::vector<std::uint8_t>& out) const {
   DrivePlace place;
   if (WinError const error = state_->Find(path, current_directory_, place)) return error;

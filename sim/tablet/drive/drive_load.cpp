@@ -1,7 +1,6 @@
 // Reads a host's folder into the drive's memory.
 #include <dirent.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,19 +15,23 @@ namespace tablet {
 
 namespace {
 
+struct FolderCloser {
+  void operator()(DIR* stream) const { ::closedir(stream); }
+};
+
 /// The names in a host's folder, in byte order. Leaves the folder's time of access alone where the host allows it, so
 /// that looking at a tablet does not change it.
 std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
-  int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOATIME);
-  if (descriptor < 0 && errno == EPERM) descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) throw InputError(folder.string(), std::strerror(errno), "make it readable or remove it");
-  DIR* const stream = ::fdopendir(descriptor);
+  Descriptor file = OpenHost(folder.string(), O_RDONLY | O_DIRECTORY);
+  if (!file.valid()) throw InputError(folder.string(), std::strerror(errno), "make it readable or remove it");
+  std::unique_ptr<DIR, FolderCloser> const stream(::fdopendir(file.get()));
+  if (stream == nullptr) throw InputError(folder.string(), std::strerror(errno), "make it readable or remove it");
+  static_cast<void>(file.Release());  // the stream's now
   std::vector<std::string> names;
-  while (const dirent* const entry = ::readdir(stream)) {
+  while (const dirent* const entry = ::readdir(stream.get())) {
     std::string_view const name = entry->d_name;
     if (name != "." && name != "..") names.emplace_back(name);
   }
-  ::closedir(stream);
   std::sort(names.begin(), names.end());
   return names;
 }

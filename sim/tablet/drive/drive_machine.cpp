@@ -1,8 +1,8 @@
 // The machine's side of drive C:: what tests, the engineers' program and summaries ask of it.
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "sim/tablet/base/input_error.h"
@@ -18,6 +18,11 @@ template <typename Visit>
 void Walk(const DriveNode& node, const Visit& visit) {
   visit(node);
   for (const DriveNode* const child : node.ChildrenInOrder()) Walk(*child, visit);
+}
+
+InputError Unreadable(const DriveNode& node) {
+  return {node.content != nullptr ? node.content->host : node.Host(), "cannot be read whole",
+          "leave the tablet's folder alone while it runs"};
 }
 
 void WriteData(DriveNode& node, std::span<const std::uint8_t> data) {
@@ -43,21 +48,35 @@ FileFacts Drive::Facts(std::u16string_view path) const {
 std::vector<std::uint8_t> Drive::Contents(std::u16string_view path) const {
   auto const node = state_->Lookup(path, current_directory_);
   if (node == nullptr || node->folder) throw std::out_of_range("no such file on drive C:: " + ToUtf8(path));
-  if (state_->host->in_memory) return node->data;
-  std::ifstream in(node->Host(), std::ios::binary);
-  std::vector<std::uint8_t> data(std::istreambuf_iterator<char>(in), {});
-  if (in.bad() || data.size() != node->size) {
-    throw InputError(node->Host(), "cannot be read whole", "leave the tablet's folder alone while it runs");
-  }
+  if (node->content != nullptr && node->content->host.empty()) return node->content->bytes;
+  Descriptor const file = node->content != nullptr ? node->OpenHostContent() : OpenHost(node->Host(), O_RDONLY);
+  std::vector<std::uint8_t> data;
+  if (!ReadWhole(file, node->size, data)) throw Unreadable(*node);
   node->SyncTimes();
   return data;
+}
+
+std::uint32_t Drive::Sum(std::u16string_view path) const {
+  auto const node = state_->Lookup(path, current_directory_);
+  if (node == nullptr || node->folder) throw std::out_of_range("no such file on drive C:: " + ToUtf8(path));
+  FileContent* const content = node->content.get();
+  if (content != nullptr && content->sum) return *content->sum;
+  std::optional<std::uint32_t> sum;
+  if (content != nullptr && content->host.empty()) {
+    sum = SumOfBytes(content->bytes);
+  } else {
+    sum = SumOfHost(content != nullptr ? node->OpenHostContent() : OpenHost(node->Host(), O_RDONLY), node->size);
+  }
+  if (!sum) throw Unreadable(*node);
+  if (content != nullptr) content->sum = sum;
+  return *sum;
 }
 
 void Drive::Put(std::u16string_view path, std::span<const std::uint8_t> data, std::uint32_t attributes) {
   DrivePlace place;
   WinError const error = ParseDrivePath(path, current_directory_, false, place.parsed);
   if (error != kSuccess || place.parsed.parts.empty()) {
-    throw InputError(ToUtf8(path), "is no path of a file on drive C:", "");
+    throw InputError(ToUtf8(path), "is not the path of a file on drive C:", "");
   }
   DrivePath folder = place.parsed;
   folder.parts.pop_back();
@@ -79,7 +98,7 @@ void Drive::Put(std::u16string_view path, std::span<const std::uint8_t> data, st
 void Drive::PutFolder(std::u16string_view path, std::uint32_t attributes) {
   DrivePath parsed;
   if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
-    throw InputError(ToUtf8(path), "is no path of a folder on drive C:", "");
+    throw InputError(ToUtf8(path), "is not the path of a folder on drive C:", "");
   }
   DriveNode* folder = state_->root.get();
   for (const std::u16string& part : parsed.parts) {
@@ -109,9 +128,9 @@ void Drive::Remove(std::u16string_view path) {
 std::filesystem::path Drive::HostPath(std::u16string_view path) const {
   DrivePath parsed;
   if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
-    throw InputError(ToUtf8(path), "is no path on drive C:", "");
+    throw InputError(ToUtf8(path), "is not a path on drive C:", "");
   }
-  // Whoever asks is going to look.
+  // The caller is going to look there.
   state_->CatchUp();
   // What is there is named as the host has it, the rest as asked.
   std::filesystem::path host = state_->root->Host();
@@ -126,7 +145,7 @@ std::filesystem::path Drive::HostPath(std::u16string_view path) const {
 void Drive::OverrideVersionBlockSize(std::u16string_view path, std::uint32_t bytes) {
   DrivePath parsed;
   if (ParseDrivePath(path, current_directory_, false, parsed) != kSuccess) {
-    throw InputError(ToUtf8(path), "is no path on drive C:", "");
+    throw InputError(ToUtf8(path), "is not a path on drive C:", "");
   }
   state_->version_block_sizes[FoldCase(parsed.Text())] = bytes;
 }
@@ -147,7 +166,7 @@ bool Drive::Lock(std::u16string_view path) {
   DriveNode* const node = state_->Lookup(path, current_directory_);
   if (node == nullptr || node->folder) return false;
   std::shared_ptr<OpenFile> file;
-  if (OpenNode(*node, {.rights = kMayRead, .share = 0}, -1, state_->clock, on_read, file) != kSuccess) return false;
+  if (OpenNode(*node, {.rights = kMayRead, .share = 0}, {}, state_->clock, on_read, file) != kSuccess) return false;
   state_->locks.push_back(std::move(file));
   return true;
 }

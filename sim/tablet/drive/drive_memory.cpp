@@ -5,16 +5,16 @@ namespace tablet {
 
 namespace {
 
-void ReadData(const Drive& drive, DriveNode& node) {
-  if (!node.folder) node.data = drive.Contents(node.Path());
-  for (const std::shared_ptr<DriveNode>& child : node.children) ReadData(drive, *child);
+void LeaveHost(DriveNode& node) {
+  node.LeaveHost();
+  for (const std::shared_ptr<DriveNode>& child : node.children) LeaveHost(*child);
 }
 
 std::shared_ptr<const FolderPlace> CopyPlace(const FolderPlace& place, const std::shared_ptr<DriveHost>& host) {
   return std::make_shared<FolderPlace>(FolderPlace{place.path, place.host, host});
 }
 
-/// With everything below it; nobody has any of it open, and nothing has changed.
+/// With everything below it; nothing of it is open or counts as changed.
 std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr<const FolderPlace>& in) {
   auto copy = std::make_shared<DriveNode>(node);
   copy->in = in;
@@ -31,12 +31,14 @@ std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr
 }  // namespace
 
 void Drive::KeepInMemory() {
-  ReadData(*this, *state_->root);
   state_->CatchUp();
+  LeaveHost(*state_->root);
   state_->host->in_memory = true;
 }
 
 bool Drive::in_memory() const { return state_->host->in_memory; }
+
+const std::string& Drive::changed_file() const { return state_->host->changed_file; }
 
 std::shared_ptr<DriveNode> Drive::Copy() const {
   auto host = std::make_shared<DriveHost>(*state_->host);

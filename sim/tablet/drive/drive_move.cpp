@@ -11,13 +11,13 @@ WinError Drive::Move(std::u16string_view from, std::u16string_view to) {
   if (WinError const error = state_->Find(from, current_directory_, source)) return error;
   if (source.node == nullptr) return kFileNotFound;
   if (source.trailing_separator) return kInvalidName;
-  // Windows opens the file first, with the right to delete it, and gives it its new name behind that.
+  // Windows opens the file first, with the right to delete it, then renames it.
   if (!source.node->SharesWith({kMayDelete, kMayAll})) return kSharingViolation;
   DrivePlace target;
   if (WinError const error = state_->Find(to, current_directory_, target)) return error;
   if (target.folder == nullptr) return kAlreadyExists;  // the root
   if (target.trailing_separator) return kInvalidName;
-  // Another case of its own name is no other file.
+  // Its own name in another case is not another file.
   if (target.node != nullptr && target.node != source.node) return kAlreadyExists;
 
   DriveNode& node = *source.node;

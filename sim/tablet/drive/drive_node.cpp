@@ -21,11 +21,6 @@ namespace {
 constexpr std::int64_t kNanosPerTick = 100;
 constexpr std::int64_t kTicksPerSecondSigned = static_cast<std::int64_t>(kTicksPerSecond);
 
-FileTicks ToTicks(const timespec& time) {
-  std::int64_t const unix_ticks = time.tv_sec * kTicksPerSecondSigned + time.tv_nsec / kNanosPerTick;
-  return static_cast<FileTicks>(std::max<std::int64_t>(0, unix_ticks + static_cast<std::int64_t>(kUnixEpoch)));
-}
-
 timespec ToTimespec(FileTicks ticks) {
   std::int64_t const unix_ticks = static_cast<std::int64_t>(ticks) - static_cast<std::int64_t>(kUnixEpoch);
   std::int64_t seconds = unix_ticks / kTicksPerSecondSigned;
@@ -37,7 +32,15 @@ timespec ToTimespec(FileTicks ticks) {
   return {.tv_sec = seconds, .tv_nsec = rest * kNanosPerTick};
 }
 
+/// The longest name that the usual file systems of the host take, in bytes.
+constexpr std::size_t kLongestHostName = 255;
+
 }  // namespace
+
+FileTicks ToTicks(const timespec& time) {
+  std::int64_t const unix_ticks = time.tv_sec * kTicksPerSecondSigned + time.tv_nsec / kNanosPerTick;
+  return static_cast<FileTicks>(std::max<std::int64_t>(0, unix_ticks + static_cast<std::int64_t>(kUnixEpoch)));
+}
 
 // FNV-1a, character by character.
 std::size_t NodeNameHash::operator()(std::u16string_view name) const {
@@ -85,7 +88,7 @@ void DriveNode::BecomeFolder() {
 void DriveNode::SetAttributes(std::uint32_t new_attributes) {
   attributes = (new_attributes & kKeptAttributes) | (folder ? kAttributeDirectory : 0);
   if (drive().in_memory || host_attributes == attributes) return;
-  // What is read from a file that nobody described needs no description.
+  // A file without a description gets these attributes when it is loaded.
   bool const plain = attributes == (folder ? kAttributeDirectory : kAttributeArchive);
   if (plain && !host_attributes && !drive().has_side_file) return;
   if (!WriteAttributes(Host(), attributes)) drive().keeps_attributes = false;
@@ -109,7 +112,7 @@ void DriveNode::CatchUpBelow() {
   for (const std::shared_ptr<DriveNode>& child : children) child->CatchUpBelow();
 }
 
-void DriveNode::CatchUp(int descriptor) {
+void DriveNode::CatchUp(const Descriptor& file) {
   if (!is_behind || drive().in_memory) return;
   is_behind = false;
   // A file without a time of creation of its own was created when it was written.
@@ -119,28 +122,52 @@ void DriveNode::CatchUp(int descriptor) {
     host_creation = times.creation;
   }
   std::array<timespec, 2> const host_times = {ToTimespec(times.access), ToTimespec(times.write)};
-  if (descriptor >= 0) {
-    ::futimens(descriptor, host_times.data());
+  if (file.valid()) {
+    ::futimens(file.get(), host_times.data());
   } else {
     ::utimensat(AT_FDCWD, Host().c_str(), host_times.data(), AT_SYMLINK_NOFOLLOW);
   }
 }
 
-int DriveNode::MakeEmptyFile(int* descriptor) {
-  data.clear();
-  if (drive().in_memory) return 0;
-  int const opened = ::open(Host().c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (opened < 0) return errno;
-  if (descriptor != nullptr) {
-    *descriptor = opened;
-  } else {
-    ::close(opened);
+void DriveNode::LeaveHost() {
+  if (folder) return;
+  content = std::make_shared<FileContent>();
+  content->host = Host();
+  content->host_written = times.write;
+  content->host_size = size;
+}
+
+Descriptor DriveNode::OpenHostContent() const {
+  Descriptor file = OpenContent(*content);
+  if (!file.valid()) drive().changed_file = content->host;
+  return file;
+}
+
+std::vector<std::uint8_t>* DriveNode::Writable() {
+  if (!content->host.empty()) {
+    auto read = std::make_shared<FileContent>();
+    if (!ReadWhole(OpenHostContent(), size, read->bytes)) return nullptr;
+    content = std::move(read);
+  } else if (content.use_count() > 1) {
+    content = std::make_shared<FileContent>(*content);
   }
+  content->sum.reset();
+  return &content->bytes;
+}
+
+int DriveNode::MakeEmptyFile(Descriptor* file) {
+  if (drive().in_memory) {
+    content = std::make_shared<FileContent>();
+    return ToUtf8(name).size() > kLongestHostName ? ENAMETOOLONG : 0;
+  }
+  Descriptor opened(::open(Host().c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (!opened.valid()) return errno;
+  if (file != nullptr) *file = std::move(opened);
   return 0;
 }
 
 int DriveNode::MakeFolder() const {
-  if (drive().in_memory) return 0;
+  if (drive().in_memory) return ToUtf8(name).size() > kLongestHostName ? ENAMETOOLONG : 0;
   return ::mkdir(Host().c_str(), 0777) == 0 ? 0 : errno;
 }
 
@@ -150,7 +177,8 @@ int DriveNode::Rename(const std::string& to) const {
 
 int DriveNode::ReplaceData(std::span<const std::uint8_t> with) {
   if (drive().in_memory) {
-    data.assign(with.begin(), with.end());
+    content = std::make_shared<FileContent>();
+    content->bytes.assign(with.begin(), with.end());
   } else {
     std::ofstream out(Host(), std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(with.data()), static_cast<std::streamsize>(with.size()));
@@ -198,7 +226,7 @@ std::shared_ptr<DriveNode> LoadNode(std::shared_ptr<const FolderPlace> in, std::
   node->host_creation = own.creation;
   if (S_ISDIR(status.st_mode)) node->BecomeFolder();
   std::uint32_t const kind = node->folder ? kAttributeDirectory : 0;
-  // What nobody described is as Windows makes it: a new file is to be archived.
+  // Without a description it is as Windows makes it: a new file is to be archived.
   node->attributes = (facts.attributes.value_or(node->folder ? 0 : kAttributeArchive) & kKeptAttributes) | kind;
   node->times = {.creation = 0, .access = ToTicks(status.st_atim), .write = ToTicks(status.st_mtim)};
   node->creation_known = facts.creation.has_value();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -13,6 +14,7 @@
 
 #include "sim/tablet/drive/dos_attributes.h"
 #include "sim/tablet/drive/drive.h"
+#include "sim/tablet/drive/file_content.h"
 
 namespace tablet {
 
@@ -33,15 +35,16 @@ struct DriveNode;
 /// Facts about the host that all nodes of a drive share.
 struct DriveHost {
   bool keeps_attributes = true;  ///< false from the first extended attribute on that the host did not take
-  bool in_memory = false;        ///< the host's folder was left: data are in the nodes, nothing follows any change
-  bool has_side_file = false;    ///< what the host does not say about a file may stand there
+  bool in_memory = false;        ///< the drive has left the host's folder, which no longer follows any change
+  std::string changed_file;      ///< in memory: a file of the host that was not as it was when it was to be read
+  bool has_side_file = false;    ///< it may have what the host does not know about a file
   std::optional<std::uint64_t> free_bytes;  ///< what files may still grow by; nothing: as far as the host goes
   bool is_behind = false;                   ///< there may be nodes whose times it does not have yet
 };
 
 /// Where the contents of a folder are. Folders stay where they were made.
 struct FolderPlace {
-  std::u16string path;  ///< with the separator behind it: "C:\", "C:\a\"
+  std::u16string path;  ///< ends with a separator: "C:\", "C:\a\"
   std::string host;     ///< of the host, likewise
   std::shared_ptr<DriveHost> drive;
 };
@@ -58,8 +61,9 @@ struct NodeNameEqual {
   bool operator()(std::u16string_view name, const std::shared_ptr<DriveNode>& node) const;
 };
 
-/// Memory leads. Data and attributes follow on the host at once. Times follow when the file is closed by all, since
-/// each write moves them, and those of folders when somebody looks (CatchUpBelow). A drive in memory has no host.
+/// Memory is authoritative; the host's folder is updated from it. Data and attributes are updated at once, times when
+/// the file is closed by all, since each write moves them, and those of folders on demand (CatchUpBelow). A
+/// drive in memory updates nothing.
 struct DriveNode : std::enable_shared_from_this<DriveNode> {
   std::u16string name;  ///< as first written; "" for the root. While it is a child, it must not change
   std::shared_ptr<const FolderPlace> in;   ///< the folder it is in; of the root its own contents'
@@ -69,9 +73,9 @@ struct DriveNode : std::enable_shared_from_this<DriveNode> {
   FileTimes times;
   bool creation_known = false;  ///< kept on its own, not made up from the time of writing
   std::uint64_t size = 0;
-  std::uint64_t version = 0;       ///< rises with every change of the data
-  std::vector<std::uint8_t> data;  ///< of a file of a drive in memory
-  Opener* openers = nullptr;       ///< of those who have it open, who keep them
+  std::uint64_t version = 0;             ///< rises with every change of the data
+  std::shared_ptr<FileContent> content;  ///< of a file of a drive in memory
+  Opener* openers = nullptr;             ///< of those who have it open, who keep them
   std::unordered_set<std::shared_ptr<DriveNode>, NodeNameHash, NodeNameEqual> children;
 
   // What the host has of it; empty: nothing of its own.
@@ -100,14 +104,22 @@ struct DriveNode : std::enable_shared_from_this<DriveNode> {
   void SyncTimes();
   /// Gives the host the times of this node and of all below it.
   void CatchUpBelow();
-  /// Gives the host's file the node's times. `descriptor` is the file, opened, or -1.
-  void CatchUp(int descriptor = -1);
+  /// Gives the host's file the node's times. `file` is that file if it is open.
+  void CatchUp(const Descriptor& file = {});
 
   /// Makes a node without contents a folder.
   void BecomeFolder();
 
-  // What the host, or memory, holds of it. Each answers 0 or the host's error.
-  int MakeEmptyFile(int* descriptor = nullptr);  ///< makes the file, or empties it, and leaves it open when asked to
+  /// The drive leaves the host's folder: the file's bytes stay there until something changes them.
+  void LeaveHost();
+  /// Opens the host's file that holds the content. Not valid, and noted in the drive, if that fails.
+  [[nodiscard]] Descriptor OpenHostContent() const;
+  /// Of a drive in memory: its bytes, no longer shared with other nodes; forgets their sum. Null if they cannot be
+  /// read.
+  [[nodiscard]] std::vector<std::uint8_t>* Writable();
+
+  // What the host, or memory, holds of it. Each returns 0 or the host's error.
+  int MakeEmptyFile(Descriptor* file = nullptr);  ///< makes the file, or empties it, and leaves it open when asked to
   int MakeFolder() const;
   int Rename(const std::string& to) const;
   int ReplaceData(std::span<const std::uint8_t> with);
@@ -118,6 +130,8 @@ struct DriveNode : std::enable_shared_from_this<DriveNode> {
   /// Whether someone with these rights, letting others do `share`, may open it beside those who have it open.
   bool SharesWith(const Opener& opener) const;
 };
+
+FileTicks ToTicks(const timespec& time);
 
 /// The bits of an attribute word that the drive keeps.
 inline constexpr std::uint32_t kKeptAttributes = 0x1 | 0x2 | 0x4 | 0x20 | 0x100 | 0x1000 | 0x2000;

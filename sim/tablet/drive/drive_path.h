@@ -34,11 +34,11 @@ WinError ParseDrivePath(std::u16string_view path, std::u16string_view current_di
 /// Whether the last part of a path is a device's name (NUL, COM1, ...), which Windows opens in place of a file.
 bool NamesDosDevice(std::u16string_view path);
 
-/// Whether the name can stand on the drive.
+/// Whether the drive can have such a name.
 bool IsValidName(std::u16string_view name);
 
 /// Whether a name matches a pattern as FindFirstFile takes it: "*.*" is every name, a "?" before a dot or the end may
-/// stand for nothing, "*." is every name without a dot. Case is ignored.
+/// match nothing, "*." is every name without a dot. Case is ignored.
 bool MatchesPattern(std::u16string_view name, std::u16string_view pattern);
 
 }  // namespace tablet

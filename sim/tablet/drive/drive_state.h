@@ -1,4 +1,4 @@
-// What is behind a Drive. For the drive's own sources only.
+// The state of a Drive. For the drive's own sources only.
 #pragma once
 
 #include <array>
@@ -30,11 +30,12 @@ class Drive::Implementation {
  public:
   Implementation(std::filesystem::path root, std::filesystem::path side_file, const Clock& clock);
 
-  /// Follows a path. kPathNotFound when a folder on the way is missing or is a file; a missing last part is no error.
+  /// Follows a path. kPathNotFound when a folder on the way is missing or is a file; a missing last part is not an
+  /// error.
   WinError Find(std::u16string_view path, std::u16string_view current_directory, DrivePlace& out) const;
   /// The same for out.parsed.
   WinError Follow(DrivePlace& out) const;
-  /// The node behind a path, or null.
+  /// The node at a path, or null.
   DriveNode* Lookup(std::u16string_view path, std::u16string_view current_directory) const;
   /// Paths may lead elsewhere from now on: a folder was removed, or the current directory is another one.
   void ForgetFolders() const { known_ = {}; }
@@ -68,15 +69,15 @@ class Drive::Implementation {
   mutable std::array<KnownFolder, 16> known_;  ///< by length of the text, so that a folder and its own folder both stay
 };
 
-/// Windows' code for what the host answered in errno.
+/// Windows' code for an errno of the host.
 WinError FromHostError(int error);
 
 /// The rights that an access mask asks for, as share mode bits.
 std::uint32_t RightsOf(std::uint32_t access);
 
-/// Makes the handle's object on a node whose host file exists and whose sharing was checked. `descriptor` is that file,
-/// open for reading and writing, and is taken over; -1: not open yet. `on_read` must outlive the object.
-WinError OpenNode(DriveNode& node, const Opener& opener, int descriptor, const Clock& clock,
+/// Makes the handle's object on a node whose host file exists and whose sharing was checked. `file` is that file,
+/// open for reading and writing, if it is open already. `on_read` must outlive the object.
+WinError OpenNode(DriveNode& node, const Opener& opener, Descriptor file, const Clock& clock,
                   const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
                   std::shared_ptr<OpenFile>& out);
 

@@ -19,16 +19,15 @@ class NodeFile final : public OpenFile {
  public:
   using OnRead = std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>;
 
-  NodeFile(DriveNode& node, const Opener& opener, int descriptor, const Clock& clock, const OnRead& on_read)
-      : node_(node.shared_from_this()), opener_(opener), descriptor_(descriptor), clock_(clock), on_read_(on_read) {
+  NodeFile(DriveNode& node, const Opener& opener, Descriptor file, const Clock& clock, const OnRead& on_read)
+      : node_(node.shared_from_this()), opener_(opener), file_(std::move(file)), clock_(clock), on_read_(on_read) {
     opener_.next = std::exchange(node.openers, &opener_);
   }
   ~NodeFile() override {
     Opener** link = &node_->openers;
     while (*link != &opener_) link = &(*link)->next;
     *link = opener_.next;
-    if (node_->openers == nullptr) node_->CatchUp(descriptor_);
-    if (descriptor_ >= 0) ::close(descriptor_);
+    if (node_->openers == nullptr) node_->CatchUp(file_);
   }
   NodeFile(const NodeFile&) = delete;
   NodeFile& operator=(const NodeFile&) = delete;
@@ -51,7 +50,8 @@ class NodeFile final : public OpenFile {
   };
 
   /// Reads up to the buffer's size at an offset; -1 with errno set.
-  ssize_t ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const;
+  ssize_t ReadHost(std::span<std::uint8_t> out, std::uint64_t offset);
+  ssize_t ReadMemory(std::span<std::uint8_t> out, std::uint64_t offset) const;
   /// Whether a page holds the byte at the current position of the file as it is now.
   bool Holds(const Page& page) const {
     return position_ >= page.start && position_ < page.start + page.size && page.version == node_->version;
@@ -61,7 +61,7 @@ class NodeFile final : public OpenFile {
 
   std::shared_ptr<DriveNode> node_;
   Opener opener_;
-  int descriptor_;  ///< -1: opened for its attributes only
+  Descriptor file_;  ///< of the host; none: it is opened for its attributes only, or was not read yet
   const Clock& clock_;
   const OnRead& on_read_;
   std::uint64_t position_ = 0;
@@ -76,16 +76,23 @@ class NodeFile final : public OpenFile {
   bool access_time_set_ = false;
 };
 
-ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) const {
-  std::size_t done = 0;
-  if (node_->drive().in_memory) {
-    std::size_t const start = static_cast<std::size_t>(std::min<std::uint64_t>(offset, node_->data.size()));
-    done = std::min(out.size(), node_->data.size() - start);
-    std::copy_n(node_->data.begin() + static_cast<std::ptrdiff_t>(start), done, out.begin());
-    return static_cast<ssize_t>(done);
+ssize_t NodeFile::ReadMemory(std::span<std::uint8_t> out, std::uint64_t offset) const {
+  std::span<const std::uint8_t> const all = node_->content->bytes;
+  auto const rest = all.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(offset, all.size())));
+  std::size_t const count = std::min(out.size(), rest.size());
+  std::copy_n(rest.begin(), count, out.begin());
+  return static_cast<ssize_t>(count);
+}
+
+ssize_t NodeFile::ReadHost(std::span<std::uint8_t> out, std::uint64_t offset) {
+  if (node_->content != nullptr) {
+    if (node_->content->host.empty()) return ReadMemory(out, offset);
+    if (!file_.valid()) file_ = node_->OpenHostContent();
+    if (!file_.valid()) return -1;
   }
+  std::size_t done = 0;
   while (done < out.size()) {
-    ssize_t const count = ::pread(descriptor_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+    ssize_t const count = ::pread(file_.get(), out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return -1;
     if (count == 0) break;
@@ -112,7 +119,7 @@ bool NodeFile::FillPage(std::span<const std::uint8_t>& rest) {
 }
 
 bool NodeFile::TakeByte(std::uint8_t& out) {
-  // Only whoever may read has pages.
+  // Only a file opened for reading has pages.
   const Page* const page = page_;
   if (page == nullptr || on_read_) return false;
   std::uint64_t const at = position_ - page->start;
@@ -156,23 +163,24 @@ WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& writ
   if (room && growth > *room) return kDiskFull;
   std::size_t done = 0;
   int failure = 0;
-  if (node_->drive().in_memory) {
-    std::vector<std::uint8_t>& all = node_->data;
+  if (node_->content != nullptr) {
+    std::vector<std::uint8_t>* const all = node_->Writable();
+    if (all == nullptr) return kIoDevice;
     std::size_t const start = static_cast<std::size_t>(position_);
-    if (all.size() < start + data.size()) all.resize(start + data.size());
-    std::copy(data.begin(), data.end(), all.begin() + static_cast<std::ptrdiff_t>(start));
+    if (all->size() < start + data.size()) all->resize(start + data.size());
+    std::copy(data.begin(), data.end(), all->begin() + static_cast<std::ptrdiff_t>(start));
     done = data.size();
   }
   while (done < data.size() && failure == 0) {
     ssize_t const count =
-        ::pwrite(descriptor_, data.data() + done, data.size() - done, static_cast<off_t>(position_ + done));
+        ::pwrite(file_.get(), data.data() + done, data.size() - done, static_cast<off_t>(position_ + done));
     if (count >= 0) done += static_cast<std::size_t>(count);
     if (count < 0 && errno != EINTR) failure = errno;
   }
   ++node_->version;
   if (failure != 0) {
     // Windows extends a file before it writes: a write that does not fit leaves the length alone.
-    static_cast<void>(!::ftruncate(descriptor_, static_cast<off_t>(node_->size)));
+    static_cast<void>(!::ftruncate(file_.get(), static_cast<off_t>(node_->size)));
     node_->SyncTimes();
     return FromHostError(failure);
   }
@@ -214,21 +222,16 @@ WinError NodeFile::SetTimes(const FileTimes& times) {
 
 }  // namespace
 
-WinError OpenNode(DriveNode& node, const Opener& opener, int descriptor, const Clock& clock,
+WinError OpenNode(DriveNode& node, const Opener& opener, Descriptor file, const Clock& clock,
                   const std::function<void(const std::u16string&, std::uint64_t, std::uint64_t)>& on_read,
                   std::shared_ptr<OpenFile>& out) {
-  if (opener.rights == 0 && descriptor >= 0) {
-    ::close(descriptor);
-    descriptor = -1;
-  }
-  if (opener.rights != 0 && descriptor < 0 && !node.drive().in_memory) {
+  if (opener.rights == 0) file = Descriptor();
+  if (opener.rights != 0 && !file.valid() && !node.drive().in_memory) {
     std::string const host = node.Host();
-    int const flags = ((opener.rights & kMayWrite) != 0 ? O_RDWR : O_RDONLY) | O_CLOEXEC;
-    descriptor = ::open(host.c_str(), flags | O_NOATIME);
-    if (descriptor < 0 && errno == EPERM) descriptor = ::open(host.c_str(), flags);
-    if (descriptor < 0) return FromHostError(errno);
+    file = OpenHost(host, (opener.rights & kMayWrite) != 0 ? O_RDWR : O_RDONLY);
+    if (!file.valid()) return FromHostError(errno);
   }
-  out = std::make_shared<NodeFile>(node, opener, descriptor, clock, on_read);
+  out = std::make_shared<NodeFile>(node, opener, std::move(file), clock, on_read);
   return kSuccess;
 }
 

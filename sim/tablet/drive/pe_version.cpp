@@ -49,10 +49,16 @@ struct Layout {
   std::uint32_t resources = 0;  ///< address of the resource directory in memory
 };
 
-std::optional<Layout> ReadLayout(const Bytes& image) {
-  if (image.Word(0) != 0x5A4Du) return std::nullopt;
+/// The offset of the PE signature; nothing for what is not an image.
+std::optional<std::uint32_t> FindSignature(const Bytes& image) {
   auto const pe = image.Dword(kPeHeaderPointer);
-  if (!pe || image.Dword(*pe) != 0x4550u) return std::nullopt;
+  if (image.Word(0) != 0x5A4Du || !pe || image.Dword(*pe) != 0x4550u) return std::nullopt;
+  return pe;
+}
+
+std::optional<Layout> ReadLayout(const Bytes& image) {
+  auto const pe = FindSignature(image);
+  if (!pe) return std::nullopt;
   std::size_t const coff = std::size_t{*pe} + 4;
   std::size_t const optional_header = coff + kCoffSize;
   auto const section_count = image.Word(coff + 2);
@@ -87,7 +93,8 @@ std::optional<FilePlace> ToFile(const Bytes& image, const Layout& layout, std::u
   return std::nullopt;
 }
 
-/// The entry of a resource directory with a number, or its first entry: the offset field. Absent when there is none.
+/// The entry of a resource directory with a number, or its first entry: the offset field. Absent if it has no such
+/// entry.
 std::optional<std::uint32_t> DirectoryEntry(const Bytes& resources, std::size_t directory,
                                             std::optional<std::uint32_t> id) {
   auto const named = resources.Word(directory + 12);
@@ -120,7 +127,7 @@ class Writer {
 
 constexpr std::uint32_t kSectionAlignment = 0x1000;
 constexpr std::uint32_t kFileAlignment = 0x200;
-constexpr std::uint32_t kResourceDataOffset = 0x58;  ///< behind three directories of one entry and the data entry
+constexpr std::uint32_t kResourceDataOffset = 0x58;  ///< after three directories of one entry and the data entry
 constexpr std::uint32_t kOptionalHeaderSize = 240;
 
 std::uint32_t RoundUp(std::uint32_t value, std::uint32_t step) { return (value + step - 1) / step * step; }
@@ -205,6 +212,8 @@ void WriteVersion(Writer& out, std::uint32_t high, std::uint32_t low) {
 }
 
 }  // namespace
+
+bool IsImage(std::span<const std::uint8_t> file) { return FindSignature(Bytes(file)).has_value(); }
 
 WinError FindVersionResource(std::span<const std::uint8_t> data, std::vector<std::uint8_t>& out) {
   out.clear();

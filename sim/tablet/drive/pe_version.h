@@ -16,8 +16,11 @@ inline constexpr std::size_t kVersionValueOffset = 40;
 inline constexpr std::size_t kFixedVersionSize = 52;
 inline constexpr std::size_t kLeastVersionResource = kVersionValueOffset + kFixedVersionSize;
 
-/// The data of the first RT_VERSION resource of a PE32 or PE32+ image. kResourceDataNotFound for what is no image, has
-/// no resources or is damaged; kResourceTypeNotFound when the resources hold no version.
+/// Whether these are the headers of a PE image, whatever it is made for.
+bool IsImage(std::span<const std::uint8_t> file);
+
+/// The data of the first RT_VERSION resource of a PE32 or PE32+ image. kResourceDataNotFound for what is not an image,
+/// has no resources or is damaged; kResourceTypeNotFound when the resources hold no version.
 WinError FindVersionResource(std::span<const std::uint8_t> image, std::vector<std::uint8_t>& out);
 
 /// A PE32+ image (ARM64, console, no code) whose only content is a version resource with this file and product version.

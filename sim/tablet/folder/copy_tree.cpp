@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/tablet/base/descriptor.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/folder/folder.h"
 
@@ -27,20 +28,11 @@ namespace fs = std::filesystem;
                    "check the folder's rights and space");
 }
 
-/// A file descriptor that closes itself.
-class Descriptor {
- public:
-  Descriptor(const fs::path& path, int flags, mode_t mode = 0) : value_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {
-    if (value_ < 0) Fail(path, "cannot open");
-  }
-  ~Descriptor() { ::close(value_); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return value_; }
-
- private:
-  int value_;
-};
+Descriptor Open(const fs::path& path, int flags, mode_t mode = 0) {
+  Descriptor file(::open(path.c_str(), flags | O_CLOEXEC, mode));
+  if (!file.valid()) Fail(path, "cannot open");
+  return file;
+}
 
 void CopyExtendedAttributes(const fs::path& from, int source, int target) {
   ssize_t const size = ::flistxattr(source, nullptr, 0);
@@ -105,13 +97,13 @@ void CopyTree(const fs::path& from, const fs::path& to) {
     if (::mkdir(to.c_str(), 0777) != 0) Fail(to, "cannot make the folder");
     for (const fs::directory_entry& entry : fs::directory_iterator(from))
       CopyTree(entry.path(), to / entry.path().filename());
-    Descriptor const source(from, O_RDONLY | O_DIRECTORY);
-    Descriptor const target(to, O_RDONLY | O_DIRECTORY);
+    Descriptor const source = Open(from, O_RDONLY | O_DIRECTORY);
+    Descriptor const target = Open(to, O_RDONLY | O_DIRECTORY);
     CopyExtendedAttributes(from, source.get(), target.get());
     CopyTimes(facts, target.get(), to);
   } else if (S_ISREG(facts.st_mode)) {
-    Descriptor const source(from, O_RDONLY);
-    Descriptor const target(to, O_WRONLY | O_CREAT | O_EXCL, 0666);
+    Descriptor const source = Open(from, O_RDONLY);
+    Descriptor const target = Open(to, O_WRONLY | O_CREAT | O_EXCL, 0666);
     CopyData(from, source.get(), target.get());
     CopyExtendedAttributes(from, source.get(), target.get());
     CopyTimes(facts, target.get(), to);

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "sim/tablet/base/input_error.h"
 #include "sim/tablet/drive/dos_attributes.h"
 #include "tests/testing/tablet_fixture.h"
 
@@ -14,6 +15,8 @@ namespace {
 constexpr std::uint32_t kReadWrite = 0xC0000000;
 constexpr std::uint32_t kCreateAlways = 2;
 constexpr std::uint32_t kOpenExisting = 3;
+constexpr std::uint32_t kSumAsItWas = 0x27BC9DB0;
+constexpr std::uint32_t kSumNew = 0x6BE34445;
 
 std::vector<std::uint8_t> Bytes(std::string_view text) { return {text.begin(), text.end()}; }
 
@@ -90,6 +93,54 @@ TEST_F(DriveInMemory, MakesMovesAndRemovesWithoutTheHost) {
             tablet::kAttributeHidden);
   EXPECT_FALSE(std::filesystem::exists(host_.parent_path().parent_path() / "made"));
   EXPECT_FALSE(std::filesystem::exists(host_.parent_path().parent_path() / "put"));
+}
+
+TEST_F(DriveInMemory, ReadsAFileOnlyWhenSomebodyDoes) {
+  std::ofstream(host_, std::ios::binary | std::ios::app) << "!";
+  EXPECT_EQ(drive().Facts(u"C:\\folder\\old.txt").size, 9u);
+  EXPECT_EQ(drive().changed_file(), "");
+  auto const file = Open(u"C:\\folder\\old.txt", kOpenExisting);
+  std::vector<std::uint8_t> read(4);
+  std::uint32_t count = 0;
+  EXPECT_EQ(file->Read(read, count), tablet::kIoDevice) << "it is no longer the file that the drive was loaded from";
+  EXPECT_EQ(file->Write(Bytes("x"), count), tablet::kIoDevice);
+  EXPECT_EQ(drive().changed_file(), host_);
+  EXPECT_THROW(static_cast<void>(drive().Contents(u"C:\\folder\\old.txt")), tablet::InputError);
+  EXPECT_THROW(static_cast<void>(drive().Sum(u"C:\\folder\\old.txt")), tablet::InputError);
+}
+
+TEST_F(DriveInMemory, ACopySharesWhatNeitherChanges) {
+  auto const change = [this](std::string_view text) {
+    std::uint32_t count = 0;
+    ASSERT_EQ(Open(u"C:\\folder\\old.txt", kOpenExisting)->Write(Bytes(text), count), tablet::kSuccess);
+  };
+  change("first");
+  std::shared_ptr<tablet::DriveNode> const copy = drive().Copy();
+  change("other");
+  EXPECT_EQ(drive().Contents(u"C:\\folder\\old.txt"), Bytes("other was"));
+  drive().Become(copy);
+  EXPECT_EQ(drive().Contents(u"C:\\folder\\old.txt"), Bytes("first was"));
+}
+
+TEST_F(DriveInMemory, TheSumOfAFileIsThatOfItsBytes) {
+  // CRC-32 of "as it was" and of "new", as any other program computes them.
+  EXPECT_EQ(drive().Sum(u"C:\\folder\\old.txt"), kSumAsItWas);
+  EXPECT_EQ(drive().Sum(u"C:\\folder\\old.txt"), kSumAsItWas);
+  std::uint32_t count = 0;
+  ASSERT_EQ(Open(u"C:\\folder\\old.txt", kCreateAlways)->Write(Bytes("new"), count), tablet::kSuccess);
+  EXPECT_EQ(drive().Sum(u"C:\\folder\\old.txt"), kSumNew);
+  ASSERT_EQ(Open(u"C:\\folder\\old.txt", kOpenExisting)->Write(Bytes("old"), count), tablet::kSuccess);
+  EXPECT_NE(drive().Sum(u"C:\\folder\\old.txt"), kSumNew);
+  drive().Put(u"C:\\empty", {});
+  EXPECT_EQ(drive().Sum(u"C:\\empty"), 0u);
+}
+
+TEST_F(DriveInMemory, ANameThatTheHostCouldNotTakeIsRefusedAllTheSame) {
+  std::u16string const path = u"C:\\" + std::u16string(130, u'\u00e9');
+  std::shared_ptr<tablet::OpenFile> file;
+  bool existed = false;
+  EXPECT_EQ(drive().Open(path, {kReadWrite, 0, kCreateAlways, 0}, file, existed), tablet::kInvalidName);
+  EXPECT_EQ(drive().MakeDirectory(path), tablet::kInvalidName);
 }
 
 TEST_F(DriveInMemory, GoesItsOwnWayInACopyOfTheProcess) {
