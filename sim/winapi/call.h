@@ -32,7 +32,7 @@ inline std::string ShowHandle(const void* handle) { return fmt::format("{:#x}", 
 /// at what it does not model.
 [[noreturn]] void RefuseUnmodelled(std::string_view call, const std::string& why);
 
-/// One call of the Windows API, from its first statement to its return: leaves the product, hands over to other
+/// One call of the Windows API, from its first statement to its return: leaves the product, yields to other
 /// threads, asks the faults, and is journalled with its result and last error when the journal wants calls. `Describe`
 /// is a callable that gives the arguments as text; it runs at the end, so that it may show what the call stored.
 ///

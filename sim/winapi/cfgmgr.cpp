@@ -1,4 +1,4 @@
-// The configuration manager's lists of present device interfaces. Its calls answer with codes of their own and leave
+// The configuration manager's lists of present device interfaces. Its calls return codes of their own and leave
 // the last error alone.
 #include "sim/winapi/call.h"
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The links of a class one behind the other, each terminated, and the terminator of the whole.
+/// The links of a class, each with its terminator, then one more terminator.
 std::u16string MultiStringOf(const GUID& interface_class) {
   std::u16string list;
   for (const std::u16string& link : win32::Machine().devices().Links(win32::ToGuid(interface_class))) {

@@ -43,7 +43,7 @@ DWORD OpenDevice(LPCWSTR path, DWORD disposition, HANDLE& out) {
 
 DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out, bool& existed) {
   std::u16string_view const target = DrivePathOf("CreateFileW", path);
-  // No name is no file, whatever is wanted of it.
+  // An empty name is not a file, whatever the access.
   if (target.empty()) return ERROR_PATH_NOT_FOUND;
   if ((request.flags_and_attributes & FILE_FLAG_OVERLAPPED) != 0) {
     RefuseUnmodelled("CreateFileW", "overlapped reading and writing of files");
@@ -59,14 +59,14 @@ DWORD OpenOnDrive(LPCWSTR path, const tablet::OpenRequest& request, HANDLE& out,
   return NO_ERROR;
 }
 
-/// Stops the run for a handle that is none of a file of drive C: and not wrong either.
+/// Stops the run for a valid handle that is not a file on drive C:.
 [[gnu::noinline]] void RefuseDevice(const char* call, HANDLE handle) {
   auto const object = Machine().handles().Find(Number(handle));
   if (object != nullptr && object->kind() == "device") RefuseUnmodelled(call, "a device's handle");
 }
 
-/// The open file behind a handle; null when the handle is none of a file. It stays open as long as no other thread is
-/// handed over to, which no call does behind its beginning.
+/// The open file of a handle; null if the handle is not a file's. It stays open until the call yields, which it does at
+/// its beginning only.
 inline tablet::OpenFile* FileBehind(const char* call, HANDLE handle) {
   tablet::OpenFile* const file = Machine().handles().FindFile(Number(handle));
   if (file == nullptr) [[unlikely]]
@@ -118,7 +118,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD access, DWORD shareMode, LPSEC
     error = OpenOnDrive(fileName, {access, shareMode, disposition, flagsAndAttributes}, handle, existed);
   }
   if (error != NO_ERROR) return call.Fail(INVALID_HANDLE_VALUE, error);
-  // These two tell by the last error whether the file was there; the others leave it alone.
+  // The last error of these two says whether the file existed; the others leave it unchanged.
   if (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS) {
     Machine().scheduler().last_error() = existed ? ERROR_ALREADY_EXISTS : NO_ERROR;
   }
@@ -198,7 +198,7 @@ DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWOR
   if (error != NO_ERROR) return call.Fail(INVALID_SET_FILE_POINTER, error);
   if (distanceHigh != nullptr) *distanceHigh = static_cast<LONG>(position >> 32);
   DWORD const low = static_cast<DWORD>(position);
-  // A position that looks like the failure value is told apart by the last error.
+  // The last error distinguishes a position from the failure value.
   if (low == INVALID_SET_FILE_POINTER) Machine().scheduler().last_error() = NO_ERROR;
   return call.Done(low);
 }
@@ -254,7 +254,7 @@ DWORD WINAPI GetCurrentDirectoryW(DWORD bufferLength, LPWSTR buffer) {
   if (call.fault() != 0) return call.Fail(DWORD{0});
   const std::u16string& directory = Machine().drive().current_directory();
   DWORD const length = static_cast<DWORD>(directory.size());
-  // Too small a buffer is no error: the answer is then the size it takes, the terminator counted.
+  // A buffer that is too small is not an error: the result is then the size needed, with the terminator.
   if (bufferLength <= length) return call.Done(length + 1);
   if (buffer == nullptr) RefuseUnmodelled("GetCurrentDirectoryW", "a null buffer with a length");
   std::copy_n(directory.c_str(), length + 1, buffer);
@@ -265,8 +265,10 @@ BOOL WINAPI CloseHandle(HANDLE object) {
   auto const describe = [&] { return ShowHandle(object); };
   Call call("CloseHandle", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
+  // The handle of the process itself is not in the handle table; closing it has no effect.
+  if (object == ::GetCurrentProcess()) return call.Done(TRUE);
   auto const found = Machine().handles().Find(Number(object));
-  // A search is no kernel object: only FindClose ends it.
+  // A search is not a kernel object: only FindClose closes it.
   if (found == nullptr || found->kind() == "search") return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   Machine().handles().Close(Number(object));
   return call.Done(TRUE);

@@ -1,4 +1,4 @@
-// Searches in folders. A search is taken at its start: what is made or removed later does not show in it.
+// Searches in folders. A search lists the folder as it was when the search began.
 #include <windows.h>
 
 #include <algorithm>
@@ -22,9 +22,12 @@ class Search : public tablet::Object {
   std::size_t m_next = 0;
 };
 
+/// Windows reads memory through a search's handle: what a wrong one does is open.
+constexpr const char* kNoSearch = "a handle that is not a search, or a search that is closed";
+
 FILETIME FileTimeOf(tablet::FileTicks ticks) { return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}; }
 
-/// Short names are not modelled: there is none, as on a volume that does not make them.
+/// Short names are not modelled: files have none, as on a volume that does not make them.
 void Give(const tablet::FileFacts& facts, WIN32_FIND_DATAW& data) {
   data = {};
   data.dwFileAttributes = facts.attributes == 0 ? FILE_ATTRIBUTE_NORMAL : facts.attributes;
@@ -60,8 +63,9 @@ BOOL WINAPI FindNextFileW(HANDLE find, LPWIN32_FIND_DATAW data) {
   Call call("FindNextFileW", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
   if (data == nullptr) RefuseUnmodelled("FindNextFileW", "no place for the next match");
+  if (find == INVALID_HANDLE_VALUE) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   auto const search = Machine().handles().Get<Search>(Number(find));
-  if (search == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+  if (search == nullptr) RefuseUnmodelled("FindNextFileW", kNoSearch);
   const tablet::FileFacts* const facts = search->Next();
   if (facts == nullptr) return call.Fail(FALSE, ERROR_NO_MORE_FILES);
   Give(*facts, *data);
@@ -72,7 +76,8 @@ BOOL WINAPI FindClose(HANDLE find) {
   auto const describe = [&] { return ShowHandle(find); };
   Call call("FindClose", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
-  if (Machine().handles().Get<Search>(Number(find)) == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+  if (find == INVALID_HANDLE_VALUE) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+  if (Machine().handles().Get<Search>(Number(find)) == nullptr) RefuseUnmodelled("FindClose", kNoSearch);
   Machine().handles().Close(Number(find));
   return call.Done(TRUE);
 }

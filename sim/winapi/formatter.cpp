@@ -50,7 +50,7 @@ class Sink {
 
 enum class Size { kPlain, kShort, kLong, k64Bits };
 
-/// What stands between a '%' and its letter.
+/// What is between a '%' and its letter.
 struct Conversion {
   bool left = false;
   bool plus = false;
@@ -201,7 +201,7 @@ class Formatter {
     }
   }
 
-  /// Pads `prefix` and `text` to the width. Zeros stand between the two; they pad texts as well.
+  /// Pads `prefix` and `text` to the width. Zeros go between the two; they pad texts as well.
   template <typename Character>
   void Pad(const Conversion& c, std::u16string_view prefix, std::basic_string_view<Character> text, bool zeros) {
     std::size_t const length = prefix.size() + text.size();
@@ -278,7 +278,7 @@ int _vsnwprintf(WCHAR* out, std::size_t count, const WCHAR* format, std::va_list
   int const result = fits ? static_cast<int>(stored) : -1;
 
   // No hand-over and no faults: formatting touches nothing that another thread or the machine has a part in. The text
-  // alone stands in the journal, so that messages that were never delivered can be found there.
+  // alone is in the journal, so that messages that were never delivered can be found there.
   tablet::OutsideProduct const outside;
   tablet::Journal& journal = win32::Machine().journal();
   if (journal.wants_calls()) {

@@ -9,13 +9,13 @@ using win32::RefuseUnmodelled;
 
 namespace {
 
-// Any address of the stand-in's own that no other handle has.
+// An address that no other handle has.
 constexpr tablet::HandleValue kProcessHeap = 0x10000;
 
 // How a block looks in the journal, whose text must be the same at every run: addresses are not.
 constexpr std::string_view kBlock = "a block";
 
-/// Fills a block whose content Windows leaves undefined, so that nobody comes to rely on zeros.
+/// Fills a block whose content Windows leaves undefined, so that no caller can rely on zeros.
 void* MakeBlock(tablet::HeapKind kind, SIZE_T bytes, bool zeroed) {
   void* const memory = Machine().heap().Allocate(kind, bytes);
   if (!zeroed) std::memset(memory, 0xCD, bytes);
@@ -30,7 +30,7 @@ HANDLE GetProcessHeap() { return win32::ToHandle(kProcessHeap); }
 LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
   auto describe = [&] { return fmt::format("{:#x}, {} bytes", flags, bytes); };
   Call call("HeapAlloc", describe);
-  if (call.fault() != 0) return call.Fail(LPVOID{nullptr});
+  if (call.fault() != 0) return call.Done(LPVOID{nullptr});  // a failure does not set the last error
   if (heap != GetProcessHeap()) RefuseUnmodelled("HeapAlloc", "a heap other than the process heap");
   if ((flags & ~HEAP_ZERO_MEMORY) != 0) RefuseUnmodelled("HeapAlloc", fmt::format("flags {:#x}", flags));
   call.Done(kBlock);

@@ -61,7 +61,7 @@ CONFIGRET WINAPI CM_Register_Notification(PCM_NOTIFY_FILTER filter, PVOID contex
       answer =
           callback(handle, context, static_cast<CM_NOTIFY_ACTION>(action), data, static_cast<DWORD>(record.size()));
     }
-    if (answer != ERROR_SUCCESS) RefuseUnmodelled("CM_Register_Notification", "a callback that answers an error");
+    if (answer != ERROR_SUCCESS) RefuseUnmodelled("CM_Register_Notification", "a callback that returns an error");
   };
   tablet::Guid const interfaceClass = FromGuid(filter->u.DeviceInterface.ClassGuid);
   *notification = win32::ToHandle<HCMNOTIFICATION>(Machine().notifications().RegisterDevice(interfaceClass, deliver));
@@ -81,7 +81,7 @@ DWORD WINAPI PowerSettingRegisterNotification(LPCGUID setting, DWORD flags, HAND
   auto describe = [&] { return FromGuid(*setting).ToString(); };
   Call call("PowerSettingRegisterNotification", describe);
   if (flags != DEVICE_NOTIFY_SERVICE_HANDLE) {
-    RefuseUnmodelled("PowerSettingRegisterNotification", "a recipient that is no service");
+    RefuseUnmodelled("PowerSettingRegisterNotification", "a recipient that is not a service");
   }
   if (call.fault() != 0) return call.Done(call.fault());
   if (!Machine().handles().Find(Number(recipient))) return call.Done(DWORD{ERROR_INVALID_HANDLE});

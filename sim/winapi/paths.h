@@ -9,7 +9,7 @@
 
 namespace win32 {
 
-/// Whether a path is handed to the object manager as it stands: "\\?\..." and "\\.\...".
+/// Whether a path goes to the object manager unchanged: "\\?\..." and "\\.\...".
 inline bool IsDevicePath(LPCWSTR path) {
   return path != nullptr && path[0] == u'\\' && path[1] == u'\\' && (path[2] == u'?' || path[2] == u'.') &&
          path[3] == u'\\';

@@ -25,7 +25,7 @@ HMODULE ModuleOf(tablet::Process& process, std::size_t index) {
 /// The rights that a token must have been opened with for programs to be started with it.
 constexpr DWORD kStartingRights = TOKEN_QUERY | TOKEN_DUPLICATE | TOKEN_ASSIGN_PRIMARY;
 
-/// A block is one text after the other, each terminated, with one more terminator behind the last.
+/// A block is one text after the other, each with its terminator, then one more terminator.
 std::vector<std::u16string> VariablesOf(const void* block) {
   std::vector<std::u16string> variables;
   for (auto const* text = static_cast<const WCHAR*>(block); *text != 0; text += variables.back().size() + 1) {
@@ -97,7 +97,7 @@ BOOL WINAPI K32EnumProcessModules(HANDLE process, HMODULE* modules, DWORD bytes,
   auto const access = Machine().handles().Get<tablet::ProcessAccess>(Number(process));
   if (access == nullptr) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   if (access->process->modules_error != 0) return call.Fail(FALSE, access->process->modules_error);
-  // An array that is too small is no failure.
+  // An array that is too small is not an error.
   std::size_t const room = std::min<std::size_t>(bytes / sizeof(HMODULE), kModules);
   for (std::size_t i = 0; i < room; ++i) modules[i] = ModuleOf(*access->process, i);
   *bytesNeeded = kModules * sizeof(HMODULE);
@@ -155,7 +155,7 @@ BOOL WINAPI DestroyEnvironmentBlock(LPVOID environment) {
   Call call("DestroyEnvironmentBlock", describe);
   if (call.fault() != 0) return call.Fail(FALSE);
   if (!Machine().heap().Free(tablet::HeapKind::kEnvironment, environment)) {
-    RefuseUnmodelled("DestroyEnvironmentBlock", "memory that is no environment block, or is freed already");
+    RefuseUnmodelled("DestroyEnvironmentBlock", "memory that is not an environment block, or is freed already");
   }
   return call.Done(TRUE);
 }
@@ -179,6 +179,7 @@ BOOL WINAPI CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR comma
   std::uint32_t attributes = 0;
   DWORD error = Machine().drive().Attributes(DrivePathOf("CreateProcessAsUserW", application), attributes);
   if (error == NO_ERROR && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) error = ERROR_ACCESS_DENIED;
+  if (error == NO_ERROR && !Machine().drive().IsExecutable(application)) error = ERROR_BAD_EXE_FORMAT;
   if (error != NO_ERROR) return call.Fail(FALSE, error);
 
   tablet::StartedProgram program;
@@ -187,8 +188,7 @@ BOOL WINAPI CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR comma
   program.start_information_bytes = startupInfo->cb;
   if (commandLine != nullptr) {
     program.command_line = commandLine;
-    // Windows may write into the text, so that a text which nobody may write to ends the process; and what it leaves
-    // there is not to be relied on.
+    // Windows may write into the text: a constant text ends the process, and the content afterwards is undefined.
     commandLine[0] = 0;
   }
   if (environment != nullptr) program.environment = VariablesOf(environment);

@@ -1,4 +1,4 @@
-// The registry calls of winreg.h. All of them answer their error code and leave the last error alone.
+// The registry calls of winreg.h. They return their error code and leave the last error unchanged.
 #include <windows.h>
 
 #include <algorithm>
@@ -24,7 +24,7 @@ std::string ShowPointed(const Number* number) {
 
 std::u16string_view ViewOf(LPCWSTR text) { return text == nullptr ? std::u16string_view() : std::u16string_view(text); }
 
-/// The open key behind an HKEY: the predefined key has every right; null for handles that are closed or no keys.
+/// The open key of an HKEY: the predefined key has every right; null for handles that are closed or not keys.
 std::shared_ptr<OpenKey> Resolve(std::string_view call, HKEY key) {
   if (key == HKEY_LOCAL_MACHINE) {
     std::shared_ptr<OpenKey> root;
@@ -45,7 +45,7 @@ void RefuseOtherAccess(std::string_view call, REGSAM access) {
 
 HKEY Hand(std::shared_ptr<OpenKey> opened) { return win32::ToHandle<HKEY>(Machine().handles().Add(std::move(opened))); }
 
-/// The caller's buffer after a query, and the error that tells of its size.
+/// Fills the caller's buffer after a query; the error says whether it was large enough.
 LSTATUS Deliver(const tablet::RegistryValue& value, LPDWORD type, LPBYTE data, LPDWORD dataBytes) {
   DWORD const needed = static_cast<DWORD>(value.data.size());
   if (type != nullptr) *type = value.type;

@@ -1,4 +1,4 @@
-// The service manager, seen from whoever configures, starts and controls services.
+// The service manager, seen from a program that configures, starts and controls services.
 #include <windows.h>
 
 #include <winsvc.h>
@@ -42,7 +42,24 @@ tablet::ServiceStatus StatusOf(const ServiceObject& service) {
   return service.partner() ? Machine().partner().Status() : Machine().services().status();
 }
 
-std::u16string OrEmpty(LPCWSTR text) { return text == nullptr ? std::u16string() : std::u16string(text); }
+/// Whether ControlService gives the status with this error.
+bool FillsStatus(DWORD error) {
+  return error == NO_ERROR || error == tablet::kInvalidServiceControl || error == tablet::kServiceCannotAcceptControl ||
+         error == tablet::kServiceNotActive;
+}
+
+/// What failure actions become: null members leave what was there, no actions in an array delete them.
+tablet::FailureActions Changed(tablet::FailureActions actions, const SERVICE_FAILURE_ACTIONSW& given) {
+  if (given.lpRebootMsg != nullptr) actions.reboot_message = given.lpRebootMsg;
+  if (given.lpCommand != nullptr) actions.command = given.lpCommand;
+  if (given.lpsaActions == nullptr) return actions;
+  actions.reset_seconds = given.cActions == 0 ? 0 : given.dwResetPeriod;
+  actions.actions.clear();
+  std::for_each_n(given.lpsaActions, given.cActions, [&](const SC_ACTION& action) {
+    actions.actions.push_back({static_cast<std::uint32_t>(action.Type), action.Delay});
+  });
+  return actions;
+}
 
 }  // namespace
 
@@ -109,7 +126,8 @@ BOOL WINAPI StartServiceW(SC_HANDLE service, DWORD argumentCount, LPCWSTR* argum
   auto const object = Service(service);
   if (!object) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   if (!object->partner()) RefuseUnmodelled("StartServiceW", "a service that starts itself");
-  DWORD const error = Machine().partner().Start();
+  DWORD error = Machine().services().AwaitTurn("StartServiceW");
+  if (error == NO_ERROR) error = Machine().partner().Start();
   return error == NO_ERROR ? call.Done(TRUE) : call.Fail(FALSE, error);
 }
 
@@ -120,7 +138,9 @@ BOOL WINAPI ControlService(SC_HANDLE service, DWORD control, LPSERVICE_STATUS st
   auto const object = Service(service);
   if (!object) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   if (!object->partner()) RefuseUnmodelled("ControlService", "a service that controls itself");
-  DWORD const error = Machine().partner().Control(control);
+  DWORD error = Machine().services().AwaitTurn("ControlService");
+  if (error == NO_ERROR) error = Machine().partner().Control(control);
+  if (!FillsStatus(error)) return call.Fail(FALSE, error);
   tablet::ServiceStatus const now = Machine().partner().Status();
   *status = {.dwServiceType = now.type,
              .dwCurrentState = now.state,
@@ -140,15 +160,8 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE service, DWORD level, LPVOID info) {
   auto const object = Service(service);
   if (!object) return call.Fail(FALSE, ERROR_INVALID_HANDLE);
   if (object->partner()) RefuseUnmodelled("ChangeServiceConfig2W", "the partner's configuration");
-  const auto& given = *static_cast<const SERVICE_FAILURE_ACTIONSW*>(info);
-  tablet::FailureActions actions{.reset_seconds = given.dwResetPeriod,
-                                 .reboot_message = OrEmpty(given.lpRebootMsg),
-                                 .command = OrEmpty(given.lpCommand),
-                                 .actions = {}};
-  std::for_each_n(given.lpsaActions, given.cActions, [&](const SC_ACTION& action) {
-    actions.actions.push_back({static_cast<std::uint32_t>(action.Type), action.Delay});
-  });
-  Machine().services().SetFailureActions(std::move(actions));
+  tablet::ServiceManager& services = Machine().services();
+  services.SetFailureActions(Changed(services.failure_actions(), *static_cast<const SERVICE_FAILURE_ACTIONSW*>(info)));
   return call.Done(TRUE);
 }
 }

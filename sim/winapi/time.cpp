@@ -19,7 +19,7 @@ FILETIME FileTimeOf(std::uint64_t ticks) { return {static_cast<DWORD>(ticks), st
 bool TakeTime(const FILETIME* time, tablet::FileTicks& out) {
   if (time == nullptr) return true;
   out = TicksOf(*time);
-  // The topmost values tell Windows to stop, and to resume, moving a time by itself.
+  // The topmost values make Windows stop, and resume, updating a time by itself.
   if (out >= UINT64_MAX - 1) RefuseUnmodelled("SetFileTime", "the values that stop and resume the keeping of times");
   return out <= INT64_MAX;
 }

@@ -93,6 +93,6 @@ BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES newS
                                                                               entry.Attributes == SE_PRIVILEGE_ENABLED);
     all_assigned = all_assigned && known;
   }
-  // A privilege that the token does not hold is no failure: the last error alone tells.
+  // A privilege that the token does not hold is not a failure; only the last error says so.
   return call.Fail(TRUE, all_assigned ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_NOT_ALL_ASSIGNED});
 }

@@ -20,7 +20,7 @@ void CallBack(WMIDPREQUEST callback, PVOID context, const GUID& control, bool en
   header.Guid = control;
   header.Flags = WNODE_FLAG_TRACED_GUID;
   ULONG reserved = sizeof(header);
-  // Nobody looks at what the provider answers, as in Windows.
+  // The provider's result is ignored, as on Windows.
   tablet::InsideProduct const inside;
   callback(enabled ? WMI_ENABLE_EVENTS : WMI_DISABLE_EVENTS, context, &reserved, &header);
 }
@@ -110,7 +110,7 @@ ULONG TraceMessage(TRACEHANDLE logger, ULONG flags, LPCGUID messageGuid, USHORT 
   if (!ends_there) RefuseUnmodelled("TraceMessage", "another number of arguments than one");
   std::size_t const characters = bytes / sizeof(WCHAR);
   if (bytes % sizeof(WCHAR) != 0 || characters == 0 || text[characters - 1] != 0) {
-    RefuseUnmodelled("TraceMessage", "an argument that is no wide text with its terminator");
+    RefuseUnmodelled("TraceMessage", "an argument that is not a wide text with its terminator");
   }
   return call.Done(ULONG{Machine().trace().Message(logger, win32::ToGuid(*messageGuid), messageNumber,
                                                    std::u16string_view(text, characters - 1))});
@@ -148,7 +148,7 @@ ULONG StartTraceW(PTRACEHANDLE session, LPCWSTR name, PEVENT_TRACE_PROPERTIES pr
   tablet::WinError const error = Machine().trace().StartSession(settings, handle);
   if (error != 0) return call.Done(ULONG{error});
 
-  // What Windows gives back: the session's number, its name behind the structure, the buffer counts in use.
+  // What Windows returns: the session's number, its name after the structure, the buffer counts in use.
   *session = handle;
   properties->Wnode.HistoricalContext = handle;
   std::memcpy(reinterpret_cast<BYTE*>(properties) + properties->LoggerNameOffset, name, name_bytes);

@@ -1,4 +1,4 @@
-// Version information of executables: the block is the version resource as it stands in the file.
+// Version information of executables: the block is the version resource as the file has it.
 #include <windows.h>
 #include <winver.h>
 
@@ -23,7 +23,7 @@ WORD WordAt(const void* block, std::size_t index) {
   return word;
 }
 
-/// Windows keeps room behind the resource for a copy of its texts in another character set.
+/// Windows keeps room after the resource for a copy of its texts in another character set.
 DWORD BlockSizeFor(std::size_t resource_bytes) { return static_cast<DWORD>(2 * resource_bytes + 4); }
 
 /// The version resource of a file, when it is one: its own length must lie inside it.

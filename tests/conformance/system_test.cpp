@@ -158,6 +158,30 @@ TEST_F(Processes, ATokenIsDuplicatedAsAPrimaryOne) {
   EXPECT_TRUE(primary != nullptr);
 }
 
+TEST_F(Processes, AFileThatIsNotAnExecutableDoesNotStart) {
+  Text const file = Put(TEXT("text.exe"), "just text");
+  Handle const process(::OpenProcess(PROCESS_ALL_ACCESS, FALSE, FindWinlogon().id));
+  HANDLE opened = nullptr;
+  ASSERT_TRUE(::OpenProcessToken(process, TOKEN_DUPLICATE, &opened));
+  Handle const token(opened);
+  HANDLE made = nullptr;
+  ASSERT_TRUE(::DuplicateTokenEx(token, TOKEN_ALL_ACCESS, nullptr, SecurityIdentification, TokenPrimary, &made));
+  Handle const primary(made);
+  STARTUPINFOW start = {};
+  start.cb = sizeof(start);
+  PROCESS_INFORMATION started = {};
+  EXPECT_EQ(Error(::CreateProcessAsUserW(primary, file.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                         &start, &started)),
+            193u);
+}
+
+TEST_F(Processes, ClosingTheHandleOfTheProcessItselfHasNoEffect) {
+  EXPECT_TRUE(::CloseHandle(::GetCurrentProcess()));
+  HANDLE token = nullptr;
+  EXPECT_TRUE(::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token));
+  EXPECT_TRUE(::CloseHandle(token));
+}
+
 TEST_F(Processes, DuplicatingATokenNeedsTheRight) {
   Handle const process(::OpenProcess(PROCESS_ALL_ACCESS, FALSE, FindWinlogon().id));
   HANDLE opened = nullptr;

@@ -35,8 +35,8 @@ boot
       0.000  message   IsFactoryLoggingMode:1701                 It is USER mode. fRet = false!!
       0.000  event     partner service is started
       0.000  message   CVantord::StartServiceOEM:119             Service start pending...
-      3.000  message   CVantord::StartServiceOEM:94              Service not started.
-      3.000  message   CVantord::StartServiceOEM:95                Current State: 1
-      3.000  message   CVantord::StartServiceOEM:96                Exit Code: 1067
-      3.000  message   CVantord::StartServiceOEM:97                Check Point: 0
-      3.000  message   CVantord::StartServiceOEM:98                Wait Hint: 0
+      4.000  message   CVantord::StartServiceOEM:94              Service not started.
+      4.000  message   CVantord::StartServiceOEM:95                Current State: 1
+      4.000  message   CVantord::StartServiceOEM:96                Exit Code: 1067
+      4.000  message   CVantord::StartServiceOEM:97                Check Point: 0
+      4.000  message   CVantord::StartServiceOEM:98                Wait Hint: 0

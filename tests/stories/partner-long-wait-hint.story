@@ -1,6 +1,6 @@
-# The partner service starts slowly and asks for 200 seconds of patience.
-# It is looked at every ten seconds, never less often,
-# until it runs.
+# The partner service starts slowly and gives a wait hint of 200 seconds.
+# It is looked at after a second, then every ten seconds,
+# never less often, until it runs.
 tablet already-deployed
 set partner.starting {"duration_ms": 35000, "wait_hint_ms": 200000, "ends_in": "running"}
 boot
@@ -35,4 +35,4 @@ boot
       0.000  message   IsFactoryLoggingMode:1701                 It is USER mode. fRet = false!!
       0.000  event     partner service is started
       0.000  message   CVantord::StartServiceOEM:119             Service start pending...
-     40.000  message   CVantord::StartServiceOEM:91              Service started successfully.
+     41.000  message   CVantord::StartServiceOEM:91              Service started successfully.

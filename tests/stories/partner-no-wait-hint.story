@@ -1,6 +1,6 @@
 # The partner service starts slowly and gives no wait hint.
-# It is looked at once, after a second, and since it shows
-# no progress its start counts as failed.
+# Its first own status counts as progress. A second later it
+# shows none, and its start counts as failed.
 tablet already-deployed
 set partner.starting {"duration_ms": 5000, "wait_hint_ms": 0, "ends_in": "running"}
 boot
@@ -35,8 +35,8 @@ boot
       0.000  message   IsFactoryLoggingMode:1701                 It is USER mode. fRet = false!!
       0.000  event     partner service is started
       0.000  message   CVantord::StartServiceOEM:119             Service start pending...
-      1.000  message   CVantord::StartServiceOEM:94              Service not started.
-      1.000  message   CVantord::StartServiceOEM:95                Current State: 2
-      1.000  message   CVantord::StartServiceOEM:96                Exit Code: 0
-      1.000  message   CVantord::StartServiceOEM:97                Check Point: 1
-      1.000  message   CVantord::StartServiceOEM:98                Wait Hint: 0
+      2.000  message   CVantord::StartServiceOEM:94              Service not started.
+      2.000  message   CVantord::StartServiceOEM:95                Current State: 2
+      2.000  message   CVantord::StartServiceOEM:96                Exit Code: 0
+      2.000  message   CVantord::StartServiceOEM:97                Check Point: 1
+      2.000  message   CVantord::StartServiceOEM:98                Wait Hint: 0

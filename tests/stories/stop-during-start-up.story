@@ -45,7 +45,7 @@ boot
       3.000  event     radio layer receives the command with value 1
       3.000  event     radio layer released
       3.001  event     note: no progress reported for longer than the wait hint of 0 ms while STOP_PENDING
-     20.000  message   CVantord::StartServiceOEM:91              Service started successfully.
+     21.000  message   CVantord::StartServiceOEM:91              Service started successfully.
      21.000  status    STOPPED
      21.000  event     the service's process ended with exit code 0
              end       the service stopped as it was told

@@ -58,7 +58,7 @@ std::vector<std::u16string> KeyPaths(const Section& section, std::string_view ke
     bool const empty_part = item->text.empty() || item->text.front() == '\\' || item->text.back() == '\\' ||
                             item->text.find("\\\\") != std::string::npos;
     if (empty_part)
-      section.Refuse(*item, key, fmt::format("\"{}\" is no registry key", item->text),
+      section.Refuse(*item, key, fmt::format("\"{}\" is not a registry key", item->text),
                      "name a key below HKEY_LOCAL_MACHINE");
   }
   return paths;
@@ -71,14 +71,14 @@ void ReadClock(const JsonNode* node, const std::string& file, Description& out) 
   if (const JsonNode* start = clock.Find("start", JsonNode::Kind::kText)) {
     auto const ticks = ParseUtc(start->text);
     if (!ticks)
-      clock.Refuse(*start, "start", fmt::format("\"{}\" is no time", start->text),
+      clock.Refuse(*start, "start", fmt::format("\"{}\" is not a time", start->text),
                    "write UTC from 1980 on, as in 2026-03-02T08:00:00Z");
     out.power_on = *ticks;
   }
   if (const JsonNode* offset = clock.Find("utc_offset_minutes", JsonNode::Kind::kInteger)) {
     constexpr int kFurthest = 14 * 60;
     if (offset->integer < -kFurthest || offset->integer > kFurthest) {
-      clock.Refuse(*offset, "utc_offset_minutes", fmt::format("{} is no time zone", offset->integer),
+      clock.Refuse(*offset, "utc_offset_minutes", fmt::format("{} is not a time zone", offset->integer),
                    "give minutes from -840 to 840");
     }
     out.utc_offset_minutes = static_cast<int>(offset->integer);
@@ -133,7 +133,7 @@ Description ReadDescription(const std::filesystem::path& path) {
       "amss",  "clock",    "drive",  "firmware_driver", "modem",    "name",  "partner",  "privileges", "processes",
       "radio", "registry", "schema", "services",        "sessions", "setup", "timeline", "toast",      "trace"};
   static constexpr std::array<std::string_view, 2> kRegistry{"denied", "read_only"};
-  static constexpr std::array<std::string_view, 1> kTrace{"collect"};
+  static constexpr std::array<std::string_view, 2> kTrace{"collect", "enabled_after_ms"};
   std::string const file = path.string();
   JsonNode const tree = ReadJsonFile(path);
   Section const root(tree, file, "", kRoot);
@@ -154,8 +154,12 @@ Description ReadDescription(const std::filesystem::path& path) {
     out.denied_keys = KeyPaths(registry, "denied");
     out.read_only_keys = KeyPaths(registry, "read_only");
   }
-  if (const JsonNode* node = root.Find("trace"))
-    out.trace_collected = Section(*node, file, "trace", kTrace).Flag("collect", true);
+  if (const JsonNode* node = root.Find("trace")) {
+    Section const trace(*node, file, "trace", kTrace);
+    constexpr std::int64_t kOneMinute = 60'000;
+    out.trace_collected = trace.Flag("collect", true);
+    out.trace_enabled_after = Millis(trace.Number("enabled_after_ms", 0, kOneMinute, 0));
+  }
   ReadServices(root, file, out);
   ReadCrash(root, file, out);
   ReadSurroundings(root, file, out);

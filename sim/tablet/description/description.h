@@ -18,7 +18,7 @@
 
 namespace tablet {
 
-/// A file of drive C: that another process has open and shares with nobody.
+/// A file of drive C: that another process has open without sharing it.
 struct LockedFile {
   std::u16string path;
   std::string place;  ///< where tablet.json names it, for messages
@@ -37,21 +37,23 @@ struct Description {
   std::u16string firmware_driver_link;
   FirmwareTrouble firmware_trouble;  ///< what the driver does wrong
 
-  std::vector<std::u16string> denied_keys;     ///< any access answers access denied
-  std::vector<std::u16string> read_only_keys;  ///< writing answers access denied
+  std::vector<std::u16string> denied_keys;     ///< any access fails with access denied
+  std::vector<std::u16string> read_only_keys;  ///< writing fails with access denied
 
   std::optional<std::uint64_t> free_bytes;  ///< on drive C: at power-on; nothing: as much as the host has
   std::vector<LockedFile> locked_files;
   std::vector<std::uint32_t> missing_privileges;  ///< the service's account lacks them
 
-  PartnerDescription partner;   ///< the service "Pelt"
-  RadioDescription radio;       ///< the radio interface layer's proxy
-  bool manager_denied = false;  ///< whoever opens the service manager is refused
+  PartnerDescription partner;    ///< the service "Pelt"
+  RadioDescription radio;        ///< the radio interface layer's proxy
+  bool manager_denied = false;   ///< opening the service manager fails with access denied
+  bool serial_controls = false;  ///< one control at a time on the whole machine
   Millis preshutdown_timeout = kPreshutdownTimeout;
 
   CrashDescription crash;  ///< sessions, processes, the statistics driver, first-boot setup
 
-  bool trace_collected = true;  ///< a trace session listens to the service from power-on
+  bool trace_collected = true;    ///< a trace session listens to the service from power-on
+  Millis trace_enabled_after{0};  ///< from EnableTraceEx2 to the provider's callback
 
   std::vector<TimelineEvent> timeline;  ///< ordered by time
 };

@@ -19,7 +19,7 @@ inline std::uint32_t Word(const Section& section, std::string_view key, std::uin
 
 /// "partner", "radio" and "services".
 void ReadServices(const Section& root, const std::string& file, Description& out);
-/// "amss", "processes", "sessions", "setup" and "toast"; behind "modem".
+/// "amss", "processes", "sessions", "setup" and "toast"; call after "modem" was read.
 void ReadCrash(const Section& root, const std::string& file, Description& out);
 /// "drive" and "privileges".
 void ReadSurroundings(const Section& root, const std::string& file, Description& out);

@@ -68,7 +68,7 @@ void ReadRadio(const JsonNode& node, const std::string& file, RadioDescription& 
   if (const JsonNode* const failing = radio.Find("failing_attempts");
       failing != nullptr && failing->kind == Kind::kText) {
     if (failing->text != "always") {
-      radio.Refuse(*failing, "failing_attempts", fmt::format("\"{}\" is no number", failing->text),
+      radio.Refuse(*failing, "failing_attempts", fmt::format("\"{}\" is not a number", failing->text),
                    "give a number or \"always\"");
     }
     out.failing_attempts = RadioDescription::kAlways;
@@ -82,15 +82,25 @@ void ReadRadio(const JsonNode& node, const std::string& file, RadioDescription& 
   out.answers_null_context = radio.Flag("answers_null_context", out.answers_null_context);
 }
 
+/// Whether `controls` says "serial"; "independent" without it.
+bool ReadSerialControls(const Section& services) {
+  static constexpr std::array<std::string_view, 2> kWords{"independent", "serial"};
+  const JsonNode* const word = services.Find("controls", Kind::kText);
+  if (word == nullptr || word->text == kWords[0]) return false;
+  if (word->text == kWords[1]) return true;
+  services.Refuse(*word, "controls", fmt::format("unknown rule \"{}\"", word->text), SuggestOneOf(word->text, kWords));
+}
+
 }  // namespace
 
 void ReadServices(const Section& root, const std::string& file, Description& out) {
-  static constexpr std::array<std::string_view, 2> kKnown{"manager_denied", "preshutdown_timeout_ms"};
+  static constexpr std::array<std::string_view, 3> kKnown{"controls", "manager_denied", "preshutdown_timeout_ms"};
   if (const JsonNode* const node = root.Find("partner")) ReadPartner(*node, file, out.partner);
   if (const JsonNode* const node = root.Find("radio")) ReadRadio(*node, file, out.radio);
   const JsonNode* const node = root.Find("services");
   if (node == nullptr) return;
   Section const services(*node, file, "services", kKnown);
+  out.serial_controls = ReadSerialControls(services);
   out.manager_denied = services.Flag("manager_denied", out.manager_denied);
   out.preshutdown_timeout = Duration(services, "preshutdown_timeout_ms", out.preshutdown_timeout);
 }

@@ -30,7 +30,7 @@ std::string ReadArgument(const Section& event, const std::string& word, std::str
   for (std::string_view const other : kKnown) {
     if (other == "at_ms" || other == "event" || other == key || (other == "class" && takes_class)) continue;
     if (const JsonNode* const value = event.Find(other)) {
-      event.Refuse(*value, other, fmt::format("means nothing to \"{}\"", word), "remove it");
+      event.Refuse(*value, other, fmt::format("has no meaning for \"{}\"", word), "remove it");
     }
   }
   if (key.empty()) return {};
@@ -54,7 +54,8 @@ TimelineEvent ReadEvent(const Section& event) {
   }
   if (const JsonNode* const name = event.Find("class", Kind::kText)) {
     auto const guid = Guid::Parse(name->text);
-    if (!guid) event.Refuse(*name, "class", fmt::format("\"{}\" is no GUID", name->text), "write {8-4-4-4-12} digits");
+    if (!guid)
+      event.Refuse(*name, "class", fmt::format("\"{}\" is not a GUID", name->text), "write {8-4-4-4-12} digits");
     made->guid = *guid;
   }
   return *made;

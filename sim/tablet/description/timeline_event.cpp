@@ -52,7 +52,7 @@ std::string_view HintFor(std::string_view word) {
   if (word == "power") return "give the event's type, a number up to 65535";
   if (word == "setting") return "give the GUID of a power setting as {8-4-4-4-12} digits";
   if (word == "arrival" || word == "removal") return "give the symbolic link of a device interface";
-  return "write nothing behind it";
+  return "write nothing after it";
 }
 
 std::optional<TimelineEvent> MakeEvent(std::string_view word, const std::string& argument) {

@@ -40,7 +40,7 @@ std::span<const std::string_view> EventWords();
 /// for none), which is a number for "control" and "type".
 std::string_view ArgumentOf(std::string_view word);
 
-/// The event of a word of EventWords and its argument as text; nullopt when that is no argument for it.
+/// The event of a word of EventWords and its argument as text; nullopt if the word does not take that argument.
 std::optional<TimelineEvent> MakeEvent(std::string_view word, const std::string& argument);
 
 /// What arguments a word takes, for people: "give on, off or dimmed".

@@ -5,7 +5,7 @@
 
 namespace tablet {
 
-/// One opened handle on the modem. It knows no request: each answers kInvalidFunction.
+/// One opened handle on the modem. It knows no request: each fails with kInvalidFunction.
 class ModemDevice : public DeviceFile {
  public:
   WinError Control(std::uint32_t code, std::span<const std::uint8_t> in, std::span<std::uint8_t> out,

@@ -23,7 +23,7 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
       handles_(scheduler_),
       heap_(scheduler_),
       drive_(folder / "C", folder / "attributes.txt", clock_),
-      trace_(journal_),
+      trace_(journal_, scheduler_, description.trace_enabled_after),
       services_(scheduler_, journal_, handles_),
       notifications_(scheduler_, journal_),
       partner_(description.partner, scheduler_, journal_),
@@ -37,6 +37,7 @@ Tablet::Tablet(const Description& description, const std::filesystem::path& fold
   firmware_.trouble() = description.firmware_trouble;
   if (description.free_bytes) drive_.LimitSpace(*description.free_bytes);
   if (description.manager_denied) services_.DenyManager();
+  if (description.serial_controls) services_.MakeControlsSerial();
   services_.SetPreshutdownTimeout(description.preshutdown_timeout);
   services_.OnProcessEnd([this](ProcessId process) {
     NoteWhatIsOpen(process);

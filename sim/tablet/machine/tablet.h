@@ -61,7 +61,7 @@ class Tablet {
   /// "power registration", "trace registration", "memory".
   const std::vector<std::string>& left_open() const { return left_open_; }
 
-  /// The tablet that the calls of the Windows API act on. Aborts when there is none.
+  /// The tablet that the calls of the Windows API act on. Aborts without a tablet.
   static Tablet& Current() {
     if (current_ == nullptr) RefuseWithoutTablet();
     return *current_;

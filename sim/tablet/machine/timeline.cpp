@@ -33,7 +33,7 @@ WinError SendNoted(const TimelineEvent& event, Tablet& machine, std::uint32_t co
   return refusal;
 }
 
-/// Windows tells a service of those settings alone that it registered for.
+/// Windows notifies a service only of settings that it registered for.
 WinError ChangeSetting(const TimelineEvent& event, Tablet& machine, const Guid& setting) {
   if (machine.notifications().WantsPower(setting)) {
     return SendNoted(event, machine, kControlPowerEvent, kPowerSettingChange, SettingRecord(setting, event.number));

@@ -14,7 +14,7 @@ class Tablet;
 std::string NameOfRefusal(WinError refusal);
 
 /// Lets it happen now, and says so in the journal; a control that Windows would refuse is noted with Windows' error,
-/// which is the answer, too. Display events and other power settings reach the service only while it is registered for
+/// which is returned, too. Display events and other power settings reach the service only while it is registered for
 /// them, device events only for the class it registered for; the list of devices stays as it is.
 WinError Happen(const TimelineEvent& event, Tablet& machine);
 

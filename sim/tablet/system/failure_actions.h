@@ -22,14 +22,14 @@ struct FailureActions {
   std::vector<FailureAction> actions;
   bool operator==(const FailureActions&) const = default;
 
-  /// The action for the `count`-th failure (from 1): the last one stands for all that follow. Null when there is none.
+  /// The action for the `count`-th failure (from 1): the last one repeats. Null without actions.
   const FailureAction* ForFailure(std::size_t count) const;
 };
 
 /// Counts failures as the service manager does: anew after a period without one.
 class FailureCount {
  public:
-  /// One more failure, now; tells which one it is since the count last started.
+  /// One more failure, now. Returns its number since the count last started.
   std::size_t Add(Millis now, std::uint32_t reset_seconds);
 
  private:

@@ -1,4 +1,4 @@
-// Who wants to hear of device interfaces and of power settings.
+// Registrations for device interfaces and power settings.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ class Notifications {
   bool UnregisterPower(std::uint64_t handle);
 
   // The machine's side.
-  /// Tells whoever registered for the class, on a thread of the configuration manager.
+  /// Calls every registration of the class, each on a thread of the configuration manager.
   void AnnounceDevice(std::uint32_t action, const Guid& interface_class, const std::u16string& link);
   bool WantsPower(const Guid& setting) const;
   std::size_t device_registrations() const { return devices_.size(); }

@@ -11,7 +11,7 @@ namespace tablet {
 /// A pending state and what comes of it.
 struct PartnerPhase {
   Millis duration{0};
-  Millis check_point_every{0};  ///< how often the check point grows; 0: it stands still
+  Millis check_point_every{0};  ///< how often the check point grows; 0: it does not change
   std::uint32_t wait_hint = 0;  ///< milliseconds
   std::uint32_t ends_in = kServiceStopped;
   std::uint32_t exit_code = 0;      ///< reported with the state it ends in
@@ -23,8 +23,8 @@ struct PartnerDescription {
   std::uint32_t state = kServiceStopped;  ///< at power-on; a pending state begins its phase then
   PartnerPhase starting{.ends_in = kServiceRunning};
   PartnerPhase stopping{};
-  WinError start_error = 0;    ///< what starting it answers; 0: it starts
-  WinError control_error = 0;  ///< what a control sent to it answers; 0: it is received
+  WinError start_error = 0;    ///< what starting it fails with; 0: it starts
+  WinError control_error = 0;  ///< what sending it a control fails with; 0: it is received
 };
 
 class Partner {
@@ -50,6 +50,7 @@ class Partner {
   const Scheduler& scheduler_;
   Journal& journal_;
   std::uint32_t state_;
+  bool started_ = false;  ///< by Start; otherwise the state is that at power-on
   Millis since_{0};
   std::vector<Received> received_;
 };

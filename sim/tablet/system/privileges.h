@@ -24,7 +24,7 @@ struct TokenAccess : Object {
 
 class Privileges {
  public:
-  /// The number by which Windows knows a privilege ("SeDebugPrivilege", in any case); nothing for a name that is none.
+  /// The number by which Windows knows a privilege ("SeDebugPrivilege", in any case); nothing for an unknown name.
   static std::optional<std::uint32_t> Number(std::u16string_view name);
 
   /// All that Windows knows, in the order of their numbers.

@@ -14,7 +14,7 @@ constexpr std::uint32_t kIdStep = 4;
 
 std::u16string LastPart(std::u16string_view path) { return std::u16string(path.substr(path.find_last_of(u'\\') + 1)); }
 
-/// A process that nobody but the system may open.
+/// A process that only the system may open.
 ProcessDescription Protected(std::u16string name, std::uint32_t session) {
   ProcessDescription process{.name = std::move(name), .session = session};
   process.open_error = kAccessDenied;

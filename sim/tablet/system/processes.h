@@ -46,7 +46,7 @@ struct StartedProgram {
   std::u16string path;
   std::u16string command_line;
   std::uint32_t session = 0;
-  std::u16string user;     ///< who is logged on in that session; empty: nobody
+  std::u16string user;     ///< the user who is logged on in that session; empty: none
   std::u16string account;  ///< that it runs under
   std::uint32_t flags = 0;
   std::uint32_t start_information_bytes = 0;  ///< the size field of the start information
@@ -62,12 +62,12 @@ class Processes {
 
   /// In the order they began, the two that have no executable first.
   const std::vector<std::shared_ptr<Process>>& running() const { return running_; }
-  /// Null when there is no such process.
+  /// Null for an unknown id.
   std::shared_ptr<Process> Find(std::uint32_t id) const;
-  /// Answers the id.
+  /// Returns the id.
   std::uint32_t Add(ProcessDescription process);
   void End(std::uint32_t id);
-  /// Who is logged on in a session; empty: nobody, or there is no such session.
+  /// The user who is logged on in a session; empty: none, or an unknown session.
   std::u16string UserOf(std::uint32_t session) const;
 
   /// The variables of a user, and those of the service with `inherit`, as an environment block holds them.

@@ -12,10 +12,11 @@ namespace {
 
 constexpr std::uint32_t kProcessAborted = 1067;
 constexpr std::uint32_t kRestartAction = 1;
+constexpr Millis kTurnTimeout{30'000};
 constexpr std::uint32_t kFirstCustomControl = 128;
 constexpr std::uint32_t kLastCustomControl = 255;
 
-/// The bit of the accepted mask that a control needs; 0: none; nullopt: nobody can send it.
+/// The bit of the accepted mask that a control needs; 0: none; nullopt: it cannot be sent.
 std::optional<std::uint32_t> AcceptBit(std::uint32_t control) {
   if (control == kControlInterrogate) return 0;
   if (control >= kFirstCustomControl && control <= kLastCustomControl) return 0;
@@ -46,7 +47,7 @@ bool IsSystemControl(std::uint32_t control) {
   return control == kControlShutdown || control == kControlPowerEvent || control == kControlPreshutdown;
 }
 
-/// What the handle of RegisterServiceCtrlHandlerExW stands for.
+/// The object of RegisterServiceCtrlHandlerExW's handle.
 class StatusHandle final : public Object {
  public:
   std::string_view kind() const override { return "service status"; }
@@ -73,6 +74,7 @@ void ServiceManager::Start(std::u16string service, std::function<int()> process_
   handler_ = nullptr;
   status_handle_ = 0;
   controls_.clear();
+  stop_sent_ = false;
   ended_.reset();
   journal_.Note("service \"" + ToUtf8(service_) + "\" is started");
   scheduler_.Start(process_, "main", [this, run = std::move(process_main)] {
@@ -85,10 +87,12 @@ WinError ServiceManager::Send(std::uint32_t control, std::uint32_t event_type, s
   if (ended_ || status_.state == kServiceStopped || !started()) return kServiceNotActive;
   auto const bit = AcceptBit(control);
   if (!bit) return kInvalidServiceControl;
-  bool const pending = status_.state == kServiceStartPending || status_.state == kServiceStopPending;
-  if (pending && !IsSystemControl(control)) return kServiceCannotAcceptControl;
+  bool const pending =
+      status_.state == kServiceStopPending || (status_.state == kServiceStartPending && control != kControlStop);
+  if (stop_sent_ || (pending && !IsSystemControl(control))) return kServiceCannotAcceptControl;
   if (*bit != 0 && (status_.controls_accepted & *bit) == 0) return kInvalidServiceControl;
   if (control == kControlPreshutdown) watch_.PreshutdownSent();
+  stop_sent_ = control == kControlStop || control == kControlShutdown;
   controls_.push_back({control, event_type, std::move(data)});
   return kSuccess;
 }
@@ -115,9 +119,21 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
     controls_.pop_front();
     if (!handler_) continue;
     watch_.HandlerCalled(control.code);
+    handled_ = control.code;
     last_answer_ = handler_(control.code, control.event_type, control.data.get());
+    handled_.reset();
     watch_.HandlerReturned();
   }
+}
+
+WinError ServiceManager::AwaitTurn(std::string_view call) {
+  if (!serial_controls_ || !handled_) return kSuccess;
+  std::string const busy =
+      fmt::format("the handler of service \"{}\" works on control {}", ToUtf8(service_), *handled_);
+  journal_.Note(fmt::format("note: {} waits: {}, and Windows sends one control at a time", call, busy));
+  if (scheduler_.WaitFor(kTurnTimeout, [this] { return !handled_; }) == Wake::kReady) return kSuccess;
+  journal_.Note(fmt::format("note: {} fails after 30 s: {}: ERROR_SERVICE_REQUEST_TIMEOUT (1053)", call, busy));
+  return kServiceRequestTimeout;
 }
 
 HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler handler) {
@@ -130,6 +146,12 @@ HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler 
 
 WinError ServiceManager::Report(HandleValue handle, const ServiceStatus& status) {
   if (handle == 0 || handle != status_handle_) return kInvalidHandle;
+  if (status_.state == kServiceStopped) {
+    scheduler_.HaltRun({Halt::Reason::kStopped,
+                        fmt::format("SetServiceStatus: {} is reported after STOPPED, which can crash the process on "
+                                    "Windows; report nothing after STOPPED",
+                                    StateName(status.state))});
+  }
   status_ = status;
   watch_.Reported({.pending = IsPending(status.state),
                    .stopped = status.state == kServiceStopped,
@@ -168,6 +190,7 @@ void ServiceManager::ActOnFailure() {
 }
 
 void ServiceManager::CleanUp() {
+  handled_.reset();
   watch_.Forget();
   if (end_hook_) end_hook_(process_);
   handles_.CloseAllOf(process_);

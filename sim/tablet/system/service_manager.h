@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sim/tablet/base/win_error.h"
@@ -71,25 +72,31 @@ class ServiceManager {
   /// How often the process has died since power-on.
   std::size_t deaths() const { return deaths_; }
 
-  /// Sends a control. Where Windows would refuse it: kServiceNotActive, kServiceCannotAcceptControl (the service is in
-  /// a pending state) or kInvalidServiceControl (not in its accepted mask, or nobody can send it). Controls are
-  /// delivered one after the other on the dispatcher's thread; this does not wait for that.
-  /// `data`, when given, stays valid until the handler has returned.
+  /// Sends a control. Where Windows refuses it: kServiceNotActive, kServiceCannotAcceptControl (the service is in a
+  /// pending state, or a stop was sent before) or kInvalidServiceControl (not in its accepted mask, or it cannot be
+  /// sent). A stop of a service that starts is decided by the mask alone. Controls are delivered one after the other on
+  /// the dispatcher's thread; Send does not wait for that. `data`, if given, stays valid until the handler has
+  /// returned.
   WinError Send(std::uint32_t control, std::uint32_t event_type = 0, std::shared_ptr<void> data = nullptr);
 
   /// Puts a control to the handler whatever the service accepts, as Windows never would; for tests of the handler.
   void SendUnchecked(std::uint32_t control, std::uint32_t event_type, std::shared_ptr<void> data = nullptr);
-  /// What the handler answered to the control it handled last.
+  /// What the handler returned for the control it handled last.
   std::uint32_t last_answer() const { return last_answer_; }
 
   const std::u16string& name() const { return service_; }
-  /// How long the system waits for the service once it was told of a preshutdown.
+  /// How long the system waits for the service after the preshutdown notice.
   void SetPreshutdownTimeout(Millis timeout) { watch_.SetPreshutdownTimeout(timeout); }
-  /// Told when the service's process has ended, however it did; what it holds is still open.
+  /// Called when the service's process has ended, however it did; its handles are still open.
   void OnProcessEnd(std::function<void(ProcessId)> hook) { end_hook_ = std::move(hook); }
-  /// Whoever opens the service manager is refused.
+  /// Opening the service manager fails with access denied.
   void DenyManager() { manager_denied_ = true; }
   bool manager_denied() const { return manager_denied_; }
+  /// One control at a time on the whole machine: calls that send a control or start a service wait for the handler.
+  void MakeControlsSerial() { serial_controls_ = true; }
+  /// Called by `call` before it sends a control to another service or starts one. With serial controls it waits until
+  /// no handler runs; kServiceRequestTimeout after 30 s.
+  [[nodiscard]] WinError AwaitTurn(std::string_view call);
   void SetFailureActions(FailureActions actions) { failure_actions_ = std::move(actions); }
   const FailureActions& failure_actions() const { return failure_actions_; }
 
@@ -107,6 +114,7 @@ class ServiceManager {
   WinError RunDispatcher(const std::u16string& name, ServiceMain service_main);
   /// 0 when the service is not one of this process.
   HandleValue RegisterHandler(const std::u16string& name, Handler handler);
+  /// Halts the run on a report after STOPPED, which can crash the process on Windows.
   WinError Report(HandleValue handle, const ServiceStatus& status);
 
  private:
@@ -140,6 +148,9 @@ class ServiceManager {
   Handler handler_;
   HandleValue status_handle_ = 0;
   std::deque<Control> controls_;
+  bool serial_controls_ = false;
+  bool stop_sent_ = false;
+  std::optional<std::uint32_t> handled_;  ///< the control that the handler works on
   std::uint32_t last_answer_ = 0;
   std::optional<ProcessEnd> ended_;
 };

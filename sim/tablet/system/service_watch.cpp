@@ -7,7 +7,7 @@
 namespace tablet {
 
 namespace {
-/// How long a handler may take before whoever sent the control is told that it does not answer.
+/// How long a handler may take before the sender of the control gets a time-out.
 constexpr Millis kHandlerLimit{30'000};
 }  // namespace
 

@@ -1,5 +1,5 @@
-// The rules of the service manager that a service may bend without being stopped for it: progress while a state is
-// pending, a handler that returns soon, an end in time before Windows shuts down. Bending one is noted in the journal.
+// Rules of the service manager that are noted, not enforced: progress while a state is
+// pending, a handler that returns soon, an end in time before Windows shuts down.
 #pragma once
 
 #include <cstdint>

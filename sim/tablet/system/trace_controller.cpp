@@ -99,8 +99,25 @@ WinError TraceController::Enable(std::uint64_t session, const EnabledProvider& p
                             provider.provider.ToString(), provider.level, provider.match_any));
   std::uint64_t const logger = LoggerHandle(session, provider.level, static_cast<std::uint32_t>(provider.match_any));
   enabled_[provider.provider] = logger;
-  Tell(provider.provider, true, logger);
+  if (enabled_after_ > Millis{0}) {
+    TellLater(provider.provider, logger);
+  } else {
+    Tell(provider.provider, true, logger);
+  }
   return kSuccess;
+}
+
+void TraceController::TellLater(const Guid& provider, std::uint64_t logger) {
+  scheduler_.At(scheduler_.Now() + enabled_after_, [this, provider, logger] {
+    for (const Registration& registration : registrations_) {
+      if (registration.provider != provider) continue;
+      scheduler_.Start(registration.process, "event tracing", [this, callback = registration.callback, logger] {
+        OutsideProduct const outside;
+        Rely(this);
+        callback(true, logger);
+      });
+    }
+  });
 }
 
 void TraceController::Collect(const Guid& provider, std::uint32_t flags, std::uint8_t level) {
@@ -121,7 +138,7 @@ bool TraceController::IsRegistered(const Guid& provider) const {
 }
 
 void TraceController::Tell(const Guid& provider, bool enabled, std::uint64_t logger) {
-  // A callback may hand over to threads that register and unregister: the list is not walked while it runs.
+  // A callback may yield to threads that register and unregister: the list is not walked while it runs.
   std::vector<Callback> callbacks;
   for (const Registration& registration : registrations_) {
     if (registration.provider == provider) callbacks.push_back(registration.callback);

@@ -2,7 +2,7 @@
 //
 // The providers are classic ones: at any time one session at most receives a provider's messages, the one that enabled
 // it last. The tablet's own listener, the collector, is such a session. It also reads the buffers of every private
-// session, so that all messages of a run stand in the journal, whoever receives them.
+// session, so that all messages of a run are in the journal, whichever session receives them.
 //
 // A logger handle, as in Windows, holds all that the provider needs to know: the session's number in bits 0 to 15, the
 // level in bits 16 to 23, the enable flags in bits 32 to 63.
@@ -47,16 +47,19 @@ struct TraceSession {
 
 class TraceController {
  public:
-  /// Tells a provider that it is enabled or disabled; `logger` is 0 when disabled. Runs on the calling thread.
+  /// Tells a provider that it is enabled or disabled; `logger` is 0 when disabled. Runs on the calling thread, or on
+  /// one of its own if sessions enable providers later.
   using Callback = std::function<void(bool enabled, std::uint64_t logger)>;
 
-  explicit TraceController(Journal& journal) : journal_(journal) {}
+  /// `enabled_after`: from Enable to the provider's callback; 0: before Enable returns.
+  TraceController(Journal& journal, Scheduler& scheduler, Millis enabled_after = Millis{0})
+      : journal_(journal), scheduler_(scheduler), enabled_after_(enabled_after) {}
 
   // The providers' side.
-  /// Returns the registration handle. A provider that the collector or a session has enabled is told so before this
-  /// returns.
+  /// Returns the registration handle. If the collector or a session has enabled the provider, its callback runs before
+  /// this returns.
   std::uint64_t Register(const Guid& provider, Callback callback, ProcessId process = kMachineProcess);
-  /// Does not call the callback. False when there is no such registration.
+  /// Does not call the callback. False for an unknown registration.
   bool Unregister(std::uint64_t registration);
   /// Forgets the registrations of a process that has ended.
   void UnregisterAllOf(ProcessId process);
@@ -67,8 +70,9 @@ class TraceController {
 
   // The sessions' side.
   WinError StartSession(TraceSessionSettings settings, std::uint64_t& handle);  ///< kAlreadyExists: name is taken
-  /// Enables a provider in a session, or changes how it is enabled there; the provider is told when it is registered,
-  /// and when it registers otherwise. The lower half of `match_any` becomes its enable flags.
+  /// Enables a provider in a session, or changes how it is enabled there. The provider's callback is called, or runs as
+  /// soon as it registers; until then its messages go where they went before. The lower half of `match_any` becomes its
+  /// enable flags.
   WinError Enable(std::uint64_t session, const EnabledProvider& provider);
   const std::vector<TraceSession>& sessions() const { return sessions_; }
 
@@ -90,7 +94,12 @@ class TraceController {
 
   void Tell(const Guid& provider, bool enabled, std::uint64_t logger);
 
+  /// The same on a thread of each provider's process, once enabled_after_ has passed.
+  void TellLater(const Guid& provider, std::uint64_t logger);
+
   Journal& journal_;
+  Scheduler& scheduler_;
+  Millis enabled_after_;
   std::uint64_t next_handle_ = 0x10;
   std::vector<Registration> registrations_;
   std::vector<TraceSession> sessions_;

@@ -1,4 +1,4 @@
-// Event tracing, classic providers: register, answer the controller's callback, send messages, start a session.
+// Event tracing, classic providers: register, handle the controller's callback, send messages, start a session.
 #pragma once
 
 #ifndef VANTORD_WINDOWS_H
@@ -32,7 +32,7 @@ using WMIDPREQUEST = ULONG(WINAPI*)(WMIDPREQUESTCODE request, PVOID context, ULO
 #define TRACE_MESSAGE_SYSTEMINFO 32u
 
 struct WNODE_HEADER {
-  ULONG BufferSize;  ///< bytes of the whole block, the names behind the structure included
+  ULONG BufferSize;  ///< bytes of the whole block, with the names after the structure
   ULONG ProviderId;
   ULONG64 HistoricalContext;  ///< in a provider's callback: the logger handle
   union {

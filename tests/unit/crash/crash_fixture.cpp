@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sim/tablet/drive/pe_version.h"
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/trace_provider.h"
 
@@ -32,7 +33,7 @@ tablet::Description CrashTest::WithKim() {
 void CrashTest::LogKimOn() {
   SelectUser(kKim);
   PutSession(u"1", kKim);
-  PutFile(u"c:\\Windows\\ToastGenerator\\ToastGenerator.exe", "MZ");
+  drive().Put(u"c:\\Windows\\ToastGenerator\\ToastGenerator.exe", tablet::MakeExecutableWithVersion(1, 0, 0, 0));
 }
 
 void CrashTest::PutSession(std::u16string_view name, std::u16string_view sid) {

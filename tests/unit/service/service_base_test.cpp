@@ -323,7 +323,7 @@ TEST_F(ServiceBase, ControlsThatAreNotAcceptedAreRefusedWithWindowsCodes) {
   EXPECT_EQ(machine().services().Send(77), tablet::kInvalidServiceControl);
   behaviour_.stop = [this] {
     EXPECT_EQ(machine().services().Send(200), tablet::kServiceCannotAcceptControl);
-    EXPECT_EQ(machine().services().Send(tablet::kControlPreshutdown), 0u);
+    EXPECT_EQ(machine().services().Send(tablet::kControlPreshutdown), tablet::kServiceCannotAcceptControl);
   };
   Send(SERVICE_CONTROL_STOP);
   EXPECT_EQ(machine().services().Send(tablet::kControlStop), tablet::kServiceNotActive);

@@ -108,7 +108,7 @@ TEST_F(ControlSetTest, ASelectedControlSetThatIsMissingIsRefused) {
     Load();
     FAIL() << "no complaint";
   } catch (const tablet::InputError& error) {
-    EXPECT_THAT(error.what(), HasSubstr("SYSTEM\\Select says that ControlSet003 is current, and there is none"));
+    EXPECT_THAT(error.what(), HasSubstr("SYSTEM\\Select says that ControlSet003 is current, but it does not exist"));
   }
 }
 

@@ -81,7 +81,8 @@ TEST_F(DescriptionTest, ReadsWhatSurroundsTheService) {
     },
     "radio": { "failing_attempts": "always", "notifications": 3, "notifications_null_context": true, "answers": 0,
                "answer_after_ms": 50, "answers_null_context": true },
-    "services": { "manager_denied": true, "preshutdown_timeout_ms": 10000 }
+    "services": { "controls": "serial", "manager_denied": true, "preshutdown_timeout_ms": 10000 },
+    "trace": { "enabled_after_ms": 250 }
   })");
   const tablet::PartnerDescription& partner = description.partner;
   EXPECT_FALSE(partner.present);
@@ -103,7 +104,9 @@ TEST_F(DescriptionTest, ReadsWhatSurroundsTheService) {
   EXPECT_EQ(description.radio.answer_after, Millis(50));
   EXPECT_TRUE(description.radio.answers_null_context);
   EXPECT_TRUE(description.manager_denied);
+  EXPECT_TRUE(description.serial_controls);
   EXPECT_EQ(description.preshutdown_timeout, Millis(10'000));
+  EXPECT_EQ(description.trace_enabled_after, Millis(250));
 }
 
 TEST_F(DescriptionTest, ReadsEveryEvent) {
@@ -131,9 +134,9 @@ TEST_F(DescriptionTest, RefusesEventsThatMakeNoSense) {
   EXPECT_THAT(refusal("\"control\", \"control\": 127"), HasSubstr("give a number from 128 to 255"));
   EXPECT_THAT(refusal("\"control\""), HasSubstr("timeline[0].control: the key is missing"));
   EXPECT_THAT(refusal("\"display\", \"state\": \"bright\""), HasSubstr("give on, off or dimmed"));
-  EXPECT_THAT(refusal("\"stop\", \"link\": \"a\""), HasSubstr("timeline[0].link: means nothing to \"stop\""));
-  EXPECT_THAT(refusal("\"power\", \"type\": 1, \"class\": \"a\""), HasSubstr("class: means nothing to \"power\""));
-  EXPECT_THAT(refusal("\"arrival\", \"link\": \"a\", \"class\": \"usb\""), HasSubstr("\"usb\" is no GUID"));
+  EXPECT_THAT(refusal("\"stop\", \"link\": \"a\""), HasSubstr("timeline[0].link: has no meaning for \"stop\""));
+  EXPECT_THAT(refusal("\"power\", \"type\": 1, \"class\": \"a\""), HasSubstr("class: has no meaning for \"power\""));
+  EXPECT_THAT(refusal("\"arrival\", \"link\": \"a\", \"class\": \"usb\""), HasSubstr("\"usb\" is not a GUID"));
   EXPECT_THAT(refusal("\"setting\", \"guid\": \"lid\""), HasSubstr("give the GUID of a power setting"));
 }
 
@@ -145,7 +148,9 @@ TEST_F(DescriptionTest, RefusesServicesThatMakeNoSense) {
   EXPECT_THAT(Refusal("{\"schema\": 1, \"partner\": {\"start_error\": -1}}"),
               HasSubstr("partner.start_error: -1 is out of range"));
   EXPECT_THAT(Refusal("{\"schema\": 1, \"radio\": {\"failing_attempts\": \"often\"}}"),
-              HasSubstr("radio.failing_attempts: \"often\" is no number; give a number or \"always\""));
+              HasSubstr("radio.failing_attempts: \"often\" is not a number; give a number or \"always\""));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"services\": {\"controls\": \"serail\"}}"),
+              HasSubstr("services.controls: unknown rule \"serail\"; did you mean \"serial\"?"));
   EXPECT_THAT(Refusal("{\"schema\": 1, \"services\": {\"preshutdown_timeout_ms\": true}}"),
               HasSubstr("must be a whole number"));
 }
@@ -190,7 +195,7 @@ TEST_F(DescriptionTest, RefusesValuesOutOfRange) {
                 HasSubstr("clock.start"))
         << time;
   }
-  EXPECT_THAT(Refusal("{\"schema\": 1, \"clock\": {\"utc_offset_minutes\": 841}}"), HasSubstr("841 is no time zone"));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"clock\": {\"utc_offset_minutes\": 841}}"), HasSubstr("841 is not a time zone"));
   EXPECT_THAT(Refusal("{\"schema\": 1, \"timeline\": [{\"at_ms\": -1, \"event\": \"stop\"}]}"),
               HasSubstr("timeline[0].at_ms: -1 is out of range"));
   EXPECT_THAT(Refusal("{\"schema\": 1, \"timeline\": [{\"event\": \"stop\"}]}"),
@@ -201,9 +206,9 @@ TEST_F(DescriptionTest, RefusesValuesOutOfRange) {
 }
 
 TEST_F(DescriptionTest, NamesTheLineWhereTheTextIsNoJson) {
-  EXPECT_THAT(Refusal("{\n\"schema\": 1\n\"name\": \"x\"\n}"), HasSubstr("tablet.json:3: this is no JSON"));
-  EXPECT_THAT(Refusal("{\"schema\": 1"), HasSubstr("tablet.json:1: this is no JSON"));
-  EXPECT_THAT(Refusal(""), HasSubstr("this is no JSON"));
+  EXPECT_THAT(Refusal("{\n\"schema\": 1\n\"name\": \"x\"\n}"), HasSubstr("tablet.json:3: this is not JSON"));
+  EXPECT_THAT(Refusal("{\"schema\": 1"), HasSubstr("tablet.json:1: this is not JSON"));
+  EXPECT_THAT(Refusal(""), HasSubstr("this is not JSON"));
   EXPECT_THAT(Refusal("{\"schema\": 1,\n\"schema\": 1}"),
               HasSubstr("tablet.json:2: schema: the key is given twice, first in line 1"));
 }

@@ -104,8 +104,8 @@ TEST(RegTextTest, TheHiveItselfHoldsValues) {
 }
 
 TEST(RegTextTest, TheHeaderIsRequired) {
-  EXPECT_THAT(Refusal(""), HasSubstr("t.reg:1: is no registry text; make the first line \"Windows Registry Editor"));
-  EXPECT_THAT(Refusal("\nWindows Registry Editor Version 5.00\n"), HasSubstr("t.reg:1: is no registry text"));
+  EXPECT_THAT(Refusal(""), HasSubstr("t.reg:1: is not registry text; make the first line \"Windows Registry Editor"));
+  EXPECT_THAT(Refusal("\nWindows Registry Editor Version 5.00\n"), HasSubstr("t.reg:1: is not registry text"));
   EXPECT_THAT(Refusal("REGEDIT4\n"), HasSubstr("export it again as version 5.00"));
 }
 
@@ -140,26 +140,26 @@ TEST(RegTextTest, MalformedValuesAreRefusedWithFileLineAndKey) {
   std::string const place = "t.reg:4: [HKEY_LOCAL_MACHINE\\SOFTWARE\\A]: ";
   auto const refusal = [&](const std::string& line) { return Refusal(kHead + kKey + line + "\n"); };
   EXPECT_THAT(refusal("name=dword:1"), HasSubstr(place + "neither a key, a value nor a comment"));
-  EXPECT_THAT(refusal("\"name\""), HasSubstr(place + "no = behind the name"));
+  EXPECT_THAT(refusal("\"name\""), HasSubstr(place + "no = after the name"));
   EXPECT_THAT(refusal("\"name=dword:1"), HasSubstr(place + "a quote without its end"));
   EXPECT_THAT(refusal("\"v\"=\"c:\\dir\""), HasSubstr(place + "a single backslash between quotes; write it as \\\\"));
   EXPECT_THAT(refusal("\"v\"=\"end\\"), HasSubstr(place + "a quote without its end"));
-  EXPECT_THAT(refusal("\"v\"=\"a\" \"b\""), HasSubstr(place + "more behind the data: \"b\""));
-  EXPECT_THAT(refusal("\"v\"=-1"), HasSubstr(place + "more behind the data: 1"));
+  EXPECT_THAT(refusal("\"v\"=\"a\" \"b\""), HasSubstr(place + "more after the data: \"b\""));
+  EXPECT_THAT(refusal("\"v\"=-1"), HasSubstr(place + "more after the data: 1"));
   EXPECT_THAT(refusal("\"v\"="), HasSubstr(place + "data of no known form"));
   EXPECT_THAT(refusal("\"v\"=qword:1"), HasSubstr(place + "data of no known form"));
-  EXPECT_THAT(refusal("\"v\"=dword:"), HasSubstr(place + "no number behind dword:"));
-  EXPECT_THAT(refusal("\"v\"=dword:123456789"), HasSubstr(place + "no number behind dword:"));
-  EXPECT_THAT(refusal("\"v\"=dword:0x1"), HasSubstr(place + "more behind the data: x1"));
+  EXPECT_THAT(refusal("\"v\"=dword:"), HasSubstr(place + "no number after dword:"));
+  EXPECT_THAT(refusal("\"v\"=dword:123456789"), HasSubstr(place + "no number after dword:"));
+  EXPECT_THAT(refusal("\"v\"=dword:0x1"), HasSubstr(place + "more after the data: x1"));
   EXPECT_THAT(refusal("\"v\"=hex(g):00"), HasSubstr(place + "no type that can be read"));
   EXPECT_THAT(refusal("\"v\"=hex(:00"), HasSubstr(place + "no type that can be read"));
   EXPECT_THAT(refusal("\"v\"=hex 00"), HasSubstr(place + "no type that can be read"));
-  EXPECT_THAT(refusal("\"v\"=hex:0g"), HasSubstr(place + "more behind the data: g"));
+  EXPECT_THAT(refusal("\"v\"=hex:0g"), HasSubstr(place + "more after the data: g"));
   EXPECT_THAT(refusal("\"v\"=hex:000"), HasSubstr(place + "no byte where one must stand"));
   EXPECT_THAT(refusal("\"v\"=hex:00,"), HasSubstr(place + "no byte where one must stand"));
-  EXPECT_THAT(refusal("\"v\"=hex:00 01"), HasSubstr(place + "more behind the data: 01"));
-  EXPECT_THAT(refusal("\"v\"=hex:00,\\ 01"), HasSubstr(place + "more behind the data: 01"));
-  EXPECT_THAT(refusal("\"v\"=hex:00,\\"), HasSubstr(place + "the data ends behind a backslash"));
+  EXPECT_THAT(refusal("\"v\"=hex:00 01"), HasSubstr(place + "more after the data: 01"));
+  EXPECT_THAT(refusal("\"v\"=hex:00,\\ 01"), HasSubstr(place + "more after the data: 01"));
+  EXPECT_THAT(refusal("\"v\"=hex:00,\\"), HasSubstr(place + "the data ends after a backslash"));
   EXPECT_THAT(refusal("\"v\"=hex:00,\\\n\"w\"=dword:1"), HasSubstr("t.reg:5: [HKEY_LOCAL_MACHINE\\SOFTWARE\\A]: no b"));
 }
 
@@ -175,8 +175,8 @@ TEST(RegTextTest, BytesThatAreNoTextAreRefused) {
   EXPECT_THAT(Refusal("\xFF\xFEW"), HasSubstr("in the middle of a character"));
   std::string half = tablet::ToExportForm(kHead + "; ?");
   half.replace(half.size() - 2, 2, "\x3D\xD8");
-  EXPECT_THAT(Refusal(half), HasSubstr("t.reg:3: holds a character that is no text"));
-  EXPECT_THAT(Refusal(kHead + std::string(1, '\0')), HasSubstr("t.reg:3: holds a character that is no text"));
+  EXPECT_THAT(Refusal(half), HasSubstr("t.reg:3: holds a character that is not text"));
+  EXPECT_THAT(Refusal(kHead + std::string(1, '\0')), HasSubstr("t.reg:3: holds a character that is not text"));
 }
 
 TEST(RegTextTest, ACarriageReturnEndsNoLineByItself) {

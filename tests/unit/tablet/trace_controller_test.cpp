@@ -49,6 +49,23 @@ TEST_F(TraceControllerTest, ACollectedProviderIsEnabledAsItRegisters) {
   EXPECT_THAT(told_, ElementsAre("49/5"));
 }
 
+TEST_F(TraceControllerTest, AProviderIsEnabledByASessionLaterWhereTheTabletSaysSo) {
+  tablet::Description description = DefaultDescription();
+  description.trace_enabled_after = tablet::Millis{250};
+  PowerOn(description);
+  trace().Collect(kProvider, 1, 5);
+  Register(kProvider);
+  std::uint64_t const collector = logger_;
+  std::uint64_t const session = StartSession(u"private");
+  EXPECT_EQ(trace().Enable(session, {kProvider, 4, 0xFF, 0}), 0u);
+  machine().scheduler().Sleep(tablet::Millis{249});
+  EXPECT_EQ(logger_, collector) << "messages still go to the session before";
+  machine().scheduler().Sleep(tablet::Millis{2});
+  EXPECT_THAT(told_, ElementsAre("1/5", "255/4"));
+  EXPECT_EQ(trace().Message(logger_, kMessage, 10, u"to the new one"), 0u);
+  EXPECT_NE(logger_, collector);
+}
+
 TEST_F(TraceControllerTest, ARegisteredProviderIsToldOfEachChange) {
   Register(kProvider);
   EXPECT_THAT(told_, IsEmpty());

@@ -3,6 +3,7 @@
 #include "sim/tablet/base/text.h"
 #include "tests/testing/file_calls.h"
 #include "tests/testing/tablet_fixture.h"
+#include "tests/unit/winapi/refusal.h"
 
 namespace {
 
@@ -109,7 +110,7 @@ TEST_F(Find, EachMatchComesWithItsSizeAttributesAndTimes) {
   EXPECT_TRUE(::FindClose(find));
 }
 
-TEST_F(Find, ASearchIsEndedByFindCloseOnlyAndOnce) {
+TEST_F(Find, ASearchIsEndedByFindCloseOnly) {
   Put(u"c:\\a");
   WIN32_FIND_DATAW data = {};
   HANDLE const find = ::FindFirstFileW(TEXT("c:\\*"), &data);
@@ -118,12 +119,31 @@ TEST_F(Find, ASearchIsEndedByFindCloseOnlyAndOnce) {
   EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), ElementsAre("search"));
   EXPECT_TRUE(::FindClose(find));
   EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), ElementsAre());
-  EXPECT_FALSE(::FindClose(find));
+  EXPECT_FALSE(::FindClose(INVALID_HANDLE_VALUE));
   EXPECT_EQ(::GetLastError(), 6u);
-  EXPECT_FALSE(::FindNextFileW(find, &data));
+  EXPECT_FALSE(::FindNextFileW(INVALID_HANDLE_VALUE, &data));
   EXPECT_EQ(::GetLastError(), 6u);
-  Handle const file(CreateAlways(TEXT("c:\\a")));
-  EXPECT_FALSE(::FindClose(file)) << "a file's handle is no search";
+}
+
+TEST_F(Find, AClosedSearchIsRefused) {
+  auto const refusal = [this](void (*use)(HANDLE find)) {
+    PowerOn(DefaultDescription());
+    Put(u"c:\\a");
+    return testing_support::RefusalOf(machine(), [use] {
+      WIN32_FIND_DATAW data = {};
+      HANDLE const find = ::FindFirstFileW(TEXT("c:\\*"), &data);
+      ::FindClose(find);
+      use(find);
+    });
+  };
+  EXPECT_THAT(refusal([](HANDLE find) { ::FindClose(find); }), testing::HasSubstr("FindClose: not modelled"));
+  EXPECT_THAT(refusal([](HANDLE find) {
+                WIN32_FIND_DATAW data = {};
+                ::FindNextFileW(find, &data);
+              }),
+              testing::HasSubstr("FindNextFileW: not modelled"));
+  EXPECT_THAT(refusal([](HANDLE) { ::FindClose(CreateAlways(TEXT("c:\\a"))); }),
+              testing::HasSubstr("a handle that is not a search"));
 }
 
 }  // namespace

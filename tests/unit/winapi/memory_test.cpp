@@ -46,7 +46,9 @@ TEST_F(MemoryTest, FreeingNullIsFine) {
 TEST_F(MemoryTest, AFaultIsAnAllocationThatGivesNull) {
   Inject("HeapAlloc", ERROR_NOT_ENOUGH_MEMORY, 1, 1);
   Inject("LocalAlloc", ERROR_NOT_ENOUGH_MEMORY, 1, 1);
+  ::SetLastError(77);
   EXPECT_EQ(::HeapAlloc(::GetProcessHeap(), 0, 1), nullptr);
+  EXPECT_EQ(::GetLastError(), 77u) << "the process heap does not set the last error";
   EXPECT_EQ(::LocalAlloc(LPTR, 1), nullptr);
   EXPECT_EQ(::GetLastError(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
   EXPECT_NE(::HeapAlloc(::GetProcessHeap(), 0, 1), nullptr);

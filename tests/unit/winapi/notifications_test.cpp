@@ -169,7 +169,7 @@ TEST_F(NotificationCalls, WhatIsNotModelledIsRefusedLoudly) {
                           Register(notification);
                           Announce(0);
                         }),
-              HasSubstr("a callback that answers an error"));
+              HasSubstr("a callback that returns an error"));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "sim/tablet/drive/pe_version.h"
 #include "tests/testing/tablet_fixture.h"
 #include "tests/unit/winapi/refusal.h"
 
@@ -25,7 +26,7 @@ class ProcessesTest : public testing_support::TabletTest {
     description.crash.sessions = {{.id = 3, .user = u"kim"}};
     description.crash.processes = {{.name = u"tool.exe", .session = 3, .id = 5000}};
     PowerOn(description);
-    drive().Put(kProgram, {});
+    drive().Put(kProgram, tablet::MakeExecutableWithVersion(1, 0, 0, 0));
   }
   static std::vector<DWORD> Ids() {
     std::array<DWORD, 100> ids{};
@@ -137,6 +138,13 @@ TEST_F(ProcessesTest, OnlyAPrimaryTokenStartsAProgramThatIsThere) {
   EXPECT_EQ(StartError(Primary()), 0u) << "one start was to fail";
 }
 
+TEST_F(ProcessesTest, AFileThatIsNotAnExecutableDoesNotStart) {
+  std::string const text = "MZ, and no more of a program";
+  drive().Put(kProgram, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  EXPECT_EQ(StartError(Primary()), DWORD{ERROR_BAD_EXE_FORMAT});
+  EXPECT_THAT(machine().processes().started(), IsEmpty());
+}
+
 TEST_F(ProcessesTest, TheCommandLineIsWrittenTo) {
   WCHAR line[] = TEXT("program one");
   STARTUPINFOW info = {};
@@ -165,7 +173,7 @@ TEST_F(ProcessesTest, WhatIsNotModelledIsRefused) {
   };
   EXPECT_THAT(refusal([] { ::OpenProcess(0x400, FALSE, 5000); }), HasSubstr("desired access 0x400"));
   EXPECT_THAT(refusal([] { StartError(Primary(), nullptr); }), HasSubstr("without an application"));
-  EXPECT_THAT(refusal([] { ::DestroyEnvironmentBlock(nullptr); }), HasSubstr("no environment block"));
+  EXPECT_THAT(refusal([] { ::DestroyEnvironmentBlock(nullptr); }), HasSubstr("not an environment block"));
 }
 
 // Threads.

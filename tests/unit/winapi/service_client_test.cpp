@@ -86,6 +86,10 @@ TEST_F(ServiceClient, ThePartnersStatusFollowsItsPhases) {
   SC_HANDLE const partner = Open(TEXT("Pelt"));
   EXPECT_EQ(Query(partner).dwCurrentState, DWORD{SERVICE_STOPPED});
   EXPECT_EQ(::StartServiceW(partner, 0, nullptr), TRUE);
+  SERVICE_STATUS_PROCESS const first = Query(partner);
+  EXPECT_EQ(first.dwCurrentState, DWORD{SERVICE_START_PENDING});
+  EXPECT_EQ(first.dwCheckPoint, 0u) << "the service manager's own status";
+  EXPECT_EQ(first.dwWaitHint, 2000u);
   ::Sleep(999);
   SERVICE_STATUS_PROCESS const pending = Query(partner);
   EXPECT_EQ(pending.dwCurrentState, DWORD{SERVICE_START_PENDING});
@@ -131,10 +135,25 @@ TEST_F(ServiceClient, ControlsAreRefusedInOtherStates) {
   PowerOnWith({.state = tablet::kServiceStopPending, .stopping = {.duration = Millis{1000}}});
   EXPECT_EQ(::ControlService(Open(TEXT("Pelt")), 134, &status), FALSE);
   EXPECT_EQ(::GetLastError(), tablet::kServiceCannotAcceptControl);
+  PowerOnWith({.state = tablet::kServiceStartPending, .starting = {.duration = Millis{1000}}});
+  EXPECT_EQ(::ControlService(Open(TEXT("Pelt")), 134, &status), FALSE);
+  EXPECT_EQ(::GetLastError(), tablet::kServiceCannotAcceptControl);
+  EXPECT_EQ(::ControlService(Open(TEXT("Pelt")), SERVICE_CONTROL_STOP, &status), FALSE);
+  EXPECT_EQ(::GetLastError(), tablet::kInvalidServiceControl) << "a service that starts accepts no stop";
   PowerOnWith({.state = tablet::kServiceRunning, .control_error = 1052});
   EXPECT_EQ(::ControlService(Open(TEXT("Pelt")), 134, &status), FALSE);
   EXPECT_EQ(::GetLastError(), 1052u);
   EXPECT_THAT(machine().partner().received(), IsEmpty());
+}
+
+TEST_F(ServiceClient, ARefusedControlGivesTheStatusWithFourErrorsOnly) {
+  for (auto const& [error, given] :
+       {std::pair{1052u, true}, {1061u, true}, {1062u, true}, {1053u, false}, {5u, false}}) {
+    PowerOnWith({.state = tablet::kServiceRunning, .control_error = error});
+    SERVICE_STATUS status = {};
+    EXPECT_EQ(::ControlService(Open(TEXT("Pelt")), 134, &status), FALSE);
+    EXPECT_EQ(status.dwCurrentState == SERVICE_RUNNING, given) << error;
+  }
 }
 
 TEST_F(ServiceClient, AStatusBufferThatIsTooSmallIsLeftAlone) {
@@ -160,6 +179,23 @@ TEST_F(ServiceClient, FailureActionsAreKeptAsGiven) {
   EXPECT_EQ(kept.reboot_message, u"again");
   EXPECT_EQ(kept.command, u"");
   EXPECT_THAT(kept.actions, ElementsAre(tablet::FailureAction{1, 5}, tablet::FailureAction{0, 0}));
+}
+
+TEST_F(ServiceClient, NullMembersOfFailureActionsLeaveWhatWasThere) {
+  StartSelf();
+  SC_ACTION actions[] = {{SC_ACTION_RESTART, 5}};
+  WCHAR message[] = TEXT("again");
+  WCHAR command[] = TEXT("run");
+  WCHAR nothing[] = TEXT("");
+  auto const change = [](SERVICE_FAILURE_ACTIONSW given) {
+    EXPECT_EQ(::ChangeServiceConfig2W(Open(TEXT("Vantord")), SERVICE_CONFIG_FAILURE_ACTIONS, &given), TRUE);
+  };
+  change({60, message, command, 1, actions});
+  tablet::FailureActions kept = machine().services().failure_actions();
+  change({99, nullptr, nullptr, 7, nullptr});
+  EXPECT_EQ(machine().services().failure_actions(), kept) << "the reset period belongs to the actions";
+  change({99, nothing, nothing, 0, actions});
+  EXPECT_EQ(machine().services().failure_actions(), tablet::FailureActions{}) << "empty texts and no actions delete";
 }
 
 TEST_F(ServiceClient, InjectedErrorsBecomeTheLastError) {

@@ -158,8 +158,8 @@ TEST_F(TraceTest, OtherFormsOfMessagesAreRefused) {
     return RefusalOf(machine(), body);
   };
   EXPECT_THAT(refusal([] { Send(1, TEXT("abc"), 8, 0x3); }), HasSubstr("flags 0x3"));
-  EXPECT_THAT(refusal([] { Send(1, TEXT("abc"), 6); }), HasSubstr("no wide text with its terminator"));
-  EXPECT_THAT(refusal([] { Send(1, TEXT("abc"), 7); }), HasSubstr("no wide text with its terminator"));
+  EXPECT_THAT(refusal([] { Send(1, TEXT("abc"), 6); }), HasSubstr("not a wide text with its terminator"));
+  EXPECT_THAT(refusal([] { Send(1, TEXT("abc"), 7); }), HasSubstr("not a wide text with its terminator"));
   EXPECT_THAT(refusal([] {
                 ::TraceMessage(1, kFlags, &kMessage, 10, TEXT("a"), SIZE_T{4}, TEXT("b"), SIZE_T{4},
                                static_cast<void*>(nullptr));
