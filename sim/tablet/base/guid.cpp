@@ -6,7 +6,7 @@ namespace tablet {
 
 namespace {
 
-/// Where the bytes of the text stand in memory: the first three fields are little-endian.
+/// Where the bytes of the text go in memory: the first three fields are little-endian.
 constexpr std::array<std::size_t, 16> kMemoryOrder{3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
 
 int HexDigit(char c) {

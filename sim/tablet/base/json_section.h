@@ -13,8 +13,8 @@ namespace tablet {
 
 class Section {
  public:
-  /// `name` is the section's place among the file's keys, empty for the whole. Throws InputError for what is no object
-  /// and for keys that are not `known`. Refers to `node`.
+  /// `name` is the section's place among the file's keys, empty for the whole. Throws InputError for what is not an
+  /// object and for keys that are not `known`. Refers to `node`.
   Section(const JsonNode& node, std::string file, std::string name, std::span<const std::string_view> known);
 
   const JsonNode* Find(std::string_view key) const;

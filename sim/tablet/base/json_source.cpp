@@ -18,8 +18,8 @@ namespace {
 /// Objects and lists within one another: a tree is taken down by calls as deep as it is.
 constexpr std::size_t kDeepest = 100;
 
-/// Where the parser stands. It reads one character too many behind a number, therefore the line is that of the last
-/// character that is no white space.
+/// The parser's place. It reads one character past a number; the line is that of the last character that is not white
+/// space.
 struct Position {
   int line = 1;
   int line_of_last_mark = 1;
@@ -113,8 +113,8 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
   }
   bool parse_error(std::size_t, const std::string& last_token, const nlohmann::detail::exception&) override {
     throw InputError(Place(),
-                     last_token.empty() ? "this is no JSON: the text ends too early"
-                                        : fmt::format("this is no JSON: unexpected \"{}\"", last_token),
+                     last_token.empty() ? "this is not JSON: the text ends too early"
+                                        : fmt::format("this is not JSON: unexpected \"{}\"", last_token),
                      "look for a missing comma, quote or brace here or just before");
   }
 

@@ -32,7 +32,7 @@ struct JsonNode::Member {
 /// "a number", "an object": for messages.
 std::string_view KindName(JsonNode::Kind kind);
 
-/// Throws InputError ("file:line") for text that is no JSON, for keys given twice in one object, for whole numbers
+/// Throws InputError ("file:line") for text that is not JSON, for keys given twice in one object, for whole numbers
 /// beyond 64 bits, and for objects and lists more than 100 deep.
 JsonNode ParseJsonWithLines(std::string_view text, const std::string& file_name);
 

@@ -9,7 +9,7 @@ namespace tablet {
 
 /// The candidate that is fewest edits (insertions, deletions, replacements, swaps of neighbours) away from `word`,
 /// without regard to case; the first of several. A candidate that holds the whole word counts as one edit away. Empty
-/// when there are no candidates.
+/// without candidates.
 std::string_view NearestOf(std::string_view word, std::span<const std::string_view> candidates);
 
 /// "did you mean \"stop\"? Known are: preshutdown, stop"

@@ -8,11 +8,11 @@ namespace tablet {
 
 /// Lone surrogates become U+FFFD.
 std::string ToUtf8(std::u16string_view text);
-/// Bytes that are no UTF-8 become U+FFFD.
+/// Bytes that are not UTF-8 become U+FFFD.
 std::u16string ToUtf16(std::string_view text);
 
 /// Upper case, one character to one character, as the registry and file systems of Windows compare names. Covers
-/// ASCII, Latin-1, Greek and Cyrillic; other letters stand for themselves.
+/// ASCII, Latin-1, Greek and Cyrillic; other letters stay as they are.
 char16_t FoldCaseBeyondAscii(char16_t character);
 inline char16_t FoldCase(char16_t character) {
   if (character >= 0x80) return FoldCaseBeyondAscii(character);

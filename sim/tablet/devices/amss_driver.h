@@ -24,7 +24,7 @@ class AmssDriver {
   /// link alone.
   DeviceInterface Device();
 
-  /// A reset that the driver was asked for.
+  /// A requested reset.
   struct Request {
     Millis at{0};
     std::vector<std::uint8_t> record;

@@ -58,7 +58,7 @@ void WriteVariable(const std::filesystem::path& file, const FirmwareVariable& va
   if (!out) throw InputError(file.string(), "cannot be written", "check the folder's permissions and the free space");
 }
 
-/// The folder's entries, ordered by name: what is wrong is told of the same file every time.
+/// The folder's entries, ordered by name, so that messages always name the same file.
 std::set<std::filesystem::path> EntriesOf(const std::filesystem::path& folder) {
   std::error_code error;
   std::filesystem::directory_iterator const entries(folder, error);

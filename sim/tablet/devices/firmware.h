@@ -34,14 +34,14 @@ struct FirmwareTrouble {
   WinError status = 0;                   ///< the reply's status; 0: none of this trouble
   std::uint32_t count = kEvery;          ///< for how many requests
   WinError request_error = 0;            ///< with it, the request itself fails, its status written all the same
-  std::deque<std::uint32_t> sizes = {};  ///< answers to the next requests for a size, in place of the truth
+  std::deque<std::uint32_t> sizes = {};  ///< returned to the next requests for a size instead of the real one
 };
 
 class Firmware {
  public:
   using Variables = std::map<FirmwareKey, FirmwareVariable>;
 
-  /// Reads the folder (which may be absent: no variables). Throws InputError for a file name that is no NAME-GUID, for
+  /// Reads the folder (which may be absent: no variables). Throws InputError for a file name that is not NAME-GUID, for
   /// two files of one variable and for files of fewer than 4 bytes.
   void Load(const std::filesystem::path& efi_folder);
   /// Writes the folder as it is now; files of variables that are gone are removed. Throws InputError for what cannot
@@ -57,7 +57,7 @@ class Firmware {
 
   FirmwareTrouble& trouble() { return trouble_; }
 
-  /// Told of every look-up: which variable and what it is, null when there is none.
+  /// Called for every look-up: the variable's name and content, null if it does not exist.
   std::function<void(const FirmwareKey& key, const FirmwareVariable* variable)> on_find;
 
  private:

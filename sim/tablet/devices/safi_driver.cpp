@@ -42,7 +42,7 @@ std::u16string TextAt(Bytes bytes, std::size_t at) {
   return text;
 }
 
-/// None for a text that does not begin with a braced GUID, has no name behind it or one that no file can have.
+/// None for a text that does not begin with a braced GUID, has no name after it or one that no file can have.
 std::optional<FirmwareKey> KeyOf(const std::u16string& text) {
   if (text.size() <= kBracedGuidCharacters) return std::nullopt;
   std::optional<Guid> const vendor = Guid::Parse(ToUtf8(text.substr(0, kBracedGuidCharacters)));

@@ -62,7 +62,7 @@ void Rename(const fs::path& from, const fs::path& to) {
   if (failure) throw InputError(to.string(), "cannot be replaced: " + failure.message(), "check the folder's rights");
 }
 
-/// Gives `to` what stands at `from`, and `from` what stood at `to`: at no moment is there nothing at `to`.
+/// Exchanges the two. `to` exists at every moment.
 void Exchange(const fs::path& from, const fs::path& to) {
   if (!fs::exists(to)) return Rename(from, to);
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) return;
@@ -102,9 +102,10 @@ void ReadRegistryFolder(const fs::path& folder, Registry& registry, bool with_sa
   if (auto const current = trial.GetDword(u"SYSTEM\\Select", u"Current")) {
     std::u16string const control_set = ToUtf16(fmt::format("ControlSet{:03}", *current));
     if (!trial.HasKey(u"SYSTEM\\" + control_set)) {
-      throw InputError((folder / kRegistry).string(),
-                       fmt::format("SYSTEM\\Select says that {} is current, and there is none", ToUtf8(control_set)),
-                       "export that control set too, or remove SYSTEM\\Select");
+      throw InputError(
+          (folder / kRegistry).string(),
+          fmt::format("SYSTEM\\Select says that {} is current, but it does not exist", ToUtf8(control_set)),
+          "export that control set too, or remove SYSTEM\\Select");
     }
     registry.ServeControlSet(control_set);
   }

@@ -36,7 +36,7 @@ void CopyDrive(const std::filesystem::path& folder, const std::filesystem::path&
 /// differs from them.
 void CompleteFolder(const std::filesystem::path& original, Tablet& machine, const std::filesystem::path& work);
 
-/// Puts the state of `machine`, whose drive stands in `work`, into `folder`, part by part: each is written aside and
+/// Puts the state of `machine`, whose drive is in `work`, into `folder`, part by part: each is written aside and
 /// then takes the place of the old one, which goes to `work`. `work` must be on the same file system.
 void ReplaceState(const std::filesystem::path& folder, Tablet& machine, const std::filesystem::path& work);
 

@@ -1,4 +1,4 @@
-// Whether a tablet's folder is still as it was: somebody may work in it while a run is on.
+// Whether a tablet's folder is still as it was: people may work in it during a run.
 #pragma once
 
 #include <cstdint>

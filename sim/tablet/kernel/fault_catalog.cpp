@@ -64,7 +64,7 @@ constexpr Row kRows[] = {
      "ERROR_DISK_FULL ERROR_IO_DEVICE ERROR_HANDLE_DISK_FULL ERROR_WRITE_PROTECT ERROR_LOCK_VIOLATION "
      "ERROR_INVALID_HANDLE"},
 
-    // Firmware variables: what their driver answers.
+    // Firmware variables: the status that their driver returns.
     {"Pstatus", Failure::kAnswerOfFirmware,
      "ERROR_IO_DEVICE ERROR_ENVVAR_NOT_FOUND ERROR_ACCESS_DENIED ERROR_INVALID_FUNCTION ERROR_INVALID_PARAMETER "
      "ERROR_INSUFFICIENT_BUFFER"},

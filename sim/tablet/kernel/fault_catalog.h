@@ -13,7 +13,7 @@
 
 namespace tablet {
 
-/// How a caller sees that a call failed. The error is the last error, except where it is told otherwise.
+/// How a caller sees that a call failed. The error is the last error unless noted otherwise.
 enum class Failure {
   kNever,            ///< the call cannot fail
   kFalse,            ///< FALSE
@@ -24,10 +24,10 @@ enum class Failure {
   kWaitFailed,       ///< WAIT_FAILED: 0xFFFFFFFF
   kInvalidTrace,     ///< INVALID_PROCESSTRACE_HANDLE
   kItsArgument,      ///< the block that was to be freed
-  kStatus,           ///< the error itself, as the registry's calls answer it (LSTATUS, ULONG, DWORD)
+  kStatus,           ///< the error itself, as the registry's calls return it (LSTATUS, ULONG, DWORD)
   kConfigRet,        ///< the error itself, a CONFIGRET
   kResult,           ///< the error itself as a failed HRESULT; a system error becomes 0x8007xxxx
-  kAnswerOfFirmware  ///< no call: the status in the answer of the firmware driver to a request that succeeds (Pstatus)
+  kAnswerOfFirmware  ///< not a call: the status that the firmware driver returns with a request that succeeds (Pstatus)
 };
 
 struct CatalogedCall {

@@ -49,7 +49,7 @@ void ReadOccurrences(std::string_view whole, std::string_view when, Fault& out) 
   auto const first = Number(start);
   auto const last = open || dash == std::string_view::npos ? first : Number(when.substr(dash + 1));
   if (!first || !last || *first == 0 || *last < *first) {
-    Refuse(whole, fmt::format("\"{}\" is no occurrence", when), "write 3, 3-5, 3+ (and all later ones) or all");
+    Refuse(whole, fmt::format("\"{}\" is not an occurrence", when), "write 3, 3-5, 3+ (and all later ones) or all");
   }
   out.first = *first;
   out.count = open ? Fault::kEvery : *last - *first + 1;

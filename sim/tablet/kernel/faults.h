@@ -1,5 +1,5 @@
-// Faults: calls of the Windows API that fail on demand. What must survive any of them is the service's business; a
-// fault is data: which call, which of its occurrences, which error.
+// Faults: calls of the Windows API that fail on demand. A fault is data: which call, which of its occurrences, which
+// error.
 #pragma once
 
 #include <cstdint>
@@ -26,24 +26,24 @@ class Faults {
   void Add(Fault fault) { faults_.push_back({.fault = std::move(fault)}); }
   void Clear() { faults_.clear(); }
 
-  /// Counts one occurrence of `call` and answers the error it must fail with, or 0. The fault added first wins.
+  /// Counts one occurrence of `call` and returns the error it must fail with, or 0. The fault added first wins.
   WinError Ask(std::string_view call) { return AsksNothing() ? 0 : AskEach(call); }
-  /// Nobody counts calls, and none fails.
+  /// No call is counted, and none fails.
   bool AsksNothing() const { return !on_ask && faults_.empty(); }
 
-  /// A fault and what became of it.
+  /// A fault and how often it occurred.
   struct Counted {
     Fault fault;
     std::uint32_t seen = 0;  ///< occurrences of its call since it was added
     std::uint32_t hits = 0;  ///< how many of them failed by it
   };
   const std::vector<Counted>& all() const { return faults_; }
-  /// The calls of faults that never came to pass.
+  /// The calls of faults that never occurred.
   std::vector<std::string> Unused() const;
 
-  /// Told of every occurrence of a call, before it is answered.
+  /// Called for every occurrence of a call, before it fails or not.
   std::function<void(std::string_view call)> on_ask;
-  /// Told when a fault comes to pass for the first time.
+  /// Called when a fault occurs for the first time.
   std::function<void(const Counted&)> on_first_hit;
 
  private:

@@ -15,7 +15,7 @@ using HandleValue = std::uint64_t;
 
 class OpenFile;
 
-/// What a handle stands for. Shared by the handles that name it and by whoever waits for it.
+/// What a handle refers to. Shared by its handles and by the threads that wait for it.
 class Object {
  public:
   virtual ~Object() = default;
@@ -24,7 +24,7 @@ class Object {
   /// Whether a wait on it would end now. Only objects that can be waited for override these.
   virtual bool waitable() const { return false; }
   virtual bool signaled() const { return false; }
-  /// The object itself when it is a file of drive C:, which is asked for at every read; null otherwise.
+  /// The object itself if it is a file of drive C:, else null. Called at every read.
   virtual OpenFile* AsFile() { return nullptr; }
   /// A wait has ended by this object; an auto-reset event resets itself here.
   virtual void Consume() {}
@@ -36,10 +36,10 @@ class HandleTable {
 
   /// A new handle of the running process. Values are multiples of 4 and are never used twice.
   HandleValue Add(std::shared_ptr<Object> object);
-  /// The object behind a handle; null when the handle is not open.
+  /// The object of a handle; null if the handle is not open.
   std::shared_ptr<Object> Find(HandleValue handle) const;
-  /// The file of drive C: behind a handle, without a share in it: it stays as long as the handle is open. Null when the
-  /// handle is not open or stands for something else.
+  /// The file of drive C: of a handle, not owned: it exists as long as the handle is open. Null if the handle is not
+  /// open or refers to something else.
   OpenFile* FindFile(HandleValue handle) const { return handle == last_ ? last_file_ : SearchFile(handle); }
   /// The same when it is a `T`; null otherwise.
   template <typename T>
@@ -68,8 +68,8 @@ class HandleTable {
   const Scheduler& scheduler_;
   HandleValue next_ = 0x40;
   std::vector<Entry> entries_;  ///< in the order of their handles, which is the one they were opened in
-  // The latest answer of FindFile: a file is read many times in a row.
-  mutable HandleValue last_ = 0;  ///< 0 is no handle, and no file stands behind it
+  // The latest result of FindFile: a file is read many times in a row.
+  mutable HandleValue last_ = 0;  ///< 0 is not a handle and has no file
   mutable OpenFile* last_file_ = nullptr;
 };
 

@@ -3,7 +3,7 @@
 namespace tablet {
 
 void* Heap::Allocate(HeapKind kind, std::size_t bytes) {
-  // One byte at least: blocks are told apart by their addresses.
+  // One byte at least: blocks differ by their addresses.
   auto memory = std::make_unique<std::byte[]>(bytes == 0 ? 1 : bytes);
   void* const address = memory.get();
   blocks_.emplace(address, Block{kind, scheduler_.current_process(), next_order_++, bytes, std::move(memory)});

@@ -21,7 +21,7 @@ class Heap {
   /// A new block of the running process, aligned for any type; zeroed. Never null: a request of 0 bytes gives a block
   /// of its own as well.
   void* Allocate(HeapKind kind, std::size_t bytes);
-  /// False, with nothing freed, when `memory` is no live block of that kind.
+  /// False, with nothing freed, if `memory` is not a live block of that kind.
   bool Free(HeapKind kind, const void* memory);
   /// Sizes in bytes of the blocks a process holds, in the order they were allocated.
   std::vector<std::size_t> LiveBlocks(ProcessId process) const;

@@ -65,7 +65,7 @@ class Journal {
   void Record(std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what);
   void Note(std::string text) { Record(Happening{std::move(text)}); }
 
-  /// Listeners are told of each event as it happens. They must not call the tablet.
+  /// Listeners are called with each event as it happens. They must not call the tablet.
   void Listen(std::function<void(const Event&)> listener) { listeners_.push_back(std::move(listener)); }
 
   /// Calls are recorded on demand only: they are many.

@@ -1,8 +1,8 @@
-// What ThreadSanitizer is told about the threads of the simulation; without it nothing here does anything.
+// What ThreadSanitizer sees of the simulated threads. In other builds nothing here has an effect.
 //
-// Simulated threads run one at a time, handed on by a baton: to ThreadSanitizer that hand-over orders everything, and
-// no race of the simulated program could ever be found. So the whole stand-in, the baton with it, is kept out of its
-// sight, and the few orders that Windows promises to a program are stated one by one. sim/winapi/README.md lists them.
+// Simulated threads run one at a time and pass a baton. ThreadSanitizer would see everything ordered by it and find no
+// race. So the whole stand-in, the baton too, is hidden from it, and the few orders that Windows documents are stated
+// one by one. sim/winapi/README.md lists them.
 #pragma once
 
 namespace tablet {
@@ -22,14 +22,14 @@ inline constexpr bool kRacesAreWatched = false;
 namespace race_edges {
 void Leave();             ///< accesses and atomics of the calling thread are not seen from here on
 void Return();            ///< undoes one Leave
-unsigned Suspend();       ///< undoes every Leave of the calling thread; tells how many there were
+unsigned Suspend();       ///< undoes every Leave of the calling thread; returns their number
 void Resume(unsigned n);  ///< undoes Suspend
 void Release(const void* channel);
 void Acquire(const void* channel);
 }  // namespace race_edges
 
-/// While one exists, its thread is at work for the stand-in: nothing of what it does is seen. They may be nested. A
-/// process must not exit while its exiting thread has one.
+/// While one exists, its thread works for the stand-in and is not seen. May be nested. A process must not exit while
+/// its exiting thread has one.
 class OutsideProduct {
  public:
   OutsideProduct() {
@@ -42,7 +42,7 @@ class OutsideProduct {
   OutsideProduct& operator=(const OutsideProduct&) = delete;
 };
 
-/// The stand-in calls back: while one exists, the thread is seen, whatever OutsideProduct stands around it.
+/// For callbacks of the stand-in: while one exists, the thread is seen again, however many OutsideProduct it has.
 class InsideProduct {
  public:
   InsideProduct() {
@@ -58,12 +58,12 @@ class InsideProduct {
   [[maybe_unused]] unsigned left_ = 0;
 };
 
-/// What the calling thread did until now comes before whatever relies on the same channel later. A channel is the
-/// address of an object of the tablet that stands for the promise.
+/// Release: what the calling thread did until now happens before every later Rely on the same channel. A channel is the
+/// address of an object of the tablet.
 inline void Promise(const void* channel) {
   if constexpr (kRacesAreWatched) race_edges::Release(channel);
 }
-/// All that was promised on the channel until now comes before what the calling thread does from here on.
+/// Acquire: every earlier Promise on the channel happens before what the calling thread does from here on.
 inline void Rely(const void* channel) {
   if constexpr (kRacesAreWatched) race_edges::Acquire(channel);
 }

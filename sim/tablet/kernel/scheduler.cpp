@@ -101,11 +101,11 @@ ThreadId Scheduler::Start(ProcessId process, std::string name, std::function<voi
   thread->first_of_process = std::none_of(threads_.begin(), threads_.end(),
                                           [&](const ThreadPointer& other) { return other->process == process; });
   threads_.push_back(thread);
-  // A thread comes behind the one that asked for it, but not behind one that moved the clock for the machine: making
-  // it states no order, since the maker is outside the product.
+  // Creating a thread happens before its first instruction, unless the clock was moved for the machine: that thread is
+  // outside the product.
   if (current_->id != 0) Promise(thread.get());
-  // No handler stands around the body: an exception that leaves it must reach the terminate handler with nothing
-  // unwound, as it ends a process on Windows.
+  // No handler around the body: an exception that leaves it must reach the terminate handler with nothing unwound, as
+  // it ends a process on Windows.
   std::thread([this, thread] { ThreadMain(thread); }).detach();
   return thread->id;
 }
@@ -146,7 +146,7 @@ Scheduler::ThreadPointer Scheduler::PickRunnable() {
     runnable_.push_back(&thread);
   }
   if (runnable_.empty()) return nullptr;
-  // Whoever hands on stands behind all who were waiting for it.
+  // A thread that yields queues behind all that were waiting.
   if (current_->turn == 0) current_->turn = next_turn_++;
   if (options_.seed != 0) return *runnable_[random_() % runnable_.size()];
   return **std::min_element(runnable_.begin(), runnable_.end(),

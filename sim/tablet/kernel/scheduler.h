@@ -1,7 +1,7 @@
 // Simulated threads and virtual time.
 //
-// Simulated threads are real threads of which exactly one runs at any moment. The running one hands on at calls of the
-// Windows API and whenever it waits. Time is virtual: when nobody can run, the clock jumps to the next deadline.
+// Simulated threads are real threads of which exactly one runs at any moment. The running one yields at calls of the
+// Windows API and whenever it waits. Time is virtual: when no thread can run, the clock jumps to the next deadline.
 //
 // The thread that makes the scheduler is its thread 0, "machine": the outside world of the simulated processes (a test
 // body, the engineers' program). It runs like any other, and is woken when everything has come to rest.
@@ -53,13 +53,13 @@ class Scheduler {
   };
 
   explicit Scheduler(Options options);
-  /// Threads that still exist stay parked for ever; they never touch the scheduler again.
+  /// Threads that still exist stay parked and never touch the scheduler again.
   ~Scheduler();
   Scheduler(const Scheduler&) = delete;
   Scheduler& operator=(const Scheduler&) = delete;
 
   Millis Now() const { return now_; }
-  /// Calls of the Windows API so far. May be asked from any thread of the host: whoever watches for a standstill does.
+  /// Calls of the Windows API so far. Callable from any thread of the host, such as a watchdog.
   std::uint64_t calls() const { return calls_.load(std::memory_order_relaxed); }
 
   /// Makes a thread that runs `body` once it is chosen. A body that an exception leaves ends its process.
@@ -82,24 +82,24 @@ class Scheduler {
   }
 
   /// Cuts the power at the beginning of call number `call`, counted from 1 since power-on: that call and everything
-  /// behind it never happen, the run is halted. 0: never.
+  /// after it never happen, the run is halted. 0: never.
   void CutPowerAt(std::uint64_t call);
   /// Another seed than that of the options. Before any thread is made.
   void Reseed(std::uint64_t seed);
 
-  /// Waits until `ready` holds or the clock reaches `deadline` (since power-on; kForever: none). `ready` is asked by
-  /// whichever thread looks for work; it must not wait or change anything.
+  /// Waits until `ready` holds or the clock reaches `deadline` (since power-on; kForever: none). Any thread may call
+  /// `ready`; it must not wait or change anything.
   Wake Wait(Millis deadline, std::function<bool()> ready);
   Wake WaitFor(Millis duration, std::function<bool()> ready);
   void Sleep(Millis duration);
 
-  /// Runs `action` when the clock reaches `when`, on whatever thread moved the clock. It must not wait. Answers the
+  /// Runs `action` when the clock reaches `when`, on whatever thread moved the clock. It must not wait. Returns the
   /// action's number, never 0.
   std::uint64_t At(Millis when, std::function<void()> action);
   /// Forgets an action that has not run; does nothing for any other number.
   void Cancel(std::uint64_t action);
 
-  /// Asked when no thread can run and no deadline is left. Answers whether it made something runnable.
+  /// Called when no thread can run and no deadline is left. Returns whether it made something runnable.
   void OnIdle(std::function<bool()> hook) { idle_hook_ = std::move(hook); }
   /// Called in --realtime while the clock waits, several times a second, and at each jump otherwise.
   void OnTick(std::function<void()> hook) { tick_hook_ = std::move(hook); }
@@ -107,13 +107,13 @@ class Scheduler {
   /// Ends every thread of a process where it stands: nothing is unwound, the threads are parked. When the caller's own
   /// process ends, the call does not return.
   void EndProcess(ProcessId process);
-  /// Told when an exception has left a thread, before its process is ended; the text says which exception.
+  /// Called when an exception has left a thread, before its process ends; the text describes the exception.
   void OnDeath(std::function<void(ProcessId, const std::string& thread, const std::string& why)> hook) {
     death_hook_ = std::move(hook);
   }
 
   /// Halts the run: thread 0 is woken, every other thread is parked. Does not return on another thread than 0. On
-  /// thread 0 it prints the message and aborts, since nobody is left to tell.
+  /// thread 0 it prints the message and aborts.
   [[noreturn]] void HaltRun(Halt halt);
   const std::optional<Halt>& halted() const { return halt_; }
 
@@ -137,9 +137,9 @@ class Scheduler {
   void HandOverAt(std::uint64_t number, std::string_view call);  ///< call `number` may be more than counted
   void ForeseeCalls();                                           ///< finds uneventful_before_ anew
   void SwitchFrom(SimThread& self);                              ///< gives the baton away and waits for it
-  SimThread* PassBaton();                                        ///< to whoever runs next; tells who that is
+  SimThread* PassBaton();                                        ///< to the thread that runs next, which it returns
   void AsMachine(const std::function<void()>& work);             ///< runs a hook under thread 0's name
-  ThreadPointer PickNext();                                      ///< moves the clock when nobody can run
+  ThreadPointer PickNext();                                      ///< moves the clock if no thread can run
   ThreadPointer PickRunnable();
   bool AdvanceClock();  ///< false: no deadline is left
   void MoveClockTo(Millis when);
@@ -154,14 +154,14 @@ class Scheduler {
     std::function<void()> run;
   };
 
-  OutsideProduct const outside_;  ///< thread 0 is no part of the product
+  OutsideProduct const outside_;  ///< thread 0 is not part of the product
   Options options_;
   std::mt19937_64 random_;
   Millis now_{0};
   std::atomic<std::uint64_t> calls_{0};
   std::uint64_t cut_at_ = 0;
   std::uint64_t calls_at_movement_ = 0;  ///< how many there had been when the clock moved last
-  /// Calls with a smaller number are counted, and nothing else: there is no cut, no limit and no turn's end among them.
+  /// Calls with a smaller number are only counted: no cut, limit or end of a turn is among them.
   std::uint64_t uneventful_before_ = 0;
   std::uint64_t next_turn_ = 1;
   std::uint64_t next_action_ = 1;

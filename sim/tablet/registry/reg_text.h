@@ -14,7 +14,7 @@ namespace tablet {
 /// Throws InputError naming file, line and key for anything malformed and for hives other than HKEY_LOCAL_MACHINE, and
 /// then has changed nothing.
 void ReadRegFile(const std::filesystem::path& file, Registry& registry);
-/// The same for text in memory; `name` stands for the file in messages.
+/// The same for text in memory; messages name the file `name`.
 void ReadRegText(std::string_view bytes, const std::string& name, Registry& registry);
 
 /// The whole registry as text, keys and values in order of their names. UTF-8, LF. Read again it gives the very same

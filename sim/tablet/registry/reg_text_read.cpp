@@ -43,7 +43,7 @@ int HexDigit(char16_t c) {
   return -1;
 }
 
-/// Takes up to `most` hexadecimal digits; nothing when there is none, or one more than that.
+/// Takes up to `most` hexadecimal digits; nothing if there are none or more.
 std::optional<std::uint32_t> TakeHex(std::u16string_view& text, std::size_t most) {
   std::uint32_t number = 0;
   std::size_t digits = 0;
@@ -86,7 +86,7 @@ std::u16string Decode(std::string_view bytes, const std::string& name) {
   return DecodeUtf8(bytes, name);
 }
 
-/// One thing that the text asks for, kept until all of it has been understood.
+/// One change that the text asks for, kept until all of the text has been read.
 struct Step {
   enum class Kind { kMakeKey, kRemoveKey, kSet, kRemoveValue } kind;
   std::u16string key;
@@ -131,7 +131,7 @@ class Reader {
       if (pair) {
         ++i;
       } else if (line_[i] == 0 || (line_[i] >= 0xD800 && line_[i] < 0xE000)) {
-        Refuse("holds a character that is no text", kSaveAs);
+        Refuse("holds a character that is not text", kSaveAs);
       }
     }
     return true;
@@ -150,7 +150,7 @@ class Reader {
     if (any && TrimEnd(line_) == u"REGEDIT4") {
       Refuse("is in the ANSI form of old systems", "export it again as version 5.00");
     }
-    Refuse("is no registry text", "make the first line \"" + ToUtf8(kHeader) + "\"");
+    Refuse("is not registry text", "make the first line \"" + ToUtf8(kHeader) + "\"");
   }
 
   void ReadKey(std::u16string_view line) {
@@ -196,7 +196,7 @@ class Reader {
     std::u16string name;
     if (!Take(line, u"@")) name = TakeQuoted(line);
     line = TrimStart(line);
-    if (!Take(line, u"=")) Refuse("no = behind the name of the value", "write \"name\"=data");
+    if (!Take(line, u"=")) Refuse("no = after the name of the value", "write \"name\"=data");
     ReadData(std::move(name), TrimStart(line));
   }
 
@@ -211,7 +211,7 @@ class Reader {
       value = TextValue(TakeQuoted(line));
     } else if (Take(line, u"dword:")) {
       std::optional<std::uint32_t> const number = TakeHex(line, 8);
-      if (!number) Refuse("no number behind dword:", "write up to 8 hexadecimal digits");
+      if (!number) Refuse("no number after dword:", "write up to 8 hexadecimal digits");
       value = DwordValue(*number);
     } else if (Take(line, u"hex")) {
       value.type = TakeType(line);
@@ -226,7 +226,7 @@ class Reader {
   void ExpectEnd(std::u16string_view line) const {
     line = TrimStart(line);
     if (!line.empty() && !line.starts_with(u';')) {
-      Refuse("more behind the data: " + ToUtf8(line), "write one value on a line");
+      Refuse("more after the data: " + ToUtf8(line), "write one value on a line");
     }
   }
 
@@ -255,7 +255,7 @@ class Reader {
       std::optional<std::uint32_t> const type = TakeHex(line, 8);
       if (type && Take(line, u"):")) return *type;
     }
-    Refuse("no type that can be read behind hex", "write hex: or hex(n):, n the type in hexadecimal");
+    Refuse("no readable type after hex", "write hex: or hex(n):, n the type in hexadecimal");
   }
 
   /// Bytes separated by commas, over several lines where a line ends in a backslash.
@@ -266,7 +266,7 @@ class Reader {
       line = TrimStart(line);
       if (Take(line, u"\\")) {
         ExpectEnd(line);
-        if (!NextLine()) Refuse("the data ends behind a backslash", "write the bytes that follow, or remove it");
+        if (!NextLine()) Refuse("the data ends after a backslash", "write the bytes that follow, or remove it");
         line = TrimEnd(line_);
         wanted = true;
         continue;

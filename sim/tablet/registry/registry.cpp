@@ -84,7 +84,7 @@ class RegistryKey {
   std::map<std::u16string, NamedValue> values;                  ///< by folded name
   bool deleted = false;
 
-  /// Links to sub-keys, by folded name: the name, and the sub-key that it stands for.
+  /// Links to sub-keys, by folded name: the name, and the sub-key that it leads to.
   std::map<std::u16string, std::pair<std::u16string, std::u16string>> links;
 };
 
@@ -105,7 +105,7 @@ class Registry::Implementation {
     return key;
   }
 
-  /// A folded path with the link in it, if any, replaced by what it stands for: links lie right below the top keys.
+  /// A folded path with the link in it, if any, replaced by its target: links lie right below the top keys.
   std::u16string Followed(const std::u16string& path) const {
     std::vector<std::u16string_view> const names = Split(path);
     std::shared_ptr<RegistryKey> const top = names.size() < 2 ? nullptr : root->Child(names[0]);
@@ -302,7 +302,7 @@ void Registry::RemoveKey(std::u16string_view path) {
   for (std::size_t i = 0; i + 1 < names.size() && parent != nullptr; ++i) parent = parent->Child(names[i]);
   std::shared_ptr<RegistryKey> const key = parent == nullptr ? nullptr : parent->Child(names.back());
   if (key == nullptr) return;
-  if (parent->links.erase(FoldCase(names.back())) != 0) return;  // the link goes, not what it stands for
+  if (parent->links.erase(FoldCase(names.back())) != 0) return;  // the link goes, not its target
   key->MarkDeleted();
   parent->keys.erase(FoldCase(names.back()));
 }

@@ -34,7 +34,7 @@ RegistryValue DwordValue(std::uint32_t number);
 /// The data read as UTF-16 up to its first zero character, whatever its type.
 std::u16string TextOf(const RegistryValue& value);
 
-/// What tablet.json says of a key: it and everything below it answers access denied, for all access or for writing.
+/// What tablet.json says of a key: access to it and to everything below it is denied, all access or writing.
 enum class KeyGuard { kNone, kReadOnly, kDenied };
 
 /// Rights a key was opened with; the bits of Windows' KEY_* rights.
@@ -48,7 +48,7 @@ inline constexpr std::size_t kLongestKeyName = 255;
 
 class RegistryKey;
 
-/// An open key: what an HKEY of the simulated process stands for.
+/// An open key: the object of an HKEY.
 class OpenKey final : public Object {
  public:
   OpenKey(std::shared_ptr<RegistryKey> key, std::u16string path, std::uint32_t access)
@@ -90,11 +90,11 @@ class Registry {
   Registry(const Registry&) = delete;
   Registry& operator=(const Registry&) = delete;
 
-  // The Windows side. Each answers a Windows error code: kAccessDenied where a guard or the handle's own rights forbid
+  // The Windows side. Each returns a Windows error code: kAccessDenied where a guard or the handle's own rights forbid
   // it, kFileNotFound for a missing key or value, kKeyDeleted for a handle whose key is gone, kBadPathName for a path
   // that begins with a separator, kInvalidParameter for a name that is too long. Outputs are written on success only.
 
-  /// `base` null: the root. Creates the whole chain of missing keys. `existed` tells the disposition. Whether a key may
+  /// `base` null: the root. Creates the whole chain of missing keys. `existed` is the disposition. Whether a key may
   /// be made is up to the guards, not to the rights of `base`.
   WinError Create(const OpenKey* base, std::u16string_view path, std::uint32_t access, std::shared_ptr<OpenKey>& out,
                   bool& existed);
@@ -134,11 +134,12 @@ class Registry {
   std::unique_ptr<Registry> Snapshot() const;
   /// Makes the keys and values those of `state`; guards stay. Keys that are open are deleted for their holders.
   void Restore(const Registry& state);
-  /// What must change in `before` to make `after`, ordered by path and name. A key that is gone is told
-  /// once, for everything below it; the values of a new key are told each.
+  /// What must change in `before` to make `after`, ordered by path and name. A removed key is
+  /// listed once, for everything below it; of a new key each value is listed.
   static std::vector<RegistryChange> Compare(const Registry& before, const Registry& after);
 
-  /// Told of every query of a value by the simulated processes: the key's path as first written, the name as asked for.
+  /// Called for every query of a value by the simulated processes: the key's path as first written, the name as asked
+  /// for.
   std::function<void(std::u16string_view key, std::u16string_view value, WinError result, const RegistryValue& data)>
       on_query;
 
