@@ -89,7 +89,7 @@ int main() {
     arrived = machine.journal().Messages().size();
     TraceProviderCleanup();
   }
-  std::printf("allocations of %d messages: zone off %u, nobody listens %u, sent %u\n", kMessages, off, silent, sent);
+  std::printf("allocations of %d messages: zone off %u, no listener %u, sent %u\n", kMessages, off, silent, sent);
   if (arrived != kMessages) {
     std::printf("%zu messages arrived, expected %d\n", arrived, kMessages);
     return 1;

@@ -88,7 +88,7 @@ def targets(data):
         rows.append([f"cost of an entry over sizes, {name}", "within 15 %", f"{spread:.1%}", "yes" if spread <= 0.15 else "**no**"])
     service = data["service"]
     off, silent = service["messages"]["off"], service["messages"]["silent"]
-    rows += [["message, nobody listens", "below 1,000 ns", f"{silent:.0f} ns", "yes" if silent < 1000 else "**no**"],
+    rows += [["message, no listener", "below 1,000 ns", f"{silent:.0f} ns", "yes" if silent < 1000 else "**no**"],
              ["message, zone off", "a bit test", f"{off:.2f} ns", "see below"],
              ["parked service, a virtual day", "0 calls", f"{service['parked'][0]}", "yes" if service["parked"][0] == 0 else "**no**"]]
     cpu, virtual, _ = service["radio"]
@@ -118,7 +118,7 @@ def shares(data):
 def messages_and_runs(service):
     cost = service["messages"]
     out = ["## The rest of the service", "", "Nanoseconds of CPU time for one message:", ""]
-    out += table(["zone off", "zone on, nobody listens", "sent to the simulated collector"],
+    out += table(["zone off", "zone on, no listener", "sent to the simulated collector"],
                  [[f"{cost['off']:.2f}", f"{cost['silent']:.0f}", f"{cost['sent']:.0f}"]])
     out += [f"`bench_allocations`: {service['allocations']}.", ""]
     calls, steps, before, after = service["parked"]

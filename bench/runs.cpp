@@ -42,18 +42,18 @@ bool Rests(const std::optional<cli::RunEnd>& end) {
 
 bool Boot(cli::TabletRun& run) {
   std::uint64_t const begun = Now();
-  auto const tell = [&](const std::string& text) {
+  auto const print = [&](const std::string& text) {
     std::printf("%lld %llu %s\n", static_cast<long long>(run.machine().scheduler().Now().count()),
                 static_cast<unsigned long long>(Now() - begun), text.c_str());
   };
   run.machine().journal().Listen([&](const tablet::Event& event) {
-    if (const auto* trace = std::get_if<tablet::TraceEvent>(&event.what)) tell(trace->text);
-    if (const auto* status = std::get_if<tablet::StatusEvent>(&event.what)) tell(status->state);
+    if (const auto* trace = std::get_if<tablet::TraceEvent>(&event.what)) print(trace->text);
+    if (const auto* status = std::get_if<tablet::StatusEvent>(&event.what)) print(status->state);
   });
-  tell("power-on");
+  print("power-on");
   run.Start();
   bool const rests = Rests(run.RunUntilRest());
-  tell("rest");
+  print("rest");
   return rests;
 }
 

@@ -24,7 +24,7 @@ def functions(code):
             kind, first, before = scopes.pop() if scopes else ("inside", line, "")
             if kind == "function":
                 found.append((first, line, " ".join(before.split())))
-            # An initializer belongs to the head that it stands in; anything else ends it.
+            # An initializer belongs to the head around it; anything else ends the head.
             head = before + "{}" if kind == "initializer" else ""
         elif character == ";" and _balanced(head):
             head = ""
@@ -38,8 +38,8 @@ def _balanced(head):
 
 
 def _kind(head, scopes):
-    """What an opening brace begins: a scope that may hold functions, a function, an initializer in the middle of a
-    declaration, or something inside of one of the last two."""
+    """The kind of an opening brace: "scope" (may contain functions), "function", "initializer" (within a declaration), or
+    "inside" one of the last two."""
     if scopes and scopes[-1][0] != "scope":
         return "inside"
     head = re.sub(r"^(?:\s*(?:public|protected|private)\s*:)+\s*", "", head)

@@ -1,4 +1,4 @@
-"""The project's files, and C++ sources with their comments and literals told apart."""
+"""The project's files; C++ sources split into code, comments and literals."""
 
 import os
 import re
@@ -8,7 +8,7 @@ from pathlib import Path
 PRODUCT = "vantord"
 PASSED_OVER = (".git", "build", "dist", "__pycache__", ".cache")
 
-# Order matters: a number takes its digit separators, a word its letters, before a quote can begin a literal.
+# Order matters: a number takes its digit separators, an identifier its letters, before a quote can begin a literal.
 _TOKEN = re.compile(
     r"""(?P<comment>//(?:[^\n\\]|\\.|\\\n)*|/\*.*?\*/)
       | (?P<raw>(?:\b(?:u8|[uUL]))?\bR"(?P<mark>[^()\\\s]{0,16})\(.*?\)(?P=mark)")
@@ -27,12 +27,12 @@ DELIBERATE = re.compile(
 
 
 def _blank(text):
-    """As many spaces, on the same lines."""
+    """Spaces of the same length, on the same lines."""
     return re.sub(r"[^\n]", " ", text)
 
 
 def _blank_literal(text):
-    """Keeps prefix and quotes, so that the kind of literal can still be seen."""
+    """Keeps prefix and quotes, which show the kind of literal."""
     first = re.search(r"[\"']", text).start()
     return text[: first + 1] + _blank(text[first + 1 : -1]) + text[-1]
 
@@ -63,7 +63,7 @@ class Source:
 
     @cached_property
     def code(self):
-        """Neither comments nor what literals hold."""
+        """The text without comments and without the content of literals."""
 
         def strip(match):
             if match["comment"]:
@@ -84,7 +84,7 @@ class Source:
 
     @cached_property
     def includes(self):
-        """(line, name, whether it is in quotes) of each include."""
+        """(line, name, True if quoted) of each include."""
         found = []
         for line, text in self.directives:
             match = re.match(r'#\s*include(?:_next)?\s*([<"])([^>"]+)[>"]', text)
@@ -94,7 +94,7 @@ class Source:
 
     @cached_property
     def comments(self):
-        """(line, text) of each comment; // comments on neighbouring lines are one."""
+        """(line, text) of each comment; consecutive lines of // are one."""
         blocks = []
         last_line = None
         for match in _TOKEN.finditer(self.text):
@@ -111,7 +111,7 @@ class Source:
 
 
 def load(root):
-    """Every text file of the project, in order of path."""
+    """Every text file of the project, sorted by path."""
     sources = []
     for folder, subfolders, names in os.walk(root):
         subfolders[:] = sorted(name for name in subfolders if name not in PASSED_OVER)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Reads the whole project and says which of its rules it breaks: style.py [FOLDER]. Exit code 1 when there are any."""
+"""Reports each violation of the style rules: style.py [FOLDER]. Exit code 1 if there are any."""
 
 import sys
 from pathlib import Path
