@@ -3,7 +3,6 @@ find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
-find_package(GTest REQUIRED)
 
 find_program(LLD_PROGRAM ld.lld)
 if(LLD_PROGRAM)
@@ -22,7 +21,7 @@ vantord_precompile(hosted_headers vantord_tablet
   algorithm array charconv chrono cstdint deque filesystem fstream functional map memory mutex optional set span sstream
   stdexcept string string_view utility vector fmt/format.h nlohmann/json.hpp)
 vantord_precompiled(vantord_tablet hosted_headers)
-vantord_by_folder(vantord_tablet 12)
+vantord_by_folder(vantord_tablet 24 JOIN base,description,devices folder,kernel,machine,system)
 
 add_library(vantord_winapi STATIC)
 file(GLOB winapi_sources CONFIGURE_DEPENDS sim/winapi/*.cpp)
@@ -40,7 +39,8 @@ add_library(vantord_cli STATIC ${cli_sources})
 target_link_libraries(vantord_cli PUBLIC vantord_service LibArchive::LibArchive OpenSSL::Crypto CLI11::CLI11)
 vantord_precompiled(vantord_cli hosted_headers)
 vantord_lines_only(vantord_cli)
-vantord_by_folder(vantord_cli 12)
+vantord_by_folder(vantord_cli 24
+  JOIN archive,base,boot bundle,compare,output commands,report run,samples select,validate story,sweep)
 include(cmake/ReportPage.cmake)
 add_executable(vantord-tablet cli/main.cpp)
 target_link_libraries(vantord-tablet PRIVATE vantord_cli)
@@ -66,6 +66,11 @@ target_link_libraries(vantord_cli PUBLIC ${CMAKE_DL_LIBS})
 
 include(cmake/Install.cmake)
 
+if(NOT VANTORD_TESTS)
+  vantord_by_folder(vantord_service 12)
+  return()
+endif()
+find_package(GTest REQUIRED)
 include(CTest)
 include(GoogleTest)
 add_subdirectory(tests)

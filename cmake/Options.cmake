@@ -33,15 +33,21 @@ function(vantord_lines_only target)
 endfunction()
 
 # Sources of one folder are compiled together, at most BATCH at a time: most of the time goes into the headers they share.
-# The service's own sources are always compiled singly, as clang-tidy and the other compilers read them.
+# JOIN names small folders that are compiled together, each group as one word: "story,sweep". The service's own sources
+# are compiled singly wherever there are tests, as clang-tidy and the other compilers read them.
 option(VANTORD_UNITY "Compile the sources of a folder of the tablet, the program and the tests together" ON)
 function(vantord_by_folder target batch)
+  cmake_parse_arguments(PARSE_ARGV 2 group "" "" "JOIN")
   get_target_property(sources ${target} SOURCES)
-  set(count 0)
   foreach(source IN LISTS sources)
     if(source MATCHES "[.]cpp$")
       cmake_path(GET source PARENT_PATH folder)
       cmake_path(GET folder FILENAME folder)
+      foreach(joined IN LISTS group_JOIN)
+        if(",${joined}," MATCHES ",${folder},")
+          string(REPLACE "," "_" folder ${joined})
+        endif()
+      endforeach()
       math(EXPR part "${${folder}_count} + 0")
       math(EXPR ${folder}_count "${part} + 1")
       math(EXPR part "${part} / ${batch}")
