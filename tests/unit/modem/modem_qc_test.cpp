@@ -265,7 +265,7 @@ TEST_F(ModemQc, EventOperationsDoNothing) {
 TEST_F(ModemQc, TheModemStateIsClearedAndStaysSo) {
   PutInstance(u"0000", kFirmwarePath);
   OpenedModem modem;
-  modem.ExistModemCtrl();
+  (void)modem.ExistModemCtrl();
   modem.Init();
   modem.OnModemOn();
   modem.Deinit(1);

@@ -26,7 +26,6 @@ constexpr char kLinkText[] = R"(\\?\USB#VID_04E8&PID_6860#1#{a5dcbf10-6530-11d2-
 class RecordingModem final : public CModemTemplate {
  public:
   explicit RecordingModem(std::function<void(const std::string&)> record) : m_record(std::move(record)) {}
-  ~RecordingModem() { delete m_pModemCtrl; }
 
   DWORD Init() override { return 0; }
   /// Does not come back, so that a stop can be looked at without a worker that ends it.
