@@ -31,6 +31,9 @@ compiler made code for it. `scripts/coverage.py` fails if an unreached line is n
 line is reached; `./dev coverage --write` renews the page and keeps the reasons.
 """
 
+# What people write: kept as it is.
+REST = "\n# Wrong lines that no test notices\n"
+
 
 def gcov(build):
     """gcov's records of every object of the service."""
@@ -67,11 +70,17 @@ def unreached(counts):
             yield path, lines[number - 1].strip()
 
 
+def written():
+    """The page as it is: what is counted, and what people write."""
+    counted, heading, rest = (PAGE.read_text(encoding="utf-8") if PAGE.exists() else "").partition(REST)
+    return counted, heading + rest
+
+
 def listed():
     """{(path, text): reason} of the page."""
     reasons = {}
     path = None
-    for line in PAGE.read_text(encoding="utf-8").splitlines() if PAGE.exists() else ():
+    for line in written()[0].splitlines():
         heading = re.match(r"## `(.+)`$", line)
         entry = re.match(r"- `` (.*) ``: (.*)$", line)
         if heading:
@@ -101,7 +110,7 @@ def page(counts, reasons):
             parts.append(f"\n## `{path}`\n\n")
             last = path
         parts.append(f"- `` {text} ``: {reasons.get((path, text), NO_REASON)}\n")
-    return "".join(parts)
+    return "".join(parts) + written()[1]
 
 
 def main(arguments):

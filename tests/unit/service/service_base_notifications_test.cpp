@@ -98,6 +98,17 @@ TEST_F(Notifications, AStopWithoutRegistrationsUndoesNone) {
   EXPECT_THAT(machine().journal().Calls("PowerSettingUnregisterNotification"), IsEmpty());
 }
 
+TEST_F(Notifications, AnUnregistrationThatSucceedsIsNotLogged) {
+  for (const char* end : {"stop", "preshutdown"}) {
+    PowerOnDeployed(DefaultDescription());
+    Boot();
+    Happen(end);
+    EXPECT_EQ(machine().journal().Calls("PowerSettingUnregisterNotification").size(), 1u) << end;
+    EXPECT_THAT(LinesOf("CServiceBase::Stop"), IsEmpty());
+    EXPECT_THAT(LinesOf("CServiceBase::Preshutdown"), IsEmpty());
+  }
+}
+
 TEST_F(Notifications, EachRegistrationIsUndoneOnItsOwn) {
   Inject("CM_Register_Notification", 0x1F);
   Boot();
