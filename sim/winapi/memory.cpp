@@ -12,6 +12,9 @@ namespace {
 // An address that no other handle has.
 constexpr tablet::HandleValue kProcessHeap = 0x10000;
 
+// No machine has as much: a larger request fails, as on Windows.
+constexpr SIZE_T kMostBytes = SIZE_T{1} << 40;
+
 // How a block looks in the journal, whose text must be the same at every run: addresses are not.
 constexpr std::string_view kBlock = "a block";
 
@@ -30,7 +33,7 @@ HANDLE GetProcessHeap() { return win32::ToHandle(kProcessHeap); }
 LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes) {
   auto describe = [&] { return fmt::format("{:#x}, {} bytes", flags, bytes); };
   Call call("HeapAlloc", describe);
-  if (call.fault() != 0) return call.Done(LPVOID{nullptr});  // a failure does not set the last error
+  if (call.fault() != 0 || bytes > kMostBytes) return call.Done(LPVOID{nullptr});  // the last error stays
   if (heap != GetProcessHeap()) RefuseUnmodelled("HeapAlloc", "a heap other than the process heap");
   if ((flags & ~HEAP_ZERO_MEMORY) != 0) RefuseUnmodelled("HeapAlloc", fmt::format("flags {:#x}", flags));
   call.Done(kBlock);
@@ -53,6 +56,7 @@ HLOCAL LocalAlloc(UINT flags, SIZE_T bytes) {
   auto describe = [&] { return fmt::format("{:#x}, {} bytes", flags, bytes); };
   Call call("LocalAlloc", describe);
   if (call.fault() != 0) return call.Fail(HLOCAL{nullptr});
+  if (bytes > kMostBytes) return call.Fail(HLOCAL{nullptr}, ERROR_NOT_ENOUGH_MEMORY);
   if ((flags & ~LPTR) != 0) RefuseUnmodelled("LocalAlloc", fmt::format("flags {:#x}", flags));
   call.Done(kBlock);
   return MakeBlock(tablet::HeapKind::kLocal, bytes, (flags & LMEM_ZEROINIT) != 0);

@@ -182,6 +182,12 @@ TEST_F(Folders, ASearchIsTakenAtItsStart) {
   EXPECT_EQ(names, (NameList{TEXT("."), TEXT(".."), TEXT("a")}));
 }
 
+TEST_F(Folders, ASearchThatNeverBeganIsNeitherContinuedNorClosed) {
+  WIN32_FIND_DATAW data = {};
+  EXPECT_EQ(Error(::FindNextFileW(INVALID_HANDLE_VALUE, &data)), 6u);
+  EXPECT_EQ(Error(::FindClose(INVALID_HANDLE_VALUE)), 6u);
+}
+
 TEST_F(Folders, MovingTakesDataAndAttributesAlong) {
   Text const from = Put(TEXT("A.dmp"), "data", FILE_ATTRIBUTE_HIDDEN);
   ASSERT_EQ(MakeError(In(TEXT("to"))), 0u);

@@ -60,6 +60,15 @@ TEST_F(Memory, BlocksAreZeroOnDemand) {
   EXPECT_EQ(::LocalFree(local), nullptr);
 }
 
+TEST_F(Memory, TooLargeARequestFails) {
+  constexpr SIZE_T kTooMuch = SIZE_T{1} << 62;
+  ::SetLastError(77);
+  EXPECT_EQ(::HeapAlloc(::GetProcessHeap(), 0, kTooMuch), nullptr);
+  EXPECT_EQ(::GetLastError(), Differs<DWORD>("heap-last-error", 77, 8));
+  EXPECT_EQ(::LocalAlloc(LPTR, kTooMuch), nullptr);
+  EXPECT_EQ(::GetLastError(), 8u);
+}
+
 TEST_F(Memory, FreeingNullSucceeds) {
   EXPECT_TRUE(::HeapFree(::GetProcessHeap(), 0, nullptr));
   EXPECT_EQ(::LocalFree(nullptr), nullptr);
