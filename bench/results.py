@@ -140,6 +140,7 @@ def working_set(footprint):
     """The memory of the resting service under Wine, beside that of a service that does nothing."""
     if not footprint:
         return []
+
     def row(name, column, chosen):
         return [name, *(f"{sum(sizes[column] for of, sizes in files.items() if chosen(of)):,}" for files in footprint.values())]
 

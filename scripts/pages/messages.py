@@ -54,7 +54,9 @@ This page is made by `scripts/pages/messages.py --write`; a test fails when it i
 
 
 def without_comments(text):
-    keep = lambda found: found.group(0) if found.group(0)[0] in "\"'" else re.sub(r"[^\n]", " ", found.group(0))
+    def keep(found):
+        return found.group(0) if found.group(0)[0] in "\"'" else re.sub(r"[^\n]", " ", found.group(0))
+
     return re.sub(r'"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\'|//[^\n]*|/\*.*?\*/', keep, text, flags=re.S)
 
 

@@ -122,6 +122,7 @@ class X64:
     """Reads go through the address of the mask, which the program keeps, or to the mask itself."""
 
     CALLS = ("callq",)
+
     def __init__(self, mask, kept):
         self.mask, self.kept = mask, kept
         self.holders = set()
