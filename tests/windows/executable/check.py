@@ -42,6 +42,8 @@ def described(program):
         "size": len(program.data),
         # Places that end the process if something was written past a buffer on the stack.
         "canaries": program.calls(STACK_CHECK_FAILED[program.machine]) if program.machine in STACK_CHECK_FAILED else 0,
+        # zlib's checksum by the processor's instructions; x64 has none for it.
+        "crc_instructions": program.crc_instructions() > 0,
         "load_configuration": program.load_configuration(),
         "exports": program.exports(),
         "imports": program.imports(),

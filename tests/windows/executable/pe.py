@@ -7,6 +7,7 @@ from dataclasses import dataclass
 EXPORTS, IMPORTS, RESOURCES, RELOCATIONS, DEBUG, LOAD_CONFIG = 0, 1, 2, 5, 6, 10
 RT_VERSION = 16
 ARM64 = 0xAA64  # the machine
+CRC32X_MASK, CRC32X = 0xFFE0FC00, 0x9AC04C00
 DEBUG_CODEVIEW, DEBUG_REPRODUCIBLE = 2, 16
 SECTION_EXECUTABLE, SECTION_WRITABLE = 0x20000000, 0x80000000
 GUARD_CF = 0x4000  # of the DLL characteristics
@@ -115,6 +116,17 @@ class Program:
     def calls(self, code):
         """How many calls lead to the function that consists of these bytes."""
         return sum(self._calls_in(section, code) for section in self.sections if section.flags & SECTION_EXECUTABLE)
+
+    def crc_instructions(self):
+        """How many instructions of ARM64 take 8 bytes into a CRC-32 (crc32x)."""
+        if self.machine != ARM64:
+            return 0
+        found = 0
+        for section in self.sections:
+            if section.flags & SECTION_EXECUTABLE:
+                words = struct.unpack_from(f"<{section.stored // 4}I", self.data, section.offset)
+                found += sum(word & CRC32X_MASK == CRC32X for word in words)
+        return found
 
     def _calls_in(self, section, code):
         text = self.data[section.offset : section.offset + section.stored]
