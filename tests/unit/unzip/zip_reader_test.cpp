@@ -349,35 +349,6 @@ TEST_F(ZipReaderTest, OnlyStoredAndDeflatedEntriesAreAccepted) {
   }
 }
 
-TEST_F(ZipReaderTest, AReadErrorOutweighsABadSignature) {
-  ZipBuilder zip;
-  ZipItem& item = zip.Add("a", ToBytes("content"));
-  item.edit_central = [](CentralHeader& header) { header.signature ^= 1; };
-  item.edit_local = [](LocalHeader& header) { header.signature ^= 1; };
-  drive().Put(u"c:\\a.zip", zip.Build());
-  auto const reader = OpenZipArchive(lufopen(u"c:\\a.zip"));
-  ASSERT_NE(reader, nullptr);
-  ZipLocalHeaderInfo local;
-  EXPECT_EQ(GetCurrentEntryInfo(reader.get(), nullptr, nullptr, nullptr, 0), ZIP_BAD_ARCHIVE);
-  EXPECT_EQ(CheckLocalHeader(reader.get(), local), ZIP_BAD_ARCHIVE);
-  // The signature is four bytes; the fifth fails.
-  Inject("ReadFile", ERROR_IO_DEVICE, 5, 1);
-  EXPECT_EQ(GetCurrentEntryInfo(reader.get(), nullptr, nullptr, nullptr, 0), ZIP_STREAM_FAILED);
-  reader->stream->hadError = false;
-  Inject("ReadFile", ERROR_IO_DEVICE, 5, 1);
-  EXPECT_EQ(CheckLocalHeader(reader.get(), local), ZIP_STREAM_FAILED);
-}
-
-TEST_F(ZipReaderTest, AnEntryWhoseLocalHeaderCannotBeReadIsABadArchive) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("content"));
-  drive().Put(u"c:\\a.zip", zip.Build());
-  auto const reader = OpenZipArchive(lufopen(u"c:\\a.zip"));
-  ASSERT_NE(reader, nullptr);
-  Inject("ReadFile", ERROR_IO_DEVICE, 1, 1);
-  EXPECT_EQ(OpenCurrentEntry(reader.get(), nullptr), ZIP_BAD_ARCHIVE);
-}
-
 TEST_F(ZipReaderTest, WithoutAReaderEveryOperationIsABadParameter) {
   ZipLocalHeaderInfo local;
   bool end = true;
