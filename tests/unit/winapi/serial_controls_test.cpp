@@ -128,15 +128,15 @@ TEST_F(ControlsOfTwoServices, AServiceThatStartsIsSentAStopIfItAcceptsOne) {
 
 TEST_F(ControlsOfTwoServices, AStatusAfterStoppedStopsTheRun) {
   BootAndSend(false, Millis{0}, tablet::kServiceStopped);
-  EXPECT_THAT(
-      testing_support::RefusalOf(machine(),
-                                 [this] {
-                                   SERVICE_STATUS status{.dwCurrentState = SERVICE_STOPPED};
-                                   ::SetServiceStatus(reinterpret_cast<SERVICE_STATUS_HANDLE>(handle_), &status);
-                                   status.dwCurrentState = SERVICE_RUNNING;
-                                   ::SetServiceStatus(reinterpret_cast<SERVICE_STATUS_HANDLE>(handle_), &status);
-                                 }),
-      testing::StartsWith("SetServiceStatus: RUNNING is reported after STOPPED"));
+  auto const report = [this] {
+    SERVICE_STATUS status = {};
+    for (DWORD const state : {SERVICE_STOPPED, SERVICE_RUNNING}) {
+      status.dwCurrentState = state;
+      ::SetServiceStatus(reinterpret_cast<SERVICE_STATUS_HANDLE>(handle_), &status);
+    }
+  };
+  EXPECT_THAT(testing_support::RefusalOf(machine(), report),
+              testing::StartsWith("SetServiceStatus: RUNNING is reported after STOPPED"));
 }
 
 }  // namespace
