@@ -79,7 +79,7 @@ TEST_F(SurroundingsTest, WrongValuesAreRefusedWithFileLineAndKey) {
   EXPECT_THAT(Complaint(R"({ "schema": 1, "drive": { "locked": [1] } })"),
               HasSubstr("drive.locked[0]: must be a text, is a whole number"));
   EXPECT_THAT(Complaint(R"({ "schema": 1, "privileges": { "missing": ["SeSystemEnvironment"] } })"),
-              HasSubstr("\"SeSystemEnvironment\" is no privilege; did you mean \"SeSystemEnvironmentPrivilege\"?"));
+              HasSubstr("\"SeSystemEnvironment\" is not a privilege; did you mean \"SeSystemEnvironmentPrivilege\"?"));
   EXPECT_THAT(Complaint(R"({ "schema": 1, "firmware_driver": { "status_count": "never" } })"),
               HasSubstr("firmware_driver.status_count: must be a whole number or \"always\""));
   EXPECT_THAT(Complaint(R"({ "schema": 1, "modem": { "arrives_at_ms": -5 } })"), HasSubstr("modem.arrives_at_ms: -5"));

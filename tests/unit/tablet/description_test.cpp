@@ -195,7 +195,8 @@ TEST_F(DescriptionTest, RefusesValuesOutOfRange) {
                 HasSubstr("clock.start"))
         << time;
   }
-  EXPECT_THAT(Refusal("{\"schema\": 1, \"clock\": {\"utc_offset_minutes\": 841}}"), HasSubstr("841 is not a time zone"));
+  EXPECT_THAT(Refusal("{\"schema\": 1, \"clock\": {\"utc_offset_minutes\": 841}}"),
+              HasSubstr("841 is not a time zone"));
   EXPECT_THAT(Refusal("{\"schema\": 1, \"timeline\": [{\"at_ms\": -1, \"event\": \"stop\"}]}"),
               HasSubstr("timeline[0].at_ms: -1 is out of range"));
   EXPECT_THAT(Refusal("{\"schema\": 1, \"timeline\": [{\"event\": \"stop\"}]}"),

@@ -151,9 +151,9 @@ TEST(RegTextTest, MalformedValuesAreRefusedWithFileLineAndKey) {
   EXPECT_THAT(refusal("\"v\"=dword:"), HasSubstr(place + "no number after dword:"));
   EXPECT_THAT(refusal("\"v\"=dword:123456789"), HasSubstr(place + "no number after dword:"));
   EXPECT_THAT(refusal("\"v\"=dword:0x1"), HasSubstr(place + "more after the data: x1"));
-  EXPECT_THAT(refusal("\"v\"=hex(g):00"), HasSubstr(place + "no type that can be read"));
-  EXPECT_THAT(refusal("\"v\"=hex(:00"), HasSubstr(place + "no type that can be read"));
-  EXPECT_THAT(refusal("\"v\"=hex 00"), HasSubstr(place + "no type that can be read"));
+  EXPECT_THAT(refusal("\"v\"=hex(g):00"), HasSubstr(place + "no readable type after hex"));
+  EXPECT_THAT(refusal("\"v\"=hex(:00"), HasSubstr(place + "no readable type after hex"));
+  EXPECT_THAT(refusal("\"v\"=hex 00"), HasSubstr(place + "no readable type after hex"));
   EXPECT_THAT(refusal("\"v\"=hex:0g"), HasSubstr(place + "more after the data: g"));
   EXPECT_THAT(refusal("\"v\"=hex:000"), HasSubstr(place + "no byte where one must stand"));
   EXPECT_THAT(refusal("\"v\"=hex:00,"), HasSubstr(place + "no byte where one must stand"));
