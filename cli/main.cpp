@@ -15,6 +15,7 @@
 #include "cli/base/work_folder.h"
 #include "cli/commands/command.h"
 #include "cli/program_docs.h"
+#include "cli/version.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/nearest.h"
 
@@ -80,6 +81,7 @@ int main(int count, char** values) {
 
   CLI::App app("Shows what the Vantord service does to a tablet, on a tablet that is a folder.", "vantord-tablet");
   app.require_subcommand(1);
+  app.set_version_flag("--version", cli::VersionText(), "print version and commit and exit");
   std::vector<std::unique_ptr<Command>> const commands = cli::MakeCommands();
   std::vector<std::string_view> names;
   for (const auto& command : commands) {

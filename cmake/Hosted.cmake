@@ -65,6 +65,7 @@ add_dependencies(vantord-tablet vantord_again)
 target_link_libraries(vantord_cli PUBLIC ${CMAKE_DL_LIBS})
 
 include(cmake/Install.cmake)
+include(cmake/Debian.cmake)
 
 if(NOT VANTORD_TESTS)
   vantord_by_folder(vantord_service 12)

@@ -20,6 +20,7 @@ install(TARGETS vantord_again LIBRARY DESTINATION lib/vantord)
 install(FILES ${PROJECT_BINARY_DIR}/share/vantord-tablet.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${PROJECT_BINARY_DIR}/share/vantord-tablet.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantord-tablet)
+install(DIRECTORY docs/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/vantord)
 install(FILES package/vantord_events.lnav.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lnav/formats/vantord
   RENAME vantord_events.json)
 install(FILES package/THIRD-PARTY-NOTICES.txt DESTINATION ${CMAKE_INSTALL_DOCDIR})
