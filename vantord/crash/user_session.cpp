@@ -10,6 +10,7 @@
 
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/handles.h"
+#include "vantord/common/registry.h"
 #include "vantord/common/wide_format.h"
 
 namespace {

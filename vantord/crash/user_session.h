@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "vantord/common/registry.h"
+#include "vantord/common/wide_string.h"
 
 /// Appends the names of the logon sessions (decimal numbers) of the user that is selected in the logon screen. Entries
 /// that `sessions` held before are filtered too. Returns true if at least one is left.

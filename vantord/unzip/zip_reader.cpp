@@ -70,8 +70,8 @@ int ReadEndRecord(ZipArchiveReader& reader) {
   FieldReader fields(*reader.stream);
   reader.endRecordPosition = FindEndRecord(*reader.stream);
   if (reader.endRecordPosition == kNotFound) fields.Fail();
-  // Deliberate: Without an end record its fields are still read, from wherever the stream stands; the archive is
-  // refused after that. Expected: an end here.
+  // Deliberate: Without an end record its fields are still read, from the stream's position; the archive is refused
+  // after that. Expected: an end here.
   // Test: ExtractionTest.WithoutAnEndRecordItsFieldsAreReadAllTheSame
   if (lufseek(*reader.stream, reader.endRecordPosition) != 0) fields.Fail();
   // Deliberate: The end record's signature is not compared again, although the seek before it proves nothing. Expected:

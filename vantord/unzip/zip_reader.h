@@ -122,7 +122,7 @@ int GoToFirstEntry(ZipArchiveReader* reader);
 void GoToNextEntry(ZipArchiveReader* reader);
 
 /// Reads the current central header again. Every out argument may be null. A name shorter than `nameSize` is stored
-/// with a terminator; of a longer one the first `nameSize` bytes are stored, without a terminator.
+/// with a terminator; of any other the first `nameSize` bytes are stored, without a terminator.
 int GetCurrentEntryInfo(const ZipArchiveReader* reader, ZipCentralEntryInfo* info, std::uint32_t* localHeaderOffset,
                         char* name, std::uint32_t nameSize);
 

@@ -54,8 +54,8 @@ std::unique_ptr<ZipInputStream> lufopen(const WCHAR* fileName) {
 int lufseek(ZipInputStream& stream, std::uint32_t offset) {
   if (stream.isHandle) {
     if (!stream.canSeek) return -1;
-    // Deliberate: The seek succeeds whatever SetFilePointer returns; the reads that follow read from where the file
-    // stands. Expected: a failure.
+    // Deliberate: The seek succeeds whatever SetFilePointer returns; the following reads start at the file's old
+    // position. Expected: a failure.
     // Test: ExtractionTest.AFailedSeekInTheFileIsNotNoticed
     ::SetFilePointer(stream.handle, static_cast<LONG>(stream.initialOffset + offset), nullptr, FILE_BEGIN);
     return 0;
