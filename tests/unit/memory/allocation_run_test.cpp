@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "sim/tablet/drive/pe_version.h"
 #include "tests/testing/zip_builder.h"
 #include "tests/unit/service/service_fixture.h"
 #include "vantord/common/diagnostic_log.h"
@@ -102,7 +103,7 @@ class AllocationRunTest : public service_tests::ServiceTest {
     registry().PutDword(u"SYSTEM\\CurrentControlSet\\Control\\CrashControl", u"CrashDumpEnabled", 1);
     registry().PutText(kLogonUi, u"SelectedUserSID", u"S-1-5-21-1001");
     registry().PutText(std::u16string(kLogonUi) + u"\\SessionData\\1", u"LoggedOnUserSID", u"S-1-5-21-1001");
-    drive().Put(u"c:\\Windows\\ToastGenerator\\ToastGenerator.exe", ToBytes("MZ"));
+    drive().Put(u"c:\\Windows\\ToastGenerator\\ToastGenerator.exe", tablet::MakeExecutableWithVersion(1, 0, 0, 0));
     drive().Put(kDump, ToBytes("dump"));
   }
 
