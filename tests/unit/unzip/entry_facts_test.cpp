@@ -72,6 +72,7 @@ TEST_F(EntryFactsTest, SocketsAndBlockDevicesOfUnixAreFoldersToo) {
 TEST_F(EntryFactsTest, ADosTimeIsLocalTime) {
   // The tablet is one hour ahead of UTC: 13:25:36 there is 12:25:36 UTC, 1534422336 of Unix.
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 8, 16, 13, 25, 36))), TicksOfUnix(1'534'422'336));
+  EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 7, 15, 13, 25, 36))), TicksOfUnix(1'531'657'536));
   tablet::Description west = DefaultDescription();
   west.utc_offset_minutes = -300;
   PowerOn(west);

@@ -99,6 +99,19 @@ TEST_F(ZipReaderTest, EveryFieldOfTheCentralHeaderIsRead) {
   EXPECT_EQ(info.seconds, 58u);
 }
 
+TEST_F(ZipReaderTest, EveryBitOfTheTimeCounts) {
+  ZipBuilder zip;
+  zip.Add("a", ToBytes("1")).dos_date_time = 0xFFFFFFFF;
+  MemoryArchive const archive(zip);
+  ZipCentralEntryInfo const& entry = archive.reader->currentEntry;
+  EXPECT_EQ(entry.seconds, 62u);
+  EXPECT_EQ(entry.minutes, 63u);
+  EXPECT_EQ(entry.hours, 31u);
+  EXPECT_EQ(entry.day, 31u);
+  EXPECT_EQ(entry.month, 14u);
+  EXPECT_EQ(entry.year, 2107u);
+}
+
 TEST_F(ZipReaderTest, AMonthOfZeroWraps) {
   ZipBuilder zip;
   zip.Add("a", ToBytes("abc")).dos_date_time = 0;
