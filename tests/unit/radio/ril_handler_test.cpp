@@ -110,6 +110,21 @@ TEST_F(RilHandler, ACompletionIsLoggedOnFourLines) {
                                               "CRILHandler::ResultCallback: (-)", "RCB: (-)"));
 }
 
+TEST_F(RilHandler, ACompletionIsLoggedBeforeItEndsTheWait) {
+  CRILHandler handler;
+  handler.Init();
+  handler.RequestShutdown();
+  Settle();
+  std::vector<std::string> steps;
+  for (const tablet::Event& event : machine().journal().events()) {
+    const auto* const call = std::get_if<tablet::CallEvent>(&event.what);
+    if (call == nullptr) continue;
+    if (call->name == "SetEvent") steps.push_back(call->name);
+    if (call->args.starts_with("CRILHandler::ResultCallback")) steps.push_back(call->args);
+  }
+  EXPECT_THAT(steps, ElementsAre("CRILHandler::ResultCallback: (+)", "SetEvent", "CRILHandler::ResultCallback: (-)"));
+}
+
 TEST_F(RilHandler, ACompletionWithoutAContextDoesNothingButItsTwoLines) {
   PowerOnWith({.answers = 0, .answers_null_context = true});
   CRILHandler handler;
