@@ -225,11 +225,23 @@ TEST_F(PartnerService, AStopOfTheServiceWaitsForThePartnersStart) {
 // Telling it of a suspend.
 
 TEST_F(PartnerService, ASuspendNoticeIsLoggedInTheErrorZoneEvenWhenItArrives) {
+  ASSERT_FALSE(DefaultDescription().serial_controls) << "it arrives where services are controlled independently";
   Boot();
   g_ulZoneMask = ZONE_ERROR;
   Happen("suspend");
   EXPECT_THAT(SendLines(), ElementsAre(std::string(kSend) + ":162 : ControlService Success w/err 0x00000000"));
   EXPECT_THAT(machine().partner().received(), testing::SizeIs(1));
+}
+
+TEST_F(PartnerService, WithSerialControlsASuspendNoticeFailsAfterHalfAMinute) {
+  tablet::Description description = DefaultDescription();
+  description.serial_controls = true;
+  PowerOnDeployed(description);
+  Boot();
+  Happen("suspend");
+  EXPECT_EQ(Now(), Millis{30'000});
+  EXPECT_THAT(SendLines(), Contains(std::string(kSend) + ":165 : ControlService Fail??? w/err 0x0000041d"));
+  EXPECT_THAT(machine().partner().received(), IsEmpty());
 }
 
 TEST_F(PartnerService, ASuspendNoticeThatIsRefusedIsLogged) {

@@ -161,7 +161,7 @@ TEST_F(NotificationCalls, WhatIsNotModelledIsRefusedLoudly) {
   PowerOn(DefaultDescription());
   HPOWERNOTIFY power = nullptr;
   EXPECT_THAT(RefusalOf(machine(), [&] { ::PowerSettingRegisterNotification(&kDisplay, 0, Recipient(), &power); }),
-              HasSubstr("no service"));
+              HasSubstr("not a service"));
   PowerOn(DefaultDescription());
   seen_.answer = ERROR_ACCESS_DENIED;
   EXPECT_THAT(RefusalOf(machine(),
