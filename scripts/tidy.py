@@ -19,7 +19,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
 SERVICE, SUPPORT = ROOT / ".clang-tidy", ROOT / "scripts" / "support.clang-tidy"
-TIME_LIMIT_S = 600
+TIME_LIMIT_S = 1800
 
 
 def units(build):
