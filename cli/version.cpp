@@ -5,7 +5,7 @@ namespace cli {
 namespace {
 
 constexpr const char* kCommit =
-#include "program_commit.inc"
+#include <program_commit.inc>
     ;
 
 }  // namespace

@@ -1,8 +1,11 @@
 #!/usr/bin/env python3
 """./dev and its list of packages: does each word ask for what it needs, and for nothing else?"""
 
+import os
+import pty
 import re
 import subprocess
+import tempfile
 import unittest
 from pathlib import Path
 
@@ -44,6 +47,53 @@ class DevTest(unittest.TestCase):
         for word in self.words - WITHOUT_COMPILER:
             with self.subTest(word=word):
                 self.assertTrue({"cmake", "ninja-build"} <= packages(word))
+
+
+STEPS = """
+set -euo pipefail
+root="$1" logs="$1/logs" jobs=1
+mkdir -p "$logs"
+for part in packages progress tests; do . "$2/scripts/dev/$part.sh"; done
+fails() { printf 'before\n[7/9] x\nFAILED: x.o\nerror: here\n'; return 1; }
+counted() { printf '<testsuite tests="5" failures="0" disabled="1" skipped="1">' >"$1"; }
+test_linux() { step "good one" true; step "bad one" fails || true; counted_step "many" counted @REPORT@; }
+test_windows() { skip "far one" "no network"; }
+"""
+
+
+class StepsTest(unittest.TestCase):
+    def run_steps(self, more="run_tests", **how):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        return subprocess.run(["bash", "-c", STEPS + more, "bash", folder.name, ROOT], text=True, timeout=60, **how)
+
+    def test_steps_side_by_side_are_counted_in_one_sum(self):
+        ran = self.run_steps(capture_output=True)
+        self.assertEqual(ran.returncode, 1)
+        self.assertEqual(ran.stdout.splitlines()[-1], "4 passed, 1 failed, 3 skipped")
+        self.assertIn("skipped: no network", ran.stdout)
+
+    def test_of_a_failed_step_the_failing_part_and_the_path_of_the_log_are_shown(self):
+        ran = self.run_steps(capture_output=True)
+        self.assertRegex(ran.stdout, r"bad one +FAILED +\d+ s\nFAILED: x.o\nerror: here\n\(the whole log: logs/bad-one.log\)")
+        self.assertNotIn("before", ran.stdout)
+
+    def test_nothing_failed_is_exit_code_0(self):
+        ran = self.run_steps("fails() { true; }; run_tests", capture_output=True)
+        self.assertEqual((ran.returncode, ran.stdout.splitlines()[-1]), (0, "5 passed, 0 failed, 3 skipped"))
+
+    def test_a_terminal_shows_steps_at_work_with_their_time_and_how_far_they_are(self):
+        main, terminal = pty.openpty()
+        show = """watch_steps 1; printf '[1/9] a\n[3/9] b\n' >"$logs/l"; step_begins "build all" "$logs/l"; show_running
+unwatch_steps"""
+        self.run_steps(show, stdout=terminal, stderr=subprocess.DEVNULL)
+        os.close(terminal)
+        shown = os.read(main, 4000).decode()
+        os.close(main)
+        self.assertRegex(shown, r"build all 0:0\d \[3/9\]")
+
+    def test_a_file_gets_no_line_of_progress(self):
+        self.assertNotIn("\r", self.run_steps(capture_output=True).stdout)
 
 
 if __name__ == "__main__":
