@@ -80,15 +80,14 @@ class Session {
     }
     // The choice has a tablet of its own, which must be gone before this one is powered on.
     if (options.report) decision_ = Decide(options.folder, nullptr);
-    if (keeps_) tablet::CopyDrive(options.folder, work_.path());
+    if (copies_) tablet::CopyDrive(options.folder, work_.path());
     run_ = std::make_unique<TabletRun>(description_, options.folder, DriveFolder(),
                                        RunSettings{.seed = options.seed,
                                                    .realtime = options.realtime,
                                                    .cut_at = options.cut_at,
                                                    .stop_early = options.stop_early,
                                                    .patience = options.patience});
-    // What is not kept needs no copy of the folder.
-    if (!keeps_) run_->machine().drive().KeepInMemory();
+    if (!copies_) run_->machine().drive().KeepInMemory();
     for (const tablet::Fault& fault : options.faults) run_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*run_);
   }
@@ -141,7 +140,7 @@ class Session {
     observer_ = std::make_unique<Observer>(*run_);
   }
 
-  const std::filesystem::path& DriveFolder() const { return keeps_ ? work_.path() : options_.folder; }
+  const std::filesystem::path& DriveFolder() const { return copies_ ? work_.path() : options_.folder; }
 
   bool Tells() const { return !options_.json && !options_.quiet; }
 
@@ -218,10 +217,10 @@ class Session {
 
   std::string Keep() {
     SignalsWait const whole;
-    if (!keeps_) {
+    if (!options_.in_place && !options_.save) {
       const std::string& changed = run_->machine().drive().changed_file();
       if (changed.empty()) return {};
-      throw tablet::InputError(changed, "has changed while the run was on", "run again");
+      throw tablet::InputError(changed, "has changed while the run was on, or cannot be read", "run again");
     }
     if (auto const changed = stamp_.Difference()) {
       throw tablet::InputError((options_.folder / *changed).string(), "has changed while the run was on",
@@ -241,7 +240,8 @@ class Session {
   Clock::time_point begun_;
   tablet::Description description_;
   tablet::FolderStamp stamp_;
-  bool keeps_ = options_.in_place || options_.save;  ///< the drive, in a copy of its folder
+  /// The drive is in a copy of its folder: it is kept, or people have the time to change the folder during the run.
+  bool copies_ = options_.in_place || options_.save || options_.realtime;
   WorkFolder work_;
   std::optional<EventFile> events_;
   Decision decision_;  ///< for the report

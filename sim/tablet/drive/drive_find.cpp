@@ -40,7 +40,11 @@ WinError Drive::Find(std::u16string_view pattern, std::vector<FileFacts>& out) c
   return out.empty() ? kFileNotFound : kSuccess;
 }
 
-bool Drive::IsExecutable(std::u16string_view path) const { return Exists(path) && IsImage(Contents(path)); }
+bool Drive::IsExecutable(std::u16string_view path) const {
+  const DriveNode* const node = state_->Lookup(path, current_directory_);
+  std::vector<std::uint8_t> image;
+  return node != nullptr && !node->folder && node->ReadAll(image) && IsImage(image);
+}
 
 WinError Drive::VersionResource(std::u16string_view path, std::vector<std::uint8_t>& out) const {
   DrivePlace place;
@@ -48,7 +52,8 @@ WinError Drive::VersionResource(std::u16string_view path, std::vector<std::uint8
   if (place.node == nullptr) return kFileNotFound;
   if (place.node->folder) return kAccessDenied;
   if (!place.node->SharesWith({kMayRead, kMayAll})) return kSharingViolation;
-  return FindVersionResource(Contents(place.node->Path()), out);
+  std::vector<std::uint8_t> image;
+  return place.node->ReadAll(image) ? FindVersionResource(image, out) : kIoDevice;
 }
 
 }  // namespace tablet

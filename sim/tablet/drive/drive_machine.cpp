@@ -48,10 +48,8 @@ FileFacts Drive::Facts(std::u16string_view path) const {
 std::vector<std::uint8_t> Drive::Contents(std::u16string_view path) const {
   auto const node = state_->Lookup(path, current_directory_);
   if (node == nullptr || node->folder) throw std::out_of_range("no such file on drive C:: " + ToUtf8(path));
-  if (node->content != nullptr && node->content->host.empty()) return node->content->bytes;
-  Descriptor const file = node->content != nullptr ? node->OpenHostContent() : OpenHost(node->Host(), O_RDONLY);
   std::vector<std::uint8_t> data;
-  if (!ReadWhole(file, node->size, data)) throw Unreadable(*node);
+  if (!node->ReadAll(data)) throw Unreadable(*node);
   node->SyncTimes();
   return data;
 }

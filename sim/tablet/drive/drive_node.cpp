@@ -143,10 +143,17 @@ Descriptor DriveNode::OpenHostContent() const {
   return file;
 }
 
+bool DriveNode::ReadAll(std::vector<std::uint8_t>& out) const {
+  if (content == nullptr) return ReadWhole(OpenHost(Host(), O_RDONLY), size, out);
+  if (!content->host.empty()) return ReadWhole(OpenHostContent(), size, out);
+  out = content->bytes;
+  return true;
+}
+
 std::vector<std::uint8_t>* DriveNode::Writable() {
   if (!content->host.empty()) {
     auto read = std::make_shared<FileContent>();
-    if (!ReadWhole(OpenHostContent(), size, read->bytes)) return nullptr;
+    if (!ReadAll(read->bytes)) return nullptr;
     content = std::move(read);
   } else if (content.use_count() > 1) {
     content = std::make_shared<FileContent>(*content);

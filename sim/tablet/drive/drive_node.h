@@ -114,6 +114,8 @@ struct DriveNode : std::enable_shared_from_this<DriveNode> {
   void LeaveHost();
   /// Opens the host's file that holds the content. Not valid, and noted in the drive, if that fails.
   [[nodiscard]] Descriptor OpenHostContent() const;
+  /// All of a file's bytes. False if they cannot be read.
+  [[nodiscard]] bool ReadAll(std::vector<std::uint8_t>& out) const;
   /// Of a drive in memory: its bytes, no longer shared with other nodes; forgets their sum. Null if they cannot be
   /// read.
   [[nodiscard]] std::vector<std::uint8_t>* Writable();
