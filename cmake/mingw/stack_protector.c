@@ -1,5 +1,5 @@
-// What -fstack-protector needs at run time, with a guard that differs from process to process. The guard of zig's run time
-// is a constant, and that of GNU's is in a library of its own.
+// What -fstack-protector needs at run time, with a guard that differs from process to process. The guard of zig's run
+// time is a constant, and that of GNU's is in a library of its own.
 #include <stdint.h>
 #include <windows.h>
 
@@ -8,8 +8,8 @@ uintptr_t __stack_chk_guard = 0x000aff0d;
 
 __attribute__((noreturn)) void __stack_chk_fail(void);
 
-// Ends the process at once with STATUS_STACK_BUFFER_OVERRUN, as __fastfail(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE) does: no
-// handler runs on a stack that is damaged.
+// Ends the process at once with STATUS_STACK_BUFFER_OVERRUN, as __fastfail(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE) does:
+// no handler runs on a stack that is damaged.
 void __stack_chk_fail(void) {
 #if defined(__aarch64__)
   __asm__ volatile("mov w0, #2\n\tbrk #0xf003");
