@@ -108,6 +108,17 @@ TEST_F(AllocationTest, WhatTheSearchDidNotReadIsNotSearched) {
   EXPECT_EQ(OpenZipFile(u"c:\\a.zip"), nullptr);
 }
 
+TEST_F(AllocationTest, TheSearchEndsWithTheLastByteThatWasRead) {
+  // Of the four lengths one makes a signature of the archive's end and of the byte that the memory holds after it.
+  full_of_end_records = true;
+  for (std::size_t length : {0, 1, 2, 3}) {
+    zip_.comment = ToBytes(std::string(length, ' ') + "PK\5");
+    MemoryArchive const archive(zip_);
+    ASSERT_NE(archive.reader, nullptr);
+    EXPECT_EQ(archive.reader->numberOfEntries, 1u) << length;
+  }
+}
+
 TEST_F(AllocationTest, AnEntryIsReleasedWithItsExtraction) {
   drive().Put(u"c:\\a.zip", zip_.Build());
   TUnzip unzip;
