@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cwchar>
 
 extern "C" std::uintptr_t __stack_chk_guard;
 
