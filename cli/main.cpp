@@ -3,16 +3,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cli/base/console.h"
 #include "cli/base/exit_code.h"
-#include "cli/base/work_folder.h"
+#include "cli/base/json_text.h"
+#include "cli/base/unfinished.h"
 #include "cli/commands/command.h"
 #include "cli/program_docs.h"
 #include "cli/version.h"
@@ -22,6 +22,7 @@
 namespace {
 
 using cli::Command;
+using cli::Console;
 using cli::ExitCode;
 using cli::UsageError;
 
@@ -29,7 +30,7 @@ using cli::UsageError;
 std::string Explain(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& words,
                     const std::vector<std::string_view>& commands) {
   std::string const help = "\"vantord-tablet --help\" lists what there is";
-  if (!words.empty() && !words[0].empty() && words[0].front() != '-' &&
+  if (!words.empty() && !words[0].empty() && words[0].front() != '-' && words[0] != "help" &&
       std::find(commands.begin(), commands.end(), words[0]) == commands.end()) {
     return fmt::format("unknown command \"{}\"; {}", words[0], tablet::SuggestOneOf(words[0], commands));
   }
@@ -39,13 +40,15 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error, const std
   for (const CLI::App* below : command.get_subcommands({})) words_below.push_back(below->get_name());
   if (!words_below.empty() && words.size() > 1 && !words[1].empty() && words[1].front() != '-' &&
       std::find(words_below.begin(), words_below.end(), words[1]) == words_below.end()) {
-    return fmt::format("unknown word \"{}\" behind \"{}\"; {}", words[1], words[0],
+    return fmt::format("unknown subcommand \"{}\" after \"{}\"; {}", words[1], words[0],
                        tablet::SuggestOneOf(words[1], words_below));
   }
   std::vector<std::string> names;
-  for (const CLI::Option* option : command.get_options([](const CLI::Option* o) { return o->nonpositional(); })) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  for (const CLI::App* const of : {&command, &app}) {
+    for (const CLI::Option* option : of->get_options([](const CLI::Option* o) { return o->nonpositional(); })) {
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+      for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+    }
   }
   std::vector<std::string_view> const known(names.begin(), names.end());
   for (const std::string& word : words) {
@@ -58,60 +61,120 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error, const std
   return fmt::format("{}; \"vantord-tablet {} --help\" explains it", error.what(), command.get_name());
 }
 
-int Report(bool json, int code, const std::string& place, const std::string& problem, const std::string& next) {
+/// A failure as --json and people get it.
+int Report(Console& console, bool json, int code, const std::string& place, const std::string& problem,
+           const std::string& next) {
   if (json) {
-    nlohmann::ordered_json const document{
-        {"schema", 1}, {"exit_code", code}, {"error", {{"place", place}, {"problem", problem}, {"next", next}}}};
-    std::printf("%s\n", document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
-    return code;
+    cli::PrintJson(
+        console,
+        {{"schema", 1}, {"exit_code", code}, {"error", {{"place", place}, {"problem", problem}, {"next", next}}}});
+  } else {
+    console.Warn(fmt::format("{}{}{}{}", place, place.empty() ? "" : ": ", problem, next.empty() ? "" : "; " + next));
   }
-  std::string const text = fmt::format("vantord-tablet: {}{}{}{}", place, place.empty() ? "" : ": ", problem,
-                                       next.empty() ? "" : "; " + next);
-  std::fprintf(stderr, "%s\n", text.c_str());
   return code;
+}
+
+/// Examples and exit codes, behind the options of --help.
+std::string Footer(const Command& command) {
+  std::string text = "Examples:\n";
+  for (const std::string& example : command.examples()) text += fmt::format("    vantord-tablet {}\n", example);
+  text += "\nExit codes:\n";
+  for (const cli::ExitCodeText& code : cli::kExitCodes) text += fmt::format("    {:>3}  {}\n", code.code, code.means);
+  return text;
+}
+
+/// "TEXT" and "INT" are no help: what an option takes is named by the option or by its operand.
+void DropRawTypes(CLI::App& app) {
+  for (CLI::Option* const option : app.get_options({})) {
+    if (!option->nonpositional()) option->type_name("");
+  }
+}
+
+/// What every command takes, before or after its name.
+void DefineGlobals(CLI::App& app, Console& console) {
+  app.set_version_flag("--version", cli::VersionText(), "print the version and exit");
+  app.add_option_function<std::string>(
+         "--color",
+         [&console](const std::string& when) {
+           using Colours = Console::Colours;
+           console.Use(when == "auto" ? Colours::kAuto : when == "always" ? Colours::kAlways : Colours::kNever);
+         },
+         "colours: on a terminal (auto), always or never; NO_COLOR and FORCE_COLOR decide for auto")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
+  app.add_flag_callback(
+      "--quiet,-q", [&console] { console.BeQuiet(); }, "print failures only; the exit code says the rest");
+}
+
+/// Reads the command line and does what it says. Returns the exit code.
+int Run(int count, char** values, Console& console) {
+  std::vector<std::string> const words(values + 1, values + count);
+  bool const json = std::find(words.begin(), words.end(), "--json") != words.end();
+  CLI::App app("Shows what the Vantord service does to a tablet, on a tablet that is a folder.", "vantord-tablet");
+  app.require_subcommand(1);
+  app.fallthrough();
+  DefineGlobals(app, console);
+  std::vector<std::unique_ptr<Command>> const commands = cli::MakeCommands();
+  std::vector<std::string_view> names;
+  for (const auto& command : commands) {
+    CLI::App* const own = app.add_subcommand(std::string(command->name()), command->about());
+    command->Define(*own);
+    own->footer(Footer(*command));
+    DropRawTypes(*own);
+    names.push_back(command->name());
+  }
+  std::string topic;
+  CLI::App* const help = app.add_subcommand("help", "explains a command, as COMMAND --help does");
+  help->add_option("COMMAND", topic, "the command; without one, all are listed")->type_name("");
+  auto const print = [&console](const std::string& text) {
+    console.Document(text);
+    throw CLI::Success();
+  };
+  for (cli::Shell const shell : {cli::Shell::kBash, cli::Shell::kZsh, cli::Shell::kFish}) {
+    std::string const name(cli::NameOf(shell));
+    app.add_flag_callback(
+        "--" + name + "-completion", [&, shell] { print(cli::Completion(app, shell)); },
+        "print the completion for " + name + " and exit");
+  }
+  app.add_flag_callback(
+      "--man", [&] { print(cli::ManPage(app)); }, "print the manual page and exit");
+  try {
+    app.parse(count, values);
+    std::string const asked = app.get_subcommands().front()->get_name();
+    if (asked == "help") {
+      if (!topic.empty() && std::find(names.begin(), names.end(), topic) == names.end()) {
+        throw UsageError(fmt::format("unknown command \"{}\"; {}", topic, tablet::SuggestOneOf(topic, names)));
+      }
+      console.Document(topic.empty() ? app.help() : app.get_subcommand(topic)->help());
+      return ExitCode::kDone;
+    }
+    return (*std::find_if(commands.begin(), commands.end(), [&](auto& one) { return one->name() == asked; }))
+        ->Run(console);
+  } catch (const CLI::Success& asked) {
+    std::ostringstream help;
+    app.exit(asked, help, help);  // --help
+    console.Document(help.str());
+    return ExitCode::kDone;
+  } catch (const CLI::ParseError& error) {
+    return Report(console, json, ExitCode::kUsage, "", Explain(app, error, words, names), "");
+  } catch (const UsageError& error) {
+    return Report(console, json, ExitCode::kUsage, "", error.what(), "");
+  } catch (const tablet::InputError& error) {
+    return Report(console, json, ExitCode::kBadInput, error.place(), error.problem(), error.next());
+  } catch (const std::filesystem::filesystem_error& error) {
+    return Report(console, json, ExitCode::kBadInput, error.path1().string(), error.code().message(),
+                  "check its rights");
+  } catch (const std::exception& error) {
+    return Report(console, json, ExitCode::kOperationFailed, "", error.what(), "");
+  }
 }
 
 }  // namespace
 
 int main(int count, char** values) {
-  std::vector<std::string> const words(values + 1, values + count);
-  bool const json = std::find(words.begin(), words.end(), "--json") != words.end();
   cli::Console console;
   cli::EndOrderlyOnSignals([&console] { console.EndProgress(); });
-
-  CLI::App app("Shows what the Vantord service does to a tablet, on a tablet that is a folder.", "vantord-tablet");
-  app.require_subcommand(1);
-  app.set_version_flag("--version", cli::VersionText(), "print version and commit and exit");
-  std::vector<std::unique_ptr<Command>> const commands = cli::MakeCommands();
-  std::vector<std::string_view> names;
-  for (const auto& command : commands) {
-    command->Define(*app.add_subcommand(std::string(command->name()), command->about()));
-    names.push_back(command->name());
-  }
-  auto const print = [](const std::string& text) {
-    std::fputs(text.c_str(), stdout);
-    throw CLI::Success();
-  };
-  app.add_flag_callback(
-      "--man", [&] { print(cli::ManPage(app)); }, "print the manual page and exit");
-  app.add_flag_callback(
-      "--bash-completion", [&] { print(cli::BashCompletion(app)); }, "print the completion for bash and exit");
-  try {
-    app.parse(count, values);
-    std::string const asked = app.get_subcommands().front()->get_name();
-    return (*std::find_if(commands.begin(), commands.end(), [&](auto& one) { return one->name() == asked; }))
-        ->Run(console);
-  } catch (const CLI::Success& asked) {
-    return app.exit(asked);  // --help
-  } catch (const CLI::ParseError& error) {
-    return Report(json, ExitCode::kUsage, "", Explain(app, error, words, names), "");
-  } catch (const UsageError& error) {
-    return Report(json, ExitCode::kUsage, "", error.what(), "");
-  } catch (const tablet::InputError& error) {
-    return Report(json, ExitCode::kBadInput, error.place(), error.problem(), error.next());
-  } catch (const std::filesystem::filesystem_error& error) {
-    return Report(json, ExitCode::kBadInput, error.path1().string(), error.code().message(), "check its rights");
-  } catch (const std::exception& error) {
-    return Report(json, ExitCode::kOperationFailed, "", error.what(), "");
-  }
+  int const code = Run(count, values, console);
+  console.Finish();
+  return code;
 }

@@ -45,7 +45,7 @@ include(cmake/ReportPage.cmake)
 add_executable(vantord-tablet cli/main.cpp)
 target_link_libraries(vantord-tablet PRIVATE vantord_cli)
 
-# The service as a library beside the program: what a process that died is restarted from. It holds the service's own
+# The service as a library inside the program: what a process that died is restarted from. It holds the service's own
 # objects, bound to themselves; the names of the Windows API come from the program.
 set_target_properties(vantord_service PROPERTIES POSITION_INDEPENDENT_CODE ON)
 add_library(vantord_again SHARED $<TARGET_OBJECTS:vantord_service>)
@@ -61,7 +61,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(vantord_service PRIVATE -fno-gnu-unique)
 endif()
 set_target_properties(vantord-tablet PROPERTIES ENABLE_EXPORTS ON)
-add_dependencies(vantord-tablet vantord_again)
+set(service_library ${PROJECT_BINARY_DIR}/libvantord_again.so)
+set_target_properties(vantord_again PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+add_dependencies(vantord_cli vantord_again)
+set_source_files_properties(cli/boot/embedded_service.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON
+  COMPILE_DEFINITIONS VANTORD_SERVICE_LIBRARY="${service_library}" OBJECT_DEPENDS ${service_library})
 target_link_libraries(vantord_cli PUBLIC ${CMAKE_DL_LIBS})
 
 include(cmake/Install.cmake)

@@ -125,7 +125,7 @@ std::string Linter::ReasonOf(const SurveyedEntry& entry, const TriedEntry& tried
     if (entry.raw_name.ends_with('/') && !entry.folder) {
       return "its name ends as a folder's does, but its attributes are those of a file";
     }
-    return fmt::format("its file cannot be made: error {}, {}", tried.create_error, ErrorText(tried.create_error));
+    return "its file cannot be made: " + ErrorText(tried.create_error);
   }
   if (entry.bytes == 0) return "it is empty, and the service takes an empty file for a failure";
   if (entry.delivered < entry.bytes) {

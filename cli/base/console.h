@@ -1,7 +1,9 @@
-// The terminal: colours where they are wanted, and a progress line that goes away.
+// Standard output and standard error: colours where they are wanted, a progress line that goes away, and no error that
+// is ignored.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -11,24 +13,43 @@ namespace cli {
 class Console {
  public:
   enum class Style { kPlain, kDim, kStrong, kGood, kBad, kAccent };
+  enum class Colours { kAuto, kAlways, kNever };
 
-  /// Writes to standard output. Colours only on a terminal and without NO_COLOR; progress only on a terminal.
+  /// Writes to standard output. Progress only on a terminal. Colours on a terminal without NO_COLOR, or with
+  /// FORCE_COLOR.
   Console();
+
+  void Use(Colours colours);
+  /// Lines are not printed from now on; documents and warnings are.
+  void BeQuiet() { quiet_ = true; }
+  /// From now on everything goes to standard error: standard output carries a file named "-".
+  void LeaveStandardOutput();
 
   bool is_terminal() const { return terminal_; }
   std::string Styled(Style style, std::string_view text) const;
 
+  /// One line; control characters of `text` are escaped. Like everything here, ends the program when standard output
+  /// fails: with a message and kOperationFailed, or as SIGPIPE does.
   void Line(std::string_view text);
+  /// Lines as they are, the last one's end included: a document.
+  void Document(std::string_view text);
+  /// To standard error, behind the program's name; control characters are escaped.
+  void Warn(std::string_view text);
   /// A line that the next one replaces: what is done, in thousandths, and a label. Redrawn a few times a second.
   void Progress(std::string_view label, std::uint64_t done, std::uint64_t whole);
-  /// Takes the progress line away; also before the program ends by a signal.
+  /// Removes the progress line; also before the program ends by a signal.
   void EndProgress();
+  /// Writes what is left. Call before every end of the program.
+  void Finish();
 
  private:
+  void Put(std::string_view text);
   void Clear();
 
+  std::FILE* out_ = stdout;
   bool terminal_;
   bool colours_;
+  bool quiet_ = false;
   bool drawn_ = false;
   std::int64_t drawn_at_ = 0;  ///< milliseconds of the host's steady clock
   std::mutex mutex_;           ///< the signal thread clears the line too

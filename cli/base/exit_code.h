@@ -17,6 +17,23 @@ enum ExitCode : int {
   kInterrupted = 130,  ///< by a signal, as shells have it
 };
 
+struct ExitCodeText {
+  int code;
+  const char* means;
+};
+
+/// For --help and the manual page.
+inline constexpr ExitCodeText kExitCodes[] = {
+    {kDone, "done, and nothing to complain of"},
+    {kOperationFailed, "the operation failed, or standard output could not be written"},
+    {kUsage, "the command line is wrong"},
+    {kBadInput, "the input is bad or missing"},
+    {kServiceFailed, "the service ended with an error code, died or hung"},
+    {kNotAsExpected, "an expectation was not met: a warning, a difference"},
+    {kLimitReached, "a limit of time or calls was reached"},
+    {kInterrupted, "ended by a signal"},
+};
+
 /// The command line is wrong; the message says how to go on.
 class UsageError : public std::runtime_error {
  public:

@@ -15,6 +15,16 @@ inline constexpr char kHelperMessages[] = "{6311AFDF-0911-386C-ED5C-6962340DA587
 inline constexpr char kArchiveFolder[] = "c:\\windows\\system32\\modem_core";
 inline constexpr char16_t kWideArchiveFolder[] = u"c:\\windows\\system32\\modem_core";
 
+inline constexpr char16_t kWideArchives[] = u"c:\\windows\\system32\\modem_core\\*";
+/// The folder's name within a path.
+inline constexpr char kArchivePart[] = "\\modem_core\\";
+
+/// The maps that name an archive, below HKEY_LOCAL_MACHINE.
+inline constexpr char kCscMap[] = "SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC";
+inline constexpr char16_t kWideCscMap[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC";
+inline constexpr char kImageIdMap[] = "SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\ImageID";
+inline constexpr char16_t kWideImageIdMap[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\ImageID";
+
 /// Below HKEY_LOCAL_MACHINE.
 inline constexpr char16_t kServiceKey[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord";
 inline constexpr char16_t kParametersKey[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";

@@ -6,6 +6,7 @@
 #include <cctype>
 #include <optional>
 
+#include "sim/tablet/base/error_names.h"
 #include "sim/tablet/base/text.h"
 #include "sim/winapi/system_messages.h"
 
@@ -29,11 +30,13 @@ bool EndsWithIgnoringCase(std::string_view text, std::string_view end) {
 }
 
 std::string ErrorText(std::uint32_t error) {
+  std::string const name = tablet::DescribeError(tablet::ErrorName::Family::kSystem, error);
   std::optional<std::u16string_view> const known = win32::SystemMessage(error);
-  if (!known) return fmt::format("error {}", error);
+  std::string const shown = (name.find('(') == std::string::npos ? "error " : "") + name;
+  if (!known) return shown;
   std::string text = tablet::ToUtf8(*known);
   text.erase(text.find_last_not_of("\r\n") + 1);
-  return text;
+  return fmt::format("{}, {}", shown, text);
 }
 
 }  // namespace cli

@@ -14,7 +14,7 @@ std::string FirstQuoted(std::string_view args);
 bool ContainsIgnoringCase(std::string_view text, std::string_view part);
 bool EndsWithIgnoringCase(std::string_view text, std::string_view end);
 
-/// "The system cannot find the file specified." for 2; "error 4711" for a number without a text.
+/// "ERROR_FILE_NOT_FOUND (2), The system cannot find the file specified."; "error 4711" for a number without either.
 std::string ErrorText(std::uint32_t error);
 
 }  // namespace cli

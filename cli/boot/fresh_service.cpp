@@ -1,17 +1,16 @@
 #include "cli/boot/fresh_service.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/sendfile.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
+
+#include "cli/boot/embedded_service.h"
 
 namespace cli {
 
@@ -19,35 +18,18 @@ namespace {
 
 using Entry = int (*)(int argumentCount, char16_t** arguments);
 
-constexpr const char* kLibrary = "libvantord_again.so";
-
-/// Beside the program, in the folder above it, or where it is installed.
-std::filesystem::path LibraryPath() {
-  std::filesystem::path const folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  for (const auto& place : {folder, folder.parent_path()}) {
-    if (std::filesystem::exists(place / kLibrary)) return place / kLibrary;
+/// The library as a file in memory: the loader takes each file once, and each of these is another one.
+int LibraryInMemory() {
+  int const file = ::memfd_create("vantord", MFD_CLOEXEC);
+  std::string_view left = EmbeddedService();
+  while (file >= 0 && !left.empty()) {
+    ssize_t const count = ::write(file, left.data(), left.size());
+    if (count <= 0) break;
+    left.remove_prefix(static_cast<std::size_t>(count));
   }
-  return folder.parent_path() / "lib" / "vantord" / kLibrary;
+  if (!left.empty()) throw std::runtime_error("cannot restart the service: no memory for another copy of it");
+  return file;
 }
-
-/// A copy of the library in memory: the loader takes each file once, and a copy is another file.
-int CopyInMemory(const std::filesystem::path& library) {
-  int const from = ::open(library.c_str(), O_RDONLY | O_CLOEXEC);
-  if (from < 0) throw std::runtime_error("cannot restart the service: " + library.string() + " is missing");
-  int const copy = ::memfd_create(kLibrary, MFD_CLOEXEC);
-  struct stat facts = {};
-  bool whole = copy >= 0 && ::fstat(from, &facts) == 0;
-  for (off_t at = 0; whole && at < facts.st_size;) {
-    whole = ::sendfile(copy, from, &at, static_cast<std::size_t>(facts.st_size - at)) > 0;
-  }
-  ::close(from);
-  if (!whole) throw std::runtime_error("cannot restart the service: " + library.string() + " cannot be read");
-  return copy;
-}
-
-}  // namespace
-
-namespace {
 
 std::vector<std::function<int()>>& Loaded() {
   static std::vector<std::function<int()>> services;
@@ -55,7 +37,7 @@ std::vector<std::function<int()>>& Loaded() {
 }
 
 std::function<int()> LoadFreshService() {
-  int const copy = CopyInMemory(LibraryPath());
+  int const copy = LibraryInMemory();
   // The copy binds its own names to itself and those of the Windows API to this program.
   void* const library = ::dlopen(("/proc/self/fd/" + std::to_string(copy)).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) throw std::runtime_error(std::string("cannot restart the service: ") + ::dlerror());

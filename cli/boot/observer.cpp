@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
+#include "cli/base/service_facts.h"
 #include "cli/boot/call_text.h"
 #include "sim/tablet/base/text.h"
 
@@ -12,7 +14,8 @@ namespace cli {
 
 namespace {
 
-constexpr std::string_view kModemArchives = "\\modem_core\\";
+constexpr std::string_view kModemArchives = service_facts::kArchivePart;
+constexpr std::string_view kParameters = "Services\\Vantord\\Parameters";
 
 std::string LastPart(std::string_view path) { return std::string(path.substr(path.find_last_of('\\') + 1)); }
 
@@ -66,14 +69,24 @@ Observer::Observer(TabletRun& run) : machine_(run.machine()) {
   };
 }
 
+std::string_view NameOf(Deployment::State state) {
+  if (state == Deployment::State::kDeployed) return "deployed";
+  return state == Deployment::State::kFailed ? "failed" : "not needed";
+}
+
+std::string Describe(const FailedEntry& entry) { return fmt::format("{}: {:#x}", entry.path, entry.code); }
+
 void Observer::OnEvent(const tablet::Event& event) {
+  if (auto loop = loop_.See(event)) {
+    machine_.scheduler().HaltRun({tablet::Halt::Reason::kCallLimit, std::move(*loop)});
+  }
   if (const auto* call = std::get_if<tablet::CallEvent>(&event.what)) OnCall(*call);
   if (const auto* message = std::get_if<tablet::TraceEvent>(&event.what)) OnMessage(*message);
 }
 
 void Observer::OnCall(const tablet::CallEvent& call) {
   if (call.name == "CreateFileW") {
-    std::string const path = FirstQuoted(call.args);
+    const std::string& path = call.subject;
     if (IsArchive(path)) {
       bool const opened = call.result != "0xffffffffffffffff";
       archives_.push_back({.path = path,
@@ -87,8 +100,7 @@ void Observer::OnCall(const tablet::CallEvent& call) {
     }
   }
   // Only behind a complete extraction the service goes to its parameters to settle the request for it.
-  bool const parameters =
-      call.name == "RegOpenKeyExW" && ContainsIgnoringCase(call.args, "Services\\Vantord\\Parameters\"");
+  bool const parameters = call.name == "RegOpenKeyExW" && EndsWithIgnoringCase(call.subject, kParameters);
   if (parameters && ModemArchive() != nullptr && ModemArchive()->opened) request_settled_ = true;
 }
 
@@ -101,8 +113,10 @@ void Observer::OnMessage(const tablet::TraceEvent& message) {
   if (at == std::string::npos || archives_.empty()) return;
   ArchiveUse& archive = archives_.back();
   ++archive.entries;
-  std::string const code = message.text.substr(at + kStatus.size());
-  if (code != "0") archive.failures.push_back(fmt::format("{}: 0x{}", extracting_, code));
+  // The code is in this message and nowhere else.
+  std::uint32_t code = 0;
+  std::from_chars(message.text.data() + at + kStatus.size(), message.text.data() + message.text.size(), code, 16);
+  if (code != 0) archive.failures.push_back({extracting_, code});
 }
 
 void Observer::OnQuery(std::u16string_view key, std::u16string_view value, tablet::WinError result,
@@ -110,15 +124,18 @@ void Observer::OnQuery(std::u16string_view key, std::u16string_view value, table
   std::string const key_name = tablet::ToUtf8(key);
   std::string const value_name = tablet::ToUtf8(value);
   if (!IsOfInterest(key_name, value_name)) return;
-  std::optional<std::string> found;
-  if (result == tablet::kSuccess) found = Show(data);
-  Note({LookUp::Store::kRegistry, key_name, value_name, std::move(found)});
+  LookUp look_up{LookUp::Store::kRegistry, key_name, value_name, std::nullopt, std::nullopt};
+  if (result == tablet::kSuccess) {
+    look_up.found = Show(data);
+    look_up.data = data;
+  }
+  Note(std::move(look_up));
 }
 
 void Observer::OnFirmware(const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable) {
   std::optional<std::string> found;
   if (variable != nullptr) found = Show(*variable);
-  Note({LookUp::Store::kFirmware, {}, tablet::ToUtf8(key.name), std::move(found)});
+  Note({LookUp::Store::kFirmware, {}, tablet::ToUtf8(key.name), std::move(found), std::nullopt});
 }
 
 void Observer::Note(LookUp look_up) {
@@ -129,7 +146,7 @@ void Observer::Note(LookUp look_up) {
   if (same == look_ups_.end()) {
     look_ups_.push_back(std::move(look_up));
   } else {
-    same->found = std::move(look_up.found);
+    *same = std::move(look_up);
   }
 }
 
@@ -165,24 +182,45 @@ std::string Observer::WhyThisArchive() const {
                      LastPart(archive->path));
 }
 
+std::vector<std::string> Observer::Warnings() const {
+  std::vector<std::string> warnings;
+  bool driver = false;
+  for (const LookUp& look_up : look_ups_) {
+    driver = driver || look_up.name == "AmssFwImagePath";
+    if (look_up.name != "Distribute" || !look_up.data || look_up.data->type == tablet::kTypeDword) continue;
+    warnings.push_back(fmt::format("{}\\Distribute is no DWORD", look_up.key));
+  }
+  if (!driver) warnings.push_back("no driver instance was there to be pointed at the new firmware");
+  return warnings;
+}
+
 Deployment Observer::Outcome() const {
+  using State = Deployment::State;
   const ArchiveUse* archive = ModemArchive();
   if (archive == nullptr) {
-    if (look_ups_.empty()) return {false, "the service ended before it came to the firmware"};
+    if (look_ups_.empty()) return {State::kNotNeeded, "the service ended before it came to the firmware", {}};
     std::string seen;
     for (const LookUp& look_up : look_ups_) {
       std::string const found = look_up.found ? "is " + *look_up.found : "is not set";
       std::string const place = look_up.key.empty() ? std::string{} : LastPart(look_up.key) + "\\";
       seen += fmt::format("{}{}{} {}", seen.empty() ? "" : ", ", place, look_up.name, found);
     }
-    return {false, "no archive was opened: " + seen};
+    return {State::kNotNeeded, "no archive was opened: " + seen, {}};
   }
-  if (!archive->opened) return {false, fmt::format("{} could not be opened, error {}", archive->path, archive->error)};
-  if (request_settled_) return {true, fmt::format("{} was extracted completely", archive->path)};
-  if (archive->unreadable) return {false, fmt::format("{} is no archive that the service can read", archive->path)};
-  if (archive->failures.empty()) return {false, fmt::format("the extraction of {} was not completed", archive->path)};
-  return {false, fmt::format("{} of {} entries of {} failed, the first: {}", archive->failures.size(), archive->entries,
-                             archive->path, archive->failures.front())};
+  const std::string& path = archive->path;
+  if (request_settled_ && archive->opened) {
+    return {State::kDeployed, fmt::format("{} was extracted completely", path), Warnings()};
+  }
+  std::string reason = fmt::format("the extraction of {} was not completed", path);
+  if (!archive->opened) {
+    reason = fmt::format("{} could not be opened: {}", path, ErrorText(archive->error));
+  } else if (archive->unreadable) {
+    reason = fmt::format("{} is no archive that the service can read", path);
+  } else if (!archive->failures.empty()) {
+    reason = fmt::format("{} of {} entries of {} failed, the first: {}", archive->failures.size(), archive->entries,
+                         path, Describe(archive->failures.front()));
+  }
+  return {State::kFailed, std::move(reason), {}};
 }
 
 }  // namespace cli

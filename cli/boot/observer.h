@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/boot/loop_watch.h"
 #include "cli/boot/tablet_run.h"
 
 namespace cli {
@@ -15,30 +16,46 @@ namespace cli {
 /// Something the service looked up that bears on the archive it takes.
 struct LookUp {
   enum class Store { kRegistry, kFirmware } store = Store::kRegistry;
-  std::string key;                   ///< of registry values; below HKEY_LOCAL_MACHINE
-  std::string name;                  ///< of the value or variable
-  std::optional<std::string> found;  ///< nullopt: it is not there
+  std::string key;                            ///< of registry values; below HKEY_LOCAL_MACHINE
+  std::string name;                           ///< of the value or variable
+  std::optional<std::string> found;           ///< nullopt: it is not there
+  std::optional<tablet::RegistryValue> data;  ///< of registry values
+};
+
+/// An entry of an archive that failed.
+struct FailedEntry {
+  std::string path;  ///< where it was to go
+  std::uint32_t code = 0;
 };
 
 /// An archive that the service tried to open.
 struct ArchiveUse {
   std::string path;
   bool opened = false;
-  std::uint32_t error = 0;            ///< the last error when it could not be opened
-  bool unreadable = false;            ///< the service could make nothing of it
-  std::uint64_t entries = 0;          ///< extractions that were tried
-  std::vector<std::string> failures;  ///< "C:\...\a.bin: 0x5000000"
+  std::uint32_t error = 0;    ///< the last error when it could not be opened
+  bool unreadable = false;    ///< the service could make nothing of it
+  std::uint64_t entries = 0;  ///< extractions that were tried
+  std::vector<FailedEntry> failures;
 };
 
 struct Deployment {
-  bool deployed = false;
-  std::string reason;  ///< why it was or was not
+  /// kNotNeeded: the service did not go for an archive.
+  enum class State { kDeployed, kFailed, kNotNeeded } state = State::kNotNeeded;
+  std::string reason;                 ///< why it was or was not
+  std::vector<std::string> warnings;  ///< what makes a deployment useless all the same
+
+  bool deployed() const { return state == State::kDeployed; }
 };
+
+/// "deployed", "failed" or "not needed".
+std::string_view NameOf(Deployment::State state);
+/// "C:\...\a.bin: 0x5000000"
+std::string Describe(const FailedEntry& entry);
 
 class Observer {
  public:
   /// Registers itself with the run's journal, registry, firmware and drive; outlives the run's run. Makes the journal
-  /// record calls.
+  /// record calls. Halts a run in which the service polls for ever.
   explicit Observer(TabletRun& run);
   Observer(const Observer&) = delete;
   Observer& operator=(const Observer&) = delete;
@@ -63,8 +80,10 @@ class Observer {
   void OnFirmware(const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable);
   void OnRead(const std::u16string& path, std::uint64_t count);
   void Note(LookUp look_up);
+  std::vector<std::string> Warnings() const;
 
   tablet::Tablet& machine_;
+  LoopWatch loop_;
   std::vector<LookUp> look_ups_;
   std::vector<ArchiveUse> archives_;
   std::string extracting_;        ///< the file that is being written

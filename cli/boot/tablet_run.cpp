@@ -9,6 +9,7 @@
 #include "cli/base/exit_code.h"
 #include "cli/base/service_facts.h"
 #include "cli/base/watchdog.h"
+#include "cli/base/work_folder.h"
 #include "cli/boot/fresh_service.h"
 #include "cli/boot/tablet_run.h"
 #include "sim/tablet/base/input_error.h"
@@ -98,7 +99,7 @@ int ExitCodeOf(Kind kind) {
 }
 
 TabletRun::TabletRun(const tablet::Description& description, const std::filesystem::path& folder,
-                     const std::filesystem::path& work, RunSettings options)
+                     const std::filesystem::path& work, RunSettings options) try
     : description_(description),
       options_(options),
       machine_(description, work,
@@ -108,6 +109,8 @@ TabletRun::TabletRun(const tablet::Description& description, const std::filesyst
   registry_before_ = machine_.registry().Snapshot();
   firmware_before_ = machine_.firmware().variables();
   Prepare();
+} catch (const tablet::InputError& error) {
+  throw InWordsOf(folder, work, error);
 }
 
 TabletRun::TabletRun(const tablet::Description& description, DiskState disk, const std::filesystem::path& work,
@@ -129,6 +132,14 @@ TabletRun::TabletRun(const tablet::Description& description, DiskState disk, con
 
 void TabletRun::Prepare() {
   machine_.scheduler().CutPowerAt(options_.cut_at);
+  if (!options_.cut_call.empty()) {
+    machine_.faults().on_ask = [this](std::string_view call) {
+      if (call != options_.cut_call || ++cut_seen_ != options_.cut_occurrence) return;
+      machine_.scheduler().HaltRun(
+          {tablet::Halt::Reason::kPowerCut,
+           fmt::format("the power is cut at call {}, {}@{}", machine_.scheduler().calls(), call, cut_seen_)});
+    };
+  }
   for (const tablet::LockedFile& file : description_.locked_files) {
     if (machine_.drive().Lock(file.path)) continue;
     throw tablet::InputError(file.place, fmt::format("{} is no file of drive C:", tablet::ToUtf8(file.path)),
@@ -218,24 +229,25 @@ bool TabletRun::HasEnded() { return machine_.services().ended().has_value() && !
 std::optional<RunEnd> TabletRun::End() {
   const tablet::ServiceManager& services = machine_.services();
   if (const auto& halt = machine_.scheduler().halted()) {
-    if (halt->reason == tablet::Halt::Reason::kPowerCut) return RunEnd{Kind::kPowerCut, halt->message};
+    if (halt->reason == tablet::Halt::Reason::kPowerCut) return RunEnd{Kind::kPowerCut, halt->message, 0};
     bool const polls = halt->reason == tablet::Halt::Reason::kCallLimit;
-    return RunEnd{polls ? Kind::kCallLimit : Kind::kNotModelled, halt->message};
+    return RunEnd{polls ? Kind::kCallLimit : Kind::kNotModelled, halt->message, 0};
   }
   if (!services.ended() || services.restart_pending()) return std::nullopt;
   const tablet::ProcessEnd& end = *services.ended();
   const tablet::ServiceStatus& status = services.status();
-  if (end.died) return RunEnd{Kind::kDied, "the service's process died of " + end.reason};
+  if (end.died) return RunEnd{Kind::kDied, "the service's process died of " + end.reason, 0};
   if (status.state != tablet::kServiceStopped) {
     return RunEnd{Kind::kFailed,
-                  fmt::format("the service's process ended while its status was {}", tablet::StateName(status.state))};
+                  fmt::format("the service's process ended while its status was {}", tablet::StateName(status.state)),
+                  0};
   }
   if (status.exit_code != 0 || end.exit_code != 0) {
     std::uint32_t const code = status.exit_code != 0 ? status.exit_code : static_cast<std::uint32_t>(end.exit_code);
-    return RunEnd{Kind::kFailed, fmt::format("the service stopped with error {}", code)};
+    return RunEnd{Kind::kFailed, fmt::format("the service stopped with error {}", code), code};
   }
   return RunEnd{Kind::kStopped,
-                told_ ? "the service stopped as it was told" : "the service stopped by itself, without an error"};
+                told_ ? "the service stopped as it was told" : "the service stopped by itself, without an error", 0};
 }
 
 std::optional<RunEnd> TabletRun::WaitFor(Millis deadline, const std::function<bool()>& enough) {

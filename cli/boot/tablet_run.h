@@ -21,6 +21,9 @@ struct RunSettings {
   bool realtime = false;
   /// The power is cut at this call of the Windows API, counted from 1; 0: never.
   std::uint64_t cut_at = 0;
+  /// Or at this occurrence of this call; empty: never.
+  std::string cut_call{};
+  std::uint64_t cut_occurrence = 0;
   /// A stop is sent as soon as the service runs, whatever the timeline says.
   bool stop_early = false;
   /// Calls without movement of the clock after which the service counts as polling for ever.
@@ -42,7 +45,8 @@ struct RunEnd {
     kPowerCut,     ///< the power was cut, as asked
   };
   Kind kind = Kind::kStopped;
-  std::string message;  ///< a sentence for people, without a full stop
+  std::string message;      ///< a sentence for people, without a full stop
+  std::uint32_t error = 0;  ///< Windows' number, which the service or its process ended with
 };
 
 /// The end's name in documents: "stopped", "failed", ...
@@ -126,7 +130,8 @@ class TabletRun {
   std::size_t events_to_come_ = 0;
   std::function<bool()> poll_;
   bool listening_ = false;
-  bool told_ = false;  ///< a control that ends the service was sent
+  std::uint64_t cut_seen_ = 0;  ///< occurrences of the call at which the power is cut
+  bool told_ = false;           ///< a control that ends the service was sent
   std::atomic<std::uint64_t> ticks_{0};
   std::function<void(const RunEnd&)> on_hang_;
 };

@@ -10,7 +10,7 @@
 #include <memory>
 #include <sstream>
 
-#include "cli/report/chrome_trace.h"
+#include "cli/base/output_file.h"
 #include "sim/tablet/base/input_error.h"
 
 namespace cli {
@@ -114,7 +114,7 @@ void SetDriveTimes(const fs::path& tablet, const nlohmann::json& times) {
 
 void PackBundle(const fs::path& folder, const fs::path& bundle) {
   // Whether the file can be written is asked without libarchive, which would leave the rest of an earlier one.
-  WriteTextFile(bundle, "");
+  WriteOutput(bundle, "");
   std::unique_ptr<archive, WriterCloser> const writer(archive_write_new());
   Check(writer.get(), archive_write_set_format_zip(writer.get()), bundle);
   Check(writer.get(), archive_write_set_options(writer.get(), "zip:compression=deflate,zip:compression-level=6"),
@@ -143,7 +143,7 @@ void UnpackBundle(const fs::path& bundle, const fs::path& folder) {
     }
     if (archive_entry_filetype(entry) != AE_IFREG) throw NoBundle(bundle, "holds what is neither file nor folder");
     fs::create_directories(target.parent_path());
-    WriteTextFile(target, EntryData(reader.get(), bundle));
+    WriteOutput(target, EntryData(reader.get(), bundle));
   }
   for (const char* const needed : {kManifestFile, kEventsFile, kSummaryFile, kTabletFolder}) {
     if (!fs::exists(folder / needed)) throw NoBundle(bundle, std::string("is no bundle: it has no ") + needed);

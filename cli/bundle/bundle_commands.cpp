@@ -10,12 +10,12 @@
 
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
+#include "cli/base/output_file.h"
 #include "cli/base/table.h"
 #include "cli/base/work_folder.h"
 #include "cli/bundle/bundle.h"
 #include "cli/bundle/child_run.h"
 #include "cli/bundle/redaction.h"
-#include "cli/report/chrome_trace.h"
 #include "sim/tablet/base/input_error.h"
 
 namespace cli {
@@ -26,7 +26,8 @@ namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
 /// What a bundle may ask of `run`: nothing that reads or writes other files.
-constexpr std::array<std::string_view, 5> kRunOptions{"--seed", "--until", "--patience", "--fault", "--cut-at"};
+constexpr std::array<std::string_view, 6> kRunOptions{"--seed",     "--until", "--timeout",
+                                                      "--patience", "--fault", "--cut-at"};
 
 struct Difference {
   std::string where;
@@ -112,9 +113,9 @@ int Collect(const CollectOptions& options, Console& console) {
                               {"run_exit_code", run.summary["exit_code"]},
                               {"redacted", redacted},
                               {"times", DriveTimes(tablet)}};
-  WriteTextFile(bundle / kManifestFile, manifest.dump(1) + "\n");
-  WriteTextFile(bundle / kEventsFile, run.events);
-  WriteTextFile(bundle / kSummaryFile, run.summary_text);
+  WriteOutput(bundle / kManifestFile, manifest.dump(1) + "\n");
+  WriteOutput(bundle / kEventsFile, run.events);
+  WriteOutput(bundle / kSummaryFile, run.summary_text);
   if (redaction) redaction->ExpectNoneIn(bundle);
   PackBundle(bundle, options.bundle);
   std::size_t const events = Lines(run.events).size();

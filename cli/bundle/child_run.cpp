@@ -51,8 +51,8 @@ ChildRun RunInChild(const std::filesystem::path& tablet, const std::vector<std::
                     const std::filesystem::path& work) {
   std::filesystem::path const events = work / kEventsFile;
   std::filesystem::path const out = work / kSummaryFile;
-  std::vector<std::string> words{"vantord-tablet", "run",      tablet.string(), "--json",
-                                 "--calls",        "--events", events.string()};
+  std::vector<std::string> words{"vantord-tablet", "run",     tablet.string(), "--json",
+                                 "--calls",        "--force", "--events",      events.string()};
   words.insert(words.end(), arguments.begin(), arguments.end());
   pid_t const child = ::fork();
   if (child < 0) throw std::runtime_error("no process could be made for the run");

@@ -3,10 +3,10 @@
 #include <map>
 #include <set>
 
+#include "cli/base/output_file.h"
 #include "cli/boot/call_text.h"
 #include "cli/bundle/bundle.h"
 #include "cli/bundle/redaction.h"
-#include "cli/report/chrome_trace.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/text.h"
 #include "sim/tablet/devices/firmware.h"
@@ -76,7 +76,7 @@ void Redaction::RedactRegistry(const fs::path& tablet) const {
   // One file in place of all: comments and what later files overwrite may hold anything.
   fs::remove_all(tablet / "registry");
   fs::create_directory(tablet / "registry");
-  WriteTextFile(tablet / "registry" / "00-tablet.reg", tablet::WriteRegText(after));
+  WriteOutput(tablet / "registry" / "00-tablet.reg", tablet::WriteRegText(after));
 }
 
 void Redaction::RedactFirmware(const fs::path& folder) const {
@@ -100,7 +100,7 @@ void Redaction::RedactDrive(const fs::path& tablet, const std::string& events) c
       std::string text = ReadTextFile(*path);
       std::string const windows_path = "C:\\" + fs::relative(*path, tablet / "C").string();
       bool const used = opened.count(Comparable(windows_path)) != 0;
-      WriteTextFile(*path, used ? Redacted(std::move(text)) : std::string(text.size(), '\0'));
+      WriteOutput(*path, used ? Redacted(std::move(text)) : std::string(text.size(), '\0'));
     }
     fs::path const new_name = path->parent_path() / Redacted(path->filename().string());
     if (new_name != *path) fs::rename(*path, new_name);
@@ -111,13 +111,13 @@ void Redaction::Apply(const fs::path& tablet, const std::string& events) const {
   fs::path const description = tablet / "tablet.json";
   auto document = RedactedJson(nlohmann::ordered_json::parse(ReadTextFile(description)));
   if (document.contains("name")) document["name"] = "a tablet";
-  WriteTextFile(description, document.dump(2) + "\n");
+  WriteOutput(description, document.dump(2) + "\n");
   RedactRegistry(tablet);
   RedactFirmware(tablet / "efi");
   nlohmann::ordered_json times = DriveTimes(tablet);
   RedactDrive(tablet, events);
   fs::path const side_file = tablet / "attributes.txt";
-  if (fs::exists(side_file)) WriteTextFile(side_file, Redacted(ReadTextFile(side_file)));
+  if (fs::exists(side_file)) WriteOutput(side_file, Redacted(ReadTextFile(side_file)));
   for (auto& time : times) time[0] = Redacted(time[0].get<std::string>());
   SetDriveTimes(tablet, times);
 }

@@ -4,6 +4,7 @@
 
 #include "cli/bundle/bundle_commands.h"
 #include "cli/commands/list.h"
+#include "cli/commands/timeout.h"
 
 namespace cli {
 
@@ -12,23 +13,20 @@ namespace {
 class CollectCommand : public Command {
  public:
   std::string_view name() const override { return "collect"; }
+  std::vector<std::string> examples() const override { return {"collect my-tablet -o run.zip --redact"}; }
   std::string about() const override { return "runs a tablet and packs the run, so that others can repeat it"; }
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder")->required();
     app.add_option("-o,--output", options_.bundle, "the bundle, a zip file")->type_name("FILE")->required();
     app.add_flag("--redact", options_.redact, "replace what tells one tablet, or its user, from another");
-    app.add_option("--seed", seed_, "as of run");
-    app.add_option("--until", until_, "as of run: end at this virtual time")
-        ->type_name("MS")
-        ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
+    app.add_option("--seed", seed_, "as of run")->type_name("N");
+    AddUntil(app, until_);
     app.add_option("--fault", faults_, "as of run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
     app.add_option("--cut-at", cut_at_, "as of run: cut the power at this call")
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
-    app.add_option("--patience", patience_, "as of run: processor time without a call after which the service hangs")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 1e6));
+    AddTimeout(app, timeout_);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 
@@ -37,7 +35,9 @@ class CollectCommand : public Command {
     if (cut_at_) options_.run.insert(options_.run.end(), {"--cut-at", std::to_string(*cut_at_)});
     if (seed_) options_.run.insert(options_.run.end(), {"--seed", std::to_string(*seed_)});
     if (until_) options_.run.insert(options_.run.end(), {"--until", std::to_string(*until_)});
-    if (patience_) options_.run.insert(options_.run.end(), {"--patience", fmt::format("{}", *patience_)});
+    if (timeout_.count() != 0) {
+      options_.run.insert(options_.run.end(), {"--timeout", fmt::format("{}ms", timeout_.count())});
+    }
     return Collect(options_, console);
   }
 
@@ -47,12 +47,13 @@ class CollectCommand : public Command {
   std::optional<std::int64_t> until_;
   std::vector<std::string> faults_;
   std::optional<std::uint64_t> cut_at_;
-  std::optional<double> patience_;
+  std::chrono::milliseconds timeout_{0};  ///< 0: that of run
 };
 
 class ReplayCommand : public Command {
  public:
   std::string_view name() const override { return "replay"; }
+  std::vector<std::string> examples() const override { return {"replay run.zip"}; }
   std::string about() const override { return "repeats the run of a bundle and compares"; }
 
   void Define(CLI::App& app) override {

@@ -1,4 +1,5 @@
-// One word of vantord-tablet: its options, and what it does. A command is a file of this folder and a line in list.cpp.
+// One command of vantord-tablet: its options, and what it does. A command is a file of this folder and a line in
+// list.cpp.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -18,9 +19,11 @@ class Command {
   virtual std::string_view name() const = 0;
   /// Half a sentence for --help.
   virtual std::string about() const = 0;
+  /// What people type most often, without the program's name; for --help and the manual page.
+  virtual std::vector<std::string> examples() const = 0;
   /// Adds options and operands to `app`, which is the command's own.
   virtual void Define(CLI::App& app) = 0;
-  /// Answers the exit code. Throws InputError for bad input and UsageError for options that do not fit.
+  /// Returns the exit code. Throws InputError for bad input and UsageError for options that do not fit.
   virtual int Run(Console& console) = 0;
 };
 

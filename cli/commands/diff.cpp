@@ -8,6 +8,7 @@ namespace {
 class DiffCommand : public Command {
  public:
   std::string_view name() const override { return "diff"; }
+  std::vector<std::string> examples() const override { return {"diff before after"}; }
   std::string about() const override { return "compares two tablets: registry, files with attributes, firmware"; }
 
   void Define(CLI::App& app) override {

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/base/exit_code.h"
+#include "cli/base/json_text.h"
 #include "cli/commands/list.h"
 #include "sim/tablet/kernel/fault_catalog.h"
 
@@ -27,7 +28,7 @@ void ListForPeople(Console& console) {
   }
   console.Line("");
   console.Line("\"vantord-tablet run DIR --fault ReadFile@3:ERROR_CRC\" lets the third ReadFile fail; any other error");
-  console.Line("number may be given. Pstatus is no call: it is what the driver of firmware variables answers.");
+  console.Line("number may be given. Pstatus is not a call: it is the status that the firmware driver returns.");
 }
 
 ordered_json AsJson() {
@@ -48,6 +49,7 @@ ordered_json AsJson() {
 class FaultCommand : public Command {
  public:
   std::string_view name() const override { return "fault"; }
+  std::vector<std::string> examples() const override { return {"fault list"}; }
   std::string about() const override {
     return "faults for \"run --fault\": \"fault list\" shows what can fail and how";
   }
@@ -60,7 +62,7 @@ class FaultCommand : public Command {
 
   int Run(Console& console) override {
     if (json_) {
-      console.Line(AsJson().dump(2));
+      PrintJson(console, AsJson());
     } else {
       ListForPeople(console);
     }

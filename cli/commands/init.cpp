@@ -13,6 +13,9 @@ namespace {
 class InitCommand : public Command {
  public:
   std::string_view name() const override { return "init"; }
+  std::vector<std::string> examples() const override {
+    return {"init my-tablet", "init my-tablet --sample crashed-modem --small", "init --list"};
+  }
   std::string about() const override { return "makes a tablet folder from a named sample, archives included"; }
 
   void Define(CLI::App& app) override {
@@ -20,7 +23,7 @@ class InitCommand : public Command {
     app.add_option("--sample", sample_, "the sample; --list shows what there is")
         ->type_name("NAME")
         ->capture_default_str();
-    app.add_flag("--small", small_, "its twin of a few kilobytes, for trials that must be quick");
+    app.add_flag("--small", small_, "the small variant, of a few kilobytes, for quick trials");
     app.add_flag("--list", list_, "show the samples and make nothing");
   }
 

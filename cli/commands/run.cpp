@@ -1,8 +1,14 @@
+#include <fmt/format.h>
+
+#include <charconv>
+
 #include "cli/base/exit_code.h"
+#include "cli/base/output_file.h"
 #include "cli/commands/list.h"
-#include "cli/commands/patience.h"
+#include "cli/commands/timeout.h"
 #include "cli/run/run_command.h"
 #include "sim/tablet/base/input_error.h"
+#include "sim/tablet/base/nearest.h"
 #include "sim/tablet/kernel/fault_catalog.h"
 
 namespace cli {
@@ -12,10 +18,16 @@ namespace {
 class RunCommand : public Command {
  public:
   std::string_view name() const override { return "run"; }
-  std::string about() const override { return "boots a tablet and tells what the service does to it"; }
+  std::vector<std::string> examples() const override {
+    return {"run my-tablet", "run my-tablet --save after --report run.html",
+            "run my-tablet --fault ReadFile@3:ERROR_CRC", "run my-tablet --cut-at WriteFile@20",
+            "run my-tablet --until 5s --events - --calls"};
+  }
+  std::string about() const override { return "boots a tablet and shows what the service does to it"; }
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder")->required();
+    app.option_defaults()->group("What is written");
     auto* save =
         app.add_option("--save", options_.save, "keep the tablet as it ended in this folder")->type_name("OUT");
     app.add_flag("--in-place", options_.in_place, "keep it in DIR itself")->excludes(save);
@@ -27,31 +39,39 @@ class RunCommand : public Command {
         ->type_name("FILE");
     app.add_option("--report", options_.report, "write the run as one page of HTML that needs no network")
         ->type_name("FILE");
-    app.add_option("--until", options_.until, "end the run at this virtual time")
-        ->type_name("MS")
-        ->check(CLI::Range(int64_t{0}, int64_t{1} << 52));
+    app.add_flag("--force", options_.force, "let the files above replace what is there");
+    app.option_defaults()->group("What happens");
+    AddUntil(app, options_.until);
     app.add_option("--seed", options_.seed, "draw which thread runs next; 0: first come, first served")
+        ->type_name("N")
         ->capture_default_str();
     app.add_option("--fault", faults_,
                    "let a call fail; WHEN is 3, 3-5, 3+ or all, ERROR a number or Windows' name for it. May be given "
                    "again. \"vantord-tablet fault list\" shows the calls and their errors")
         ->type_name("CALL[@WHEN][:ERROR]");
-    app.add_option("--cut-at", options_.cut_at,
-                   "cut the power at this call of the Windows API, counted from 1; then the tablet boots again from "
-                   "what is on disk, without faults")
-        ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
+    app.add_option("--cut-at", cut_at_,
+                   "cut the power at this call of the Windows API: its number as --events has it, or a call and which "
+                   "of its occurrences; then the tablet boots again from what is on disk, without faults")
+        ->type_name("N|CALL@N");
     app.add_flag("--full-timeline", options_.full_timeline,
                  "let everything happen that a service meets, where the tablet has no timeline of its own");
     app.add_flag("--stop-early", options_.stop_early, "send the stop as soon as the service runs");
     app.add_flag("--realtime", options_.realtime, "let the tablet's clock wait instead of jumping");
+    AddTimeout(app, options_.patience);
+    app.option_defaults()->group("What is printed");
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
     auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summary only");
     app.add_flag("--verbose,-v", options_.verbose, "every message, nothing counted together")->excludes(quiet);
-    AddPatience(app, options_.patience);
   }
 
   int Run(Console& console) override {
+    ReadCut();
+    for (const auto& file : {options_.events, options_.trace, options_.report}) {
+      if (file != kStandardStream) continue;
+      if (options_.json)
+        throw UsageError("with --json standard output is the document's; name a file in place of \"-\"");
+      console.LeaveStandardOutput();
+    }
     for (const std::string& fault : faults_) {
       try {
         options_.faults.push_back(tablet::ParseFault(fault));
@@ -63,7 +83,34 @@ class RunCommand : public Command {
   }
 
  private:
+  /// "20" or "WriteFile@20".
+  void ReadCut() {
+    if (cut_at_.empty()) return;
+    std::size_t const at = cut_at_.find('@');
+    std::string const number = cut_at_.substr(at == std::string::npos ? 0 : at + 1);
+    std::uint64_t value = 0;
+    auto const [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+    if (error != std::errc() || end != number.data() + number.size() || value == 0) {
+      throw UsageError(
+          fmt::format("--cut-at: \"{}\" is no call; give its number, as in 150, or which one of a name, as "
+                      "in WriteFile@20",
+                      cut_at_));
+    }
+    if (at == std::string::npos) {
+      options_.cut_at = value;
+      return;
+    }
+    options_.cut_occurrence = value;
+    options_.cut_call = cut_at_.substr(0, at);
+    if (tablet::FindCataloged(options_.cut_call) != nullptr) return;
+    std::vector<std::string_view> names;
+    for (const tablet::CatalogedCall& call : tablet::FaultCatalog()) names.push_back(call.name);
+    throw UsageError(fmt::format("--cut-at: there is no call \"{}\"; {} \"vantord-tablet fault list\" shows all",
+                                 options_.cut_call, tablet::DidYouMean(options_.cut_call, names)));
+  }
+
   RunOptions options_;
+  std::string cut_at_;
   std::vector<std::string> faults_;
 };
 

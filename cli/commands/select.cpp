@@ -8,7 +8,8 @@ namespace {
 class SelectCommand : public Command {
  public:
   std::string_view name() const override { return "select"; }
-  std::string about() const override { return "tells which archive a tablet gets, and why"; }
+  std::vector<std::string> examples() const override { return {"select my-tablet", "select --matrix my-tablet"}; }
+  std::string about() const override { return "shows which archive a tablet gets, and why"; }
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder; it stays as it is")->required();

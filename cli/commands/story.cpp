@@ -8,6 +8,7 @@ namespace {
 class StoryCommand : public Command {
  public:
   std::string_view name() const override { return "story"; }
+  std::vector<std::string> examples() const override { return {"story night.story", "story --rewrite night.story"}; }
   std::string about() const override { return "plays stories and compares what happens with what they record"; }
 
   void Define(CLI::App& app) override {

@@ -26,6 +26,7 @@ void ReadShard(const std::string& text, PlanOptions& out) {
 class SweepCommand : public Command {
  public:
   std::string_view name() const override { return "sweep"; }
+  std::vector<std::string> examples() const override { return {"sweep my-tablet", "sweep my-tablet --only cut"}; }
   std::string about() const override {
     return "tries every failure of every call, every power cut and many orders of threads, and says which promise breaks";
   }
@@ -38,12 +39,13 @@ class SweepCommand : public Command {
     app.add_option("--schedules", options_.plan.schedules, "runs in another order of threads, drawn by --seed")
         ->type_name("N")
         ->capture_default_str();
-    app.add_option("--seed", options_.plan.seed, "what draws them")->capture_default_str();
+    app.add_option("--seed", options_.plan.seed, "what draws them")->type_name("N")->capture_default_str();
     app.add_option("--only", only_, "of these kinds only: fault, pair, cut or schedule")
         ->type_name("KIND")
         ->check(CLI::IsMember({"fault", "pair", "cut", "schedule"}));
     app.add_option("--shard", shard_, "every N-th run only, beginning with the I-th")->type_name("I/N");
     app.add_option("--jobs,-j", options_.farm.workers, "runs at the same time; 0: one on each processor")
+        ->type_name("N")
         ->capture_default_str();
     auto* const json = app.add_flag("--json", options_.json, "one JSON document and nothing else");
     app.add_flag("--cut-table", options_.cut_table,

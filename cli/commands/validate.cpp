@@ -15,7 +15,8 @@ namespace {
 class ValidateCommand : public Command {
  public:
   std::string_view name() const override { return "validate"; }
-  std::string about() const override { return "tells everything that is wrong with a tablet's folder"; }
+  std::vector<std::string> examples() const override { return {"validate my-tablet"}; }
+  std::string about() const override { return "lists everything that is wrong with a tablet's folder"; }
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", folder_, "the tablet's folder; it stays as it is")->required();

@@ -1,5 +1,5 @@
 #include "cli/commands/list.h"
-#include "cli/commands/patience.h"
+#include "cli/commands/timeout.h"
 #include "cli/compare/verify_command.h"
 
 namespace cli {
@@ -9,12 +9,13 @@ namespace {
 class VerifyCommand : public Command {
  public:
   std::string_view name() const override { return "verify"; }
+  std::vector<std::string> examples() const override { return {"verify my-tablet"}; }
   std::string about() const override { return "compares the files on a tablet with the archive they came from"; }
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder; it stays as it is")->required();
     app.add_option("--archive", options_.archive, "this archive, not the one that the tablet gets")->type_name("FILE");
-    AddPatience(app, options_.patience);
+    AddTimeout(app, options_.patience);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 

@@ -1,7 +1,5 @@
 #include "cli/output/event_json.h"
 
-#include "sim/tablet/base/input_error.h"
-
 namespace cli {
 
 using nlohmann::ordered_json;
@@ -36,28 +34,19 @@ struct Fields {
 }  // namespace
 
 ordered_json ToJson(const tablet::Event& event, std::uint64_t seq) {
-  ordered_json out{
-      {"seq", seq}, {"time_ms", event.time.count()}, {"thread", event.thread}, {"kind", tablet::KindOf(event)}};
+  ordered_json out{{"seq", seq},
+                   {"time_ms", event.time.count()},
+                   {"thread", event.thread},
+                   {"kind", tablet::KindOf(event)},
+                   {"call", event.call}};
   std::visit(Fields{out}, event.what);
   return out;
-}
-
-EventFile::EventFile(const std::filesystem::path& file, bool with_calls)
-    : file_(file), out_(file), with_calls_(with_calls) {
-  if (!out_)
-    throw tablet::InputError(file.string(), "cannot be written", "choose a file in a folder that can be written");
 }
 
 void EventFile::Write(const tablet::Event& event) {
   if (!with_calls_ && std::holds_alternative<tablet::CallEvent>(event.what)) return;
   // Texts are the service's: what is no UTF-8 must not end the run.
-  out_ << ToJson(event, ++seq_).dump(-1, ' ', false, ordered_json::error_handler_t::replace) << '\n';
-}
-
-void EventFile::Close() {
-  out_.close();
-  if (!out_)
-    throw tablet::InputError(file_.string(), "could not be written completely", "check the space of its folder");
+  out_.Write(ToJson(event, ++seq_).dump(-1, ' ', false, ordered_json::error_handler_t::replace) + '\n');
 }
 
 }  // namespace cli

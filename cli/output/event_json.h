@@ -3,9 +3,9 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "cli/base/output_file.h"
 #include "sim/tablet/kernel/journal.h"
 
 namespace cli {
@@ -16,14 +16,13 @@ nlohmann::ordered_json ToJson(const tablet::Event& event, std::uint64_t seq);
 class EventFile {
  public:
   /// Throws InputError when the file cannot be written.
-  EventFile(const std::filesystem::path& file, bool with_calls);
+  EventFile(const std::filesystem::path& file, bool with_calls) : out_(file), with_calls_(with_calls) {}
   void Write(const tablet::Event& event);
   /// Throws InputError when something could not be written.
-  void Close();
+  void Keep() { out_.Keep(); }
 
  private:
-  std::filesystem::path file_;
-  std::ofstream out_;
+  OutputFile out_;
   bool with_calls_;
   std::uint64_t seq_ = 0;
 };

@@ -75,16 +75,16 @@ std::string Describe(const tablet::StatusEvent& status) {
 void StoryTeller::Tell(const tablet::Event& event) {
   StoryLine line{.time = event.time, .kind = std::string(tablet::KindOf(event)), .who = {}, .text = {}};
   if (const auto* message = std::get_if<tablet::TraceEvent>(&event.what)) {
-    if (!everything_ && IsLeftOut(*message)) return;
     line.kind = "message";
     line.who = message->function + (message->line ? fmt::format(":{}", *message->line) : "");
     line.text = TextOnly(*message);
+    if (detail_ != Detail::kEverything && IsHeldBack(*message, line)) return;
   } else if (const auto* status = std::get_if<tablet::StatusEvent>(&event.what)) {
     line.text = Describe(*status);
   } else if (const auto* happening = std::get_if<tablet::Happening>(&event.what)) {
     line.text = happening->text;
   } else if (const auto* debugger = std::get_if<tablet::DebuggerEvent>(&event.what)) {
-    if (!everything_) return;
+    if (detail_ != Detail::kEverything) return;
     line.text = debugger->text;
     while (!line.text.empty() && (line.text.back() == '\n' || line.text.back() == '\r')) line.text.pop_back();
   } else {
@@ -93,8 +93,26 @@ void StoryTeller::Tell(const tablet::Event& event) {
   Offer(std::move(line));
 }
 
+/// What is told of an entry depends on its status, which comes last.
+bool StoryTeller::IsHeldBack(const tablet::TraceEvent& message, const StoryLine& line) {
+  constexpr std::size_t kMostHeld = 50;
+  bool const left_out = IsLeftOut(message);
+  bool const of_extraction = message.function == "TUnzip::Unzip";
+  bool const status = message.function == "CImageSelector::UnzipBinary" && line.text.starts_with("Unzipping status");
+  if (detail_ == Detail::kFailures && of_extraction && message.line && of_entry_.size() < kMostHeld) {
+    of_entry_.push_back(line);
+  }
+  if (status) {
+    std::vector<StoryLine> const held = std::exchange(of_entry_, {});
+    if (!left_out) {
+      for (const StoryLine& one : held) Offer(one);
+    }
+  }
+  return left_out;
+}
+
 void StoryTeller::Offer(StoryLine line) {
-  if (!everything_ && line.kind == "message") {
+  if (detail_ != Detail::kEverything && line.kind == "message") {
     std::string key = line.who + '\n' + line.text;
     if (std::find(recent_.begin(), recent_.end(), key) != recent_.end()) {
       ++repeated_;

@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "sim/tablet/kernel/journal.h"
 
@@ -20,9 +21,12 @@ struct StoryLine {
 
 class StoryTeller {
  public:
-  /// `everything`: nothing is left out or counted together.
-  StoryTeller(std::function<void(const StoryLine&)> out, bool everything)
-      : out_(std::move(out)), everything_(everything) {}
+  enum class Detail {
+    kRecord,      ///< what transcripts hold
+    kFailures,    ///< and the messages of each entry that fails
+    kEverything,  ///< nothing is left out or counted together
+  };
+  StoryTeller(std::function<void(const StoryLine&)> out, Detail detail) : out_(std::move(out)), detail_(detail) {}
 
   void Tell(const tablet::Event& event);
   /// Tells what is still held back. Call at the end and before anything else is shown.
@@ -30,10 +34,12 @@ class StoryTeller {
 
  private:
   void Offer(StoryLine line);
+  bool IsHeldBack(const tablet::TraceEvent& message, const StoryLine& line);
 
   std::function<void(const StoryLine&)> out_;
-  bool everything_;
-  std::deque<std::string> recent_;  ///< the messages last told
+  Detail detail_;
+  std::vector<StoryLine> of_entry_;  ///< left out so far: messages of the entry that is being extracted
+  std::deque<std::string> recent_;   ///< the messages last told
   std::size_t repeated_ = 0;
   tablet::Millis last_repeat_{0};
 };

@@ -2,11 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <vector>
 
 #include "cli/base/table.h"
 #include "cli/output/crash_report.h"
+#include "cli/output/message_zones.h"
 #include "cli/output/story_teller.h"
+#include "sim/tablet/base/error_names.h"
 #include "sim/tablet/kernel/fault_catalog.h"
 
 namespace cli {
@@ -41,6 +44,92 @@ std::string FilesText(const Changes& changes) {
   if (changes.attributes_changed != 0)
     text += fmt::format("; {} with other attributes", Counted(changes.attributes_changed, "path"));
   return text;
+}
+
+/// "8 (ERROR_NOT_ENOUGH_MEMORY)"
+std::string NumberAndName(std::uint32_t error) {
+  std::string_view const name = tablet::NameOfError(tablet::ErrorName::Family::kSystem, error);
+  return name.empty() ? fmt::format("{}", error) : fmt::format("{} ({})", error, name);
+}
+
+std::string NameBehind(std::uint32_t error) {
+  std::string_view const name = tablet::NameOfError(tablet::ErrorName::Family::kSystem, error);
+  return error == 0 || name.empty() ? std::string() : fmt::format(" ({})", name);
+}
+
+void PrintDeployment(Table& table, const Deployment& outcome, const ArchiveUse* archive) {
+  using State = Deployment::State;
+  constexpr std::size_t kShown = 5;
+  static constexpr std::array<std::string_view, 3> kWords{"deployed: ", "the deployment FAILED: ", "not deployed: "};
+  Style const style = outcome.state == State::kDeployed ? Style::kGood
+                      : outcome.state == State::kFailed ? Style::kBad
+                                                        : Style::kPlain;
+  table.Row("Firmware", std::string(kWords[static_cast<std::size_t>(outcome.state)]) + outcome.reason, style);
+  for (const std::string& warning : outcome.warnings) table.More("warning: " + warning, Style::kBad);
+  if (outcome.state != State::kFailed || archive == nullptr) return;
+  for (std::size_t i = 1; i < archive->failures.size() && i < kShown; ++i) {
+    table.More(Describe(archive->failures[i]), Style::kBad);
+  }
+  if (archive->failures.size() > kShown) table.More(fmt::format("and {} more", archive->failures.size() - kShown));
+}
+
+std::string RadioText(TabletRun& run) {
+  tablet::RadioProxy const& radio = run.machine().radio();
+  if (radio.attempts() == 0) return "not asked for";
+  return fmt::format("{} to connect, {} sent, {}", Counted(radio.attempts(), "attempt"),
+                     Counted(radio.commands(), "command"), radio.releases() == 0 ? "not released" : "released");
+}
+
+std::string PartnerText(TabletRun& run) {
+  const tablet::Partner& partner = run.machine().partner();
+  if (!partner.present()) return "not installed";
+  return fmt::format("{}, {} received", tablet::StateName(partner.Status().state),
+                     Counted(partner.received().size(), "control"));
+}
+
+/// What the tablet noticed that Windows would not have waited for.
+std::vector<std::string> Notes(TabletRun& run) {
+  constexpr std::string_view kNote = "note: ";
+  std::vector<std::string> notes;
+  for (const tablet::Event& event : run.machine().journal().events()) {
+    const auto* const happening = std::get_if<tablet::Happening>(&event.what);
+    if (happening == nullptr || !happening->text.starts_with(kNote)) continue;
+    notes.push_back(fmt::format("{} s: {}", FormatTime(event.time), happening->text.substr(kNote.size())));
+  }
+  return notes;
+}
+
+struct MessageCounts {
+  std::size_t all = 0;
+  std::size_t failures = 0;
+  std::size_t usual = 0;  ///< in the error zone, and no failure
+};
+
+MessageCounts CountMessages(TabletRun& run) {
+  MessageCounts counts;
+  for (const tablet::Event& event : run.machine().journal().events()) {
+    const auto* const message = std::get_if<tablet::TraceEvent>(&event.what);
+    if (message == nullptr) continue;
+    ++counts.all;
+    counts.usual += IsUsual(*message) ? 1 : 0;
+    counts.failures += IsFailure(*message) ? 1 : 0;
+  }
+  return counts;
+}
+
+ordered_json RadioJson(TabletRun& run) {
+  tablet::RadioProxy const& radio = run.machine().radio();
+  return {{"attempts", radio.attempts()}, {"commands", radio.commands()}, {"releases", radio.releases()}};
+}
+
+ordered_json PartnerJson(TabletRun& run) {
+  const tablet::Partner& partner = run.machine().partner();
+  ordered_json out{{"present", partner.present()}, {"state", nullptr}, {"controls", ordered_json::array()}};
+  if (partner.present()) out["state"] = tablet::StateName(partner.Status().state);
+  for (const tablet::Partner::Received& one : partner.received()) {
+    out["controls"].push_back({{"time_ms", one.time.count()}, {"control", one.control}});
+  }
+  return out;
 }
 
 std::string FaultText(const tablet::Faults::Counted& counted) {
@@ -78,9 +167,8 @@ void PrintSummary(Console& console, const Summary& summary, TabletRun& run, cons
   console.Line("");
   table.Row("Tablet", summary.tablet);
   if (!summary.faults.empty()) Paragraph(table, "Faults", summary.faults, "", FaultText);
-  if (summary.asked_cut != 0) table.Row("Power", PowerText(summary, run.machine().scheduler().calls()));
-  table.Row("Firmware", (outcome.deployed ? "deployed: " : "not deployed: ") + outcome.reason,
-            outcome.deployed ? Style::kGood : Style::kPlain);
+  if (summary.asked_cut) table.Row("Power", PowerText(summary, run.machine().scheduler().calls()));
+  PrintDeployment(table, outcome, archive);
   table.Row("Archive", archive == nullptr ? "none" : archive->path);
   if (archive != nullptr) table.More("because " + seen.WhyThisArchive());
   Paragraph(table, "Looked up", seen.look_ups(), "nothing that bears on the choice of an archive", FoundText);
@@ -88,17 +176,27 @@ void PrintSummary(Console& console, const Summary& summary, TabletRun& run, cons
   table.Row("Modem", crash.ResetText());
   table.Row("Dumps", crash.DumpsText());
   table.Row("Toast", crash.ToastText());
+  table.Row("Radio", RadioText(run));
+  table.Row("Partner", PartnerText(run));
+  MessageCounts const messages = CountMessages(run);
+  table.Row("Messages",
+            fmt::format("{}, of which {}; {} more in the error zone {} usual", messages.all,
+                        Counted(messages.failures, "failure"), messages.usual, messages.usual == 1 ? "is" : "are"));
+  if (std::vector<std::string> const notes = Notes(run); !notes.empty()) {
+    Paragraph(table, "Notes", notes, "", [](const std::string& text) { return text; });
+  }
   table.Row("Files", FilesText(changes));
   Paragraph(table, "Registry", Describe(changes.registry), "unchanged", [](const auto& line) { return line; });
   Paragraph(table, "Variables", changes.firmware, "unchanged", [](const auto& change) { return Describe(change); });
   Paragraph(table, "Status", StatusEvents(run), "never reported", [](const tablet::Event* event) {
     const auto& status = std::get<tablet::StatusEvent>(event->what);
     return fmt::format("{:>9}  {}{}", FormatTime(event->time), status.state,
-                       status.exit_code == 0 ? "" : fmt::format(", exit code {}", status.exit_code));
+                       status.exit_code == 0 ? "" : ", exit code " + NumberAndName(status.exit_code));
   });
-  table.Row("Service", summary.end.message, summary.exit_code == 0 ? Style::kGood : Style::kBad);
-  table.Row("Time", fmt::format("{} s on the tablet, {:.2f} s here", FormatTime(run.machine().scheduler().Now()),
-                                summary.real_seconds));
+  table.Row("Service", summary.end.message + NameBehind(summary.end.error),
+            summary.exit_code == 0 ? Style::kGood : Style::kBad);
+  table.Row("Time", fmt::format("{} s on the tablet, where only waiting takes time; {:.2f} s here",
+                                FormatTime(run.machine().scheduler().Now()), summary.real_seconds));
   table.Row("Kept", summary.kept.empty() ? "nothing: the tablet is as it was (--save OUT keeps what the run made of it)"
                                          : summary.kept);
 }
@@ -111,7 +209,12 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
                {"opened", use->opened},
                {"why", seen.WhyThisArchive()},
                {"entries", use->entries},
-               {"failures", use->failures}};
+               {"failures", ordered_json::array()},
+               {"failed_entries", ordered_json::array()}};
+    for (const FailedEntry& entry : use->failures) {
+      archive["failures"].push_back(Describe(entry));
+      archive["failed_entries"].push_back({{"path", entry.path}, {"code", entry.code}});
+    }
   }
   ordered_json look_ups = ordered_json::array();
   for (const LookUp& look_up : seen.look_ups()) {
@@ -121,6 +224,7 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
     entry["name"] = look_up.name;
     entry["found"] = nullptr;
     if (look_up.found) entry["found"] = *look_up.found;
+    if (look_up.data) entry["type"] = look_up.data->type;
     look_ups.push_back(std::move(entry));
   }
   ordered_json statuses = ordered_json::array();
@@ -133,7 +237,8 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
                         {"check_point", status.check_point}});
   }
   ordered_json cut;
-  if (summary.cut) cut = {{"call", summary.asked_cut}, {"time_ms", summary.cut->at.count()}};
+  if (summary.cut) cut = {{"call", summary.cut->call}, {"time_ms", summary.cut->at.count()}};
+  MessageCounts const messages = CountMessages(run);
   ordered_json kept;
   if (!summary.kept.empty()) kept = summary.kept;
   return {{"schema", 1},
@@ -141,12 +246,19 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
           {"end", NameOf(summary.end.kind)},
           {"message", summary.end.message},
           {"exit_code", summary.exit_code},
-          {"deployed", outcome.deployed},
+          {"service_error", summary.end.error},
+          {"deployed", outcome.deployed()},
+          {"deployment", NameOf(outcome.state)},
           {"reason", outcome.reason},
+          {"warnings", outcome.warnings},
           {"archive", std::move(archive)},
           {"looked_up", std::move(look_ups)},
           {"crash", ToJson(CrashReport::Of(run))},
           {"changes", ToJson(ChangesOf(run))},
+          {"radio", RadioJson(run)},
+          {"partner", PartnerJson(run)},
+          {"notes", Notes(run)},
+          {"messages", {{"all", messages.all}, {"failures", messages.failures}, {"usual", messages.usual}}},
           {"status", std::move(statuses)},
           {"faults", FaultsJson(summary)},
           {"power_cut", std::move(cut)},

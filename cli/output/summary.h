@@ -16,6 +16,7 @@ namespace cli {
 /// The end of a first run by a power cut.
 struct PowerCut {
   std::string message;
+  std::uint64_t call = 0;
   tablet::Millis at{0};
 };
 
@@ -26,7 +27,7 @@ struct Summary {
   double real_seconds = 0;
   std::string kept;  ///< where the tablet as it ended was written; empty: nowhere
   std::vector<tablet::Faults::Counted> faults;
-  std::uint64_t asked_cut = 0;  ///< the call at which the power was to be cut; 0: none
+  bool asked_cut = false;       ///< the power was to be cut
   std::optional<PowerCut> cut;  ///< nothing when the power was not cut
 };
 

@@ -6,8 +6,8 @@
 #include <tuple>
 #include <vector>
 
+#include "cli/output/message_zones.h"
 #include "cli/output/story_teller.h"
-#include "cli/report/message_zones.h"
 #include "sim/tablet/base/input_error.h"
 
 namespace cli {
@@ -110,15 +110,6 @@ ordered_json ChromeTrace(const Timeline& timeline, const std::string& tablet) {
   return {{"traceEvents", std::move(events)},
           {"displayTimeUnit", "ms"},
           {"otherData", {{"schema", 1}, {"tablet", tablet}, {"clock", "virtual microseconds since power-on"}}}};
-}
-
-void WriteTextFile(const std::filesystem::path& file, const std::string& text) {
-  std::ofstream out(file, std::ios::binary);
-  if (!out)
-    throw tablet::InputError(file.string(), "cannot be written", "choose a file in a folder that can be written");
-  out << text;
-  out.close();
-  if (!out) throw tablet::InputError(file.string(), "could not be written completely", "check the space of its folder");
 }
 
 }  // namespace cli

@@ -1,7 +1,6 @@
 // A run in the Trace Event Format, for Perfetto and other viewers.
 #pragma once
 
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -12,8 +11,5 @@ namespace cli {
 /// One process, named after the tablet; a thread for each track. Functions, waits and states are B and E events that
 /// nest; messages, controls and what else happened are instants. Times are virtual microseconds.
 nlohmann::ordered_json ChromeTrace(const Timeline& timeline, const std::string& tablet);
-
-/// Writes a text file. Throws InputError when that fails.
-void WriteTextFile(const std::filesystem::path& file, const std::string& text);
 
 }  // namespace cli

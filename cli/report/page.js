@@ -5,7 +5,9 @@
   const SVG = 'http://www.w3.org/2000/svg';
   const ZONES = ['ZONE_ERROR', 'ZONE_INFO', 'ZONE_MODEM_INFO', 'ZONE_DETAIL', 'always', 'ZONE_FUNCTION', 'debugger', 'unknown'];
   const OTHERS = 'status and events';
-  const ROWS_AT_ONCE = 1000;
+  const USUAL = 'usual';
+  const wide = matchMedia('(min-width: 40rem)').matches;
+  const ROWS_AT_ONCE = wide ? 1000 : 10;
 
   /** An element with properties, attributes in `data-...` form and children; texts are always texts, never markup. */
   function make(name, properties = {}, ...children) {
@@ -28,7 +30,7 @@
   const seconds = (ms) => (ms / 1000).toFixed(3);
   const plural = (count, word) => `${count} ${word}${count === 1 ? '' : 's'}`;
   const isMessage = (step) => step.kind === 'trace' || step.kind === 'debugger';
-  const isError = (step) => step.zone === 'ZONE_ERROR';
+  const isError = (step) => step.failure === true;
 
   // --- what the run came to ---------------------------------------------------------------------------------------
 
@@ -40,15 +42,26 @@
 
   function showFacts() {
     const { summary } = run;
-    document.title = `${summary.tablet || 'A tablet'}: a run of Vantord`;
+    const [outcome, mood] = outcomeOf(summary);
+    document.title = `${summary.tablet || 'A tablet'}: ${outcome}`;
     $('tablet').textContent = summary.tablet || 'A run';
+    $('outcome').textContent = `${outcome[0].toUpperCase()}${outcome.slice(1)}.`;
+    $('outcome').classList.add(mood);
     fact('Service', summary.end, `${summary.message}; exit code ${summary.exit_code}`, summary.exit_code === 0 ? 'good' : 'bad');
-    fact('Firmware', summary.deployed ? 'deployed' : 'not deployed', summary.reason, summary.deployed ? 'good' : '');
-    const calls = run.steps.filter((step) => step.kind === 'trace').length;
-    const errors = run.steps.filter(isError).length;
-    fact('Messages', String(calls), `${errors} of them in the error zone`);
+    const styles = { deployed: summary.warnings.length ? 'bad' : 'good', failed: 'bad', 'not needed': '' };
+    fact('Firmware', summary.deployment, [summary.reason, ...summary.warnings].join('; '), styles[summary.deployment]);
+    const { all, failures, usual } = summary.messages;
+    fact('Messages', String(all), `${plural(failures, 'failure')}; ${usual} usual ones in the error zone`, failures ? 'bad' : '');
     fact('Time on the tablet', `${seconds(run.end_ms)} s`, `virtual; seed ${run.seed}`);
     $('made').textContent = `Made by ${run.program}. The same tablet with the same seed gives the same page.`;
+  }
+
+  /** A sentence for the title, and how it looks. */
+  function outcomeOf(summary) {
+    if (summary.exit_code !== 0) return [summary.message, 'bad'];
+    if (summary.deployment === 'failed') return ['the deployment failed', 'bad'];
+    if (summary.warnings.length) return [`the firmware was deployed, but ${summary.warnings.join('; ')}`, 'bad'];
+    return [summary.deployed ? 'the firmware was deployed' : 'no deployment was needed', summary.deployed ? 'good' : 'plain'];
   }
 
   function fillTable(table, headings, rows) {
@@ -82,7 +95,7 @@
     fillTable($('lookups'), ['Looked up in this run', 'Found', 'Where'], lookUps.map((look) => ({
       cells: [look.name, look.found === null ? 'not set' : path(look.found), look.where === 'registry' ? path(look.key) : 'firmware'],
     })));
-    $('lookups').hidden = lookUps.length === 0;
+    $('lookups').parentElement.hidden = lookUps.length === 0;
   }
 
   // --- the picture --------------------------------------------------------------------------------------------------
@@ -125,6 +138,19 @@
       open.push(span.to);
       return open.length - 1;
     });
+  }
+
+  const ROLES = {
+    machine: 'the tablet and its user', main: 'the process', service: 'start and controls', radio: 'answers of the radio layer',
+    'configuration manager': 'device news',
+  };
+  /** What a thread does: one that the service made is known by its function. */
+  function roleOf(track) {
+    const name = run.tracks[track];
+    const own = run.steps.filter((step) => step.track === track && step.who);
+    const first = own.find((step) => step.who.includes('Thread')) || own[0];
+    const role = ROLES[name] || (first ? first.who.replace(/:[0-9]+$/, '') : '');
+    return `thread: ${name}${role ? `, ${role}` : ''}`;
   }
 
   const STATUS_TEXT = { RUNNING: 'running-text', PAUSED: 'paused-text', STOPPED: 'stopped-text' };
@@ -214,7 +240,7 @@
       const rows = depths.length ? Math.max(...depths) + 1 : 0;
       const marks = run.steps.some((step) => step.track === track && step.kind !== 'status' && step.kind !== 'call');
       if (rows === 0 && !marks) return;
-      draw(svg, 'text', { x: MARGIN, y: y + 13, class: 'lane' }, track === 0 ? name : `thread: ${name}`);
+      draw(svg, 'text', { x: MARGIN, y: y + 13, class: 'lane' }, track === 0 ? name : roleOf(track));
       const top = y + LANE_TITLE;
       spans.forEach((span, i) => drawSpan(svg, span, depths[i], top));
       if (marks) drawSteps(svg, track, top + rows * BAR + 2);
@@ -225,7 +251,7 @@
     drawAxis(ground, y);
     view.height = y + AXIS;
     view.line = draw(svg, 'line', { y1: 0, y2: y, class: 'cursor', visibility: 'hidden' });
-    for (const [key, value] of Object.entries({ width: view.width, height: view.height, role: 'img', 'aria-hidden': 'true' })) svg.setAttribute(key, value);
+    for (const [key, value] of Object.entries({ width: view.width, height: view.height, viewBox: `0 0 ${view.width} ${view.height}`, role: 'img', 'aria-hidden': 'true' })) svg.setAttribute(key, value);
     svg.addEventListener('click', pickStep);
     picture.replaceChildren(svg);
     if (view.cursor >= 0) placeCursor();
@@ -286,7 +312,7 @@
 
   // --- the messages ---------------------------------------------------------------------------------------------------
 
-  const zoneOf = (step) => (isMessage(step) ? step.zone : OTHERS);
+  const zoneOf = (step) => (step.usual ? USUAL : isMessage(step) ? step.zone : OTHERS);
   const chosen = new Set();
   let matching = [];
 
@@ -295,10 +321,10 @@
     run.steps.forEach((step) => {
       if (step.kind !== 'call') counts.set(zoneOf(step), (counts.get(zoneOf(step)) || 0) + 1);
     });
-    for (const zone of [...ZONES, OTHERS]) {
+    for (const zone of [...ZONES, USUAL, OTHERS]) {
       if (!counts.has(zone)) continue;
-      // Entries and exits are in the picture already.
-      const checked = zone !== 'ZONE_FUNCTION';
+      // Entries and exits are in the picture already; what is usual tells nothing.
+      const checked = zone !== 'ZONE_FUNCTION' && zone !== USUAL;
       if (checked) chosen.add(zone);
       const box = make('input', { type: 'checkbox', name: 'zone', value: zone, checked });
       box.addEventListener('change', () => { if (box.checked) chosen.add(zone); else chosen.delete(zone); showList(); });
@@ -310,7 +336,8 @@
     const step = run.steps[index];
     const style = isError(step) ? 'error' : step.kind;
     const body = make('span', { className: 'body' });
-    if (step.who) body.append(make('span', { className: 'who code' }, step.who));
+    const known = run.meanings[step.who] !== undefined;
+    if (step.who) body.append(known ? make('a', { className: 'who code', href: `#m-${step.who}` }, step.who) : make('span', { className: 'who code' }, step.who));
     body.append(make('span', { className: 'text' }, step.text));
     const zone = zoneOf(step) === OTHERS ? step.kind : zoneOf(step).replace('ZONE_', '').replace('_', ' ').toLowerCase();
     return make('li', { className: style, id: `step-${index}`, tabIndex: -1 },
@@ -345,12 +372,30 @@
     $(`step-${matching[at]}`).focus();
   }
 
+  /** Each message that came, and what it means; the links of the list lead here. */
+  function showMeanings() {
+    const entries = Object.entries(run.meanings);
+    $('meanings').querySelector('summary').textContent = plural(entries.length, 'message');
+    const list = $('meanings').querySelector('dl');
+    for (const [who, text] of entries) list.append(make('dt', { id: `m-${who}`, className: 'code' }, who), make('dd', {}, text));
+    $('list').addEventListener('click', (event) => { if (event.target.closest('a.who')) $('meanings').open = true; });
+    document.querySelector('nav').addEventListener('click', (event) => { if (event.target.hash === '#meanings') $('meanings').open = true; });
+  }
+
+  function linkFirstFailure() {
+    const first = run.steps.findIndex(isError);
+    if (first < 0) return;
+    $('first').hidden = false;
+    $('first').addEventListener('click', (event) => { event.preventDefault(); goToMessage(first); });
+  }
+
   // --- what has changed -------------------------------------------------------------------------------------------------
 
   function section(id, title, headings, rows, without) {
-    $(id).append(make('h3', {}, rows.length ? `${title} (${rows.length})` : title));
-    if (rows.length === 0) $(id).append(make('p', { className: 'none' }, without));
-    else $(id).append(make('div', { className: 'scroll' }, fillTable(make('table'), headings, rows.map((cells) => ({ cells })))));
+    const heading = make('h3', {}, rows.length ? `${title} (${rows.length})` : title);
+    if (rows.length === 0) { $(id).append(heading, make('p', { className: 'none' }, without)); return; }
+    const table = make('div', { className: 'scroll' }, fillTable(make('table'), headings, rows.map((cells) => ({ cells }))));
+    $(id).append(make('details', { className: 'fold' }, make('summary', {}, heading), table));
   }
 
   function showChanges() {
@@ -375,6 +420,9 @@
   makeFilter();
   showList();
   showChanges();
+  showMeanings();
+  linkFirstFailure();
+  for (const fold of document.querySelectorAll('.fold')) fold.open = wide;
   $('here').textContent = `${plural(run.steps.length, 'step')} in ${seconds(run.end_ms)} s of virtual time.`;
   $('by-steps').addEventListener('click', () => setAxis(false));
   $('by-time').addEventListener('click', () => setAxis(true));

@@ -1,9 +1,11 @@
 #include "cli/report/report_page.h"
 
+#include <fmt/format.h>
+
 #include <string_view>
 
+#include "cli/output/message_zones.h"
 #include "cli/output/story_teller.h"
-#include "cli/report/message_zones.h"
 
 namespace cli {
 
@@ -60,6 +62,8 @@ struct StepFields {
     out["who"] = message.function + (message.line ? ":" + std::to_string(*message.line) : "");
     out["text"] = TextOnly(message);
     out["zone"] = ZoneOf(message);
+    if (IsUsual(message)) out["usual"] = true;
+    if (IsFailure(message)) out["failure"] = true;
   }
   void operator()(const tablet::StatusEvent& status) const { out["text"] = Describe(status); }
   void operator()(const tablet::Happening& happening) const { out["text"] = happening.text; }
@@ -98,6 +102,12 @@ ordered_json ReportData(const ordered_json& summary, const Decision& decision, c
   }
   ordered_json steps = ordered_json::array();
   for (const Step& step : timeline.steps) steps.push_back(ToJson(step));
+  ordered_json meanings = ordered_json::object();
+  for (const Step& step : timeline.steps) {
+    const auto* const message = std::get_if<tablet::TraceEvent>(&step.event->what);
+    if (message == nullptr || MeaningOf(*message).empty()) continue;
+    meanings[fmt::format("{}:{}", message->function, *message->line)] = MeaningOf(*message);
+  }
   ordered_json spans = ordered_json::array();
   for (const Span& span : timeline.spans) spans.push_back(ToJson(span));
   return {{"schema", 1},
@@ -106,6 +116,7 @@ ordered_json ReportData(const ordered_json& summary, const Decision& decision, c
           {"summary", summary},
           {"choice", {{"archive", decision.path}, {"why", decision.why}, {"sources", std::move(sources)}}},
           {"end_ms", timeline.end.count()},
+          {"meanings", std::move(meanings)},
           {"tracks", timeline.tracks},
           {"steps", std::move(steps)},
           {"spans", std::move(spans)}};

@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
-
 #include "cli/base/exit_code.h"
+#include "cli/base/json_text.h"
+#include "cli/base/output_file.h"
 #include "cli/base/work_folder.h"
 #include "cli/boot/full_timeline.h"
 #include "cli/output/event_json.h"
@@ -29,36 +28,36 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using Style = Console::Style;
 
-/// Whether `path`, which need not exist, is `folder` or something in it.
-bool LiesWithin(const fs::path& path, const fs::path& folder) {
-  fs::path const whole = fs::weakly_canonical(folder);
-  fs::path const inner = fs::weakly_canonical(path);
-  return std::mismatch(whole.begin(), whole.end(), inner.begin(), inner.end()).first == whole.end();
-}
-
 /// Where the run's drive stands: beside the place it may be kept at, so that keeping it is a rename.
 WorkFolder MakeWorkFolder(const RunOptions& options) {
   if (options.save && LiesWithin(*options.save, options.folder)) {
     throw tablet::InputError(options.save->string(), "lies in the tablet itself", "name a folder elsewhere");
   }
-  if (options.in_place) return WorkFolder(options.folder / fmt::format(".run-{}", ::getpid()));
+  if (options.in_place) return WorkFolder(options.folder / ".run-");
   if (!options.save) return WorkFolder::Temporary();
   const fs::path& target = *options.save;
   bool const usable = !fs::exists(target) || (fs::is_directory(target) && fs::is_empty(target));
   if (!usable)
     throw tablet::InputError(target.string(), "exists already", "name a folder that does not exist or is empty");
-  fs::path plain = fs::absolute(target).lexically_normal();
-  if (!plain.has_filename()) plain = plain.parent_path();
-  try {
-    return WorkFolder(plain.string() + fmt::format(".making-{}", ::getpid()));
-  } catch (const tablet::InputError& error) {
-    throw tablet::InputError(target.string(), error.problem(), error.next());
+  return WorkFolder::Beside(target);
+}
+
+/// Before anything is written. What the run keeps is a folder, checked by MakeWorkFolder.
+void CheckFiles(const RunOptions& options) {
+  std::vector<Output> files;
+  if (options.events) files.push_back({"--events", *options.events});
+  if (options.trace) files.push_back({"--trace", *options.trace});
+  if (options.report) files.push_back({"--report", *options.report});
+  CheckOutputs(files, {options.folder}, options.force);
+  for (const Output& file : files) {
+    if (!options.save || !LiesWithin(file.file, *options.save)) continue;
+    throw UsageError(fmt::format("{} lies in the folder of --save; name a file elsewhere", file.option));
   }
 }
 
 /// Texts may be the service's: what is no UTF-8 must not end the run.
-std::string Dump(const nlohmann::ordered_json& document, int indent = -1) {
-  return document.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+std::string Dump(const nlohmann::ordered_json& document) {
+  return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 /// One run, from the folder to the summary.
@@ -69,15 +68,15 @@ class Session {
         console_(console),
         begun_(Clock::now()),
         description_(tablet::ReadTabletFolder(options.folder)),
-        stamp_(options.folder),
+        stamp_((CheckFiles(options), options.folder)),
         work_(MakeWorkFolder(options)),
-        teller_([this](const StoryLine& line) { Show(line); }, options.verbose) {
+        teller_([this](const StoryLine& line) { Show(line); },
+                options.verbose ? StoryTeller::Detail::kEverything : StoryTeller::Detail::kFailures) {
     if (options.events) events_.emplace(*options.events, options.calls);
     if (options.full_timeline) AddFullTimeline(description_);
-    // Whether they can be written is better known before the run than behind it.
-    for (const auto& file : {options.trace, options.report}) {
-      if (file) WriteTextFile(*file, "");
-    }
+    // Whether they can be written is better known before the run than after it.
+    if (options.trace) trace_.emplace(*options.trace);
+    if (options.report) report_.emplace(*options.report);
     // The choice has a tablet of its own, which must be gone before this one is powered on.
     if (options.report) decision_ = Decide(options.folder, nullptr);
     if (copies_) tablet::CopyDrive(options.folder, work_.path());
@@ -85,6 +84,8 @@ class Session {
                                        RunSettings{.seed = options.seed,
                                                    .realtime = options.realtime,
                                                    .cut_at = options.cut_at,
+                                                   .cut_call = options.cut_call,
+                                                   .cut_occurrence = options.cut_occurrence,
                                                    .stop_early = options.stop_early,
                                                    .patience = options.patience});
     if (!copies_) run_->machine().drive().KeepInMemory();
@@ -97,7 +98,7 @@ class Session {
     RunEnd end = Live();
     if (end.kind == RunEnd::Kind::kPowerCut) {
       faults_ = run_->machine().faults().all();
-      cut_ = PowerCut{end.message, run_->machine().scheduler().Now()};
+      cut_ = PowerCut{end.message, run_->machine().scheduler().calls(), run_->machine().scheduler().Now()};
       BootAgain();
       end = Live();
     }
@@ -114,11 +115,10 @@ class Session {
       try {
         code = Finish(end, false);
       } catch (const std::exception& error) {
-        std::fprintf(stderr, "vantord-tablet: %s\n", error.what());
+        console_.Warn(error.what());
       }
-      std::fflush(stdout);
-      RemoveWorkFolders();
-      ::_exit(code);
+      console_.Finish();
+      EndNow(code);
     });
     if (options_.realtime) run_->ListenTo([this] { return DoWhatIsTyped(); });
     std::optional<tablet::Millis> until;
@@ -160,7 +160,7 @@ class Session {
   bool DoWhatIsTyped() {
     for (const std::string& line : typed_.Take()) {
       Typed const typed = Interpret(line);
-      if (!typed.answer.empty()) std::fprintf(stderr, "vantord-tablet: %s\n", typed.answer.c_str());
+      if (!typed.answer.empty()) console_.Warn(typed.answer);
       if (typed.event) run_->Happen(*typed.event);
     }
     return !typed_.ended();
@@ -173,7 +173,7 @@ class Session {
     if (line.kind.empty()) style = Style::kDim;
     console_.Line(console_.Styled(style, Format(line)));
     // Whoever waits with the tablet's clock wants to hear of it now, through a pipe too.
-    if (options_.realtime) std::fflush(stdout);
+    if (options_.realtime) console_.Finish();
   }
 
   int Finish(const RunEnd& end, bool may_keep) {
@@ -184,14 +184,14 @@ class Session {
     summary.end = end;
     summary.exit_code = ExitCodeOf(end.kind);
     summary.faults = cut_ ? faults_ : run_->machine().faults().all();
-    summary.asked_cut = options_.cut_at;
+    summary.asked_cut = options_.cut_at != 0 || !options_.cut_call.empty();
     summary.cut = cut_;
     if (may_keep) summary.kept = Keep();
-    if (events_) events_->Close();
+    if (events_) events_->Keep();
     WritePictures(summary);
     summary.real_seconds = std::chrono::duration<double>(Clock::now() - begun_).count();
     if (options_.json) {
-      console_.Line(Dump(SummaryJson(summary, *run_, *observer_), 2));
+      PrintJson(console_, SummaryJson(summary, *run_, *observer_));
     } else {
       PrintSummary(console_, summary, *run_, *observer_);
     }
@@ -199,7 +199,7 @@ class Session {
   }
 
   void WritePictures(const Summary& summary) {
-    if (!options_.trace && !options_.report) return;
+    if (!trace_ && !report_) return;
     tablet::Tablet& machine = run_->machine();
     // The clock begins anew behind a power cut; in the picture it goes on.
     tablet::Millis const before = cut_ ? cut_->at : tablet::Millis{0};
@@ -209,10 +209,14 @@ class Session {
       events.back().time += before;
     }
     Timeline const timeline = Timeline::Of(events, before + machine.scheduler().Now());
-    if (options_.trace) WriteTextFile(*options_.trace, Dump(ChromeTrace(timeline, description_.name)));
-    if (!options_.report) return;
+    if (trace_) {
+      trace_->Write(Dump(ChromeTrace(timeline, description_.name)));
+      trace_->Keep();
+    }
+    if (!report_) return;
     nlohmann::ordered_json const document = SummaryJson(summary, *run_, *observer_);
-    WriteTextFile(*options_.report, ReportPage(ReportData(document, decision_, timeline, options_.seed)));
+    report_->Write(ReportPage(ReportData(document, decision_, timeline, options_.seed)));
+    report_->Keep();
   }
 
   std::string Keep() {
@@ -244,6 +248,8 @@ class Session {
   bool copies_ = options_.in_place || options_.save || options_.realtime;
   WorkFolder work_;
   std::optional<EventFile> events_;
+  std::optional<OutputFile> trace_;
+  std::optional<OutputFile> report_;
   Decision decision_;  ///< for the report
   StoryTeller teller_;
   TypedCommands typed_{STDIN_FILENO};

@@ -20,10 +20,13 @@ struct RunOptions {
   bool calls = false;                           ///< each call of the Windows API among the events
   std::optional<std::filesystem::path> trace;   ///< a file in the Trace Event Format
   std::optional<std::filesystem::path> report;  ///< a page of HTML
+  bool force = false;                           ///< these files replace others
   std::optional<std::int64_t> until;            ///< milliseconds of virtual time
   std::uint64_t seed = 0;
   std::vector<tablet::Fault> faults;
-  std::uint64_t cut_at = 0;    ///< the call at which the power is cut; 0: never
+  std::uint64_t cut_at = 0;  ///< the call at which the power is cut; 0: never
+  std::string cut_call;      ///< or the name of it, with which one of that name
+  std::uint64_t cut_occurrence = 0;
   bool full_timeline = false;  ///< with a timeline where the tablet has none
   bool stop_early = false;     ///< the stop comes as soon as the service runs
   bool realtime = false;
@@ -33,7 +36,7 @@ struct RunOptions {
   std::chrono::milliseconds patience{10'000};
 };
 
-/// Answers the exit code. Throws InputError for bad input; nothing of the given tablet has changed then.
+/// Returns the exit code. Throws InputError for bad input; nothing of the given tablet has changed then.
 int Run(const RunOptions& options, Console& console);
 
 }  // namespace cli

@@ -47,12 +47,12 @@ Typed Interpret(std::string_view line) {
   std::vector<std::string_view> const known = KnownWords();
   if (word == "help") return {{}, fmt::format("words: {}", fmt::join(known, ", "))};
   if (std::find(known.begin(), known.end(), word) == known.end()) {
-    return {{}, fmt::format("no such word: \"{}\"; {}", word, tablet::SuggestOneOf(word, known))};
+    return {{}, fmt::format("unknown word \"{}\"; {}", word, tablet::SuggestOneOf(word, known))};
   }
   std::optional<tablet::TimelineEvent> event = tablet::MakeEvent(InTheTimelinesWords(word), argument);
   if (!event) {
     return {{},
-            fmt::format("\"{}\" is nothing for {}; {}", argument, word, tablet::HintFor(InTheTimelinesWords(word)))};
+            fmt::format("\"{}\" does not fit {}; {}", argument, word, tablet::HintFor(InTheTimelinesWords(word)))};
   }
   return {std::move(event), {}};
 }

@@ -1,7 +1,6 @@
 #include "cli/samples/samples.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/base/work_folder.h"
 #include "cli/samples/crash_samples.h"
 #include "cli/samples/sample_archive.h"
 #include "cli/samples/variant_samples.h"
@@ -248,20 +248,14 @@ void MakeSample(std::string_view name, bool small, const fs::path& wanted) {
     throw tablet::InputError(wanted.string(), "exists already", "name a folder that does not exist or is empty");
   }
   // Made aside and renamed when whole: an interrupted init leaves no half tablet under the wanted name.
-  fs::path const making = folder.string() + fmt::format(".making-{}", ::getpid());
-  try {
-    std::error_code failure;
-    fs::create_directories(making, failure);
-    if (failure)
-      throw tablet::InputError(wanted.string(), "cannot be made: " + failure.message(),
-                               "name a folder that can be written");
-    WriteTablet(*sample, small, making);
-    fs::rename(making, folder);
-  } catch (...) {
-    std::error_code ignored;
-    fs::remove_all(making, ignored);
-    throw;
-  }
+  std::error_code failure;
+  fs::create_directories(folder.parent_path(), failure);
+  if (failure)
+    throw tablet::InputError(wanted.string(), "cannot be made: " + failure.message(),
+                             "name a folder that can be written");
+  WorkFolder making = WorkFolder::Beside(folder);
+  WriteTablet(*sample, small, making.path());
+  making.KeepAs(folder);
 }
 
 }  // namespace cli

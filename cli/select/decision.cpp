@@ -10,6 +10,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "cli/base/service_facts.h"
 #include "cli/base/work_folder.h"
 #include "cli/boot/call_text.h"
 #include "cli/boot/changes.h"
@@ -21,9 +22,9 @@ namespace cli {
 
 namespace {
 
-constexpr std::string_view kArchives = "\\modem_core\\";
-constexpr std::string_view kCscMap = "\\Services\\Vantord\\Parameters\\CSC";
-constexpr std::string_view kIdMap = "\\Services\\Vantord\\Parameters\\ImageID";
+constexpr std::string_view kArchives = service_facts::kArchivePart;
+constexpr std::string_view kCscMap = service_facts::kCscMap;
+constexpr std::string_view kIdMap = service_facts::kImageIdMap;
 constexpr std::string_view kService = "\\Services\\Vantord";
 constexpr std::string_view kSalesCode = "SALES_CODE";
 constexpr std::string_view kImageId = "ModemImageID";
@@ -41,11 +42,9 @@ struct Variable {
   std::uint32_t error = 0;                        ///< the last one that the service told of
 };
 
-std::uint32_t NumberBehind(std::string_view text, std::string_view word) {
-  std::size_t const at = text.find(word);
+std::uint32_t NumberOf(std::string_view result) {
   std::uint32_t number = 0;
-  if (at == std::string_view::npos) return 0;
-  std::from_chars(text.data() + at + word.size(), text.data() + text.size(), number);
+  std::from_chars(result.data(), result.data() + result.size(), number);
   return number;
 }
 
@@ -93,21 +92,21 @@ class Witness {
 
  private:
   void OnCall(const tablet::CallEvent& call) {
-    if (call.name == "_vsnwprintf") return OnMessage(call.args);
-    if (call.name == "CreateFileW" && ContainsIgnoringCase(call.args, kArchives)) archive_ = FirstQuoted(call.args);
-    std::uint32_t const result = NumberBehind(call.result, "");
+    if (call.name == "_vsnwprintf") return OnMessage(call.args, call.last_error);
+    if (call.name == "CreateFileW" && ContainsIgnoringCase(call.subject, kArchives)) archive_ = call.subject;
+    std::uint32_t const result = NumberOf(call.result);
     if (call.name == "RegCreateKeyExW" || call.name == "RegOpenKeyExW") {
-      if (result != 0) queries_.push_back({FirstQuoted(call.args), std::nullopt, result, std::nullopt});
+      if (result != 0) queries_.push_back({call.subject, std::nullopt, result, std::nullopt});
     }
     // What the registry gave may still be more than the service had room for.
     if (call.name == "RegQueryValueExW" && !queries_.empty()) queries_.back().error = result;
   }
-  void OnMessage(const std::string& text) {
+  void OnMessage(const std::string& text, std::uint32_t last_error) {
     if (!TellsOfTheChoice(text)) return;
     messages_.push_back(text);
     for (std::string_view const name : {kSalesCode, kImageId}) {
       if (text.find(fmt::format("name[{}]", name)) == std::string::npos) continue;
-      variables_[std::string(name)].error = NumberBehind(text, "GetLastError=");
+      variables_[std::string(name)].error = last_error;
     }
   }
 
@@ -127,7 +126,7 @@ Source FirmwareSource(Origin origin, std::string_view name, const Witness& seen)
   source.error = variable->error;
   if (variable->data) source.found = fmt::format("{}", ShowBytes(*variable->data));
   if (source.error == 0) return source;
-  source.remark = fmt::format("not read: error {}, {}", source.error, ErrorText(source.error));
+  source.remark = fmt::format("not read: {}", ErrorText(source.error));
   if (variable->data) source.remark = fmt::format("{} bytes, {}", variable->data->size(), source.remark);
   return source;
 }
@@ -144,8 +143,8 @@ Source RegistrySource(Origin origin, const Query* query) {
   source.error = query->error;
   if (query->data) source.found = ShowValue(*query->data);
   if (source.error != 0) {
-    source.remark = fmt::format("{}: error {}, {}", query->value ? "not read" : "its key cannot be opened",
-                                source.error, ErrorText(source.error));
+    source.remark =
+        fmt::format("{}: {}", query->value ? "not read" : "its key cannot be opened", ErrorText(source.error));
   }
   return source;
 }

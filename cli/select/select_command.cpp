@@ -1,9 +1,7 @@
 #include "cli/select/select_command.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -31,18 +29,17 @@ struct NextStart {
   std::string reason;
 };
 
-NextStart TryNextStart(const tablet::Description& description, const std::filesystem::path& folder) {
+NextStart TryNextStart(const tablet::Description& description, const std::filesystem::path& folder, Console& console) {
   WorkFolder const work = WorkFolder::Temporary();
   TabletRun run(description, folder, work.path(), {});
   Observer const observer(run);
-  run.OnHang([](const RunEnd& end) {
-    std::fprintf(stderr, "vantord-tablet: %s\n", end.message.c_str());
-    RemoveWorkFolders();
-    ::_exit(kServiceFailed);
+  run.OnHang([&console](const RunEnd& end) {
+    console.Warn(end.message);
+    EndNow(kServiceFailed);
   });
   RunEnd const end = run.Run(std::nullopt);
   if (observer.ModemArchive() != nullptr) return {true, "the service goes for this archive at its next start"};
-  if (end.kind == RunEnd::Kind::kNotModelled) return {false, end.message};
+  if (end.kind == RunEnd::Kind::kNotModelled || end.kind == RunEnd::Kind::kCallLimit) return {false, end.message};
   return {false, "the service goes for no archive at its next start: " + observer.Outcome().reason};
 }
 
@@ -115,7 +112,7 @@ int Select(const SelectOptions& options, Console& console) {
   }
   Decision const decision = Decide(options.folder, nullptr);
   ArchiveFile const file = FindArchive(drive.get(), decision.path);
-  NextStart const next = TryNextStart(description, options.folder);
+  NextStart const next = TryNextStart(description, options.folder, console);
   if (options.json) {
     PrintJson(console, ToJson(description.name, decision, file, next));
   } else {

@@ -13,7 +13,7 @@ struct SelectOptions {
   bool json = false;
 };
 
-/// Answers the exit code. Changes nothing in the folder. Throws InputError.
+/// Returns the exit code. Changes nothing in the folder. Throws InputError.
 int Select(const SelectOptions& options, Console& console);
 
 }  // namespace cli

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "cli/base/exit_code.h"
+#include "cli/base/service_facts.h"
 #include "cli/base/table.h"
 #include "cli/boot/changes.h"
 #include "sim/tablet/base/text.h"
@@ -18,10 +19,10 @@ namespace {
 using nlohmann::ordered_json;
 using Style = Console::Style;
 
-constexpr std::u16string_view kServiceKey = u"SYSTEM\\CurrentControlSet\\Services\\Vantord";
-constexpr std::u16string_view kCscMapKey = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC";
-constexpr std::u16string_view kIdMapKey = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\ImageID";
-constexpr std::u16string_view kArchivesPattern = u"c:\\windows\\system32\\modem_core\\*";
+using service_facts::kServiceKey;
+constexpr std::u16string_view kCscMapKey = service_facts::kWideCscMap;
+constexpr std::u16string_view kIdMapKey = service_facts::kWideImageIdMap;
+constexpr std::u16string_view kArchivesPattern = service_facts::kWideArchives;
 constexpr std::u16string_view kImageIdValue = u"ModemImageID";
 
 tablet::FirmwareKey SalesCodeKey() {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/base/exit_code.h"
+#include "cli/base/json_text.h"
 #include "cli/story/story_file.h"
 #include "cli/story/story_player.h"
 #include "sim/tablet/base/input_error.h"
@@ -145,7 +146,7 @@ int PlayStories(const StoryOptions& options, Console& console) {
   }
   if (options.junit) report.Write(*options.junit);
   document["exit_code"] = code;
-  if (options.json) console.Line(document.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+  if (options.json) PrintJson(console, document);
   return code;
 }
 

@@ -60,7 +60,7 @@ class RunPlayer {
  public:
   RunPlayer(const fs::path& folder, const fs::path& work)
       : run_(tablet::ReadTabletFolder(folder), folder, work, {}),
-        teller_([this](const StoryLine& line) { Tell(line); }, false) {
+        teller_([this](const StoryLine& line) { Tell(line); }, StoryTeller::Detail::kRecord) {
     run_.machine().journal().Listen([this](const tablet::Event& event) { teller_.Tell(event); });
   }
 
@@ -233,14 +233,13 @@ void WriteAll(int pipe, const nlohmann::json& document) {
 void PlayRun(std::span<const StoryVerb> verbs, const fs::path& folder, int pipe) {
   nlohmann::json answer{{"lines", nlohmann::json::array()}};
   try {
-    WorkFolder const work(folder / ".run");
+    WorkFolder const work(folder / ".run-");
     tablet::CopyDrive(folder, work.path());
     RunPlayer player(folder, work.path());
     player.run().OnHang([&](const RunEnd& end) {
       answer["lines"].push_back(player.HangingLines(end));
       WriteAll(pipe, answer);
-      RemoveWorkFolders();
-      ::_exit(0);
+      EndNow(0);
     });
     for (const StoryVerb& verb : verbs) answer["lines"].push_back(player.Play(verb));
     tablet::ReplaceState(folder, player.run().machine(), work.path());

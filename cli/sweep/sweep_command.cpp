@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "cli/base/exit_code.h"
+#include "cli/base/json_text.h"
 
 namespace cli {
 
@@ -77,7 +78,7 @@ int TellCuts(const SweepOptions& options, Console& console) {
 int Sweep(const SweepOptions& options, Console& console) {
   SweepReport const report = SweepTablet(options, console);
   if (options.json) {
-    console.Line(report.ToJson().dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    PrintJson(console, report.ToJson());
   } else {
     report.Print(console);
   }

@@ -85,17 +85,22 @@ void SweepReport::Print(Console& console) const {
                   "on each of {}",
                   errors_.size(), Runs(), calls_, seconds, static_cast<double>(Runs()) / seconds / workers,
                   Counted(workers, "processor")));
-  if (!exemptions_.empty()) console.Line("\nbent on purpose");
+  if (!exemptions_.empty()) {
+    console.Line("");
+    console.Line("bent on purpose");
+  }
   for (const Exemption& exemption : Exemptions()) {
     auto const seen = exemptions_.find(std::string(exemption.name));
     if (seen == exemptions_.end()) continue;
     console.Line(fmt::format("  {:<26}{:>8}  {}", exemption.name, seen->second, exemption.what));
   }
   if (lines_.empty()) {
-    console.Line('\n' + console.Styled(Style::kGood, "every promise holds"));
+    console.Line("");
+    console.Line(console.Styled(Style::kGood, "every promise holds"));
     return;
   }
-  console.Line('\n' + console.Styled(Style::kBad, "broken promises"));
+  console.Line("");
+  console.Line(console.Styled(Style::kBad, "broken promises"));
   for (std::size_t i = 0; i < lines_.size() && i < kMostPrinted; ++i) {
     const Line& line = lines_[i];
     console.Line(fmt::format("  {:<20}{}{}", console.Styled(Style::kStrong, line.promise), line.detail,

@@ -21,6 +21,7 @@ ROOT = Path(__file__).resolve().parents[2]
 PRODUCT = ROOT / "vantord"
 FOLDERS = ["service", "modem", "radio", "uefi", "device", "crash", "unzip", "common"]
 PAGE = ROOT / "docs" / "messages.md"
+MEANINGS = Path(__file__).with_suffix(".txt")
 
 # The routine that sends a message decides under which GUID it is sent.
 ROUTINES = {"DebugPrint": "service", "DebugPrintZone": "service", "HelperDebugPrint": "helper"}
@@ -49,7 +50,12 @@ a debugger instead (OutputDebugString, as they are, two 8-bit characters in each
 | ZONE_MODEM_INFO | 0x4000 | the modem object's start-up |
 | ZONE_DETAIL | 0x40000 | successes in detail, contents of events |
 
-This page is made by `scripts/pages/messages.py --write`; a test fails when it is out of date.
+The last column says what a message means, its likely cause and what to do; where the last two are missing, the message
+is normal. "usual" after a zone: the message is in the error zone and is no failure. Numbers in messages are Windows'
+errors unless it says otherwise.
+
+This page is made by `scripts/pages/messages.py --write` from the sources and `scripts/pages/messages.txt`; a test fails
+when it is out of date, and when a message has no meaning.
 """
 
 
@@ -132,16 +138,58 @@ def shown(text):
     return f"`{text}`" if text.strip() else "(empty)"
 
 
+def meanings():
+    """(function, number) of each line of MEANINGS: whether it is usual, and its parts."""
+    found = {}
+    for line in MEANINGS.read_text(encoding="utf-8").splitlines():
+        if not line or line.startswith("#"):
+            continue
+        name, *parts = (part.strip() for part in line.split(" | "))
+        function, number = name.rsplit(" ", 1)
+        usual = parts[0].startswith("usual ")
+        parts[0] = parts[0].removeprefix("usual ")
+        if len(parts) not in (1, 3) or any(sign in line for sign in "[]"):
+            raise ValueError(f"{MEANINGS.name}: {line}: a meaning, or a meaning, a cause and an action")
+        if (function, number) in found:
+            raise ValueError(f"{MEANINGS.name}: {name} is there twice")
+        found[function, number] = usual, parts
+    return found
+
+
+def sentence(text):
+    return text[0].upper() + text[1:].replace(";", ",") + "."
+
+
+def explained(message, known, used):
+    """The message's zone and its meaning as the page shows them."""
+    if message["text"].endswith(": (+)") or message["text"].endswith(": (-)"):
+        return message["zone"], "Entry." if message["text"].endswith("(+)") else "Exit."
+    key = message["function"], "-" if message["number"] is None else str(message["number"])
+    if key not in known:
+        raise ValueError(f"{MEANINGS.name}: {' '.join(key)} has no meaning")
+    used.add(key)
+    usual, parts = known[key]
+    text = sentence(parts[0])
+    if len(parts) == 3:
+        text += f" Cause: {sentence(parts[1])} Do: {sentence(parts[2])}"
+    return message["zone"] + (" (usual)" if usual else ""), text
+
+
 def page():
     parts, folder = [HEAD], None
+    known, used = meanings(), set()
     for message in messages():
         here = message["file"].split("/")[0]
         if here != folder:
             folder = here
-            parts.append(f"\n## {folder}/\n\n| function | number | zone | module | text |\n|---|---|---|---|---|\n")
+            parts.append(f"\n## {folder}/\n\n| function | number | zone | module | text | meaning |\n"
+                         "|---|---|---|---|---|---|\n")
         number = "" if message["number"] is None else message["number"]
-        parts.append(f"| `{message['function']}` | {number} | {message['zone']} | {message['module']} | "
-                     f"{shown(message['text'])} |\n")
+        zone, meaning = explained(message, known, used)
+        parts.append(f"| `{message['function']}` | {number} | {zone} | {message['module']} | "
+                     f"{shown(message['text'])} | {meaning} |\n")
+    if known.keys() - used:
+        raise ValueError(f"{MEANINGS.name}: no such message: {sorted(known.keys() - used)[0]}")
     return "".join(parts)
 
 

@@ -28,7 +28,8 @@ LAYERS = {
         ("winapi",),
     ),
     "cli": (
-        ("base", "samples"),
+        ("base",),
+        ("samples",),
         ("boot", "validate"),
         ("output", "archive"),
         ("select", "story", "sweep"),

@@ -44,8 +44,10 @@ inline std::string ShowHandle(const void* handle) { return fmt::format("{:#x}", 
 template <typename Describe>
 class Call {
  public:
-  Call(const char* name, const Describe& describe) : m_machine(Machine()), m_name(name), m_describe(describe) {
-    m_machine.scheduler().HandOver(name);
+  /// `subject` is the path or key that the call was given, for those who follow a run; it may be null.
+  Call(const char* name, const Describe& describe, LPCWSTR subject = nullptr)
+      : m_machine(Machine()), m_name(name), m_describe(describe), m_subject(subject) {
+    m_number = m_machine.scheduler().HandOver(name);
     m_fault = m_machine.faults().Ask(name);
   }
   Call(const Call&) = delete;
@@ -90,14 +92,17 @@ class Call {
     }
   }
   void Write(std::string result) {
-    tablet::CallEvent event{m_name, m_describe(), std::move(result), m_machine.scheduler().last_error()};
-    m_machine.journal().Record(std::move(event));
+    tablet::CallEvent event{m_name, m_describe(), std::move(result), m_machine.scheduler().last_error(),
+                            m_subject == nullptr ? std::string() : tablet::ToUtf8(m_subject)};
+    m_machine.journal().Record(std::move(event), m_number);
   }
 
   tablet::OutsideProduct m_outside;  // first: whatever else the call does happens within it
   tablet::Tablet& m_machine;
   const char* m_name;
   const Describe& m_describe;
+  LPCWSTR m_subject;
+  std::uint64_t m_number = 0;
   DWORD m_fault = 0;
 };
 

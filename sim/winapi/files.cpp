@@ -106,7 +106,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD access, DWORD shareMode, LPSEC
     return fmt::format("{}, {:#x}, {:#x}, {}, {:#x}", Show(fileName), access, shareMode, disposition,
                        flagsAndAttributes);
   };
-  Call call("CreateFileW", describe);
+  Call call("CreateFileW", describe, fileName);
   if (call.fault() != 0) return call.Fail(INVALID_HANDLE_VALUE);
   RefuseUnmodelledOpen(access, shareMode, security, flagsAndAttributes, templateFile);
   HANDLE handle = INVALID_HANDLE_VALUE;
@@ -205,7 +205,7 @@ DWORD WINAPI SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWOR
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR fileName) {
   auto const describe = [&] { return Show(fileName); };
-  Call call("GetFileAttributesW", describe);
+  Call call("GetFileAttributesW", describe, fileName);
   if (call.fault() != 0) return call.Fail(INVALID_FILE_ATTRIBUTES);
   std::uint32_t attributes = 0;
   DWORD const error = Machine().drive().Attributes(DrivePathOf("GetFileAttributesW", fileName), attributes);

@@ -282,8 +282,11 @@ int _vsnwprintf(WCHAR* out, std::size_t count, const WCHAR* format, std::va_list
   tablet::OutsideProduct const outside;
   tablet::Journal& journal = win32::Machine().journal();
   if (journal.wants_calls()) {
-    journal.Record(tablet::CallEvent{"_vsnwprintf", tablet::ToUtf8(std::u16string_view(out, stored)),
-                                     std::to_string(result), win32::Machine().scheduler().last_error()});
+    journal.Record(tablet::CallEvent{"_vsnwprintf",
+                                     tablet::ToUtf8(std::u16string_view(out, stored)),
+                                     std::to_string(result),
+                                     win32::Machine().scheduler().last_error(),
+                                     {}});
   }
   return result;
 }

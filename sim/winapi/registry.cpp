@@ -71,7 +71,7 @@ void Store(LPDWORD out, std::size_t number) {
 LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR classText, DWORD options, REGSAM access,
                                const LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition) {
   auto describe = [&] { return fmt::format("{}, {}, {:#x}", ShowKey(key), Show(subKey), access); };
-  Call call("RegCreateKeyExW", describe);
+  Call call("RegCreateKeyExW", describe, subKey);
   if (call.fault() != 0) return call.Done(static_cast<LSTATUS>(call.fault()));
   if (subKey == nullptr) RefuseUnmodelled("RegCreateKeyExW", "no name");
   if (classText != nullptr && *classText != 0) RefuseUnmodelled("RegCreateKeyExW", "the class " + Show(classText));
@@ -94,7 +94,7 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR 
 
 LSTATUS WINAPI RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, PHKEY result) {
   auto describe = [&] { return fmt::format("{}, {}, {:#x}", ShowKey(key), Show(subKey), access); };
-  Call call("RegOpenKeyExW", describe);
+  Call call("RegOpenKeyExW", describe, subKey);
   if (call.fault() != 0) return call.Done(static_cast<LSTATUS>(call.fault()));
   if (options != 0) RefuseUnmodelled("RegOpenKeyExW", fmt::format("the options {:#x}", options));
   RefuseOtherAccess("RegOpenKeyExW", access);

@@ -26,7 +26,7 @@ def options_of_help(*command):
         names = re.match(r"  ((?:-\w,)?--?[\w-]+(?:,--?[\w-]+)*)(?:\s|$)", line)
         if names:
             options.update(names.group(1).split(","))
-    below = text.partition("Subcommands:")[2]
+    below = text.partition("Subcommands:")[2].partition("\n\n")[0]
     return options, re.findall(r"^  (\w+)", below, re.M)
 
 
@@ -81,7 +81,8 @@ class InstallTest(unittest.TestCase):
             with self.subTest(command=command):
                 self.assertGreater(len(options), 1)
                 self.assertEqual(sections[command], options)
-                self.assertEqual(complete(*([command] if command else []), "-"), options)
+                everywhere = {"--color", "--quiet", "-q"} if command else set()
+                self.assertEqual(complete(*([command] if command else []), "-"), options | everywhere)
 
     def test_completion_offers_commands_and_files(self):
         self.assertEqual(complete(""), set(self.commands))
@@ -89,6 +90,18 @@ class InstallTest(unittest.TestCase):
         self.assertEqual(complete("run", "--rep"), {"--report"})
         self.assertEqual(complete("run", "tab"), {"tablet"})
         self.assertEqual(complete("run", "tablet", "--save", "ta"), {"tablet"})
+        self.assertEqual(complete("help", "sel"), {"select"})
+        self.assertEqual(complete("init", "x", "--sample", "wifi"), {"wifi-only"})
+        self.assertEqual(complete("run", "tablet", "--fault", "WriteF"), {"WriteFile"})
+
+    def test_a_copy_of_the_program_alone_restarts_the_service(self):
+        alone = SCRATCH / "alone"
+        alone.mkdir()
+        shutil.copy(PROGRAM, alone)
+        done = subprocess.run([alone / PROGRAM.name, "run", "tablet", "--quiet", "--cut-at", "150"], cwd=SCRATCH,
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertIn("the tablet booted again", done.stdout)
 
     def test_the_manual_page_is_well_formed(self):
         if shutil.which("man") is None:

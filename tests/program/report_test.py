@@ -4,6 +4,7 @@
 FOLDER is made anew; it keeps the tablets, the pages and screenshots of them. Exit code 77 where there is no browser.
 """
 
+import base64
 import json
 import re
 import shutil
@@ -71,6 +72,7 @@ class ReportTest(unittest.TestCase):
     def setUpClass(cls):
         cls.pages = {name: tablet(name, name) for name in ("fresh", "wifi-only", "crashed-modem")}
         cls.pages["nasty"] = tablet("nasty", "fresh", make_nasty)
+        cls.pages["corrupt-archive"] = tablet("corrupt-archive", "corrupt-archive")
         cls.browser = cls.enterClassContext(Browser())
 
     def setUp(self):
@@ -117,7 +119,9 @@ class ReportTest(unittest.TestCase):
         lanes = self.texts("#picture .lane")
         self.assertEqual(lanes[0], "service status")
         threads = {"thread: " + name for name in self.data()["tracks"][1:]}
-        self.assertEqual(set(lanes[1:]), threads)
+        self.assertEqual({lane.partition(",")[0] for lane in lanes[1:]}, threads)
+        self.assertIn("thread: worker, CVantord::ServiceWorkerThread", lanes)
+        self.assertIn("thread: thread, ExecuteSilentResetQCThread", lanes)
         for text in ("START_PENDING", "RUNNING", "STOP_PENDING", "waits: Sleep", "stop control sent"):
             self.assertIn(text, self.texts("#picture svg text"))
         self.assertEqual(len(self.texts("#picture rect.wait")), sum(s["kind"] == "wait" for s in self.data()["spans"]))
@@ -125,7 +129,7 @@ class ReportTest(unittest.TestCase):
     def test_messages_are_found_by_zone_and_text(self):
         self.open()
         steps = [step for step in self.data()["steps"] if step["kind"] != "call"]
-        plain = [step for step in steps if step.get("zone") != "ZONE_FUNCTION"]
+        plain = [step for step in steps if step.get("zone") != "ZONE_FUNCTION" and not step.get("usual")]
         self.assertEqual(len(self.texts("#list li")), len(plain))
         self.browser.type("#text", "determinemodembinary")
         self.assertEqual(len(self.texts("#list li")), 1)
@@ -136,6 +140,7 @@ class ReportTest(unittest.TestCase):
         self.browser.click("#zones input[value=ZONE_DETAIL]")
         self.browser.type("#text", "")
         self.browser.click("#zones input[value=ZONE_FUNCTION]")
+        self.browser.click("#zones input[value=usual]")
         self.assertEqual(len(self.texts("#list li")), len(steps))
 
     def test_it_can_be_used_with_the_keyboard_alone(self):
@@ -161,7 +166,7 @@ class ReportTest(unittest.TestCase):
         self.browser.click("#by-time")
         self.assertIn("20 s", self.texts("#picture .axis"))
         middle = self.browser.run(
-            "const lane = [...document.querySelectorAll('#picture .lane')].find((e) => e.textContent === 'thread: service');"
+            "const lane = [...document.querySelectorAll('#picture .lane')].find((e) => e.textContent.startsWith('thread: service'));"
             "lane.scrollIntoView({block: 'center'});"
             "const svg = document.querySelector('#picture svg').getBoundingClientRect();"
             "return [svg.left + svg.width / 2, lane.getBoundingClientRect().bottom + 10]"
@@ -169,10 +174,45 @@ class ReportTest(unittest.TestCase):
         self.browser.click_at(*middle)
         self.assertRegex(self.texts("#here")[0], r"^(?:9\.500|10\.000) s . thread service . status START_PENDING")
 
+    def test_a_failed_deployment_looks_failed_and_leads_to_the_first_failure(self):
+        self.open("corrupt-archive")
+        self.assertRegex(self.browser.run("return document.title"), r": the deployment failed$")
+        self.assertEqual(self.texts("#outcome.bad"), ["The deployment failed."])
+        self.assertTrue(any(text.startswith("failed") for text in self.texts("#facts dd.bad")))
+        self.browser.click("#first")
+        self.assertIn("Unzipping status 5000000", self.browser.run("return document.activeElement.textContent"))
+        self.open("fresh")
+        self.assertEqual(self.texts("#outcome.good"), ["The firmware was deployed."])
+        self.assertEqual(self.texts("#facts dd.bad"), [])
+        self.assertTrue(self.browser.run("return document.getElementById('first').hidden"))
+        self.open("nasty")
+        self.browser.click("#first")
+        self.assertIn("error", self.browser.run("return document.activeElement.className"))
+
+    def test_each_message_leads_to_its_meaning(self):
+        self.open()
+        self.browser.click("#list a.who")
+        name, shown = self.browser.run(
+            "const name = decodeURIComponent(location.hash.slice(1)); const it = document.getElementById(name);"
+            "return [name, it !== null && it.getClientRects().length > 0 && it.nextSibling.textContent.length > 10]"
+        )
+        self.assertTrue(shown, name)
+
+    def test_it_is_short_on_a_phone_and_on_paper(self):
+        for name in self.pages:
+            with self.subTest(page=name):
+                self.browser.look(375, 700)
+                self.open(name)
+                self.assertLess(self.browser.run("return document.documentElement.scrollHeight"), 4000)
+                self.browser.look(1280)
+                self.open(name)
+                paper = base64.b64decode(self.browser.cdp("Page.printToPDF", preferCSSPageSize=True)["data"])
+                self.assertLessEqual(len(re.findall(rb"/Type\s*/Page\b", paper)), 4)
+
     def test_texts_of_the_tablet_break_nothing(self):
         self.open("nasty")
         self.assertEqual(self.texts("h1")[0], NASTY)
-        self.assertEqual(self.browser.run("return document.title"), NASTY + ": a run of Vantord")
+        self.assertEqual(self.browser.run("return document.title"), NASTY + ": the deployment failed")
         self.assertTrue(any("ModemBinary(</script>)" in text for text in self.texts("#list li")))
         self.assertEqual(self.browser.complaints(), [])
 

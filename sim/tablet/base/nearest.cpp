@@ -50,8 +50,15 @@ std::string_view NearestOf(std::string_view word, std::span<const std::string_vi
   return nearest == candidates.end() ? std::string_view{} : *nearest;
 }
 
+std::string DidYouMean(std::string_view word, std::span<const std::string_view> candidates) {
+  std::string_view const nearest = NearestOf(word, candidates);
+  bool const near = !nearest.empty() && Distance(word, nearest) * 3 <= word.size();
+  return near ? fmt::format("did you mean \"{}\"?", nearest) : std::string();
+}
+
 std::string SuggestOneOf(std::string_view word, std::span<const std::string_view> candidates) {
-  return fmt::format("did you mean \"{}\"? Known are: {}", NearestOf(word, candidates), fmt::join(candidates, ", "));
+  std::string const meant = DidYouMean(word, candidates);
+  return fmt::format("{}nown are: {}", meant.empty() ? "k" : meant + " K", fmt::join(candidates, ", "));
 }
 
 }  // namespace tablet

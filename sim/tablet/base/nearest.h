@@ -12,7 +12,10 @@ namespace tablet {
 /// without candidates.
 std::string_view NearestOf(std::string_view word, std::span<const std::string_view> candidates);
 
-/// "did you mean \"stop\"? Known are: preshutdown, stop"
+/// "did you mean \"stop\"?"; empty where no candidate is within a third of the word's length.
+std::string DidYouMean(std::string_view word, std::span<const std::string_view> candidates);
+
+/// "did you mean \"stop\"? Known are: preshutdown, stop", or only what is known.
 std::string SuggestOneOf(std::string_view word, std::span<const std::string_view> candidates);
 
 }  // namespace tablet

@@ -33,7 +33,7 @@ void ReadPrivileges(const JsonNode& node, const std::string& file, Description& 
       std::vector<std::string> const names = Privileges::Names();
       std::vector<std::string_view> const known(names.begin(), names.end());
       privileges.Refuse(*item, "missing", fmt::format("\"{}\" is not a privilege", item->text),
-                        fmt::format("did you mean \"{}\"?", NearestOf(item->text, known)));
+                        SuggestOneOf(item->text, known));
     }
     out.missing_privileges.push_back(*number);
   }

@@ -28,6 +28,8 @@ std::optional<std::uint32_t> Number(std::string_view text) {
   return number;
 }
 
+std::string Before(const std::string& question) { return question.empty() ? question : question + " "; }
+
 const CatalogedCall& Call(std::string_view whole, std::string_view name) {
   if (const CatalogedCall* const call = FindCataloged(name)) {
     if (call->failure == Failure::kNever) Refuse(whole, fmt::format("{} cannot fail", name), "name another call");
@@ -38,7 +40,7 @@ const CatalogedCall& Call(std::string_view whole, std::string_view name) {
     if (known.failure != Failure::kNever) names.push_back(known.name);
   }
   Refuse(whole, fmt::format("there is no call \"{}\"", name),
-         fmt::format("did you mean \"{}\"? \"vantord-tablet fault list\" shows all", NearestOf(name, names)));
+         fmt::format("{}\"vantord-tablet fault list\" shows all", Before(DidYouMean(name, names))));
 }
 
 void ReadOccurrences(std::string_view whole, std::string_view when, Fault& out) {
@@ -68,8 +70,9 @@ WinError Error(std::string_view whole, const CatalogedCall& call, std::string_vi
   // People leave the prefix out.
   bool const prefixed = text.starts_with("ERROR_") || text.starts_with("E_") || text.starts_with("CR_");
   std::string const meant = prefixed ? std::string(text) : fmt::format("ERROR_{}", text);
-  Refuse(whole, fmt::format("there is no error \"{}\"", text),
-         fmt::format("did you mean {}? A number does as well", NearestOf(meant, names)));
+  Refuse(
+      whole, fmt::format("there is no error \"{}\"", text),
+      fmt::format("{}a number or a name of \"vantord-tablet fault list\" is known", Before(DidYouMean(meant, names))));
 }
 
 }  // namespace

@@ -9,8 +9,9 @@ std::string_view KindOf(const Event& event) {
   return kNames[event.what.index()];
 }
 
-void Journal::Record(std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what) {
-  events_.push_back({events_.size() + 1, scheduler_.Now(), scheduler_.current_name(), std::move(what)});
+void Journal::Record(std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what,
+                     std::uint64_t call) {
+  events_.push_back({events_.size() + 1, scheduler_.Now(), scheduler_.current_name(), call, std::move(what)});
   for (const auto& listener : listeners_) listener(events_.back());
 }
 

@@ -46,12 +46,14 @@ struct CallEvent {
   std::string args;
   std::string result;
   std::uint32_t last_error = 0;
+  std::string subject;  ///< the path or key that the call was given, as it is; empty for calls that do not say
 };
 
 struct Event {
   std::uint64_t seq = 0;
   Millis time{0};  ///< virtual, since power-on
   std::string thread;
+  std::uint64_t call = 0;  ///< the number of the call, or of the last one before what else happened
   std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what;
 };
 
@@ -62,7 +64,11 @@ class Journal {
  public:
   explicit Journal(const Scheduler& scheduler) : scheduler_(scheduler) {}
 
-  void Record(std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what);
+  void Record(std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what) {
+    Record(std::move(what), scheduler_.calls());
+  }
+  /// The same with the number of a call, which may have waited while others began.
+  void Record(std::variant<TraceEvent, StatusEvent, Happening, DebuggerEvent, CallEvent> what, std::uint64_t call);
   void Note(std::string text) { Record(Happening{std::move(text)}); }
 
   /// Listeners are called with each event as it happens. They must not call the tablet.

@@ -66,12 +66,15 @@ class Scheduler {
   ThreadId Start(ProcessId process, std::string name, std::function<void()> body);
 
   /// A point where another thread may run: each call of the Windows API begins with one. `call` names it in messages.
-  void HandOver(std::string_view call = {}) {
+  /// Returns the call's number, counted from 1 since power-on.
+  std::uint64_t HandOver(std::string_view call = {}) {
     OutsideProduct const outside;
     bool const uneventful = IsNextUneventful();
     CountCall();
+    std::uint64_t const number = calls();
     if (!uneventful) [[unlikely]]
-      HandOverAt(calls(), call);
+      HandOverAt(number, call);
+    return number;
   }
   /// Whether the next call will be counted, and nothing else.
   bool IsNextUneventful() const { return calls() + 1 < uneventful_before_; }

@@ -151,7 +151,7 @@ TEST_F(BundleTest, ARunThatHangsIsRepeatedWithItsPatience) {
   Write(archive, bytes);
   Collect("fresh", "b.zip", {"--patience", "0.3"});
   Unpack("b.zip", "b");
-  EXPECT_EQ(json::parse(Read("b/manifest.json"))["run"], (json{"--patience", "0.3"}));
+  EXPECT_EQ(json::parse(Read("b/manifest.json"))["run"], (json{"--timeout", "300ms"}));
   EXPECT_EQ(json::parse(Read("b/summary.json"))["end"], "hung");
   EXPECT_EQ(RunJson({"replay", "b.zip"})["same"], true);
 }

@@ -30,7 +30,7 @@ class InputTest : public ProgramTest {
 TEST_F(InputTest, UnknownWordsGetTheNearestKnownOne) {
   ExpectRefusal({"rnu", "x"}, 2, "unknown command \"rnu\"; did you mean \"run\"?");
   ExpectRefusal({"run", "x", "--svae", "y"}, 2, "unknown option \"--svae\"; did you mean \"--save\"?");
-  ExpectRefusal({"fault", "lst"}, 2, "unknown word \"lst\" behind \"fault\"; did you mean \"list\"?");
+  ExpectRefusal({"fault", "lst"}, 2, "unknown subcommand \"lst\" after \"fault\"; did you mean \"list\"?");
   ExpectRefusal({"init", "x", "--sample", "fersh"}, 3, "unknown sample \"fersh\"; did you mean \"fresh\"?");
   EXPECT_FALSE(fs::exists(In("x")));
 }

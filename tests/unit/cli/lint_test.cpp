@@ -295,7 +295,7 @@ TEST_F(LintTest, WhatStandsOnTheTabletCounts) {
   json const found = RunJson({"lint", kArchive, "--tablet", "fresh"}, 5)["archives"][0];
   EXPECT_EQ(found["verdict"], "fails");
   EXPECT_EQ(found["entries"][1]["verdict"], "refused");
-  EXPECT_EQ(found["entries"][1]["reason"], "its file cannot be made: error 5, Access is denied.");
+  EXPECT_EQ(found["entries"][1]["reason"], "its file cannot be made: ERROR_ACCESS_DENIED (5), Access is denied.");
 }
 
 TEST_F(LintTest, AnArchiveThatTheTabletHasNoRoomForFails) {

@@ -14,9 +14,15 @@ namespace fs = std::filesystem;
 ProgramTest::ProgramTest() { fs::create_directory(In("tmp")); }
 
 ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words{"vantord-tablet"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return Run(VANTORD_TABLET_PROGRAM, words);
+}
+
+ProgramResult ProgramTest::Run(const std::string& program, const std::vector<std::string>& arguments) {
   pid_t const child = ::fork();
   if (child == 0) {
-    std::vector<char*> values{const_cast<char*>("vantord-tablet")};
+    std::vector<char*> values;
     for (const std::string& argument : arguments) values.push_back(const_cast<char*>(argument.c_str()));
     values.push_back(nullptr);
     ::setenv("TMPDIR", In("tmp").c_str(), 1);
@@ -24,7 +30,7 @@ ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments) {
     int const err = ::open(In("err.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
-    if (::chdir(scratch().c_str()) == 0) ::execv(VANTORD_TABLET_PROGRAM, values.data());
+    if (::chdir(scratch().c_str()) == 0) ::execv(program.c_str(), values.data());
     ::_exit(127);
   }
   int status = 0;

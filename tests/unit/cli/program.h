@@ -26,7 +26,9 @@ class ProgramTest : public ::testing::Test {
 
   /// Runs the program in the scratch folder until it ends.
   ProgramResult Run(const std::vector<std::string>& arguments);
-  /// The same with --json; expects one document and nothing else on standard output.
+  /// Another program, with all its arguments.
+  ProgramResult Run(const std::string& program, const std::vector<std::string>& arguments);
+  /// The program with --json; expects one document and nothing else on standard output.
   nlohmann::json RunJson(std::vector<std::string> arguments, int expected_code = 0);
   /// Makes a small twin of a sample and answers its name.
   std::string Make(const std::string& sample);

@@ -11,6 +11,7 @@
 namespace {
 
 using nlohmann::json;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -56,6 +57,73 @@ TEST_F(RunTest, AFreshTabletGetsTheArchiveOfItsSalesCode) {
   std::string const changes = document["changes"].dump();
   EXPECT_THAT(changes, HasSubstr("qcdsp1v2850.mbn"));
   EXPECT_THAT(changes, HasSubstr("AmssSwImagePath"));
+}
+
+TEST_F(RunTest, CallsHaveOneNumbering) {
+  Make("fresh");
+  RunJson({"run", "fresh", "--events", "e.jsonl", "--calls"});
+  std::uint64_t nth = 0;
+  std::uint64_t number = 0;
+  std::uint64_t last = 0;
+  for (const json& event : Events("e.jsonl")) {
+    if (event["kind"] == "call" && event["name"] != "_vsnwprintf") {
+      EXPECT_GT(event["call"], 0);
+      if (event["name"] == "WriteFile" && ++nth == 5) number = event["call"];
+    }
+    last = std::max(last, event["call"].get<std::uint64_t>());
+  }
+  ASSERT_GT(number, 0U);
+  EXPECT_EQ(last, RunJson({"run", "fresh"})["calls"]);
+  json const by_number = RunJson({"run", "fresh", "--cut-at", std::to_string(number), "--save", "a"});
+  json const by_name = RunJson({"run", "fresh", "--cut-at", "WriteFile@5", "--save", "b"});
+  EXPECT_EQ(by_number["power_cut"]["call"], number);
+  EXPECT_EQ(by_name["power_cut"], by_number["power_cut"]);
+  EXPECT_EQ(by_name["changes"], by_number["changes"]);
+  for (const char* const wrong : {"0", "-3", "WriteFile@0", "WriteFile@", "WritFile@3", "x"}) {
+    EXPECT_EQ(Run({"run", "fresh", std::string("--cut-at=") + wrong}).exit_code, 2) << wrong;
+  }
+  EXPECT_THAT(Run({"run", "fresh", "--cut-at", "WritFile@3"}).err, HasSubstr("did you mean \"WriteFile\"?"));
+}
+
+TEST_F(RunTest, AServiceThatPollsForEverEndsAtTheCallLimitWithItsLoop) {
+  Make("oobe");
+  json const document = RunJson({"run", "oobe", "--fault", "CreateEventW@2:ERROR_NOT_ENOUGH_MEMORY"}, 6);
+  EXPECT_EQ(document["end"], "call limit");
+  EXPECT_THAT(document["message"].get<std::string>(),
+              AllOf(HasSubstr("the service polls for ever"), HasSubstr("WaitForSingleObject(")));
+}
+
+TEST_F(RunTest, AFailedDeploymentLooksFailed) {
+  Make("fresh");
+  Damage("PK\x03\x04", 2);
+  ProgramResult const result = Run({"run", "fresh", "--color", "always"});
+  EXPECT_EQ(result.exit_code, 0) << "what a service may do is no failure of the run";
+  EXPECT_THAT(result.out, HasSubstr("\x1b[31mthe deployment FAILED: 1 of "));
+  EXPECT_THAT(result.out, HasSubstr("Unzipping status "));
+  json const document = RunJson({"run", "fresh"});
+  EXPECT_EQ(document["deployed"], false);
+  EXPECT_EQ(document["deployment"], "failed");
+  ASSERT_EQ(document["archive"]["failed_entries"].size(), 1U);
+  EXPECT_TRUE(document["archive"]["failed_entries"][0]["code"].is_number());
+  EXPECT_EQ(RunJson({"run", Make("already-deployed")})["deployment"], "not needed");
+}
+
+TEST_F(RunTest, ADeploymentThatLeadsNowhereIsAWarning) {
+  constexpr const char* kHead = "Windows Registry Editor Version 5.00\n\n";
+  constexpr const char* kRequest =
+      "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters]\n\"Distribute\"=";
+  Make("fresh");
+  EXPECT_EQ(RunJson({"run", "fresh"})["warnings"], json::array());
+  Write("fresh/registry/90.reg", std::string(kHead) + kRequest + "\"1\"\n");
+  EXPECT_THAT(RunJson({"run", "fresh"})["warnings"].dump(), HasSubstr("Distribute is no DWORD"));
+  Write(
+      "fresh/registry/90.reg",
+      std::string(kHead) +
+          "[-HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}]\n" +
+          kRequest + "dword:00000001\n");
+  json const document = RunJson({"run", "fresh"});
+  EXPECT_EQ(document["deployed"], true);
+  EXPECT_THAT(document["warnings"].dump(), HasSubstr("no driver instance was there"));
 }
 
 TEST_F(RunTest, TheGivenTabletStaysAsItWas) {
@@ -114,7 +182,8 @@ TEST_F(RunTest, AFailedDeploymentIsNoFailureOfTheProgram) {
   Write(kArchive, "this is no zip file");
   EXPECT_THAT(RunJson({"run", "fresh"})["reason"].get<std::string>(), HasSubstr("is no archive"));
   fs::remove(In(kArchive));
-  EXPECT_THAT(RunJson({"run", "fresh"})["reason"].get<std::string>(), HasSubstr("could not be opened, error 2"));
+  EXPECT_THAT(RunJson({"run", "fresh"})["reason"].get<std::string>(),
+              HasSubstr("could not be opened: ERROR_FILE_NOT_FOUND (2)"));
 }
 
 TEST_F(RunTest, AServiceThatHangsEndsTheRunWithFour) {

@@ -126,7 +126,16 @@ TEST_F(SelectTest, ADeniedMapIsToldWithItsError) {
   Write("fresh/tablet.json", text);
   json const map = SourceOf(Select(), "csc_map");
   EXPECT_EQ(map["error"], 5);
-  EXPECT_EQ(map["remark"], "its key cannot be opened: error 5, Access is denied.");
+  EXPECT_EQ(map["remark"], "its key cannot be opened: ERROR_ACCESS_DENIED (5), Access is denied.");
+}
+
+TEST_F(SelectTest, ADoubleQuoteInTheMapIsPartOfTheName) {
+  Firmware(kSalesCode, "KOR");
+  Registry("\\Parameters\\CSC", R"("KOR"="A\"B.bin")");
+  json const document = Select();
+  EXPECT_EQ(document["archive"]["name"], "A\"B.bin");
+  EXPECT_EQ(document["decided_by"], "csc_map");
+  EXPECT_EQ(RunJson({"run", "fresh"})["archive"]["path"], "c:\\windows\\system32\\modem_core\\A\"B.bin");
 }
 
 TEST_F(SelectTest, ANameOverNineCharactersIsCutAndMissing) {

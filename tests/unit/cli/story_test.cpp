@@ -159,7 +159,8 @@ TEST_F(StoryTest, ReadingAndWritingKeepsEveryLine) {
 
 TEST(StoryTeller, CountsMessagesThatComeInTurns) {
   std::vector<std::string> told;
-  cli::StoryTeller teller([&](const cli::StoryLine& line) { told.push_back(line.text); }, false);
+  cli::StoryTeller teller([&](const cli::StoryLine& line) { told.push_back(line.text); },
+                          cli::StoryTeller::Detail::kRecord);
   auto const say = [&](int seconds, const std::string& text) {
     tablet::TraceEvent message;
     message.text = "F:1 : " + text;
@@ -180,7 +181,8 @@ TEST(StoryTeller, CountsMessagesThatComeInTurns) {
 
 TEST(StoryTeller, ShowsControlCharactersOfMessages) {
   std::vector<std::string> told;
-  cli::StoryTeller teller([&](const cli::StoryLine& line) { told.push_back(line.text); }, false);
+  cli::StoryTeller teller([&](const cli::StoryLine& line) { told.push_back(line.text); },
+                          cli::StoryTeller::Detail::kRecord);
   tablet::TraceEvent message;
   message.text = "F:1 : one\x1b[2Jtwo\n";
   message.function = "F";

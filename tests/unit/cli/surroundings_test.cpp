@@ -179,6 +179,7 @@ TEST_F(BadSurroundingsTest, NamesThatDifferOnlyInCaseAreRefusedAndBothNamed) {
   auto const before = Contents("fresh");
   ProgramResult const result = Run({"run", "fresh", "--in-place"});
   EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, testing::StartsWith("vantord-tablet: fresh/C/Windows/System32/"));
   EXPECT_THAT(result.err, HasSubstr("vantord.EXE"));
   EXPECT_THAT(result.err, HasSubstr("Vantord.exe"));
   EXPECT_EQ(Contents("fresh"), before);

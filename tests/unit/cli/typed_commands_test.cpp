@@ -34,13 +34,13 @@ TEST(TypedCommands, ArriveAndRemoveStandForArrivalAndRemoval) {
 TEST(TypedCommands, AMistypedWordGetsTheNearestOne) {
   cli::Typed const typed = Interpret("supend");
   EXPECT_FALSE(typed.event.has_value());
-  EXPECT_THAT(typed.answer, HasSubstr("no such word: \"supend\"; did you mean \"suspend\"?"));
+  EXPECT_THAT(typed.answer, HasSubstr("unknown word \"supend\"; did you mean \"suspend\"?"));
 }
 
 TEST(TypedCommands, AnArgumentThatIsNoneIsAnsweredWithWhatTheWordTakes) {
   cli::Typed const typed = Interpret("display bright");
   EXPECT_FALSE(typed.event.has_value());
-  EXPECT_THAT(typed.answer, HasSubstr("\"bright\" is nothing for display; give on, off or dimmed"));
+  EXPECT_THAT(typed.answer, HasSubstr("\"bright\" does not fit display; give on, off or dimmed"));
 }
 
 TEST(TypedCommands, HelpListsTheWordsAndAnEmptyLineIsNothing) {

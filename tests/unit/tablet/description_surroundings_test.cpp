@@ -98,7 +98,7 @@ class KnownKeys {
 
   /// `wrap` puts members into the object of this name.
   void Visit(const std::string& name, const Wrap& wrap) {
-    static const std::regex kKnown("zzz: unknown key; did you mean \"[^\"]*\"\\? Known are: (.*)$");
+    static const std::regex kKnown("zzz: unknown key; known are: (.*)$");
     std::smatch match;
     std::string const answer = complaint_(wrap("\"zzz\": 0"));
     if (!std::regex_search(answer, match, kKnown)) return;

@@ -245,6 +245,10 @@ TEST(Nearest, ForgivesSlipsOfTheFingers) {
   EXPECT_EQ(tablet::NearestOf("WIFI", kWords), "wifi-only");
   EXPECT_EQ(tablet::NearestOf("deployed", kWords), "already-deployed");
   EXPECT_EQ(tablet::NearestOf("x", {}), "");
+  EXPECT_EQ(tablet::DidYouMean("fersh", kWords), "did you mean \"fresh\"?");
+  EXPECT_EQ(tablet::DidYouMean("frash", kWords), "did you mean \"fresh\"?");
+  EXPECT_EQ(tablet::DidYouMean("foo", kWords), "");
+  EXPECT_EQ(tablet::DidYouMean("help", kWords), "");
 }
 
 }  // namespace

@@ -53,8 +53,8 @@ TEST(FaultText, ErrorsAreNumbersOrWindowsNames) {
 TEST(FaultText, UnknownWordsAreAnsweredWithTheNearestKnownOne) {
   EXPECT_THAT(Complaint("RaedFile"), HasSubstr("there is no call \"RaedFile\"; did you mean \"ReadFile\"?"));
   EXPECT_THAT(Complaint("readfile"), HasSubstr("did you mean \"ReadFile\"?"));
-  EXPECT_THAT(Complaint("ReadFile:ERROR_CRD"), HasSubstr("did you mean ERROR_CRC?"));
-  EXPECT_THAT(Complaint("WriteFile:DISC_FULL"), HasSubstr("did you mean ERROR_DISK_FULL?"));
+  EXPECT_THAT(Complaint("ReadFile:ERROR_CRD"), HasSubstr("did you mean \"ERROR_CRC\"?"));
+  EXPECT_THAT(Complaint("WriteFile:DISC_FULL"), HasSubstr("did you mean \"ERROR_DISK_FULL\"?"));
 }
 
 TEST(FaultText, WhatMakesNoSenseIsRefused) {
