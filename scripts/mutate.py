@@ -373,7 +373,10 @@ def main(arguments):
         bench = Bench(options.build.resolve(), options.state.resolve().parent, PROGRAMS, sorted((ROOT / "tests/stories").glob("*.story")))
         bench.set_up(options.jobs)
         end = time.monotonic() + 60 * options.minutes if options.minutes else None
-        try_one = lambda mutant: None if end and time.monotonic() > end else bench.attempt(mutant)
+
+        def try_one(mutant):
+            return None if end and time.monotonic() > end else bench.attempt(mutant)
+
         with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool, options.state.open("a", encoding="utf-8") as state:
             for record in filter(None, pool.map(try_one, due)):
                 state.write(json.dumps(record) + "\n")

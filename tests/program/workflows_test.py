@@ -33,7 +33,7 @@ JOB = {
     "properties": {
         "runs-on": {"type": "string"},
         "container": {"type": "string"},
-        "needs": {"type": "string"},
+        "needs": {"type": ["string", "array"], "items": {"type": "string"}},
         "if": {"type": "string"},
         "timeout-minutes": {"type": "integer", "maximum": 360},
         "env": {"type": "object"},
@@ -87,8 +87,10 @@ def problems(text):
     words = set(re.findall(r"^word_(\w+)\(\)", (ROOT / "dev").read_text(), re.M))
     for name, job in workflow["jobs"].items():
         matrix = job.get("strategy", {}).get("matrix", {})
-        if job.get("needs", name) not in workflow["jobs"]:
-            found.append(f"{name} needs {job['needs']}, which is missing")
+        needs = job.get("needs", [])
+        for needed in [needs] if isinstance(needs, str) else needs:
+            if needed not in workflow["jobs"]:
+                found.append(f"{name} needs {needed}, which is missing")
         for used in re.findall(r"matrix\.(\w+)", str(job)):
             if used not in matrix:
                 found.append(f"{name} uses matrix.{used}, which is missing")
