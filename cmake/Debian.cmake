@@ -19,10 +19,6 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-if(TARGET vantord_again)
-  # A library of the program's own, which is no package's.
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
-endif()
 include(CPack)
 
 # The symbols of what is in the packages, found by the build ID that both carry.

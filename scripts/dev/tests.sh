@@ -162,10 +162,12 @@ run_tests() {
   test_windows </dev/null &
   local windows=$!
   set +m
-  trap 'unwatch_steps; kill -- "-$windows" 2>/dev/null; exit 130' INT TERM
+  # shellcheck disable=SC2064  # the process of now
+  trap "unwatch_steps; kill -- -$windows 2>/dev/null || true" EXIT
+  trap 'exit 130' INT TERM
   test_linux
   wait "$windows" || count 0 1 0
-  trap - INT TERM
+  trap - EXIT INT TERM
   unwatch_steps
   awk '{ passed += $1; failed += $2; skipped += $3 }
     END {

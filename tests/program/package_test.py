@@ -52,6 +52,7 @@ class PackageTest(unittest.TestCase):
     def test_page_completion_schemas_and_lnav_format_come_along(self):
         share = self.root / "usr/share"
         for file in ("man/man1/vantord-tablet.1", "bash-completion/completions/vantord-tablet",
+                     "zsh/site-functions/_vantord-tablet", "fish/vendor_completions.d/vantord-tablet.fish",
                      "lnav/formats/vantord/vantord_events.json"):
             self.assertGreater((share / file).stat().st_size, 0)
         self.assertEqual(files_below(share / "vantord/schemas"), files_below(ROOT / "docs/schemas"))
