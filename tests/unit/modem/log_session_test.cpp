@@ -110,6 +110,7 @@ TEST_F(LogSessionTest, AProviderThatCannotBeEnabledIsToldAndTheNextOnesFollow) {
       Contains("Debug::EnableUSBGUID:31 : EnableTrace({75BD61FB-874E-4D96-9D12-F270EC0D4DE5}) failed with 1450"));
   EXPECT_THAT(EnabledProviders(),
               ElementsAre("{2170F42F-27B0-4B8B-AE84-949191000F66}", "{61C36369-D18E-4A5E-BAC4-BE1668A38BEE}"));
+  EXPECT_THAT(machine().journal().Calls("StringFromGUID2").back().args, testing::EndsWith("room for 50"));
   EXPECT_THAT(LiveBlocks(), IsEmpty());
 }
 

@@ -67,6 +67,20 @@ TEST_F(UefiHandler, WithoutThePrivilegeNothingIsReadOrWritten) {
   }
 }
 
+TEST_F(UefiHandler, AFailureIsLoggedBeforeTheTokenIsClosed) {
+  for (const char* call : {"LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
+    PowerOnAgain(DefaultDescription());
+    Inject(call, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(CKAVRILUEFIHandler(kSalesCodeName, kSalesCodeGuid).Ready());
+    std::vector<std::string> steps;
+    for (const tablet::Event& event : machine().journal().events()) {
+      const auto* const made = std::get_if<tablet::CallEvent>(&event.what);
+      if (made != nullptr && (made->name == "TraceMessage" || made->name == "CloseHandle")) steps.push_back(made->name);
+    }
+    EXPECT_THAT(steps, ElementsAre("TraceMessage", "CloseHandle")) << call;
+  }
+}
+
 TEST_F(UefiHandler, AReadClosesTheToken) {
   CKAVRILUEFIHandler handler(kSalesCodeName, kSalesCodeGuid);
   EXPECT_EQ(handler.Read(code_, 4), 3u);
