@@ -197,7 +197,7 @@ class Bench:
         self.read_dependencies()
         self.places = queue.Queue()
         self.seconds = {}
-        self.patience = 10  # seconds by which a test program may be slower, besides five times its usual time
+        self.patience = 60  # seconds by which a test program may be slower, besides five times its usual time
         self.true, self.making = {}, threading.Lock()
 
     def read_dependencies(self):
