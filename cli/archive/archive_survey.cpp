@@ -19,6 +19,10 @@ namespace {
 
 constexpr std::uint32_t kUtf8Flag = 0x800;
 constexpr std::size_t kNameBytes = 65536;
+/// The service looks for an end record in so many bytes.
+constexpr std::size_t kWindow = 1028;
+/// The service seeks with signed 32-bit offsets.
+constexpr std::uint64_t kReach = std::uint64_t{1} << 31;
 
 struct ZipCloser {
   void operator()(ZipHandle* handle) const { CloseZipFile(handle); }
@@ -38,13 +42,12 @@ void ReadData(ZipArchiveReader* reader, SurveyedEntry& entry) {
   entry.crc_differs = CloseCurrentEntry(reader) == ZIP_CRC_MISMATCH;
 }
 
-SurveyedEntry ReadEntry(ZipArchiveReader* reader) {
+SurveyedEntry ReadEntry(ZipArchiveReader* reader, std::string& name) {
   SurveyedEntry entry;
   entry.header_ok = reader->currentEntryOk;
-  std::unique_ptr<char[]> const name(new char[kNameBytes + 1]());
   ZipCentralEntryInfo info;
-  GetCurrentEntryInfo(reader, &info, nullptr, name.get(), kNameBytes);
-  entry.raw_name.assign(name.get(), std::min<std::size_t>(info.nameLength, kNameBytes));
+  GetCurrentEntryInfo(reader, &info, nullptr, name.data(), kNameBytes);
+  entry.raw_name.assign(name, 0, std::min<std::size_t>(info.nameLength, kNameBytes));
   entry.method = info.compressionMethod;
   entry.bytes = info.uncompressedSize;
   entry.packed_bytes = info.compressedSize;
@@ -60,28 +63,30 @@ std::uint32_t U16(const std::string& bytes, std::size_t at) {
 }
 std::uint32_t U32(const std::string& bytes, std::size_t at) { return U16(bytes, at) | U16(bytes, at + 2) << 16; }
 
+bool IsZip64(const std::string& tail, std::size_t at) {
+  constexpr std::size_t kLocatorSize = 20;
+  if (at >= kLocatorSize && tail.compare(at - kLocatorSize, 4, "PK\6\7") == 0) return true;
+  return U16(tail, at + 8) == 0xFFFF || U32(tail, at + 12) == 0xFFFFFFFF || U32(tail, at + 16) == 0xFFFFFFFF;
+}
+
 /// What is wrong with an end record at `at` of the file's last bytes, which begin at `start` of the file.
-std::string WhyBadEndRecord(const std::string& tail, std::size_t at, std::uint64_t start) {
-  constexpr std::size_t kWindow = 1028;
-  std::size_t const behind = tail.size() - at;
-  if (behind > kWindow) {
+std::string TroubleOf(const std::string& tail, std::size_t at, std::uint64_t start, bool zip64) {
+  std::size_t const after = tail.size() - at;
+  if (zip64) return "it is a Zip64 archive, which the service does not know";
+  if (after > kWindow) {
     return fmt::format(
-        "its end record stands {} bytes before the end of the file, and the service looks at the last {} bytes only: "
-        "a comment may have 1006 bytes",
-        behind, kWindow);
+        "its end record begins {} bytes before the end of the file, and the service reads the last {} bytes only: a "
+        "comment may have 1006 bytes",
+        after, kWindow);
   }
+  if (start + tail.size() - kWindow >= kReach)
+    return "it is larger than 2 GiB, which the service's offsets do not reach";
   if (U16(tail, at + 4) != 0 || U16(tail, at + 6) != 0) return "it is one of several disks of an archive";
-  std::uint32_t const entries = U16(tail, at + 8);
-  std::uint32_t const size = U32(tail, at + 12);
-  std::uint32_t const offset = U32(tail, at + 16);
-  if (entries == 0xFFFF || size == 0xFFFFFFFF || offset == 0xFFFFFFFF) {
-    return "it is a Zip64 archive, which the service does not know";
-  }
-  if (entries != U16(tail, at + 10)) return "its end record gives two different numbers of entries";
-  if (std::uint64_t{size} + offset > start + at) {
+  if (U16(tail, at + 8) != U16(tail, at + 10)) return "its end record gives two different numbers of entries";
+  if (std::uint64_t{U32(tail, at + 12)} + U32(tail, at + 16) > start + at) {
     return "its central directory would reach into its end record: bytes are missing";
   }
-  return "the service makes nothing of its end record";
+  return "the service cannot use its end record";
 }
 
 }  // namespace
@@ -94,8 +99,9 @@ Survey ReadSurvey(const std::string& path) {
   survey.opened = reader != nullptr && front != nullptr;
   if (!survey.opened) return survey;
   survey.claimed = reader->numberOfEntries;
+  std::string name(kNameBytes + 1, '\0');
   for (std::uint32_t index = 0; index < survey.claimed; ++index) {
-    SurveyedEntry entry = ReadEntry(reader.get());
+    SurveyedEntry entry = ReadEntry(reader.get(), name);
     ZipEntry described = {};
     entry.described = GetZipEntry(front.get(), static_cast<INT>(index), described);
     entry.name = tablet::ToUtf8(described.name);
@@ -112,20 +118,31 @@ Survey ReadSurvey(const std::string& path) {
   return survey;
 }
 
-std::string WhyNoArchive(const std::filesystem::path& file) {
+EndRecord ReadEndRecord(const std::filesystem::path& file) {
   constexpr std::uint64_t kEndRecordSize = 22;
   constexpr std::uint64_t kLongestTail = 65535 + kEndRecordSize;
+  EndRecord end;
   std::ifstream in(file, std::ios::binary);
   in.seekg(0, std::ios::end);
   auto const size = static_cast<std::uint64_t>(std::max<std::streamoff>(in.tellg(), 0));
-  if (size < kEndRecordSize) return fmt::format("it has {} bytes, too few for a zip archive", size);
   std::string tail(static_cast<std::size_t>(std::min(size, kLongestTail)), '\0');
   in.seekg(-static_cast<std::streamoff>(tail.size()), std::ios::end);
   in.read(tail.data(), static_cast<std::streamsize>(tail.size()));
-  std::size_t const at = tail.rfind(std::string("PK\5\6", 4));
-  if (at == std::string::npos) return "it has no end record: it is cut off, or no zip archive at all";
-  if (at + kEndRecordSize > tail.size()) return "its end record is cut off";
-  return WhyBadEndRecord(tail, at, size - tail.size());
+  std::size_t const at = tail.rfind("PK\5\6");
+  end.out_of_reach = at == std::string::npos && size >= kReach;
+  if (size < kEndRecordSize) {
+    end.trouble = fmt::format("it has {} bytes, too few for a zip archive", size);
+  } else if (at == std::string::npos) {
+    end.trouble = "it has no end record: it is cut off, or not a zip archive";
+  } else if (at + kEndRecordSize > tail.size()) {
+    end.trouble = "its end record is cut off";
+  } else {
+    end.out_of_reach = size - tail.size() + at >= kReach;
+    end.opens_empty = end.out_of_reach && size - kWindow < kReach;
+    end.zip64 = IsZip64(tail, at);
+    end.trouble = TroubleOf(tail, at, size - tail.size(), end.zip64);
+  }
+  return end;
 }
 
 }  // namespace cli

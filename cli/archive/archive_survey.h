@@ -1,4 +1,4 @@
-// What stands in an archive, read with the service's own zip reader.
+// The contents of an archive, read with the service's own zip reader; and what its end record says.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct SurveyedEntry {
   bool encrypted = false;
   bool has_utf8_flag = false;
   std::uint64_t delivered = 0;  ///< bytes that came out
-  bool read_to_end = false;     ///< the reader told of the entry's end
+  bool read_to_end = false;     ///< the reader reported the entry's end
   bool crc_differs = false;     ///< read completely, and its CRC-32 is not the declared one
 };
 
@@ -30,14 +30,21 @@ struct Survey {
   bool opened = false;
   std::uint32_t claimed = 0;  ///< entries, as the end record has it
   std::vector<SurveyedEntry> entries;
-  /// Behind this entry the service can never come: its central header does not parse and entries are claimed behind it.
+  /// The service never comes past the last of these: its central header does not parse, and more entries are claimed.
   bool hangs = false;
 };
 
 /// Reads an archive of the current tablet. Call it on a simulated thread.
 Survey ReadSurvey(const std::string& path);
 
-/// Why the service finds no archive in a file of the host, half a sentence.
-std::string WhyNoArchive(const std::filesystem::path& file);
+/// The end record of an archive in a file of the host.
+struct EndRecord {
+  bool zip64 = false;         ///< there is a Zip64 end record too, or one of the marks that refer to it
+  bool out_of_reach = false;  ///< it would begin at 2 GiB or more, where the service's signed offsets do not reach
+  bool opens_empty = false;   ///< which the service does not notice: it opens the archive and finds no entries
+  std::string trouble;        ///< why the service finds no archive if it finds none, half a sentence
+};
+
+EndRecord ReadEndRecord(const std::filesystem::path& file);
 
 }  // namespace cli

@@ -2,13 +2,12 @@
 // windows.h stands first, as everywhere.
 #include "cli/archive/archive_trial.h"
 
-#include <charconv>
-#include <memory>
-#include <utility>
+#include <algorithm>
 
-#include "cli/boot/call_text.h"
 #include "sim/tablet/base/text.h"
-#include "vantord/modem/image_selector.h"
+#include "sim/tablet/drive/drive_path.h"
+#include "vantord/common/wide_format.h"
+#include "vantord/unzip/unzip.h"
 
 namespace cli {
 
@@ -16,54 +15,42 @@ namespace {
 
 constexpr WCHAR kTargetFolder[] = TEXT("c:\\windows\\system32\\");
 
-/// Follows the extraction by its calls and messages.
-class Follower {
- public:
-  Follower(Trial& trial, std::string archive) : trial_(trial), archive_(std::move(archive)) {}
-
-  void OnCall(const tablet::CallEvent& call) {
-    if (call.name == "_vsnwprintf") return OnMessage(call.args);
-    if (!trial_.opened) return;
-    // The first question about attributes is the service's own, for the whole target; folders on the way come later.
-    if (call.name == "GetFileAttributesW" && !within_) {
-      trial_.entries.push_back({FirstQuoted(call.args), {}, 0, std::nullopt});
-      within_ = true;
-    } else if (call.name == "CreateFileW" && within_) {
-      trial_.entries.back().created = FirstQuoted(call.args);
-      if (call.result == "0xffffffffffffffff") trial_.entries.back().create_error = call.last_error;
-    }
+/// The loop of CImageSelector::UnzipBinary, which reports no single entry to its caller. Tests compare it with whole
+/// runs of the service.
+void Extract(ZipHandle* archive, Trial& trial) {
+  ZipEntry total = {};
+  GetZipEntry(archive, -1, total);
+  for (INT index = 0; index < total.index; ++index) {
+    ZipEntry entry = {};
+    GetZipEntry(archive, index, entry);
+    WCHAR target[MAX_PATH] = {};
+    FormatWideTo(target, TEXT("%s%s"), kTargetFolder, entry.name);
+    DWORD const attributes = ::GetFileAttributesW(target);
+    if (attributes & FILE_ATTRIBUTE_READONLY) ::SetFileAttributesW(target, attributes & ~FILE_ATTRIBUTE_READONLY);
+    TriedEntry& tried = trial.entries.emplace_back();
+    tried.target = tablet::ToUtf8(target);
+    tried.device = (entry.attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && tablet::NamesDosDevice(target);
+    if (tried.device) continue;
+    DWORD const code = UnzipZipEntry(archive, index, target);
+    if (code == UNZIP_FILE_FAILED) tried.create_error = ::GetLastError();
+    tried.code = code;
   }
-
- private:
-  void OnMessage(std::string_view text) {
-    constexpr std::string_view kStatus = ":269 : Unzipping status ";
-    if (EndsWithIgnoringCase(text, ":247 : Unzipping " + archive_)) trial_.opened = true;
-    std::size_t const at = text.find(kStatus);
-    if (at == std::string_view::npos || !within_) return;
-    std::uint32_t code = 0;
-    std::from_chars(text.data() + at + kStatus.size(), text.data() + text.size(), code, 16);
-    trial_.entries.back().code = code;
-    within_ = false;
-  }
-
-  Trial& trial_;
-  std::string archive_;
-  bool within_ = false;
-};
+}
 
 }  // namespace
 
+bool Trial::complete() const {
+  return opened && ended && std::ranges::all_of(entries, [](const TriedEntry& one) { return one.code == 0u; });
+}
+
 void Try(tablet::Tablet& machine, const std::string& archive, Trial& trial) {
-  auto const follower = std::make_shared<Follower>(trial, archive);
-  machine.journal().WantCalls(true);
-  machine.journal().Listen([follower, &trial](const tablet::Event& event) {
-    if (trial.ended) return;
-    if (const auto* call = std::get_if<tablet::CallEvent>(&event.what)) follower->OnCall(*call);
-  });
   std::u16string const path = tablet::ToUtf16(archive);
   machine.scheduler().Start(1, "lint", [&] {
-    CImageSelector selector;
-    trial.complete = selector.UnzipBinary(path.c_str(), kTargetFolder) != 0;
+    if (ZipHandle* const handle = OpenZipFile(path.c_str())) {
+      trial.opened = true;
+      Extract(handle, trial);
+      CloseZipFile(handle);
+    }
     trial.ended = true;
   });
   machine.scheduler().Wait(tablet::kForever, [&] { return trial.ended; });

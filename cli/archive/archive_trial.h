@@ -1,4 +1,4 @@
-// A deployment on trial: the unchanged service extracts an archive on a tablet that is thrown away.
+// A deployment on trial: the service's own code extracts an archive on a tablet that is thrown away.
 #pragma once
 
 #include <cstdint>
@@ -13,22 +13,24 @@ namespace cli {
 /// What became of one entry.
 struct TriedEntry {
   std::string target;                 ///< the path that the service composed
-  std::string created;                ///< the file that it went to write; empty for folders
-  std::uint32_t create_error = 0;     ///< Windows' number when it could not be made
-  std::optional<std::uint32_t> code;  ///< the service's, once it was through with the entry
+  bool device = false;                ///< which names a device on Windows: what becomes of it is not known
+  std::optional<std::uint32_t> code;  ///< the service's, after the entry; none for a device and while it hangs
+  std::uint32_t create_error = 0;     ///< Windows' number when its file could not be made
 };
 
-/// Filled while the service is at work; what it holds when the service hangs is what was reached.
+/// Filled during the extraction; after a hang it holds what was reached.
 struct Trial {
   bool opened = false;
   bool ended = false;
-  bool complete = false;     ///< the service counts the archive as deployed
   std::string not_modelled;  ///< what the stand-in refused, which ended the trial; empty: nothing
   std::vector<TriedEntry> entries;
+
+  /// Whether the service counts the archive as deployed.
+  bool complete() const;
 };
 
-/// Lets the service extract `archive` into the system folder, on a simulated thread of `machine`. `trial` outlives the
-/// machine.
+/// Extracts `archive` into the system folder as the service does, on a simulated thread of `machine`, entry by entry; a
+/// device is skipped. `trial` outlives the machine.
 void Try(tablet::Tablet& machine, const std::string& archive, Trial& trial);
 
 }  // namespace cli

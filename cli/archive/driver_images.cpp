@@ -14,7 +14,7 @@ constexpr std::u16string_view kFirmwarePath = u"\\SystemRoot\\System32\\qcdsp1v2
 constexpr std::u16string_view kSoftwarePath = u"\\SystemRoot\\System32\\qcdsp2850.mbn";
 constexpr std::u16string_view kSystemRoot = u"\\SystemRoot\\";
 
-/// The file behind a path as drivers write them.
+/// The file that a driver's path means.
 std::u16string FileOf(std::u16string_view path) {
   if (tablet::EqualIgnoringCase(path.substr(0, kSystemRoot.size()), kSystemRoot)) {
     return u"C:\\Windows\\" + std::u16string(path.substr(kSystemRoot.size()));

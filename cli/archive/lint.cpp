@@ -33,6 +33,10 @@ using nlohmann::ordered_json;
 constexpr std::string_view kArchives = "c:\\windows\\system32\\modem_core\\";
 /// The archive was seen to make the service hang: it need not be waited for as long as for one that should not.
 constexpr std::chrono::milliseconds kShortPatience{1000};
+/// No archive makes the service call without end: the watchdog is enough.
+constexpr std::uint64_t kNoLimit = std::uint64_t{1} << 60;
+/// An archive that unpacks to no more is tried on a drive in memory.
+constexpr std::uint64_t kMostInMemory = 256'000'000;
 
 /// One archive on its tablet.
 class Linter {
@@ -40,11 +44,13 @@ class Linter {
   Linter(const LintSubject& subject, const fs::path& work)
       : subject_(subject),
         description_(subject.tablet ? tablet::ReadTabletFolder(*subject.tablet) : tablet::Description{}),
-        machine_(description_, work) {
+        machine_(description_, work, {.call_limit = kNoLimit}),
+        end_(ReadEndRecord(subject.archive)) {
     if (subject.tablet) tablet::LoadState(*subject.tablet, machine_);
     machine_.drive().PutFolder(u"C:\\Windows\\System32");
     std::u16string name = tablet::ToUtf16(subject.archive.filename().string());
     if (!tablet::IsValidName(name) || tablet::NamesDosDevice(name) || name.size() > 100) name = u"archive.bin";
+    if (end_.out_of_reach) return;
     std::ifstream in(subject.archive, std::ios::binary);
     std::vector<std::uint8_t> const bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     path_ = std::string(kArchives) + tablet::ToUtf8(name);
@@ -52,8 +58,15 @@ class Linter {
   }
 
   void Work(const Answer& answer) {
+    if (end_.out_of_reach) {
+      // Known without a trial, which would need several gigabytes.
+      trial_.opened = end_.opens_empty;
+      trial_.ended = true;
+      answer(Findings(false));
+    }
     ReadArchive();
     CheckSpace();
+    if (!subject_.tablet && Delivered() <= kMostInMemory) machine_.drive().KeepInMemory();
     auto const patience = survey_.hangs ? std::min(kShortPatience, subject_.patience) : subject_.patience;
     Watchdog const watchdog([this] { return machine_.scheduler().calls() + ticks_.load(std::memory_order_relaxed); },
                             patience, [this, &answer](std::chrono::milliseconds) { answer(Findings(true)); });
@@ -75,14 +88,19 @@ class Linter {
   /// The trial writes what the same reader has just delivered, and no more.
   void CheckSpace() const {
     constexpr std::uint64_t kReserve = 64'000'000;
-    std::uint64_t needed = 0;
-    for (const SurveyedEntry& entry : survey_.entries) needed += entry.delivered;
+    std::uint64_t const needed = Delivered();
     std::uint64_t const available = fs::space(fs::temp_directory_path()).available;
     if (needed + kReserve <= available) return;
     throw tablet::InputError(subject_.archive.string(),
                              fmt::format("unpacks to {}, and the folder for temporary files has room for {}",
                                          HumanBytes(needed), HumanBytes(available)),
                              "let TMPDIR name a folder with more room");
+  }
+
+  std::uint64_t Delivered() const {
+    std::uint64_t sum = 0;
+    for (const SurveyedEntry& entry : survey_.entries) sum += entry.delivered;
+    return sum;
   }
 
   std::uint64_t Unpacked() const {
@@ -95,19 +113,23 @@ class Linter {
   ordered_json EntryFindings(std::size_t index) const;
   std::string ReasonOf(const SurveyedEntry& entry, const TriedEntry& tried) const;
   std::pair<std::string, std::string> Verdict(bool hung) const;
-  std::size_t Failures() const;
+  std::size_t Count(bool (*is)(const TriedEntry& entry)) const;
+  void AddArchiveWarnings(std::vector<Warning>& warnings) const;
   ordered_json Images(std::vector<Warning>& warnings) const;
 
   LintSubject subject_;
   tablet::Description description_;
   tablet::Tablet machine_;
+  EndRecord const end_;
   std::string path_;
   Survey survey_;
   Trial trial_;
   std::atomic<std::uint64_t> ticks_{0};
 };
 
-/// Codes with which an entry leaves nothing behind that could be used, not even in part.
+bool Fails(const TriedEntry& entry) { return entry.code.value_or(0) != 0; }
+
+/// Codes with which an entry leaves nothing that could be used, not even in part.
 bool IsRefusal(std::uint32_t code) { return code != UNZIP_BAD_DATA && code != UNZIP_WRITE_FAILED; }
 
 std::string Linter::ReasonOf(const SurveyedEntry& entry, const TriedEntry& tried) const {
@@ -128,8 +150,11 @@ std::string Linter::ReasonOf(const SurveyedEntry& entry, const TriedEntry& tried
     return "its file cannot be made: " + ErrorText(tried.create_error);
   }
   if (entry.bytes == 0) return "it is empty, and the service takes an empty file for a failure";
+  if (entry.bytes == 0xFFFFFFFF || entry.packed_bytes == 0xFFFFFFFF) {
+    return "its size is in a Zip64 field, which the service does not know";
+  }
   if (entry.delivered < entry.bytes) {
-    return fmt::format("its data cannot be unpacked behind byte {} of {}", entry.delivered, entry.bytes);
+    return fmt::format("its data cannot be unpacked after byte {} of {}", entry.delivered, entry.bytes);
   }
   return "its data cannot be unpacked";
 }
@@ -141,6 +166,10 @@ ordered_json Linter::EntryFindings(std::size_t index) const {
   ordered_json code;
   ordered_json lands;
   std::string reason;
+  if (tried != nullptr && tried->device) {
+    verdict = "unknown";
+    reason = "its name is a device's on Windows, which is not modelled";
+  }
   if (tried != nullptr && tried->code) {
     verdict = *tried->code == 0 ? "accepted" : IsRefusal(*tried->code) ? "refused" : "fails";
     code = fmt::format("{:#010x}", *tried->code);
@@ -162,16 +191,15 @@ ordered_json Linter::EntryFindings(std::size_t index) const {
           {"checksum_differs", entry.crc_differs}};
 }
 
-std::size_t Linter::Failures() const {
-  return static_cast<std::size_t>(std::count_if(trial_.entries.begin(), trial_.entries.end(),
-                                                [](const TriedEntry& one) { return one.code && *one.code != 0; }));
+std::size_t Linter::Count(bool (*is)(const TriedEntry& entry)) const {
+  return static_cast<std::size_t>(std::ranges::count_if(trial_.entries, is));
 }
 
 /// The word and the reason, half a sentence.
 std::pair<std::string, std::string> Linter::Verdict(bool hung) const {
   if (hung) {
     return {"hangs",
-            fmt::format("the service never comes out of entry {}: the central header of entry {} is damaged or "
+            fmt::format("the service never returns from entry {}: the central header of entry {} is damaged or "
                         "missing, and {} entries are claimed; the service cannot be stopped then",
                         trial_.entries.size(), survey_.entries.size() - 1, survey_.claimed)};
   }
@@ -179,25 +207,46 @@ std::pair<std::string, std::string> Linter::Verdict(bool hung) const {
     return {"unknown", fmt::format("what becomes of entry {} is not modelled: {}", trial_.entries.size() - 1,
                                    trial_.not_modelled)};
   }
-  if (!trial_.opened) return {"not found", "the service finds no archive: " + WhyNoArchive(subject_.archive)};
-  if (trial_.complete) return {"deploys", "every entry is accepted"};
-  return {"fails", fmt::format("{} of {} entries fail", Failures(), trial_.entries.size())};
+  if (!trial_.opened) return {"not found", "the service finds no archive: " + end_.trouble};
+  if (std::size_t const failures = Count(Fails)) {
+    return {"fails", fmt::format("{} of {} entries fail", failures, trial_.entries.size())};
+  }
+  if (std::size_t const devices = Count([](const TriedEntry& one) { return one.device; })) {
+    return {"unknown", fmt::format("{} of {} entries have a device's name, which is not modelled", devices,
+                                   trial_.entries.size())};
+  }
+  return {"deploys", trial_.entries.empty() ? "it has no entries" : "every entry is accepted"};
+}
+
+void Linter::AddArchiveWarnings(std::vector<Warning>& warnings) const {
+  if (!trial_.opened) return;
+  if (end_.zip64) {
+    warnings.push_back({"zip64", std::nullopt, "it is a Zip64 archive, which the service does not know"});
+  }
+  if (end_.opens_empty) {
+    warnings.push_back(
+        {"end-record", std::nullopt,
+         "its end record begins at 2 GiB or more: the service finds no entries, and counts it as deployed"});
+  }
 }
 
 ordered_json Linter::Images(std::vector<Warning>& warnings) const {
   ordered_json images = ordered_json::array();
   for (const DriverImage& image : DriverImages(const_cast<Linter*>(this)->machine_.registry())) {
-    ordered_json entry;
+    // The last entry that lands there decides.
+    std::optional<std::size_t> brings;
+    std::u16string const file = tablet::FoldCase(tablet::ToUtf16(image.file));
     for (std::size_t i = 0; i < trial_.entries.size(); ++i) {
-      bool const there = trial_.entries[i].code == 0u && !survey_.entries[i].folder;
-      if (there &&
-          tablet::EqualIgnoringCase(tablet::ToUtf16(LandingOf(trial_.entries[i])), tablet::ToUtf16(image.file))) {
-        entry = i;
-      }
+      bool const lands = trial_.entries[i].code && !survey_.entries[i].folder;
+      if (lands && tablet::FoldCase(tablet::ToUtf16(LandingOf(trial_.entries[i]))) == file) brings = i;
     }
+    ordered_json entry;
+    if (brings && !Fails(trial_.entries[*brings])) entry = *brings;
     if (entry.is_null() && trial_.ended && trial_.opened) {
-      warnings.push_back(
-          {"image", std::nullopt, fmt::format("the driver is pointed at {}, which no entry brings", image.path)});
+      warnings.push_back({"image", std::nullopt,
+                          brings ? fmt::format("the driver is pointed at {}, and entry {}, which brings it, fails",
+                                               image.path, *brings)
+                                 : fmt::format("the driver is pointed at {}, which no entry brings", image.path)});
     }
     images.push_back({{"value", image.value}, {"path", image.path}, {"entry", std::move(entry)}});
   }
@@ -209,18 +258,19 @@ ordered_json Linter::Findings(bool hung) {
   ordered_json entries = ordered_json::array();
   for (std::size_t i = 0; i < survey_.entries.size(); ++i) entries.push_back(EntryFindings(i));
   std::vector<Warning> warnings = WarningsOf(survey_, trial_, machine_);
+  AddArchiveWarnings(warnings);
   ordered_json images = Images(warnings);
-  ordered_json told = ordered_json::array();
+  ordered_json list = ordered_json::array();
   for (const Warning& warning : warnings) {
     ordered_json entry;
     if (warning.entry) entry = *warning.entry;
-    told.push_back({{"what", warning.what}, {"entry", std::move(entry)}, {"text", warning.text}});
+    list.push_back({{"what", warning.what}, {"entry", std::move(entry)}, {"text", warning.text}});
   }
   ordered_json free_bytes;
   if (description_.free_bytes) free_bytes = *description_.free_bytes;
   return {{"archive", subject_.archive.string()}, {"verdict", verdict},           {"reason", reason},
           {"claimed_entries", survey_.claimed},   {"unpacked_bytes", Unpacked()}, {"free_bytes", std::move(free_bytes)},
-          {"entries", std::move(entries)},        {"images", std::move(images)},  {"warnings", std::move(told)}};
+          {"entries", std::move(entries)},        {"images", std::move(images)},  {"warnings", std::move(list)}};
 }
 
 }  // namespace

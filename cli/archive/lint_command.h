@@ -17,7 +17,7 @@ struct LintOptions {
   bool json = false;
 };
 
-/// Answers the exit code: kNotAsExpected unless every archive would be deployed without a warning. Throws InputError.
+/// Returns the exit code: kNotAsExpected unless every archive would be deployed without a warning. Throws InputError.
 int LintArchives(const LintOptions& options, Console& console);
 
 }  // namespace cli

@@ -54,7 +54,8 @@ class Collector {
 
   void LookAtName(const SurveyedEntry& entry) {
     const std::string& raw = entry.raw_name;
-    if (!IsUtf8(raw)) Warn("encoding", "its name is no UTF-8, and the service reads it as such whatever the flags say");
+    if (!IsUtf8(raw))
+      Warn("encoding", "its name is not UTF-8, and the service reads it as UTF-8 whatever the flags say");
     if (raw.size() > kLongestName) {
       Warn("long-name", fmt::format("its name has {} bytes, the service takes the first {}", raw.size(), 260));
     }
@@ -81,8 +82,7 @@ class Collector {
         Warn("device", fmt::format("\"{}\" is a device on Windows, not a file", part));
       }
       if (part.find(':') != std::string::npos) {
-        Warn("stream",
-             fmt::format("Windows takes what stands behind the colon in \"{}\" as the name of a stream", part));
+        Warn("stream", fmt::format("Windows takes the part after the colon in \"{}\" as the name of a stream", part));
       }
     }
   }
@@ -131,7 +131,7 @@ class Collector {
 
 std::string LandingOf(const TriedEntry& entry) {
   tablet::DrivePath path;
-  std::u16string const wide = tablet::ToUtf16(entry.created.empty() ? entry.target : entry.created);
+  std::u16string const wide = tablet::ToUtf16(entry.target);
   if (tablet::ParseDrivePath(wide, u"C:\\Windows\\System32", false, path) != tablet::kSuccess) return {};
   return tablet::ToUtf8(path.Text());
 }

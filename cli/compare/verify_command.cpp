@@ -59,7 +59,7 @@ ordered_json Extract(const fs::path& archive, const fs::path& work, std::chrono:
                      {"bytes", change.bytes},
                      {"sha256", Sha256Of(machine.drive().HostPath(change.path))}});
   }
-  return {{"complete", trial.complete}, {"files", std::move(files)}};
+  return {{"complete", trial.complete()}, {"files", std::move(files)}};
 }
 
 /// One file of the archive and its state on the tablet.
@@ -89,7 +89,7 @@ fs::path ArchiveOf(const VerifyOptions& options, const tablet::Drive& drive) {
   Decision const decision = Decide(options.folder, nullptr);
   if (!FindArchive(drive, decision.path).present) {
     throw tablet::InputError(options.folder.string(), fmt::format("has no archive {}, which it gets", decision.path),
-                             "\"vantord-tablet select\" tells why it gets that one; --archive names another");
+                             "\"vantord-tablet select\" shows why it gets that one; --archive names another");
   }
   return drive.HostPath(tablet::ToUtf16(decision.path));
 }

@@ -16,7 +16,7 @@ struct VerifyOptions {
   bool json = false;
 };
 
-/// Answers the exit code: kNotAsExpected when a file is missing or another, or the archive cannot be extracted.
+/// Returns the exit code: kNotAsExpected when a file is missing or differs, or the archive cannot be extracted.
 /// Changes nothing in the folder. Throws InputError.
 int Verify(const VerifyOptions& options, Console& console);
 

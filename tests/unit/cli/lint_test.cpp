@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 
 #include "tests/testing/zip_builder.h"
@@ -134,6 +135,14 @@ std::function<void(ZipBuilder&)> End(std::function<void(testing_support::EndReco
   };
 }
 
+/// As large archives have them: a Zip64 end record and its locator in front of the end record.
+void AddZip64Records(Bytes& bytes) {
+  Bytes records(76, 0);
+  std::ranges::copy(std::string_view("PK\6\6"), records.begin());
+  std::ranges::copy(std::string_view("PK\6\7"), records.begin() + 56);
+  bytes.insert(bytes.end() - 22, records.begin(), records.end());
+}
+
 const std::vector<Kind> kKinds{
     {"Plain", Named("x.bin"), "deploys", {kOk}, {}},
     {"Stored", Changed([](ZipItem&) {}), "deploys", {kOk}, {}},
@@ -200,6 +209,7 @@ const std::vector<Kind> kKinds{
      {}},
     {"SeveralDisks", End([](auto& end) { end.disk = 1; }), "not found", {}, {}},
     {"Zip64", End([](auto& end) { end.directory_size = end.directory_offset = 0xFFFFFFFF; }), "not found", {}, {}},
+    {"Zip64BesideAnUsualEndRecord", Named("x"), "hangs", {kNoFile}, {"zip64"}, AddZip64Records},
     {"EscapesUpwards", Named("../x.bin"), "deploys", {kOk}, {"escapes", "parent"}},
     {"StepsUpWithin", Named("a/../x.bin"), "deploys", {kOk}, {"parent"}},
     {"StepsUpTwice", Named("a/../../x.bin"), "deploys", {kOk}, {"escapes", "parent"}},
@@ -278,6 +288,35 @@ TEST_F(LintTest, AnArchiveWithoutTheDriversImagesIsWarnedOf) {
   EXPECT_EQ(found["verdict"], "deploys");
   EXPECT_THAT(WarningsOf(found), ElementsAre("image"));
   EXPECT_THAT(found["warnings"][0]["text"].get<std::string>(), HasSubstr("\\SystemRoot\\System32\\qcdsp1v2850.mbn"));
+}
+
+TEST_F(LintTest, AnImageThatFailsIsNamedWithItsEntry) {
+  ZipBuilder archive;
+  archive.Add("qcdsp1v2850.mbn");
+  archive.Add("qcdsp2850.mbn", ToBytes("x"));
+  Put(archive, "odd.zip");
+  json const found = RunJson({"lint", "odd.zip"}, 5)["archives"][0];
+  EXPECT_EQ(found["verdict"], "fails");
+  EXPECT_EQ(found["images"][0]["entry"], nullptr);
+  EXPECT_EQ(found["images"][1]["entry"], 1);
+  EXPECT_THAT(WarningsOf(found), ElementsAre("image"));
+  EXPECT_THAT(found["warnings"][0]["text"].get<std::string>(), HasSubstr("and entry 0, which brings it, fails"));
+}
+
+TEST_F(LintTest, EntriesAfterADeviceNameAreJudged) {
+  ZipBuilder archive;
+  for (const char* name : {"qcdsp1v2850.mbn", "NUL", "qcdsp2850.mbn", "sub/com1.txt"}) archive.Add(name, ToBytes("x"));
+  Put(archive, "odd.zip");
+  json found = RunJson({"lint", "odd.zip"}, 5)["archives"][0];
+  EXPECT_EQ(found["verdict"], "unknown");
+  EXPECT_THAT(found["reason"].get<std::string>(), HasSubstr("2 of 4 entries have a device's name"));
+  EXPECT_EQ(found["entries"][1]["verdict"], "unknown");
+  EXPECT_EQ(found["entries"][2]["verdict"], "accepted");
+  archive.Add("empty.txt");
+  Put(archive, "odd.zip");
+  found = RunJson({"lint", "odd.zip"}, 5)["archives"][0];
+  EXPECT_EQ(found["verdict"], "fails");
+  EXPECT_EQ(found["entries"][4]["verdict"], "fails");
 }
 
 TEST_F(LintTest, ADriverThatKeepsItsOwnSoftwareImageNeedsThatOne) {
