@@ -27,7 +27,11 @@ using tablet::InputError;
 using Problems = std::vector<InputError>;
 
 std::string ReadBytes(const fs::path& file) {
+  std::error_code ignored;
   std::ifstream in(file, std::ios::binary);
+  if (!fs::is_regular_file(file, ignored) || !in) {
+    throw InputError(file.string(), "cannot be read", "check that it is a file and that you may read it");
+  }
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
@@ -56,7 +60,7 @@ bool GoesOn(const std::string& line) {
   return last != std::string::npos && line[last] == '\\';
 }
 
-/// The number behind "file:", counted from 1.
+/// The number after "file:", counted from 1.
 std::optional<std::size_t> LineOf(const std::string& place, const std::string& file) {
   if (!place.starts_with(file + ":")) return std::nullopt;
   std::size_t line = 0;
@@ -65,7 +69,7 @@ std::optional<std::size_t> LineOf(const std::string& place, const std::string& f
   return error == std::errc() && line > 0 ? std::optional(line) : std::nullopt;
 }
 
-/// Takes line `index` out, with the lines that it goes on in. False when nothing was there to take.
+/// Takes line `index` out, with its continuations. False when there was nothing to take.
 bool TakeOut(std::vector<std::string>& lines, std::size_t index) {
   // The end of something that began before.
   while (index > 0 && (index >= lines.size() || IsBlank(lines[index]))) --index;
@@ -78,42 +82,61 @@ bool TakeOut(std::vector<std::string>& lines, std::size_t index) {
   return true;
 }
 
-Problems ProblemsOfRegistry(const fs::path& folder) {
-  Problems problems;
-  std::vector<fs::path> files;
-  if (fs::is_directory(folder)) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-      if (entry.path().extension() == ".reg") files.push_back(entry.path());
-    }
+void Append(Problems& all, Problems more) {
+  for (InputError& one : more) all.push_back(std::move(one));
+}
+
+/// What one check finds. A folder or file that cannot be read is its only problem, and ends no other check.
+Problems Collected(const fs::path& place, const std::function<Problems()>& check) {
+  try {
+    return check();
+  } catch (const InputError& error) {
+    return {error};
+  } catch (const fs::filesystem_error& error) {
+    return {InputError(error.path1().empty() ? place.string() : error.path1().string(), error.code().message(),
+                       "check its kind and its rights")};
   }
-  std::sort(files.begin(), files.end());
-  for (const fs::path& file : files) {
-    std::string text = ReadBytes(file);
-    if (text.starts_with("\xFF\xFE") && text.size() % 2 == 0) {
-      std::u16string wide((text.size() - 2) / 2, u'\0');
-      std::copy(text.begin() + 2, text.end(), reinterpret_cast<char*>(wide.data()));
-      text = tablet::ToUtf8(wide);
-    }
-    Problems const found = ProblemsOfLines(LinesOf(text), file.string(), [&](const std::string& trial) {
-      tablet::Registry registry;
-      tablet::ReadRegText(trial, file.string(), registry);
-    });
-    problems.insert(problems.end(), found.begin(), found.end());
+}
+
+std::vector<fs::directory_entry> EntriesOf(const fs::path& folder) {
+  std::vector<fs::directory_entry> entries;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) entries.push_back(entry);
+  std::sort(entries.begin(), entries.end());
+  return entries;
+}
+
+Problems ProblemsOfRegistryFile(const fs::path& file) {
+  std::string text = ReadBytes(file);
+  if (text.starts_with("\xFF\xFE") && text.size() % 2 == 0) {
+    std::u16string wide((text.size() - 2) / 2, u'\0');
+    std::copy(text.begin() + 2, text.end(), reinterpret_cast<char*>(wide.data()));
+    text = tablet::ToUtf8(wide);
+  }
+  return ProblemsOfLines(LinesOf(text), file.string(), [&](const std::string& trial) {
+    tablet::Registry registry;
+    tablet::ReadRegText(trial, file.string(), registry);
+  });
+}
+
+Problems ProblemsOfRegistry(const fs::path& folder) {
+  if (!fs::exists(folder)) return {};
+  Problems problems;
+  for (const fs::directory_entry& entry : EntriesOf(folder)) {
+    if (entry.path().extension() != ".reg") continue;
+    Append(problems, Collected(entry.path(), [&] { return ProblemsOfRegistryFile(entry.path()); }));
   }
   return problems;
 }
 
-void LookAtDrive(const fs::path& folder, Problems& problems) {
-  std::vector<fs::directory_entry> entries;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) entries.push_back(entry);
-  std::sort(entries.begin(), entries.end());
+void CheckDrive(const fs::path& folder, Problems& problems) {
+  std::vector<fs::directory_entry> const entries = EntriesOf(folder);
   std::map<std::u16string, std::string> names;
   for (const fs::directory_entry& entry : entries) {
     std::string const host_name = entry.path().filename().string();
     std::string const place = entry.path().string();
     std::u16string const name = tablet::ToUtf16(host_name);
     if (!tablet::IsValidName(name) || tablet::ToUtf8(name) != host_name) {
-      problems.emplace_back(place, "Windows has no such names", "rename it");
+      problems.emplace_back(place, "is not a name that Windows allows", "rename it");
     }
     auto const [before, is_new] = names.emplace(tablet::FoldCase(name), host_name);
     if (!is_new) {
@@ -125,7 +148,11 @@ void LookAtDrive(const fs::path& folder, Problems& problems) {
       problems.push_back(error);
     }
     if (entry.is_directory() && !entry.is_symlink()) {
-      LookAtDrive(entry.path(), problems);
+      Append(problems, Collected(entry.path(), [&] {
+               Problems below;
+               CheckDrive(entry.path(), below);
+               return below;
+             }));
     } else if (!entry.is_regular_file() && !entry.is_symlink()) {
       problems.emplace_back(place, "is neither file nor folder", "remove it");
     }
@@ -146,33 +173,29 @@ Problems ProblemsOfSideFile(const fs::path& file) {
   });
 }
 
-/// Variables are added one after the other; one that cannot stand beside those before is left out.
+/// Variables are added one after the other; one that clashes with an earlier one is left out.
 Problems ProblemsOfFirmware(const fs::path& folder) {
   Problems problems;
   if (!fs::exists(folder)) return problems;
   if (!fs::is_directory(folder)) {
-    problems.emplace_back(folder.string(), "is no folder", "make it a folder of firmware variables");
+    problems.emplace_back(folder.string(), "is not a folder", "make it a folder of firmware variables");
     return problems;
   }
   WorkFolder const work = WorkFolder::Temporary();
-  std::vector<fs::path> files;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) files.push_back(entry.path());
-  std::sort(files.begin(), files.end());
-  for (const fs::path& file : files) {
+  for (const fs::directory_entry& entry : EntriesOf(folder)) {
+    const fs::path& file = entry.path();
     fs::path const copy = work.path() / file.filename();
-    fs::copy(file, copy);
-    try {
+    Problems const found = Collected(file, [&] {
+      fs::copy(file, copy);
       tablet::Firmware().Load(work.path());
-    } catch (const InputError& error) {
+      return Problems{};
+    });
+    for (const InputError& error : found) {
       problems.emplace_back(file.string(), error.problem(), error.next());
       fs::remove_all(copy);
     }
   }
   return problems;
-}
-
-void Append(Problems& all, Problems more) {
-  for (InputError& one : more) all.push_back(std::move(one));
 }
 
 /// Everything as a run reads it: what no check above has found must not slip through.
@@ -211,23 +234,30 @@ Problems ProblemsOfLines(std::vector<std::string> lines, const std::string& file
 }
 
 Problems ProblemsOf(const fs::path& folder) {
-  fs::path const description = folder / "tablet.json";
-  // What is no tablet at all is told as every other command tells it.
-  if (!fs::is_directory(folder) || !fs::exists(description)) tablet::ReadTabletFolder(folder);
-  Problems problems = ProblemsOfDescription(description);
-  Append(problems, ProblemsOfRegistry(folder / "registry"));
-  if (fs::is_directory(folder / "C")) {
-    LookAtDrive(folder / "C", problems);
-  } else {
-    problems.emplace_back(folder.string(), "has no folder C", "add the folder that is drive C:");
-  }
-  Append(problems, ProblemsOfSideFile(folder / "attributes.txt"));
-  Append(problems, ProblemsOfFirmware(folder / "efi"));
-  if (!problems.empty()) return problems;
-  try {
-    ReadAll(folder);
-  } catch (const InputError& error) {
-    problems.push_back(error);
+  // What is not a tablet's folder at all is reported as by every other command.
+  bool const is_tablet = fs::exists(folder / "tablet.json") || fs::is_directory(folder / "C");
+  if (!fs::is_directory(folder) || !is_tablet) tablet::ReadTabletFolder(folder);
+  auto const part = [&](const char* name, Problems (*check)(const fs::path&)) {
+    fs::path const place = folder / name;
+    return Collected(place, [&] { return check(place); });
+  };
+  Problems problems = part("tablet.json", ProblemsOfDescription);
+  Append(problems, part("registry", ProblemsOfRegistry));
+  Append(problems, part("C", [](const fs::path& drive) {
+           Problems found;
+           if (!fs::is_directory(drive)) {
+             throw InputError(drive.parent_path().string(), "has no folder C", "add the folder that is drive C:");
+           }
+           CheckDrive(drive, found);
+           return found;
+         }));
+  Append(problems, part("attributes.txt", ProblemsOfSideFile));
+  Append(problems, part("efi", ProblemsOfFirmware));
+  if (problems.empty()) {
+    Append(problems, Collected(folder, [&] {
+             ReadAll(folder);
+             return Problems{};
+           }));
   }
   return problems;
 }

@@ -1,4 +1,4 @@
-// Is a folder a well-formed tablet? Every problem is told, not only the first.
+// Whether a folder is a well-formed tablet: every problem, not only the first.
 #pragma once
 
 #include <filesystem>
@@ -14,12 +14,11 @@ namespace cli {
 /// is no tablet's folder at all.
 std::vector<tablet::InputError> ProblemsOf(const std::filesystem::path& folder);
 
-/// The problems of a tablet.json. Behind the first one that is no matter of a single key (text that is no JSON) nothing
-/// is looked at.
+/// The problems of a tablet.json. After one that is not about a single key (text that is not JSON) nothing is checked.
 std::vector<tablet::InputError> ProblemsOfDescription(const std::filesystem::path& file);
 
-/// Reads `lines` again and again, each time without the line that was last complained of, until nothing is left to
-/// complain of. `read` throws InputError with a place "file:line..." or "file".
+/// Reads `lines` repeatedly, each time without the line of the last problem, until there are no more problems. `read`
+/// throws InputError with a place "file:line..." or "file".
 std::vector<tablet::InputError> ProblemsOfLines(std::vector<std::string> lines, const std::string& file,
                                                 const std::function<void(const std::string& text)>& read);
 

@@ -1,4 +1,4 @@
-// tablet.json: what is wrong with one key is told, the key is taken out of a copy, and the copy is read again.
+// tablet.json: the problem of one key is reported, the key is taken out of a copy, and the copy is read again.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "cli/base/work_folder.h"
@@ -21,7 +22,7 @@ namespace {
 using tablet::InputError;
 using tablet::JsonNode;
 
-/// Writes a tree so that every key and value stands in the line that it came from.
+/// Writes a tree so that every key and value is in the line that it came from.
 class LineWriter {
  public:
   std::string Write(const JsonNode& node) {
@@ -112,17 +113,26 @@ class Trimmer {
 
   std::string Text() const { return LineWriter().Write(tree_); }
 
-  /// Takes out what an error names, whose place begins with `read_as`. Answers the error as the user's file has it.
-  /// `more`: something was taken out.
-  InputError Trim(const InputError& error, const std::string& read_as, bool& more) {
+  /// Takes out what an error names, whose place begins with `read_as`; a bad number becomes 1, so that what comes after
+  /// it is checked too. Returns the error as the user's file has it, nothing for a key that was changed before. `more`:
+  /// something has changed.
+  std::optional<InputError> Trim(const InputError& error, const std::string& read_as, bool& more) {
     std::string rest = error.place();
     if (rest.starts_with(read_as)) rest = rest.substr(read_as.size());
     std::size_t const colon = rest.find(": ");
     std::string const key = colon == std::string::npos ? "" : rest.substr(colon + 2);
     std::vector<Step> const steps = StepsOf(key);
-    InputError told(file_ + InOriginal(rest, steps), error.problem(), error.next());
-    more = !key.empty() && Remove(steps);
-    return told;
+    std::string const original = InOriginal(rest, steps);
+    std::size_t const name = std::min(original.find(": "), original.size());
+    bool const again = name != original.size() && !taken_.insert(original.substr(name)).second;
+    auto const says = [&](std::string_view part) { return error.problem().find(part) != std::string::npos; };
+    // What lacks a key, or the right one, goes as a whole.
+    std::size_t const depth = steps.size() - ((again || says("is missing")) && steps.size() > 1 ? 1 : 0);
+    std::vector<Step> const target(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(depth));
+    bool const number = !again && (says("must be a whole number") || says("is out of range"));
+    more = !key.empty() && (number ? SetOne(target) : Remove(target));
+    if (again) return std::nullopt;
+    return InputError(file_ + original, error.problem(), error.next());
   }
 
  private:
@@ -143,24 +153,42 @@ class Trimmer {
     return list;
   }
 
-  bool Remove(const std::vector<Step>& steps) {
+  /// What the steps lead to; null when that does not exist.
+  JsonNode* Find(const std::vector<Step>& steps) {
     JsonNode* node = &tree_;
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-      if (steps[i].index) return i > 0 && RemoveItem(*node, ListOf(steps, i), *steps[i].index);
-      bool const last = i + 1 == steps.size();
-      auto const member = std::find_if(node->members.begin(), node->members.end(),
-                                       [&](const JsonNode::Member& one) { return one.key == steps[i].name; });
-      if (last && steps[i].name == "schema") return SetSchema();
-      if (member == node->members.end()) return false;
-      if (last) {
-        node->members.erase(member);
-        return true;
+    for (const Step& step : steps) {
+      if (step.index) {
+        if (*step.index >= node->items.size()) return nullptr;
+        node = &node->items[*step.index];
+      } else {
+        auto const member = std::ranges::find(node->members, step.name, &JsonNode::Member::key);
+        if (member == node->members.end()) return nullptr;
+        node = &member->value;
       }
-      node = &member->value;
     }
-    return false;
+    return node;
   }
-  /// The whole item goes: what is left of it might be incomplete.
+  bool SetOne(const std::vector<Step>& steps) {
+    if (steps.size() == 1 && steps[0].name == "schema") return SetSchema();
+    JsonNode* const node = Find(steps);
+    if (node == nullptr) return false;
+    int const line = node->line;
+    *node = {};
+    node->kind = JsonNode::Kind::kInteger;
+    node->line = line;
+    node->integer = 1;
+    return true;
+  }
+  bool Remove(std::vector<Step> steps) {
+    if (steps.empty()) return false;
+    Step const last = steps.back();
+    if (last.name == "schema" && steps.size() == 1) return SetSchema();
+    steps.pop_back();
+    JsonNode* const node = Find(steps);
+    if (node == nullptr) return false;
+    if (last.index) return RemoveItem(*node, ListOf(steps, steps.size()), *last.index);
+    return std::erase_if(node->members, [&](const JsonNode::Member& one) { return one.key == last.name; }) != 0;
+  }
   bool RemoveItem(JsonNode& list, const std::string& name, std::size_t index) {
     if (index >= list.items.size()) return false;
     list.items.erase(list.items.begin() + static_cast<std::ptrdiff_t>(index));
@@ -183,6 +211,7 @@ class Trimmer {
   JsonNode tree_;
   std::string file_;
   std::map<std::string, std::vector<std::size_t>> removed_;  ///< by list: places in the user's file, ascending
+  std::set<std::string> taken_;                              ///< ": KEY", as the user's file has it
 };
 
 }  // namespace
@@ -200,7 +229,7 @@ std::vector<InputError> ProblemsOfDescription(const std::filesystem::path& file)
         tablet::ReadDescription(copy);
         break;
       } catch (const InputError& error) {
-        problems.push_back(trimmer.Trim(error, copy.string(), more));
+        if (auto problem = trimmer.Trim(error, copy.string(), more)) problems.push_back(*std::move(problem));
       }
     }
   } catch (const InputError& error) {

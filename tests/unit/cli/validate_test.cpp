@@ -65,6 +65,33 @@ TEST_F(ValidateTest, EveryBadKeyOfTheDescriptionIsToldWithItsLine) {
   }
 }
 
+TEST_F(ValidateTest, EveryBadKeyOfAnItemIsTold) {
+  Write("fresh/tablet.json", R"({
+  "schema": 1,
+  "timeline": [
+    { "at_ms": "soon", "event": "stopp", "colour": 1 },
+    { "at_ms": -1, "event": "stop" }
+  ]
+}
+)");
+  EXPECT_THAT(Problems(), testing::UnorderedElementsAre(HasSubstr("tablet.json:4: timeline[0].at_ms"),
+                                                        HasSubstr("timeline[0].event"), HasSubstr("timeline[0].colour"),
+                                                        HasSubstr("tablet.json:5: timeline[1].at_ms")));
+}
+
+TEST_F(ValidateTest, WhatCannotBeReadIsOneProblemAmongTheOthers) {
+  Write("fresh/registry/50.reg", "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n\"b\"=wrong\n");
+  fs::create_directory(In("fresh/registry/60.reg"));
+  fs::remove(In("fresh/attributes.txt"));
+  fs::create_directory(In("fresh/attributes.txt"));
+  fs::create_directory(In("fresh/efi/SALES_CODE"));
+  fs::remove_all(In("fresh/C"));
+  Write("fresh/tablet.json", "{ \"schema\": 2 }");
+  EXPECT_THAT(Problems(), ElementsAre(HasSubstr("tablet.json:1: schema"), HasSubstr("registry/50.reg:3"),
+                                      HasSubstr("registry/60.reg: cannot be read"), HasSubstr("has no folder C"),
+                                      HasSubstr("attributes.txt: cannot be read"), HasSubstr("efi/SALES_CODE")));
+}
+
 TEST_F(ValidateTest, TextThatIsNoJsonIsToldOnce) {
   Write("fresh/tablet.json", "{\n  \"schema\": 1,\n  oops\n}\n");
   EXPECT_THAT(Problems(), ElementsAre(HasSubstr("tablet.json:3")));
@@ -92,7 +119,7 @@ TEST_F(ValidateTest, EveryBadFileOfTheDriveIsTold) {
   Write("fresh/C/odd", "");
   ASSERT_EQ(::setxattr(In("fresh/C/odd").c_str(), "user.DOSATTRIB", "no", 2, 0), 0);
   Write("fresh/attributes.txt", "0x20\t-\tC:\\odd\nnonsense\n0x20\t-\tD:\\x\n");
-  EXPECT_THAT(Problems(), ElementsAre(HasSubstr("C/Windows/a|b: Windows has no such names"),
+  EXPECT_THAT(Problems(), ElementsAre(HasSubstr("C/Windows/a|b: is not a name that Windows allows"),
                                       HasSubstr("C/Windows/same: differs from \"SAME\" in case only"),
                                       HasSubstr("C/odd: user.DOSATTRIB is \"no\""), HasSubstr("attributes.txt:2"),
                                       HasSubstr("attributes.txt:3")));
