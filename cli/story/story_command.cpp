@@ -3,12 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
+#include "cli/base/output_file.h"
 #include "cli/story/story_file.h"
 #include "cli/story/story_player.h"
 #include "sim/tablet/base/input_error.h"
@@ -20,7 +22,7 @@ namespace {
 using Style = Console::Style;
 
 /// For a text of XML. What XML cannot hold becomes U+FFFD.
-std::string Escaped(std::string_view text) {
+std::string XmlText(std::string_view text) {
   std::string out;
   for (char const c : text) {
     if (c == '&') {
@@ -48,14 +50,14 @@ struct Difference {
   std::string now;
 };
 
-std::vector<Difference> Compare(const Story& story, const std::vector<std::vector<std::string>>& told) {
+std::vector<Difference> Compare(const Story& story, const std::vector<std::vector<std::string>>& now) {
   std::vector<Difference> differences;
   for (std::size_t i = 0; i < story.verbs.size(); ++i) {
     const StoryVerb& verb = story.verbs[i];
-    auto const [was, is] = std::mismatch(verb.recorded.begin(), verb.recorded.end(), told[i].begin(), told[i].end());
-    if (was == verb.recorded.end() && is == told[i].end()) continue;
+    auto const [was, is] = std::mismatch(verb.recorded.begin(), verb.recorded.end(), now[i].begin(), now[i].end());
+    if (was == verb.recorded.end() && is == now[i].end()) continue;
     int const line = verb.line + 1 + static_cast<int>(was - verb.recorded.begin());
-    differences.push_back({line, verb.text, was == verb.recorded.end() ? "" : *was, is == told[i].end() ? "" : *is});
+    differences.push_back({line, verb.text, was == verb.recorded.end() ? "" : *was, is == now[i].end() ? "" : *is});
   }
   return differences;
 }
@@ -63,7 +65,7 @@ std::vector<Difference> Compare(const Story& story, const std::vector<std::vecto
 void Print(Console& console, const Story& story, const std::vector<Difference>& differences, bool rewritten) {
   std::string const file = story.file.string();
   if (rewritten || differences.empty()) {
-    console.Line(fmt::format("{}  {}", console.Styled(Style::kGood, rewritten ? "recorded" : "as told "), file));
+    console.Line(fmt::format("{}  {}", console.Styled(Style::kGood, rewritten ? "recorded" : "matches "), file));
     return;
   }
   console.Line(fmt::format("{}  {}", console.Styled(Style::kBad, "differs "), file));
@@ -80,74 +82,124 @@ void Print(Console& console, const Story& story, const std::vector<Difference>& 
 class JunitReport {
  public:
   void Add(const Story& story, const std::vector<Difference>& differences) {
-    ++count_;
-    failures_ += differences.empty() ? 0 : 1;
-    cases_ += fmt::format("    <testcase classname=\"stories\" name=\"{}\" file=\"{}\"",
-                          Escaped(story.file.stem().string()), Escaped(story.file.string()));
-    if (differences.empty()) {
-      cases_ += "/>\n";
-      return;
-    }
     std::string text;
     for (const Difference& difference : differences) {
       text += fmt::format("{}:{}, under \"{}\":\n  recorded  {}\n  now       {}\n", story.file.string(),
                           difference.line, difference.verb, difference.recorded, difference.now);
     }
-    cases_ += fmt::format(
-        ">\n      <failure message=\"tells something else than it records\">{}</failure>\n"
-        "    </testcase>\n",
-        Escaped(text));
+    failures_ += differences.empty() ? 0 : 1;
+    AddCase(story.file, differences.empty() ? "" : "failure", "the output differs from the recording", text);
+  }
+  void AddError(const std::filesystem::path& file, const std::string& message) {
+    ++errors_;
+    AddCase(file, "error", message, message);
   }
   void Write(const std::filesystem::path& file) const {
-    std::ofstream out(file);
-    out << fmt::format(
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n  <testsuite name=\"stories\" "
-        "tests=\"{}\" failures=\"{}\">\n{}  </testsuite>\n</testsuites>\n",
-        count_, failures_, cases_);
-    out.close();
-    if (!out)
-      throw tablet::InputError(file.string(), "cannot be written", "choose a file in a folder that can be written");
+    WriteOutput(file,
+                fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n  <testsuite name=\"stories\" "
+                            "tests=\"{}\" failures=\"{}\" errors=\"{}\">\n{}  </testsuite>\n</testsuites>\n",
+                            count_, failures_, errors_, cases_));
   }
 
  private:
+  /// `kind`: "failure", "error" or nothing.
+  void AddCase(const std::filesystem::path& file, std::string_view kind, std::string_view message,
+               std::string_view text) {
+    ++count_;
+    cases_ += fmt::format("    <testcase classname=\"stories\" name=\"{}\" file=\"{}\"", XmlText(file.stem().string()),
+                          XmlText(file.string()));
+    cases_ += kind.empty() ? "/>\n"
+                           : fmt::format(">\n      <{0} message=\"{1}\">{2}</{0}>\n    </testcase>\n", kind,
+                                         XmlText(message), XmlText(text));
+  }
+
   std::size_t count_ = 0;
   std::size_t failures_ = 0;
+  std::size_t errors_ = 0;
   std::string cases_;
 };
 
-}  // namespace
+using nlohmann::ordered_json;
 
-int PlayStories(const StoryOptions& options, Console& console) {
-  using nlohmann::ordered_json;
-  ordered_json document{{"schema", 1}, {"exit_code", kDone}, {"stories", ordered_json::array()}};
-  int code = kDone;
-  JunitReport report;
-  for (const std::filesystem::path& file : options.files) {
-    Story story = ReadStory(file);
-    auto const told = PlayStory(story);
-    std::vector<Difference> const differences = Compare(story, told);
-    if (options.rewrite) {
-      for (std::size_t i = 0; i < story.verbs.size(); ++i) story.verbs[i].recorded = told[i];
-      if (!differences.empty()) WriteStory(story);
-    } else if (!differences.empty()) {
-      code = kNotAsExpected;
+/// Plays stories one after the other; one that cannot be played does not end the list.
+class StoryList {
+ public:
+  StoryList(const StoryOptions& options, Console& console) : options_(options), console_(console) {}
+
+  void Play(const std::filesystem::path& file) {
+    try {
+      Story story = ReadStory(file);
+      Take(story, PlayStory(story));
+    } catch (const tablet::InputError& error) {
+      TakeError(file, kBadInput, error.place(), error.problem(), error.next());
+    } catch (const std::runtime_error& error) {
+      TakeError(file, kOperationFailed, file.string(), error.what(), "");
     }
-    report.Add(story, options.rewrite ? std::vector<Difference>{} : differences);
-    if (!options.json) Print(console, story, differences, options.rewrite && !differences.empty());
-    ordered_json entry{
-        {"file", file.string()}, {"as_told", differences.empty()}, {"differences", ordered_json::array()}};
+  }
+
+  int Finish() {
+    if (options_.junit) junit_.Write(*options_.junit);
+    if (options_.json) {
+      PrintJson(console_, {{"schema", 1}, {"exit_code", code_}, {"stories", std::move(entries_)}});
+    } else if (options_.files.size() > 1) {
+      console_.Line(fmt::format("{} stories, {} {}", options_.files.size(), as_recorded_,
+                                options_.rewrite    ? "unchanged"
+                                : as_recorded_ == 1 ? "matches"
+                                                    : "match"));
+    }
+    return code_;
+  }
+
+ private:
+  void Take(Story& story, const std::vector<std::vector<std::string>>& now) {
+    std::vector<Difference> const differences = Compare(story, now);
+    as_recorded_ += differences.empty() ? 1 : 0;
+    if (options_.rewrite) {
+      for (std::size_t i = 0; i < story.verbs.size(); ++i) story.verbs[i].recorded = now[i];
+      if (!differences.empty()) WriteStory(story);
+    } else if (!differences.empty() && code_ == kDone) {
+      code_ = kNotAsExpected;
+    }
+    junit_.Add(story, options_.rewrite ? std::vector<Difference>{} : differences);
+    if (!options_.json) Print(console_, story, differences, options_.rewrite && !differences.empty());
+    ordered_json& entry = AddEntry(story.file, differences.empty());
     for (const Difference& difference : differences) {
       entry["differences"].push_back({{"line", difference.line},
                                       {"verb", difference.verb},
                                       {"recorded", difference.recorded},
                                       {"now", difference.now}});
     }
-    document["stories"].push_back(std::move(entry));
   }
-  if (options.junit) report.Write(*options.junit);
-  document["exit_code"] = code;
-  if (options.json) PrintJson(console, document);
-  return code;
+
+  void TakeError(const std::filesystem::path& file, int code, const std::string& place, const std::string& problem,
+                 const std::string& next) {
+    if (code_ != kOperationFailed) code_ = code;
+    std::string const message = fmt::format("{}: {}{}{}", place, problem, next.empty() ? "" : "; ", next);
+    junit_.AddError(file, message);
+    if (!options_.json) console_.Warn(message);
+    AddEntry(file, false)["error"] = {{"place", place}, {"problem", problem}, {"next", next}};
+  }
+
+  ordered_json& AddEntry(const std::filesystem::path& file, bool as_recorded) {
+    entries_.push_back({{"file", file.string()}, {"as_told", as_recorded}, {"differences", ordered_json::array()}});
+    return entries_.back();
+  }
+
+  const StoryOptions& options_;
+  Console& console_;
+  JunitReport junit_;
+  ordered_json entries_ = ordered_json::array();
+  std::size_t as_recorded_ = 0;
+  int code_ = kDone;
+};
+
+}  // namespace
+
+int PlayStories(const StoryOptions& options, Console& console) {
+  if (options.junit) CheckOutputs({{"--junit", *options.junit}}, options.files, options.force);
+  StoryList list(options, console);
+  for (const std::filesystem::path& file : options.files) list.Play(file);
+  return list.Finish();
 }
 
 }  // namespace cli

@@ -12,11 +12,14 @@ namespace cli {
 struct StoryOptions {
   std::vector<std::filesystem::path> files;
   bool rewrite = false;
+  bool force = false;  ///< replaces the report
   bool json = false;
   std::optional<std::filesystem::path> junit;  ///< a report for build servers goes there
 };
 
-/// Answers the exit code: kNotAsExpected when a story tells something else than it records. Throws InputError.
+/// Plays every story, also after one that cannot be played. Returns the exit code: kNotAsExpected when an output
+/// differs from its recording, kBadInput when a story cannot be played. Throws InputError for a report that cannot be
+/// written.
 int PlayStories(const StoryOptions& options, Console& console);
 
 }  // namespace cli

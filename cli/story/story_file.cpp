@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/base/output_file.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/nearest.h"
 
@@ -63,7 +64,9 @@ void CheckShape(const Story& story, int lines) {
 
 Story ReadStory(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
-  if (!in) throw tablet::InputError(file.string(), "the story cannot be read", "check its name");
+  if (!in || !fs::is_regular_file(file)) {
+    throw tablet::InputError(file.string(), "the story cannot be read", "check its name and its rights");
+  }
   Story story{.file = file, .preface = {}, .verbs = {}};
   std::vector<std::string> lead;
   int number = 0;
@@ -73,7 +76,7 @@ Story ReadStory(const fs::path& file) {
       story.preface.push_back(line);
     } else if (line.starts_with(kIndent)) {
       if (story.verbs.empty()) {
-        throw tablet::InputError(fmt::format("{}:{}", file.string(), number), "a record stands under no verb",
+        throw tablet::InputError(fmt::format("{}:{}", file.string(), number), "a record without a verb",
                                  "begin with a verb");
       }
       story.verbs.back().recorded.push_back(line.substr(kIndent.size()));
@@ -102,10 +105,7 @@ std::string ToText(const Story& story) {
 void WriteStory(const Story& story) {
   std::string const text = ToText(story);
   CheckShape(story, static_cast<int>(std::count(text.begin(), text.end(), '\n')));
-  std::ofstream out(story.file, std::ios::binary | std::ios::trunc);
-  out << text;
-  out.close();
-  if (!out) throw tablet::InputError(story.file.string(), "cannot be written", "check its rights");
+  WriteOutput(story.file, text);
 }
 
 }  // namespace cli

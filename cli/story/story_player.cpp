@@ -1,21 +1,15 @@
 #include "cli/story/story_player.h"
 
 #include <fmt/format.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <csignal>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 
+#include "cli/base/child_process.h"
 #include "cli/base/work_folder.h"
 #include "cli/boot/changes.h"
 #include "cli/boot/tablet_run.h"
@@ -217,87 +211,36 @@ class RunPlayer {
   Lines lines_;
   bool started_ = false;
   bool over_ = false;
-  bool quiet_ = false;  ///< messages are not told
+  bool quiet_ = false;  ///< messages are left out
 };
 
-void WriteAll(int pipe, const nlohmann::json& document) {
-  std::string const text = document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  for (std::size_t done = 0; done < text.size();) {
-    ssize_t const written = ::write(pipe, text.data() + done, text.size() - done);
-    if (written <= 0) return;
-    done += static_cast<std::size_t>(written);
-  }
-}
-
-/// The child's side: plays a run, keeps the tablet as it ends, and answers with the lines of each verb.
-void PlayRun(std::span<const StoryVerb> verbs, const fs::path& folder, int pipe) {
-  nlohmann::json answer{{"lines", nlohmann::json::array()}};
-  try {
-    WorkFolder const work(folder / ".run-");
-    tablet::CopyDrive(folder, work.path());
-    RunPlayer player(folder, work.path());
-    player.run().OnHang([&](const RunEnd& end) {
-      answer["lines"].push_back(player.HangingLines(end));
-      WriteAll(pipe, answer);
-      EndNow(0);
-    });
-    for (const StoryVerb& verb : verbs) answer["lines"].push_back(player.Play(verb));
-    tablet::ReplaceState(folder, player.run().machine(), work.path());
-  } catch (const tablet::InputError& error) {
-    answer["error"] = {error.place(), error.problem(), error.next()};
-  }
-  WriteAll(pipe, answer);
-}
-
-std::string ReadAll(int pipe) {
-  std::string text;
-  std::array<char, 65536> buffer{};
-  for (;;) {
-    ssize_t const count = ::read(pipe, buffer.data(), buffer.size());
-    if (count <= 0) return text;
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-}
-
-std::vector<Lines> PlayRunInChild(std::span<const StoryVerb> verbs, const fs::path& folder) {
-  std::array<int, 2> pipe{};
-  if (::pipe(pipe.data()) != 0) throw std::runtime_error("no pipe can be made");
-  pid_t const child = ::fork();
-  if (child < 0) throw std::runtime_error("no process can be made");
-  if (child == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::close(pipe[0]);
-    PlayRun(verbs, folder, pipe[1]);
-    ::_exit(0);
-  }
-  ::close(pipe[1]);
-  std::string const text = ReadAll(pipe[0]);
-  ::close(pipe[0]);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  nlohmann::json const answer = nlohmann::json::parse(text, nullptr, false);
-  if (answer.is_discarded() || status != 0) {
-    std::string const how = WIFSIGNALED(status) ? fmt::format("by signal {}", WTERMSIG(status))
-                                                : fmt::format("with exit code {}", WEXITSTATUS(status));
-    throw std::runtime_error(
-        fmt::format("the process of the run that begins in line {} ended {}", verbs.front().line, how));
-  }
-  if (answer.contains("error")) {
-    const auto& error = answer["error"];
-    throw tablet::InputError(error[0].get<std::string>(), error[1].get<std::string>(), error[2].get<std::string>());
-  }
-  auto lines = answer["lines"].get<std::vector<Lines>>();
+/// Plays a run in a process of its own and keeps the tablet as it ends.
+std::vector<Lines> PlayRun(std::span<const StoryVerb> verbs, const fs::path& folder) {
+  WorkFolder const work(folder / ".run-");
+  std::string const what = fmt::format("the run that begins in line {}", verbs.front().line);
+  auto lines = RunInChild(what, [&](const Answer& answer) {
+                 tablet::CopyDrive(folder, work.path());
+                 RunPlayer player(folder, work.path());
+                 nlohmann::ordered_json list = nlohmann::ordered_json::array();
+                 player.run().OnHang([&](const RunEnd& end) {
+                   list.push_back(player.HangingLines(end));
+                   answer(list);
+                 });
+                 for (const StoryVerb& verb : verbs) list.push_back(player.Play(verb));
+                 tablet::ReplaceState(folder, player.run().machine(), work.path());
+                 answer(list);
+               }).get<std::vector<Lines>>();
   lines.resize(verbs.size());
   return lines;
 }
 
 std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
-  std::vector<Lines> told;
+  std::vector<Lines> all;
   for (std::size_t i = 0; i < story.verbs.size();) {
     const StoryVerb& verb = story.verbs[i];
     if (!BelongsToRun(verb)) {
       DoSetUp(verb, folder);
-      told.emplace_back();
+      all.emplace_back();
       ++i;
       continue;
     }
@@ -311,21 +254,26 @@ std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
       booted = booted || boots;
       ++end;
     }
-    auto lines = PlayRunInChild(std::span(story.verbs).subspan(i, end - i), folder);
-    told.insert(told.end(), lines.begin(), lines.end());
+    auto lines = PlayRun(std::span(story.verbs).subspan(i, end - i), folder);
+    all.insert(all.end(), lines.begin(), lines.end());
     i = end;
   }
-  return told;
+  return all;
 }
 
 }  // namespace
 
 std::vector<Lines> PlayStory(const Story& story) {
   WorkFolder const work = WorkFolder::Temporary();
+  fs::path const folder = work.path() / "tablet";
   try {
-    return PlayIn(story, work.path() / "tablet");
+    return PlayIn(story, folder);
   } catch (const tablet::InputError& error) {
-    throw tablet::InputError(fmt::format("{}: {}", story.file.string(), error.place()), error.problem(), error.next());
+    // "LINE: ..." of a verb, or a file of the tablet.
+    std::string place = error.place();
+    bool const of_tablet = place.starts_with(folder.string());
+    if (of_tablet) place = " the tablet" + place.substr(folder.string().size());
+    throw tablet::InputError(fmt::format("{}:{}", story.file.string(), place), error.problem(), error.next());
   }
 }
 

@@ -19,7 +19,7 @@ namespace cli {
 namespace fs = std::filesystem;
 
 void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next) {
-  throw tablet::InputError(fmt::format("line {}: {}", verb.line, verb.word), problem, next);
+  throw tablet::InputError(fmt::format("{}: {}", verb.line, verb.word), problem, next);
 }
 
 std::pair<std::string, std::string> Split(const std::string& rest) {
@@ -64,7 +64,7 @@ void DoSet(const StoryVerb& verb, const fs::path& folder) {
   std::ifstream in(file);
   nlohmann::ordered_json document = nlohmann::ordered_json::parse(in);
   nlohmann::ordered_json const parsed = nlohmann::ordered_json::parse(value, nullptr, false);
-  if (parsed.is_discarded()) Refuse(verb, fmt::format("\"{}\" is no JSON", value), "write: set modem.present false");
+  if (parsed.is_discarded()) Refuse(verb, fmt::format("\"{}\" is not JSON", value), "write: set modem.present false");
   std::string pointer;
   for (char const c : key) pointer += c == '.' ? '/' : c;
   document[nlohmann::ordered_json::json_pointer("/" + pointer)] = parsed;
@@ -82,7 +82,7 @@ void DoRegistry(const StoryVerb& verb, const fs::path& folder) {
       fmt::format("\n{}\n{}\n", verb.rest.substr(0, close + 1), Split(verb.rest.substr(close + 1)).second);
   constexpr std::string_view kHeader = "Windows Registry Editor Version 5.00\n";
   tablet::Registry trial;
-  tablet::ReadRegText(std::string(kHeader) + text, fmt::format("line {}", verb.line), trial);
+  tablet::ReadRegText(std::string(kHeader) + text, fmt::format("{}", verb.line), trial);
   fs::path const file = folder / "registry" / tablet::kSavedRegistryFile;
   bool const is_new = !fs::exists(file);
   std::ofstream out(file, std::ios::app);
@@ -104,7 +104,7 @@ void DoFirmware(const StoryVerb& verb, const fs::path& folder) {
 
 }  // namespace
 
-void DoSetUp(const StoryVerb& verb, const fs::path& folder) {
+void DoSetUp(const StoryVerb& verb, const fs::path& folder) try {
   if (verb.word == "tablet") {
     MakeSample(verb.rest, true, folder);
   } else if (verb.word == "set") {
@@ -114,6 +114,13 @@ void DoSetUp(const StoryVerb& verb, const fs::path& folder) {
   } else {
     DoFirmware(verb, folder);
   }
+} catch (const tablet::InputError& error) {
+  std::string const line = fmt::format("{}: ", verb.line);
+  if (error.place().starts_with(line)) throw;
+  // The user does not know the tablet's folder: of "FOLDER/tablet.json:3: modem.present" only the key stays.
+  std::size_t const key = error.place().rfind(": ");
+  throw tablet::InputError(line + (key == std::string::npos ? verb.word : error.place().substr(key + 2)),
+                           error.problem(), error.next());
 }
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// What the verbs of a story say: their words taken apart, and what those do that act between two lives.
+// What the verbs of a story say: their words taken apart, and what those do that act between two runs.
 #pragma once
 
 #include <filesystem>
@@ -19,7 +19,7 @@ std::pair<std::string, std::string> Split(const std::string& rest);
 /// Rest of a verb as a path, quoted where it holds blanks, and what follows.
 std::pair<std::string, std::string> SplitPath(const StoryVerb& verb);
 
-/// The machine event of a verb; devices may name their class behind the link.
+/// The machine event of a verb; devices may name their class after the link.
 tablet::TimelineEvent EventOf(const StoryVerb& verb);
 
 /// Whether the verb acts on a powered-on tablet; each "boot" begins another run.

@@ -57,13 +57,42 @@ TEST_F(StoryTest, AReportForBuildServersHasACaseForEachStory) {
   Write("it.story", kPreface + recorded);
   EXPECT_EQ(Run({"story", "good & fine.story", "it.story", "--junit", "report.xml"}).exit_code, 5);
   std::string const report = Read("report.xml");
-  EXPECT_THAT(report, HasSubstr("<testsuite name=\"stories\" tests=\"2\" failures=\"1\">"));
+  EXPECT_THAT(report, HasSubstr("<testsuite name=\"stories\" tests=\"2\" failures=\"1\" errors=\"0\">"));
   EXPECT_THAT(report, HasSubstr("<testcase classname=\"stories\" name=\"good &amp; fine\""));
   EXPECT_THAT(report, HasSubstr("it.story:9, under &quot;boot quietly&quot;:"));
   EXPECT_THAT(report, HasSubstr("&lt;odd&gt; &amp; \xEF\xBF\xBD"));
   std::string const parse = "import sys, xml.etree.ElementTree as tree; tree.parse(sys.argv[1])";
   EXPECT_EQ(std::system(("python3 -c '" + parse + "' " + In("report.xml").string()).c_str()), 0) << report;
   EXPECT_EQ(Run({"story", "good & fine.story", "--junit", "no/such/folder.xml"}).exit_code, 3);
+}
+
+TEST_F(StoryTest, AMalformedStoryIsOneErrorAndTheOthersArePlayed) {
+  std::string const recorded = Record("tablet wifi-only\nboot quietly\n");
+  Write("broken.story", std::string(kPreface) + "tablet wifi-only\nbot <now>\n");
+  ProgramResult const result = Run({"story", "broken.story", "none.story", "it.story", "--junit", "report.xml"});
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, HasSubstr("broken.story:5: bot: unknown verb"));
+  EXPECT_THAT(result.out, HasSubstr("matches   it.story"));
+  EXPECT_THAT(result.out, HasSubstr("3 stories, 1 matches"));
+  std::string const report = Read("report.xml");
+  EXPECT_THAT(report, HasSubstr("tests=\"3\" failures=\"0\" errors=\"2\">"));
+  EXPECT_THAT(report, HasSubstr("<error message=\"broken.story:5: bot: unknown verb; did you mean &quot;boot&quot;?"));
+  EXPECT_THAT(report, HasSubstr("name=\"it\" file=\"it.story\"/>"));
+  auto const document = RunJson({"story", "broken.story", "it.story"}, 3);
+  EXPECT_EQ(document["stories"][0]["error"]["problem"], "unknown verb");
+  EXPECT_EQ(document["stories"][1]["as_told"], true);
+}
+
+TEST_F(StoryTest, TheReportNeverTakesThePlaceOfAStory) {
+  std::string const recorded = Record("tablet wifi-only\nboot quietly\n");
+  std::string const before = Read("it.story");
+  EXPECT_EQ(Run({"story", "it.story", "--junit", "it.story", "--force"}).exit_code, 3);
+  EXPECT_EQ(Read("it.story"), before);
+  Write("kept.txt", "mine");
+  EXPECT_EQ(Run({"story", "it.story", "--junit", "kept.txt"}).exit_code, 3);
+  EXPECT_EQ(Read("kept.txt"), "mine");
+  EXPECT_EQ(Run({"story", "it.story", "--junit", "kept.txt", "--force"}).exit_code, 0);
+  EXPECT_THAT(Read("kept.txt"), HasSubstr("<testsuites>"));
 }
 
 TEST_F(StoryTest, VerbsChangeTheTabletBetweenRuns) {
@@ -128,16 +157,17 @@ TEST_F(StoryTest, FaultsHoldForOneRun) {
 TEST_F(StoryTest, WhatIsNoStoryIsRefusedWithItsLine) {
   EXPECT_THAT(Play("tablet fresh\nbot\n").err, HasSubstr("it.story:5: bot: unknown verb; did you mean \"boot\"?"));
   EXPECT_THAT(Play("boot\n").err, HasSubstr("it.story:4: the first verb must be \"tablet\""));
-  EXPECT_THAT(Play("  a record\n").err, HasSubstr("it.story:4: a record stands under no verb"));
+  EXPECT_THAT(Play("  a record\n").err, HasSubstr("it.story:4: a record without a verb"));
   EXPECT_THAT(Play("tablet fersh\n").err, HasSubstr("unknown sample \"fersh\""));
-  EXPECT_THAT(Play("tablet fresh\nstop\n").err, HasSubstr("line 5: stop: no service runs"));
-  EXPECT_THAT(Play("tablet fresh\nset modem.presnet true\n").err, HasSubstr("modem.presnet: unknown key"));
+  EXPECT_THAT(Play("tablet fresh\nstop\n").err, HasSubstr("it.story:5: stop: no service runs"));
+  EXPECT_THAT(Play("tablet fresh\nset modem.presnet true\n").err, HasSubstr("it.story:5: modem.presnet: unknown key"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\ncontrol 12\n").err, HasSubstr("give a number from 128 to 255"));
-  EXPECT_THAT(Play("tablet fresh\nboot quietly\nstop now\n").err, HasSubstr("line 6: stop: \"now\" is nothing for it"));
+  EXPECT_THAT(Play("tablet fresh\nboot quietly\nstop now\n").err,
+              HasSubstr("it.story:6: stop: \"now\" is nothing for it"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\narrival a usb\n").err, HasSubstr("\"usb\" is no GUID"));
   EXPECT_THAT(Play("tablet fresh\nfault CreateFile@x\n").err,
-              HasSubstr("line 5: fault: there is no call \"CreateFile\""));
-  EXPECT_THAT(Play("tablet fresh\nboot\nwait soon\n").err, HasSubstr("line 6: wait: \"soon\" is no time"));
+              HasSubstr("it.story:5: fault: there is no call \"CreateFile\""));
+  EXPECT_THAT(Play("tablet fresh\nboot\nwait soon\n").err, HasSubstr("it.story:6: wait: \"soon\" is no time"));
   Write("it.story", "no preface\n\n\ntablet fresh\n");
   EXPECT_THAT(Run({"story", "it.story"}).err, HasSubstr("it.story:1: a story begins with three lines"));
   EXPECT_EQ(Run({"story", "none.story"}).exit_code, 3);
