@@ -36,6 +36,11 @@ void Check(archive* archive, int code, const fs::path& file) {
                            "choose a file in a folder that can be written");
 }
 
+la_ssize_t WriteTo(archive* /*writer*/, void* out, const void* data, std::size_t size) {
+  static_cast<OutputFile*>(out)->Write({static_cast<const char*>(data), size});
+  return static_cast<la_ssize_t>(size);
+}
+
 std::vector<fs::path> EntriesBelow(const fs::path& folder) {
   std::vector<fs::path> paths;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) paths.push_back(entry.path());
@@ -113,16 +118,17 @@ void SetDriveTimes(const fs::path& tablet, const nlohmann::json& times) {
 }
 
 void PackBundle(const fs::path& folder, const fs::path& bundle) {
-  // Whether the file can be written is asked without libarchive, which would leave the rest of an earlier one.
-  WriteOutput(bundle, "");
+  OutputFile out(bundle);
   std::unique_ptr<archive, WriterCloser> const writer(archive_write_new());
   Check(writer.get(), archive_write_set_format_zip(writer.get()), bundle);
   Check(writer.get(), archive_write_set_options(writer.get(), "zip:compression=deflate,zip:compression-level=6"),
         bundle);
-  Check(writer.get(), archive_write_open_filename(writer.get(), bundle.c_str()), bundle);
+  Check(writer.get(), archive_write_set_bytes_in_last_block(writer.get(), 1), bundle);
+  Check(writer.get(), archive_write_open(writer.get(), &out, nullptr, WriteTo, nullptr), bundle);
   for (const fs::path& path : EntriesBelow(folder))
     AddEntry(writer.get(), path, fs::relative(path, folder).string(), bundle);
   Check(writer.get(), archive_write_close(writer.get()), bundle);
+  out.Keep();
 }
 
 void UnpackBundle(const fs::path& bundle, const fs::path& folder) {
@@ -130,23 +136,24 @@ void UnpackBundle(const fs::path& bundle, const fs::path& folder) {
   std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
   archive_read_support_format_zip(reader.get());
   if (archive_read_open_filename(reader.get(), bundle.c_str(), 1 << 16) != ARCHIVE_OK)
-    throw NoBundle(bundle, "is no bundle");
+    throw NoBundle(bundle, "is not a bundle");
   archive_entry* entry = nullptr;
   for (;;) {
     int const code = archive_read_next_header(reader.get(), &entry);
     if (code == ARCHIVE_EOF) break;
-    if (code != ARCHIVE_OK) throw NoBundle(bundle, "is no bundle, or damaged");
+    if (code != ARCHIVE_OK) throw NoBundle(bundle, "is not a bundle, or is damaged");
     fs::path const target = Target(folder, archive_entry_pathname(entry), bundle);
     if (archive_entry_filetype(entry) == AE_IFDIR) {
       fs::create_directories(target);
       continue;
     }
-    if (archive_entry_filetype(entry) != AE_IFREG) throw NoBundle(bundle, "holds what is neither file nor folder");
+    if (archive_entry_filetype(entry) != AE_IFREG)
+      throw NoBundle(bundle, "holds an entry that is neither a file nor a folder");
     fs::create_directories(target.parent_path());
     WriteOutput(target, EntryData(reader.get(), bundle));
   }
   for (const char* const needed : {kManifestFile, kEventsFile, kSummaryFile, kTabletFolder}) {
-    if (!fs::exists(folder / needed)) throw NoBundle(bundle, std::string("is no bundle: it has no ") + needed);
+    if (!fs::exists(folder / needed)) throw NoBundle(bundle, std::string("is not a bundle: it has no ") + needed);
   }
 }
 

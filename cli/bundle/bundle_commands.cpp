@@ -25,7 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-/// What a bundle may ask of `run`: nothing that reads or writes other files.
+/// Options of `run` that a bundle may use: none that reads or writes other files.
 constexpr std::array<std::string_view, 6> kRunOptions{"--seed",     "--until", "--timeout",
                                                       "--patience", "--fault", "--cut-at"};
 
@@ -54,15 +54,15 @@ std::vector<std::string> RunArguments(const nlohmann::json& manifest, const fs::
                              "collect the run again with this program");
   };
   std::vector<std::string> arguments;
-  if (!manifest.contains("run") || !manifest["run"].is_array()) refuse("is no list of arguments");
+  if (!manifest.contains("run") || !manifest["run"].is_array()) refuse("is not a list of arguments");
   for (const auto& one : manifest["run"]) {
-    if (!one.is_string()) refuse("is no list of texts");
+    if (!one.is_string()) refuse("is not a list of texts");
     arguments.push_back(one);
   }
   for (std::size_t i = 0; i < arguments.size(); i += 2) {
     bool const known = std::find(kRunOptions.begin(), kRunOptions.end(), arguments[i]) != kRunOptions.end();
     bool const has_value = i + 1 < arguments.size() && !arguments[i + 1].starts_with("-");
-    if (!known || !has_value) refuse(fmt::format("\"{}\" is nothing that a bundle may ask for", arguments[i]));
+    if (!known || !has_value) refuse(fmt::format("\"{}\" is not an option that a bundle may use", arguments[i]));
   }
   return arguments;
 }
@@ -70,13 +70,13 @@ std::vector<std::string> RunArguments(const nlohmann::json& manifest, const fs::
 nlohmann::json ReadManifest(const fs::path& folder, const fs::path& bundle) {
   auto manifest = nlohmann::json::parse(ReadTextFile(folder / kManifestFile), nullptr, false);
   std::string const place = bundle.string() + ": " + kManifestFile;
-  if (!manifest.is_object()) throw tablet::InputError(place, "is no JSON object", "collect the run again");
+  if (!manifest.is_object()) throw tablet::InputError(place, "is not a JSON object", "collect the run again");
   if (manifest.value("schema", nlohmann::json()) != 1)
     throw tablet::InputError(place + ": schema", "is not 1", "replay it with the program that has made it");
   return manifest;
 }
 
-/// Makes the run whose bundle this will be; with --redact twice, since both must go the same way.
+/// The run to be packed; with --redact it is made twice, and both must be the same.
 ChildRun RunForBundle(const CollectOptions& options, const fs::path& tablet, const fs::path& work,
                       const Redaction* redaction) {
   ChildRun run = RunInChild(tablet, options.run, work);
@@ -86,24 +86,37 @@ ChildRun RunForBundle(const CollectOptions& options, const fs::path& tablet, con
   auto const difference = FirstDifference("event", redaction->Redacted(run.events), again.events);
   if (difference) {
     throw std::runtime_error(
-        fmt::format("without its identifiers the run goes another way, from {} on:\n  with:    {}\n"
+        fmt::format("without its identifiers the run differs from {} on:\n  with:    {}\n"
                     "  without: {}\ncollect it without --redact",
                     difference->where, difference->bundle, difference->here));
   }
   return again;
 }
 
+/// An error of the staged tablet, named as the user's.
+tablet::InputError OfUsersTablet(const tablet::InputError& error, const fs::path& staged, const fs::path& users) {
+  std::string place = error.place();
+  if (place.starts_with(staged.string())) place.replace(0, staged.string().size(), users.string());
+  return {place, error.problem(), error.next()};
+}
+
 }  // namespace
 
 int Collect(const CollectOptions& options, Console& console) {
+  CheckOutputs({{"--output", options.bundle}}, {options.folder}, options.force);
   WorkFolder const work = WorkFolder::Temporary();
   fs::path const bundle = work.path() / "bundle";
   fs::create_directory(bundle);
   fs::path const tablet = bundle / kTabletFolder;
   StageTablet(options.folder, tablet);
   std::optional<Redaction> redaction;
-  if (options.redact) redaction = Redaction::Of(tablet);
-  ChildRun const run = RunForBundle(options, tablet, work.path(), redaction ? &*redaction : nullptr);
+  ChildRun run;
+  try {
+    if (options.redact) redaction = Redaction::Of(tablet);
+    run = RunForBundle(options, tablet, work.path(), redaction ? &*redaction : nullptr);
+  } catch (const tablet::InputError& error) {
+    throw OfUsersTablet(error, tablet, options.folder);
+  }
   ordered_json redacted;
   if (redaction) redacted = redaction->Counts();
   ordered_json const manifest{{"schema", 1},
@@ -174,7 +187,7 @@ int Replay(const ReplayOptions& options, Console& console) {
   };
   Table table(console);
   if (difference) {
-    table.Row("Replay", "goes another way", Console::Style::kBad);
+    table.Row("Replay", "differs", Console::Style::kBad);
     table.Row("First", difference->where);
     table.Row("Bundle", difference->bundle);
     table.Row("Here", difference->here);

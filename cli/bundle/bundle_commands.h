@@ -13,7 +13,8 @@ struct CollectOptions {
   std::filesystem::path folder;
   std::filesystem::path bundle;
   std::vector<std::string> run;  ///< arguments of `run`: --seed 7
-  bool redact = false;           ///< replace what tells one tablet, or its user, from another
+  bool force = false;            ///< the bundle replaces another file
+  bool redact = false;           ///< replace what identifies the tablet or its user
   bool json = false;
 };
 
@@ -22,7 +23,7 @@ struct ReplayOptions {
   bool json = false;
 };
 
-/// Runs a copy of the tablet and packs what a repetition needs. Answers the exit code; throws InputError.
+/// Runs a copy of the tablet and packs what a repetition needs. Returns the exit code; throws InputError.
 int Collect(const CollectOptions& options, Console& console);
 /// Runs a bundle again and compares: kNotAsExpected and the first difference when it goes another way.
 int Replay(const ReplayOptions& options, Console& console);

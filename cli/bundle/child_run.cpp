@@ -24,7 +24,7 @@ constexpr const char* kThisProgram = "/proc/self/exe";
 
 /// Never returns.
 [[noreturn]] void Become(std::vector<std::string>& words, const std::string& out) {
-  // A run that nobody waits for any more ends, too.
+  // Without its parent the run ends too.
   ::prctl(PR_SET_PDEATHSIG, SIGTERM);
   std::vector<char*> values;
   for (std::string& word : words) values.push_back(word.data());

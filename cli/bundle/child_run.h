@@ -19,7 +19,7 @@ struct ChildRun {
 ChildRun RunInChild(const std::filesystem::path& tablet, const std::vector<std::string>& arguments,
                     const std::filesystem::path& work);
 
-/// This program: its name, its version, and a checksum that tells one build from another.
+/// This program: its name, its version, and a checksum that identifies the build.
 nlohmann::ordered_json ProgramVersion();
 
 }  // namespace cli

@@ -26,7 +26,7 @@ std::string Lower(std::string text) {
   return text;
 }
 
-/// Names that Windows gives itself: they tell nobody from anybody.
+/// Names that Windows gives itself: they identify nobody.
 bool IsCommonName(const std::string& lower) {
   static constexpr std::array<std::string_view, 12> kNames{
       "public", "default",       "default user", "all users",     "system",          "localsystem",
@@ -74,7 +74,7 @@ std::string KindOfValue(const std::string& name) {
   return {};
 }
 
-/// Letters stay letters and digits digits; the number tells replacements of one shape apart.
+/// Letters stay letters and digits digits; the number distinguishes replacements of one shape.
 std::string ReplacementFor(std::string_view text, std::size_t number) {
   std::string out(text);
   for (std::size_t i = 0; i < out.size(); ++i) {

@@ -1,4 +1,4 @@
-// What tells one tablet, or its user, from another, replaced throughout a staged tablet: docs/bundles.md lists it.
+// Replaces what identifies a tablet or its user throughout a staged tablet: docs/bundles.md lists it.
 //
 // An identifier keeps its length and its shape (letters stay letters, digits digits), and is the same everywhere, so
 // that sizes, comparisons and look-ups come out as before.
@@ -54,7 +54,7 @@ class Redaction {
   std::map<std::string, Entry> entries_;
 };
 
-/// "2 users, 1 security identifier": a line for people of what Counts answers.
+/// "2 users, 1 security identifier": Counts as a line for people.
 std::string Describe(const nlohmann::ordered_json& counts);
 
 }  // namespace cli

@@ -19,11 +19,12 @@ class CollectCommand : public Command {
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder")->required();
     app.add_option("-o,--output", options_.bundle, "the bundle, a zip file")->type_name("FILE")->required();
-    app.add_flag("--redact", options_.redact, "replace what tells one tablet, or its user, from another");
-    app.add_option("--seed", seed_, "as of run")->type_name("N");
+    app.add_flag("--redact", options_.redact, "replace what identifies the tablet or its user");
+    app.add_flag("--force", options_.force, "let the bundle replace another file");
+    app.add_option("--seed", seed_, "as in run")->type_name("N");
     AddUntil(app, until_);
-    app.add_option("--fault", faults_, "as of run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
-    app.add_option("--cut-at", cut_at_, "as of run: cut the power at this call")
+    app.add_option("--fault", faults_, "as in run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
+    app.add_option("--cut-at", cut_at_, "as in run: cut the power at this call")
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
     AddTimeout(app, timeout_);
@@ -57,7 +58,7 @@ class ReplayCommand : public Command {
   std::string about() const override { return "repeats the run of a bundle and compares"; }
 
   void Define(CLI::App& app) override {
-    app.add_option("BUNDLE", options_.bundle, "what collect has made")->required();
+    app.add_option("BUNDLE", options_.bundle, "a file made by collect")->required();
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 class BundleTest : public ProgramTest {
  protected:
   void Collect(const std::string& tablet, const std::string& bundle, const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments{"collect", tablet, "-o", bundle};
+    std::vector<std::string> arguments{"collect", tablet, "-o", bundle, "--force"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     ProgramResult const result = Run(arguments);
     EXPECT_EQ(result.exit_code, 0) << result.err;
@@ -58,7 +58,7 @@ TEST_F(BundleTest, FaultsAndPowerCutsAreRepeatedToo) {
   Unpack("b.zip", "b");
   EXPECT_THAT(Read("b/events.jsonl"), HasSubstr("the power is cut"));
   EXPECT_EQ(Run({"replay", "b.zip"}).exit_code, 0);
-  ProgramResult const result = Run({"collect", "fresh", "-o", "b.zip", "--fault", "ReadFiel"});
+  ProgramResult const result = Run({"collect", "fresh", "-o", "b.zip", "--force", "--fault", "ReadFiel"});
   EXPECT_EQ(result.exit_code, 3);
   EXPECT_THAT(result.err, HasSubstr("ReadFile"));
 }
@@ -102,7 +102,7 @@ TEST_F(BundleTest, ARunThatGoesAnotherWayIsToldWithItsFirstDifference) {
   cli::PackBundle(In("a"), In("b.zip"));
   ProgramResult const result = Run({"replay", "b.zip"});
   EXPECT_EQ(result.exit_code, 5);
-  EXPECT_THAT(result.out, HasSubstr("goes another way"));
+  EXPECT_THAT(result.out, HasSubstr("differs"));
   json const document = RunJson({"replay", "b.zip"}, 5);
   EXPECT_EQ(document["same"], false);
   EXPECT_THAT(document["difference"]["where"].get<std::string>(), HasSubstr("event "));
@@ -127,18 +127,42 @@ TEST_F(BundleTest, WhatIsNoBundleIsRefused) {
   Write("text.zip", "this is no zip file");
   ProgramResult const result = Run({"replay", "text.zip"});
   EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("text.zip: is no bundle"));
+  EXPECT_THAT(result.err, HasSubstr("text.zip: is not a bundle"));
   Make("wifi-only");
   Collect("wifi-only", "a.zip");
   Unpack("a.zip", "a");
   Write("a/manifest.json", R"({"schema": 1, "run": ["--save", "elsewhere"]})");
   cli::PackBundle(In("a"), In("b.zip"));
-  EXPECT_THAT(Run({"replay", "b.zip"}).err, HasSubstr("\"--save\" is nothing that a bundle may ask for"));
+  EXPECT_THAT(Run({"replay", "b.zip"}).err, HasSubstr("\"--save\" is not an option that a bundle may use"));
   EXPECT_FALSE(fs::exists(In("elsewhere")));
   fs::remove(In("a/events.jsonl"));
   cli::PackBundle(In("a"), In("b.zip"));
   EXPECT_THAT(Run({"replay", "b.zip"}).err, HasSubstr("it has no events.jsonl"));
-  EXPECT_THAT(Run({"collect", "wifi-only", "-o", "missing/b.zip"}).err, HasSubstr("missing/b.zip: cannot be written"));
+  EXPECT_THAT(Run({"collect", "wifi-only", "-o", "missing/b.zip"}).err, HasSubstr("/missing: cannot be written"));
+}
+
+TEST_F(BundleTest, ErrorsNameTheUsersTablet) {
+  Make("wifi-only");
+  Write("wifi-only/registry/99.reg", "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n\"b\"=wrong\n");
+  for (const char* more : {"--json", "--redact"}) {
+    ProgramResult const result = Run({"collect", "wifi-only", "-o", "b.zip", more});
+    EXPECT_EQ(result.exit_code, 3);
+    EXPECT_THAT(result.out + result.err, HasSubstr("wifi-only/registry/99.reg:3"));
+    EXPECT_THAT(result.out + result.err, testing::Not(HasSubstr("/bundle/")));
+  }
+}
+
+TEST_F(BundleTest, ABundleTakesThePlaceOfNothingThatAPersonMade) {
+  Make("wifi-only");
+  auto const before = Contents("wifi-only");
+  EXPECT_EQ(Run({"collect", "wifi-only", "-o", "wifi-only/tablet.json", "--force"}).exit_code, 3);
+  EXPECT_EQ(Run({"collect", "wifi-only", "-o", "wifi-only/b.zip"}).exit_code, 3);
+  EXPECT_EQ(Contents("wifi-only"), before);
+  Write("mine.txt", "mine");
+  EXPECT_EQ(Run({"collect", "wifi-only", "-o", "mine.txt"}).exit_code, 3);
+  EXPECT_EQ(Read("mine.txt"), "mine");
+  EXPECT_EQ(Run({"collect", "wifi-only", "-o", "mine.txt", "--force"}).exit_code, 0);
+  EXPECT_EQ(Run({"replay", "mine.txt"}).exit_code, 0);
 }
 
 TEST_F(BundleTest, ARunThatHangsIsRepeatedWithItsPatience) {
@@ -239,7 +263,7 @@ TEST_F(RedactionTest, ARunThatDependsOnAnIdentifierIsNotRedacted) {
         "\"ComputerName\"=\"VZW\"\n");
   ProgramResult const result = Run({"collect", "fresh", "-o", "b.zip", "--redact"});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("without its identifiers the run goes another way"));
+  EXPECT_THAT(result.err, HasSubstr("without its identifiers the run differs"));
   EXPECT_FALSE(fs::exists(In("b.zip")));
 }
 
