@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -120,13 +122,49 @@ std::string Show(const Item& item) {
 std::string Describe(const FileDifference& difference) {
   const Item& named = difference.after != nullptr ? *difference.after : *difference.before;
   std::string const path = tablet::ToUtf8(named.path);
-  if (difference.before == nullptr) return fmt::format("only in B    {}  {}", Show(named), path);
-  if (difference.after == nullptr) return fmt::format("only in A    {}  {}", Show(named), path);
+  if (difference.before == nullptr) return fmt::format("only after   {}  {}", Show(named), path);
+  if (difference.after == nullptr) return fmt::format("only before  {}  {}", Show(named), path);
   std::string_view const what = difference.kind         ? "other kind"
                                 : difference.content    ? "content"
                                 : difference.attributes ? "attributes"
                                                         : "letter case";
-  return fmt::format("{:<11}  {}  {}, in A {}", what, Show(*difference.after), path, Show(*difference.before));
+  return fmt::format("{:<11}  {}  {}, before {}", what, Show(*difference.after), path, Show(*difference.before));
+}
+
+/// The lines of a text file; nothing for any other file, and for a large one.
+std::optional<std::vector<std::string>> TextLines(const tablet::Drive& drive, const Item& item) {
+  constexpr std::uint64_t kLongestText = 1 << 20;
+  if (item.bytes > kLongestText) return std::nullopt;
+  std::vector<std::uint8_t> const bytes = drive.Contents(item.path);
+  std::vector<std::string> lines(1);
+  for (std::uint8_t const byte : bytes) {
+    if (byte < ' ' && byte != '\n' && byte != '\r' && byte != '\t') return std::nullopt;
+    if (byte == '\n') lines.emplace_back();
+    if (byte != '\n' && byte != '\r') lines.back() += static_cast<char>(byte);
+  }
+  return lines;
+}
+
+/// The lines between the first and the last difference of a text: those before with "-", those after with "+".
+std::vector<std::string> TextDifference(const FileDifference& difference, const State& a, const State& b) {
+  constexpr std::ptrdiff_t kMostLines = 10;
+  std::vector<std::string> shown;
+  if (!difference.content) return shown;
+  auto const before = TextLines(a.drive(), *difference.before);
+  auto const after = TextLines(b.drive(), *difference.after);
+  if (!before || !after) return shown;
+  auto const first = std::mismatch(before->begin(), before->end(), after->begin(), after->end());
+  auto const last = std::mismatch(before->rbegin(), std::make_reverse_iterator(first.first), after->rbegin(),
+                                  std::make_reverse_iterator(first.second));
+  auto const add = [&](char mark, auto from, auto to) {
+    for (auto line = from; line != to && line - from < kMostLines; ++line) {
+      shown.push_back(fmt::format("    {} {}", mark, *line));
+    }
+    if (to - from > kMostLines) shown.push_back(fmt::format("    {} and {} more lines", mark, to - from - kMostLines));
+  };
+  add('-', first.first, last.first.base());
+  add('+', first.second, last.second.base());
+  return shown;
 }
 
 ordered_json ToJson(const Item* item) {
@@ -170,9 +208,14 @@ int Diff(const DiffOptions& options, Console& console) {
     return code;
   }
   Table table(console);
-  table.Row("A", fmt::format("{}  {}", options.before.string(), a.name()));
-  table.Row("B", fmt::format("{}  {}", options.after.string(), b.name()));
-  Paragraph(table, "Files", files, "the same", [](const auto& difference) { return Describe(difference); });
+  table.Row("Before", fmt::format("{}  {}", options.before.string(), a.name()));
+  table.Row("After", fmt::format("{}  {}", options.after.string(), b.name()));
+  std::vector<std::string> lines;
+  for (const FileDifference& difference : files) {
+    lines.push_back(Describe(difference));
+    std::ranges::move(TextDifference(difference, a, b), std::back_inserter(lines));
+  }
+  Paragraph(table, "Files", lines, "the same", [](const auto& line) { return line; });
   Paragraph(table, "Registry", Describe(registry), "the same", [](const auto& line) { return line; });
   Paragraph(table, "Variables", firmware, "the same", [](const auto& change) { return Describe(change); });
   return code;

@@ -13,7 +13,7 @@ struct DiffOptions {
   bool json = false;
 };
 
-/// Answers the exit code: kNotAsExpected when they differ. Changes nothing in the folders. Throws InputError.
+/// Returns the exit code: kNotAsExpected when they differ. Changes nothing in the folders. Throws InputError.
 int Diff(const DiffOptions& options, Console& console);
 
 }  // namespace cli

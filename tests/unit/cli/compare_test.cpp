@@ -137,4 +137,15 @@ TEST_F(DiffTest, AMissingTabletIsBadInput) {
   EXPECT_EQ(RunJson({"diff", "kept", "nowhere"}, 3)["error"]["place"], "nowhere");
 }
 
+TEST_F(DiffTest, ATextFileIsShownByItsLines) {
+  Write("kept/C/notes.txt", "one\r\ntwo\r\nthree\r\n");
+  Write("fresh/C/notes.txt", "one\r\n2\x1b\r\n3\r\nthree\r\n");
+  std::string const binary = Run({"diff", "fresh", "kept"}).out;
+  EXPECT_THAT(binary, testing::Not(HasSubstr("- one"))) << "a file with control characters is not text";
+  Write("fresh/C/notes.txt", "one\r\n2\r\n3\r\nthree\r\n");
+  std::string const out = Run({"diff", "fresh", "kept"}).out;
+  EXPECT_THAT(out, testing::ContainsRegex("notes.txt, before .*\n +- 2\n +- 3\n +\\+ two\n"));
+  EXPECT_THAT(out, testing::Not(HasSubstr("- one")));
+}
+
 }  // namespace
