@@ -28,7 +28,7 @@ constexpr std::array<Sample, 8> kFirstSamples{
     Sample{"wifi-only", "a tablet without a modem"},
     Sample{"already-deployed", "a modem tablet whose firmware was deployed at an earlier start"},
     Sample{"crashed-modem", "the modem has crashed and left dumps; a user is logged on"},
-    Sample{"crashed-nobody-logged-on", "the modem has crashed and left dumps; nobody is there to be told"},
+    Sample{"crashed-nobody-logged-on", "the modem has crashed and left dumps; no user is logged on"},
     Sample{"crashed-two-sessions", "the modem has crashed; two users are logged on, one of them is at the screen"},
     Sample{"oobe-then-desktop", "a tablet from the factory line in first-boot setup, which ends after 12 seconds"},
     Sample{"no-amss-driver", "a tablet from the factory line without the driver that resets the modem"},
@@ -107,7 +107,7 @@ std::string_view BaseOf(std::string_view sample) {
 constexpr std::u16string_view kSystem32 = u"C:\\Windows\\System32\\";
 constexpr std::u16string_view kArchives = u"C:\\Windows\\System32\\modem_core";
 
-/// A file's size in the small twin: the same files, a thousandth of the bytes.
+/// A file's size in the small variant: the same files, a thousandth of the bytes.
 std::uint64_t Scale(std::uint64_t size, bool small) { return small ? std::max<std::uint64_t>(size / 1024, 96) : size; }
 
 std::vector<ArchiveEntry> ModemEntries(bool small) {
@@ -147,7 +147,7 @@ void PutProgram(tablet::Drive& drive, std::u16string_view name, std::array<std::
             tablet::MakeExecutableWithVersion(version[0], version[1], version[2], version[3]));
 }
 
-/// What an earlier start of the service has left behind.
+/// What an earlier start of the service has left.
 void PutDeployedFirmware(tablet::Drive& drive, bool small) {
   for (const ArchiveEntry& entry : ModemEntries(small)) {
     std::u16string path = std::u16string(kSystem32) + tablet::ToUtf16(entry.name);

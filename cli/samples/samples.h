@@ -14,8 +14,8 @@ struct Sample {
 
 std::span<const Sample> Samples();
 
-/// Makes the tablet folder of a sample. `small` makes its twin of a few kilobytes. Throws InputError: the sample is
-/// unknown, `folder` exists and is not an empty folder, or cannot be written; nothing is left behind then.
+/// Makes the tablet folder of a sample. `small` makes its small variant of a few kilobytes. Throws InputError: the
+/// sample is unknown, `folder` exists and is not an empty folder, or cannot be written; nothing remains then.
 void MakeSample(std::string_view name, bool small, const std::filesystem::path& folder);
 
 }  // namespace cli

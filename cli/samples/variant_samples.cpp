@@ -106,7 +106,7 @@ constexpr std::array<VariantSample, 15> kSamples{{
 
 constexpr std::u16string_view kModemArchive = u"C:\\Windows\\System32\\modem_core\\VZW.bin";
 
-/// The offset of an entry's data: behind its local header and the name and extra field that follow it.
+/// The offset of an entry's data: after its local header, name and extra field.
 std::size_t DataOf(const std::vector<std::uint8_t>& archive, std::string_view name) {
   static constexpr std::array<std::uint8_t, 4> kSignature{'P', 'K', 3, 4};
   constexpr std::size_t kHeader = 30;

@@ -1,4 +1,4 @@
-// The sample tablets: each can be made, has a small twin and a story that shows it.
+// The sample tablets: each can be made, has a small variant and a story that shows it.
 #include "cli/samples/samples.h"
 
 #include <algorithm>
