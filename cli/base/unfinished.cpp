@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -26,6 +27,8 @@
 namespace cli {
 
 namespace {
+
+std::atomic<bool> signal_has_arrived = false;
 
 namespace fs = std::filesystem;
 
@@ -174,6 +177,8 @@ void Unfinished::KeepAs(const fs::path& target) {
 SignalsWait::SignalsWait() { EndsMutex().lock(); }
 SignalsWait::~SignalsWait() { EndsMutex().unlock(); }
 
+bool SignalHasArrived() noexcept { return signal_has_arrived; }
+
 void EndNow(int code) {
   RemoveUnfinished();
   ::_exit(code);
@@ -208,6 +213,7 @@ void EndOrderlyOnSignals(std::function<void()> restore) {
   std::thread([ends, restore = std::move(restore)] {
     int signal = 0;
     sigwait(&ends, &signal);
+    signal_has_arrived = true;
     EndsMutex().lock();
     restore();
     EndNow(kInterrupted);

@@ -38,6 +38,9 @@ class SignalsWait {
   SignalsWait& operator=(const SignalsWait&) = delete;
 };
 
+/// Whether one of the signals of EndOrderlyOnSignals has arrived and waits for SignalsWait.
+bool SignalHasArrived() noexcept;
+
 /// Ends the program on any thread, without destructors: what is unfinished is removed.
 [[noreturn]] void EndNow(int code);
 /// The same for a reader of standard output that went away: quietly, as SIGPIPE does.

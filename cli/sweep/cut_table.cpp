@@ -28,7 +28,7 @@ constexpr Area kAreas[] = {
     {"\\RetailLog", "the retail log's folder", "the retail log's folder", ""},
     {"\\ssr_dumps", "", "", ""},
     {"file C:\\Windows\\System32\\", "some files of the image", "the whole image", "unpacks the image"},
-    {"\"Distribute\"", "no request", "no request", "takes the request back"},
+    {"\"Distribute\"", "no request", "no request", "deletes the request"},
     {"\"AmssFwImagePath\"", "the new firmware path", "the new firmware path", "writes the firmware path"},
     {"\"AmssSwImagePath\"", "the new software path", "the new software path", "writes the software path"},
     {"firmware ", "some firmware variables", "the firmware variables", "writes firmware variables"},
@@ -106,7 +106,7 @@ std::string DescribeDisk(const TabletState& before, const TabletState& after, co
 }
 
 std::string DescribeStart(const TabletState& from, const TabletState& to,
-                          const std::vector<tablet::FileChange>& changes, bool tells) {
+                          const std::vector<tablet::FileChange>& changes, bool notifies) {
   std::set<const Area*> touched;
   std::set<std::string> values;
   for (const std::string& name : Changed(from, to)) {
@@ -119,12 +119,12 @@ std::string DescribeStart(const TabletState& from, const TabletState& to,
     if (!area->does.empty()) parts.emplace_back(area->does);
   }
   if (!values.empty()) parts.push_back(fmt::format("writes {}", fmt::join(values, ", ")));
-  if (tells) parts.emplace_back("tells the user");
+  if (notifies) parts.emplace_back("notifies the user");
   return Joined(parts, "changes nothing");
 }
 
 void PrintCutTable(const std::map<std::uint64_t, CutRow>& rows, const std::vector<KnownCall>& calls, Console& console) {
-  console.Line("| the power goes before call | that is behind | on disk | the next start | the tablet then |");
+  console.Line("| power cut before call | last call | on disk | next start | tablet then |");
   console.Line("|---|---|---|---|---|");
   for (auto row = rows.begin(); row != rows.end();) {
     auto const [first, what] = *row;

@@ -23,10 +23,10 @@ struct CutRow {
 /// What a tablet holds of all that one undisturbed run changes: "some files of the image; ...".
 std::string DescribeDisk(const TabletState& before, const TabletState& after, const TabletState& now);
 
-/// What a start did: it began with one state, left another, and changed these files on its way. `tells`: it started the
-/// program that tells the user.
+/// What a start did: it began with one state, left another, and changed these files on its way. `notifies`: it started
+/// the program that notifies the user.
 std::string DescribeStart(const TabletState& from, const TabletState& to,
-                          const std::vector<tablet::FileChange>& changes, bool tells);
+                          const std::vector<tablet::FileChange>& changes, bool notifies);
 
 /// The rows by call, as a table of Markdown; neighbours that read alike are one row.
 void PrintCutTable(const std::map<std::uint64_t, CutRow>& rows, const std::vector<KnownCall>& calls, Console& console);

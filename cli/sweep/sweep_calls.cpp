@@ -69,14 +69,14 @@ void CallRecorder::Begin(std::string_view name) {
   std::array<void*, 24> stack{};
   int const depth = ::backtrace(stack.data(), static_cast<int>(stack.size()));
   std::uint64_t site = 0xCBF29CE484222325ULL;
-  bool behind_call = false;
+  bool after_call = false;
   for (int i = 0; i < depth; ++i) {
     auto const address = reinterpret_cast<std::uintptr_t>(stack[static_cast<std::size_t>(i)]);
     site = (site ^ address) * 0x100000001B3ULL;
     if (!call.function.empty()) continue;
     const std::string& function = FunctionAt(stack[static_cast<std::size_t>(i)]);
-    if (behind_call && !function.empty() && !IsMachinery(function)) call.function = function;
-    behind_call = behind_call || function == name;
+    if (after_call && !function.empty() && !IsMachinery(function)) call.function = function;
+    after_call = after_call || function == name;
   }
   call.site = site;
   open_[call.thread].push_back(calls_.size());

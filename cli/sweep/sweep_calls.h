@@ -10,7 +10,7 @@
 
 namespace cli {
 
-/// One call of the Windows API, or one answer of the firmware driver.
+/// One call of the Windows API, or one reply of the firmware driver.
 struct KnownCall {
   std::string name;
   std::uint32_t occurrence = 0;  ///< of this name, from 1
@@ -25,7 +25,7 @@ struct KnownCall {
 /// Watches a run and keeps its calls, in the order in which they begin.
 class CallRecorder {
  public:
-  /// Makes the run's journal record calls. Outlives the run's run.
+  /// Makes the run's journal record calls. Outlives the run.
   explicit CallRecorder(TabletRun& run);
   CallRecorder(const CallRecorder&) = delete;
   CallRecorder& operator=(const CallRecorder&) = delete;

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-#include "cli/sweep/sweep_told.h"
+#include "cli/sweep/sweep_messages.h"
 #include "sim/tablet/base/text.h"
 
 namespace cli {
@@ -33,8 +33,8 @@ std::string Outside(const tablet::FileChange& change, const Expectations& expect
   return shown + " was made or changed";
 }
 
-/// What is open beyond what is meant to be: the modem's control device, and the key behind each deleted value. The
-/// handle of the status is nobody's to close.
+/// What is open, except what stays open on purpose: the modem's control device and the key of each deleted value. The
+/// status handle is never closed.
 std::vector<std::string> Unexpected(std::vector<std::string> left, std::size_t deletions) {
   auto const expect = [&](std::string_view kind, std::size_t count) {
     for (; count != 0; --count) {
@@ -68,8 +68,8 @@ RunFacts RunJudge::Facts(RunEnd::Kind end, std::vector<std::string> broken) cons
 
 void RunJudge::Broken(std::string_view promise, const std::string& detail, std::vector<std::string> lines) {
   if (lines.empty()) lines = {detail};
-  if (const Exemption* const exemption = ExemptionFor(promise, Facts(end_, std::move(lines)))) {
-    verdict_.exemptions.emplace_back(exemption->name);
+  if (const KnownLimitation* const limitation = LimitationFor(promise, Facts(end_, std::move(lines)))) {
+    verdict_.limitations.emplace_back(limitation->name);
   } else {
     verdict_.findings.push_back({std::string(promise), detail});
   }
@@ -90,7 +90,7 @@ void RunJudge::CheckDrive(bool at_a_cut) {
 }
 
 bool RunJudge::MayHang(const RunEnd& end) const {
-  return ExemptionFor("ends", Facts(end.kind, {end.message})) != nullptr;
+  return LimitationFor("ends", Facts(end.kind, {end.message})) != nullptr;
 }
 
 void RunJudge::CheckEnd(const RunEnd& end) {
@@ -103,7 +103,7 @@ void RunJudge::CheckEnd(const RunEnd& end) {
   if (!stopped || services.deaths() != 0) Broken("ends", end.message);
   CheckDrive(false);
   if (stopped) CheckHandles();
-  if (task_.kind == SweepTask::Kind::kFault) CheckTold();
+  if (task_.kind == SweepTask::Kind::kFault) CheckReported();
 }
 
 void RunJudge::CheckHandles() {
@@ -111,19 +111,19 @@ void RunJudge::CheckHandles() {
   if (!left.empty()) Broken("handles", fmt::format("left open: {}", fmt::join(left, ", ")), left);
 }
 
-void RunJudge::CheckTold() {
+void RunJudge::CheckReported() {
   const KnownCall& call = ground_.calls[task_.known[0]];
-  const TellingRule* const rule = RuleFor(call, task_.faults[0].error);
+  const MessageRule* const rule = RuleFor(call, task_.faults[0].error);
   if (rule == nullptr) {
-    verdict_.findings.push_back({"told", "no rule says what a failure of this call has to tell"});
+    verdict_.findings.push_back({"told", "no rule names the message for a failure of this call"});
     return;
   }
   if (rule->message.empty()) return;
-  // What nobody hears cannot be told; a run that never comes that far does not tell either.
+  // Without a trace session there is no message, and neither in a run that does not come that far.
   bool const ended = run_.machine().services().status().state == tablet::kServiceStopped;
-  if (!call.heard || !ended || !verdict_.came_to_pass) return;
-  if (IsTold(*rule, call, run_.machine().journal().Messages())) return;
-  // What changed nothing needs no word.
+  if (!call.heard || !ended || !verdict_.triggered) return;
+  if (IsReported(*rule, call, run_.machine().journal().Messages())) return;
+  // What changed nothing needs no message.
   bool const harmless =
       rule->unless_harmless &&
       Differences(ground_.after_one, WithoutSetup(StateOf(run_.machine(), ground_.description.power_on))).empty();

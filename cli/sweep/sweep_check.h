@@ -1,4 +1,4 @@
-// Holds one run against the promises.
+// Checks one run against the promises.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ class RunJudge {
   void CheckDrive(bool at_a_cut);
   /// Whether a promise lets the service hang as it does. Asked while it hangs; settles nothing.
   bool MayHang(const RunEnd& end) const;
-  /// What holds at the end of a run: also how it ended, what it left open, what it told.
+  /// What holds at the end of a run: also how it ended, what it left open, what it logged.
   void CheckEnd(const RunEnd& end);
   /// Whether a state is one of those wanted.
   void CheckState(std::string_view promise, const TabletState& state, const std::vector<const TabletState*>& wanted);
@@ -30,7 +30,7 @@ class RunJudge {
   RunFacts Facts(RunEnd::Kind end, std::vector<std::string> broken) const;
   void Broken(std::string_view promise, const std::string& detail, std::vector<std::string> lines = {});
   void CheckHandles();
-  void CheckTold();
+  void CheckReported();
 
   const SweepGround& ground_;
   const SweepTask& task_;

@@ -2,44 +2,70 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <map>
 #include <stdexcept>
 
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
+#include "cli/base/unfinished.h"
+#include "cli/sweep/sweep_progress.h"
 
 namespace cli {
 
 namespace {
 
-/// The ground of a tablet whose undisturbed run has been lived.
+/// A run may take this much more time for each megabyte of the largest archive.
+constexpr std::uint64_t kBytesPerSecond = 1'000'000;
+
+WorkerPoolOptions PoolFor(const SweepOptions& options, const SweepGround& ground) {
+  WorkerPoolOptions pool = options.pool;
+  pool.time_out += std::chrono::seconds(ground.expected.largest_archive / kBytesPerSecond);
+  return pool;
+}
+
+/// The ground of a tablet after its undisturbed run; without calls when the sweep was stopped.
 SweepGround GroundOf(const SweepOptions& options, Verdict& undisturbed) {
-  SweepGround ground = PrepareGround(options.folder);
+  SweepGround ground = PrepareGround(options.folder, options.time_out);
   ground.prepare = options.prepare;
-  WorkerPoolOptions alone = options.farm;
+  WorkerPoolOptions alone = PoolFor(options, ground);
   alone.workers = 1;
   RunWorkerPool(
-      1, alone, [&](std::size_t, const Deliver& deliver) { LiveUndisturbed(ground, deliver); },
+      1, alone, [&](std::size_t, const Deliver& deliver) { RunUndisturbed(ground, deliver); },
       [&](std::size_t, const nlohmann::json& answer) { undisturbed = TakeUndisturbed(answer, ground); });
-  if (ground.calls.empty()) {
-    throw std::runtime_error("the undisturbed run does not come to its end: " +
+  if (ground.calls.empty() && !undisturbed.end.empty()) {
+    throw std::runtime_error("the undisturbed run does not end: " +
                              (undisturbed.findings.empty() ? undisturbed.end : undisturbed.findings.front().detail));
   }
   return ground;
 }
 
-/// Runs all tasks, under a progress bar.
-void LiveAll(SweepGround& ground, const std::vector<SweepTask>& tasks, const WorkerPoolOptions& farm, Console& console,
-             const std::function<void(const SweepTask& task, Verdict verdict)>& done) {
+/// Runs all tasks, under a progress bar. False when the sweep was stopped before its end.
+bool RunAll(const SweepOptions& options, SweepGround& ground, const std::vector<SweepTask>& tasks, Console& console,
+            const std::function<void(const SweepTask& task, Verdict verdict)>& done) {
+  std::optional<SweepProgress> progress;
+  if (options.resume) progress.emplace(*options.resume, ground.calls, tasks);
   std::size_t finished = 0;
+  std::vector<std::size_t> left;
+  for (std::size_t task = 0; task < tasks.size(); ++task) {
+    auto const known =
+        progress ? progress->known().find(task) : std::map<std::size_t, nlohmann::json>::const_iterator{};
+    if (!progress || known == progress->known().end()) {
+      left.push_back(task);
+      continue;
+    }
+    done(tasks[task], VerdictFrom(known->second));
+    ++finished;
+  }
   RunWorkerPool(
-      tasks.size(), farm, [&](std::size_t task, const Deliver& deliver) { LiveTask(ground, tasks[task], deliver); },
-      [&](std::size_t task, const nlohmann::json& answer) {
-        done(tasks[task], VerdictFrom(answer));
+      left.size(), PoolFor(options, ground),
+      [&](std::size_t job, const Deliver& deliver) { RunTask(ground, tasks[left[job]], deliver); },
+      [&](std::size_t job, const nlohmann::json& answer) {
+        if (progress) progress->Keep(left[job], answer);
+        done(tasks[left[job]], VerdictFrom(answer));
         console.Progress(fmt::format("of {} runs", tasks.size()), ++finished, tasks.size());
       });
   console.EndProgress();
+  return finished == tasks.size();
 }
 
 }  // namespace
@@ -48,17 +74,20 @@ SweepReport SweepTablet(const SweepOptions& options, Console& console) {
   using Clock = std::chrono::steady_clock;
   Clock::time_point const begun = Clock::now();
   SweepReport report(options.folder.string());
-  report.workers = WorkersOf(options.farm);
+  report.workers = WorkersOf(options.pool);
   Verdict undisturbed;
   SweepGround ground = GroundOf(options, undisturbed);
-  report.AddUndisturbed(undisturbed);
-  LiveAll(ground, PlanSweep(ground.calls, options.plan), options.farm, console,
-          [&](const SweepTask& task, const Verdict& verdict) { report.Add(task, ground.calls, verdict); });
+  if (!ground.calls.empty()) {
+    report.AddUndisturbed(undisturbed);
+    report.complete =
+        RunAll(options, ground, PlanSweep(ground.calls, options.plan), console,
+               [&](const SweepTask& task, const Verdict& verdict) { report.Add(task, ground.calls, verdict); });
+  }
   report.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
   return report;
 }
 
-int TellCuts(const SweepOptions& options, Console& console) {
+int PrintCuts(const SweepOptions& options, Console& console) {
   Verdict undisturbed;
   SweepGround ground = GroundOf(options, undisturbed);
   ground.describes_cuts = true;
@@ -67,7 +96,7 @@ int TellCuts(const SweepOptions& options, Console& console) {
   plan.kinds = {SweepTask::Kind::kCut};
   std::map<std::uint64_t, CutRow> rows;
   bool broken = false;
-  LiveAll(ground, PlanSweep(ground.calls, plan), options.farm, console, [&](const SweepTask& task, Verdict verdict) {
+  RunAll(options, ground, PlanSweep(ground.calls, plan), console, [&](const SweepTask& task, Verdict verdict) {
     broken = broken || !verdict.findings.empty();
     rows[task.cut_at] = std::move(verdict.cut);
   });
@@ -76,13 +105,17 @@ int TellCuts(const SweepOptions& options, Console& console) {
 }
 
 int Sweep(const SweepOptions& options, Console& console) {
-  SweepReport const report = SweepTablet(options, console);
+  SignalsWait const wait;
+  SweepOptions stoppable = options;
+  stoppable.pool.stops = SignalHasArrived;
+  SweepReport const report = SweepTablet(stoppable, console);
   if (options.json) {
     PrintJson(console, report.ToJson());
   } else {
     report.Print(console);
   }
-  return report.broken() ? kNotAsExpected : kDone;
+  console.Finish();  // a signal that has arrived ends the program next
+  return report.ExitCode();
 }
 
 }  // namespace cli

@@ -109,6 +109,8 @@ Expectations ExpectationsOf(tablet::Tablet& machine) {
     std::u16string const path = std::u16string(kModemArchiveFolder) + file.name;
     auto files = FilesOf(drive.HostPath(path), kTarget);
     AddAbove(files, kTarget, expected.above_target);
+    expected.largest_archive = std::max(expected.largest_archive, file.size);
+    if (files) expected.most_entries = std::max<std::uint64_t>(expected.most_entries, files->size());
     expected.archives[tablet::FoldCase(path)] = std::move(files);
   }
   for (const tablet::FileFacts& file : FilesIn(drive, kToastTarget.substr(0, kToastTarget.size() - 1))) {

@@ -1,5 +1,5 @@
-// What a sweep knows of a tablet beforehand: what is in its archives, by a reader that is not the service's own, what
-// requests the deployment, which dumps there are.
+// What a sweep knows of a tablet beforehand: the contents of its archives, read by another reader than the service's,
+// the request for the deployment, the dumps.
 #pragma once
 
 #include <cstdint>
@@ -31,6 +31,8 @@ struct Expectations {
   /// By the archive's path in upper case. An archive that libarchive cannot read has no files that could be in place:
   /// it maps to nullopt.
   std::map<std::u16string, std::optional<std::vector<ExpectedFile>>> archives;
+  std::uint64_t largest_archive = 0;              ///< bytes, of the modem's archives
+  std::uint64_t most_entries = 0;                 ///< files in one of them
   std::map<std::u16string, std::uint32_t> dumps;  ///< name -> sum
   /// In upper case: where entries lead whose name begins with a step up ("../"), and the folders on the way. Those are
   /// outside of their target, which the rule for names lets them be.

@@ -10,7 +10,7 @@
 
 namespace cli {
 
-/// One run, or one that the power ends and the one behind it.
+/// One run, or one that the power ends and the one after it.
 struct SweepTask {
   enum class Kind { kFault, kPair, kCut, kSchedule };
   Kind kind = Kind::kFault;
@@ -35,8 +35,8 @@ struct PlanOptions {
   std::vector<SweepTask::Kind> kinds;  ///< empty: all
 };
 
-/// Every plausible error of every call of the catalogue (those that one place makes again and again: the first, the
-/// second, the one in the middle and the last), pairs of them, a power cut at every call, schedules.
+/// Every plausible error of every call of the catalogue (of a place that makes its call repeatedly: the first, the
+/// second, the middle and the last one), pairs of them, a power cut at every call, schedules.
 std::vector<SweepTask> PlanSweep(const std::vector<KnownCall>& calls, const PlanOptions& options);
 
 /// The options of `vantord-tablet run` that make this run again.

@@ -11,13 +11,13 @@ namespace {
 constexpr Promise kPromises[] = {
     {"ends", "a run ends with the status STOPPED; otherwise only in ways that are named"},
     {"failed-deployment", "without a complete image the request for it and the driver's image paths are as they were"},
-    {"paths-after-files", "the request goes and the image paths change only behind the last file of the image"},
+    {"paths-after-files", "the request goes and the image paths change only after the last file of the image"},
     {"dumps", "each dump is in the modem's folder or in the retail log, whole"},
     {"inside", "nothing is made or written outside of the target folders"},
     {"handles", "what the process opened is closed when it ends"},
     {"memory", "no access outside of what is allocated, nothing allocated is lost"},
-    {"told", "a failure that has a message is told"},
-    {"converges", "behind a power cut the next start leaves the tablet as an undisturbed run does"},
+    {"told", "a failure that has a message is logged"},
+    {"converges", "after a power cut the next start leaves the tablet as an undisturbed run does"},
     {"schedule", "in whatever order threads run, the tablet is left the same"},
 };
 
@@ -42,7 +42,7 @@ bool AllContain(const std::vector<std::string>& lines, std::string_view part) {
   return !lines.empty() && std::ranges::all_of(lines, [&](auto& line) { return line.find(part) != line.npos; });
 }
 
-constexpr bool WaitsForEver(RunEnd::Kind end) { return end == RunEnd::Kind::kHung || end == RunEnd::Kind::kTimeLimit; }
+constexpr bool NeverEnds(RunEnd::Kind end) { return end == RunEnd::Kind::kHung || end == RunEnd::Kind::kTimeLimit; }
 
 bool NoDispatcher(const RunFacts& facts) {
   return facts.end == RunEnd::Kind::kFailed && Failed(facts, "StartServiceCtrlDispatcherW") != nullptr;
@@ -61,7 +61,7 @@ bool WorkersWait(const RunFacts& facts) {
 }
 
 bool StopEventLost(const RunFacts& facts) {
-  return WaitsForEver(facts.end) && facts.status == tablet::kServiceStopPending && Failed(facts, "SetEvent") != nullptr;
+  return NeverEnds(facts.end) && facts.status == tablet::kServiceStopPending && Failed(facts, "SetEvent") != nullptr;
 }
 
 bool StatusNotTaken(const RunFacts& facts) {
@@ -70,7 +70,7 @@ bool StatusNotTaken(const RunFacts& facts) {
         call->args.find("state=RUNNING") != call->args.npos || call->args.find("state=STOPPED") != call->args.npos;
     return call->name == "SetServiceStatus" && awaited;
   });
-  return lost && WaitsForEver(facts.end);
+  return lost && NeverEnds(facts.end);
 }
 
 bool BadHeader(const RunFacts& facts) {
@@ -168,62 +168,47 @@ bool TargetFolderItself(const RunFacts& facts) {
   return no_name && Failed(facts, "GetFileAttributesW") != nullptr && AllContain(facts.broken, kTargetFolder);
 }
 
-constexpr Exemption kExemptions[] = {
+constexpr KnownLimitation kLimitations[] = {
     {"ends/no-dispatcher", "the dispatcher cannot be reached: the process ends with code 0 and without a status",
-     "ServiceBase.ADispatcherThatCannotBeReachedEndsTheProgramQuietly", NoDispatcher},
-    {"ends/no-event", "the event that ends the worker cannot be made: the process dies",
-     "BentPromise.WithoutTheEventForItsEndTheProcessDies", NoStoppedEvent},
-    {"ends/no-handler", "the handler of controls cannot be registered: the process dies",
-     "BentPromise.WithoutAHandlerOfControlsTheProcessDies", NoHandler},
-    {"ends/worker-wait", "the worker cannot wait for the stop: the process dies and is started again",
-     "BentPromise.AWorkerThatCannotWaitEndsTheProcessWhichIsStartedAgain", WorkersWait},
-    {"ends/stop-event", "the worker cannot be told of the stop: the stop waits for ever",
-     "BentPromise.AStopWaitsForEverWhenTheWorkerCannotBeTold", StopEventLost},
-    {"ends/status", "a status is not taken: the service manager waits for it for ever",
-     "BentPromise.TheManagerWaitsForEverForAStatusThatItDidNotTake", StatusNotTaken},
-    {"ends/bad-header", "a central header cannot be read: the extraction never returns",
-     "HangTest.AnEntryBehindABadCentralHeaderIsNeverReached", BadHeader},
-    {"ends/reset-poll", "the silent reset has no event to wait on: it asks the registry without a pause",
-     "SilentResetTest.WithABadEventItAsksTheRegistryWithoutPause", ResetPolls},
-    {"handles/close", "what could not be released is left to the end of the process",
-     "BentPromise.WhatCannotBeReleasedStaysOpen", ClosingFailed},
-    {"handles/not-queued", "the worker cannot be queued: provider and notifications stay registered",
-     "VantordService.AWorkerThatCannotBeQueuedStopsTheServiceWithTheError", WorkerNotQueued},
+     NoDispatcher},
+    {"ends/no-event", "the event that ends the worker cannot be made: the process dies", NoStoppedEvent},
+    {"ends/no-handler", "the handler of controls cannot be registered: the process dies", NoHandler},
+    {"ends/worker-wait", "the worker cannot wait for the stop: the process dies and is started again", WorkersWait},
+    {"ends/stop-event", "the worker cannot be told to stop: the stop waits without end", StopEventLost},
+    {"ends/status", "a status is not accepted: the service manager waits for it without end", StatusNotTaken},
+    {"ends/bad-header", "a central header cannot be read: the extraction never returns", BadHeader},
+    {"ends/reset-poll", "the silent reset has no event to wait on: it polls the registry without a pause", ResetPolls},
+    {"handles/close", "what could not be released is left to the end of the process", ClosingFailed},
+    {"handles/not-queued", "the worker cannot be queued: provider and notifications stay registered", WorkerNotQueued},
     {"converges/between-paths", "the power goes between the two image paths: the second stays as it was",
-     "BentPromise.APowerCutBetweenTheImagePathsLeavesTheSecondAsItWas", BetweenThePaths},
+     BetweenThePaths},
     {"converges/empty-folder", "the power goes before the first dump is moved: its folder stays, empty",
-     "BentPromise.APowerCutBeforeTheFirstDumpMovesLeavesAnEmptyFolder", BeforeTheFirstMove},
+     BeforeTheFirstMove},
     {"converges/left-behind",
-     "the power goes between two dumps: what is no *.dmp may stay behind, or have a folder of its own",
-     "BentPromise.APowerCutBetweenTwoDumpsLeavesTheRestBehind", BetweenTheMoves},
+     "the power goes between two dumps: files other than *.dmp may stay where they are, or get a folder of their own",
+     BetweenTheMoves},
     {"converges/untold",
-     "the power goes behind the dumps and before the notice: the logon keys that it would ask are not made",
-     "BentPromise.APowerCutBehindTheDumpsLeavesTheUserUntold", BeforeTheNotice},
-    {"failed-deployment/seek", "a seek in the archive fails unnoticed: a wrong image counts as complete",
-     "ExtractionTest.AFailedSeekInTheFileIsNotNoticed", SeekFailed},
+     "the power goes after the last dump and before the notice: the logon keys that it reads are not made",
+     BeforeTheNotice},
+    {"failed-deployment/seek", "a seek in the archive fails unnoticed: a wrong image counts as complete", SeekFailed},
     {"failed-deployment/header", "a byte of a central header fails when it is read again: the entry gets another name",
-     "ExtractionTest.AHeaderThatCannotBeReadAgainGivesItsEntryAnotherName", HeaderByteFailed},
-    {"inside/step-up", "an entry's name begins with a step up: its file lies above the target",
-     "BentPromise.ANameThatBeginsWithAStepUpLeadsOutOfTheTarget", StepsUp},
+     HeaderByteFailed},
+    {"inside/step-up", "an entry's name begins with \"..\": its file lies above the target", StepsUp},
     {"inside/target-folder",
-     "an entry gets no name, and its attributes cannot be read: the target's folder gets others",
-     "BentPromise.AnEntryWithoutANameChangesTheAttributesOfItsTarget", TargetFolderItself},
+     "an entry gets no name, and its attributes cannot be read: the target's folder gets others", TargetFolderItself},
 };
-static_assert(std::ranges::all_of(kExemptions,
-                                  [](const Exemption& one) { return one.pinned.find('.') != one.pinned.npos; }),
-              "every exemption names the test that shows it");
 
 }  // namespace
 
 std::span<const Promise> Promises() { return kPromises; }
 
-std::span<const Exemption> Exemptions() { return kExemptions; }
+std::span<const KnownLimitation> KnownLimitations() { return kLimitations; }
 
-const Exemption* ExemptionFor(std::string_view promise, const RunFacts& facts) {
-  auto const found = std::ranges::find_if(kExemptions, [&](const Exemption& one) {
+const KnownLimitation* LimitationFor(std::string_view promise, const RunFacts& facts) {
+  auto const found = std::ranges::find_if(kLimitations, [&](const KnownLimitation& one) {
     return one.name.starts_with(promise) && one.name[promise.size()] == '/' && one.holds(facts);
   });
-  return found == std::end(kExemptions) ? nullptr : &*found;
+  return found == std::end(kLimitations) ? nullptr : &*found;
 }
 
 }  // namespace cli

@@ -1,5 +1,5 @@
-// What a sweep holds runs against, by name; docs/promises.md says each with its reason. And the ways in which a
-// promise is bent on purpose, each with the window in which that may happen.
+// What a sweep checks runs against, by name; docs/promises.md gives the reason of each. And the known limitations: how
+// a promise fails to hold, each with the window in which that may happen. The page names the test of each.
 #pragma once
 
 #include <span>
@@ -18,7 +18,7 @@ struct Promise {
 };
 std::span<const Promise> Promises();
 
-/// How a run went, as far as exemptions ask.
+/// How a run went, as far as known limitations depend on it.
 struct RunFacts {
   const std::vector<KnownCall>& calls;   ///< of the undisturbed run
   std::vector<const KnownCall*> failed;  ///< those that were made to fail
@@ -29,19 +29,18 @@ struct RunFacts {
   std::vector<std::string> broken = {};  ///< what was found: a line for each difference, leak, ...
 };
 
-/// How a line of RunFacts::broken ends that tells of a file outside: by which rule it came there.
+/// The end of a line of RunFacts::broken about a file outside of the target folders: by which rule it came there.
 inline constexpr std::string_view kStepUp = ": by a name that begins with a step up";
 inline constexpr std::string_view kTargetFolder = ": other attributes of the target's folder";
 
-struct Exemption {
-  std::string_view name;    ///< "ends/no-handler": the promise's name comes first
-  std::string_view what;    ///< half a sentence
-  std::string_view pinned;  ///< the test that shows it, "Suite.Name"
+struct KnownLimitation {
+  std::string_view name;  ///< "ends/no-handler": the promise's name comes first
+  std::string_view what;  ///< half a sentence
   bool (*holds)(const RunFacts& facts);
 };
-std::span<const Exemption> Exemptions();
+std::span<const KnownLimitation> KnownLimitations();
 
-/// The exemption of a promise that covers these facts; null when there is none.
-const Exemption* ExemptionFor(std::string_view promise, const RunFacts& facts);
+/// The known limitation of a promise that covers these facts; null without one.
+const KnownLimitation* LimitationFor(std::string_view promise, const RunFacts& facts);
 
 }  // namespace cli

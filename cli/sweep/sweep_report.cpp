@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <set>
+
 #include "cli/base/exit_code.h"
 #include "cli/sweep/sweep_promises.h"
 #include "sim/tablet/kernel/fault_catalog.h"
@@ -17,6 +19,13 @@ constexpr std::size_t kMostPrinted = 40;
 /// "ReadFile:ERROR_CRC": a fault without its occurrence.
 std::string Kindred(const tablet::Fault& fault) {
   return tablet::WriteFault({.call = fault.call, .error = fault.error, .first = 1, .count = tablet::Fault::kEvery});
+}
+
+/// "1,172 runs".
+std::string CountedRuns(std::uint64_t count) {
+  std::string text = std::to_string(count);
+  for (std::size_t at = text.size(); at > 3; at -= 3) text.insert(at - 3, ",");
+  return text + (count == 1 ? " run" : " runs");
 }
 
 std::string Words(SweepTask::Kind kind) {
@@ -46,9 +55,12 @@ void SweepReport::Add(const SweepTask& task, const std::vector<KnownCall>& calls
   ++tried_[task.kind].runs;
   ++ends_[verdict.end];
   calls_ += verdict.calls;
-  if (!verdict.came_to_pass) ++not_met_;
-  if (task.kind == SweepTask::Kind::kFault && verdict.came_to_pass) ++errors_[Kindred(task.faults[0])];
-  for (const std::string& exemption : verdict.exemptions) ++exemptions_[exemption];
+  if (!verdict.triggered) ++not_met_;
+  if (task.kind == SweepTask::Kind::kFault && verdict.triggered) ++errors_[Kindred(task.faults[0])];
+  for (const std::string& limitation : std::set(verdict.limitations.begin(), verdict.limitations.end())) {
+    ++limitations_[limitation];
+  }
+  if (!verdict.limitations.empty()) ++limited_;
   if (!verdict.findings.empty()) ++tried_[task.kind].findings;
   for (const Finding& finding : verdict.findings) {
     std::string place(NameOf(task.kind));
@@ -68,6 +80,11 @@ void SweepReport::AddFinding(const Finding& finding, const std::string& place, s
   lines_.push_back({finding.promise, finding.detail, std::move(repeat), 1});
 }
 
+int SweepReport::ExitCode() const {
+  if (!complete) return kInterrupted;
+  return broken() ? kNotAsExpected : kDone;
+}
+
 std::uint64_t SweepReport::Runs() const {
   std::uint64_t runs = 2;  // the undisturbed ones
   for (auto const& [kind, tried] : tried_) runs += tried.runs * (kind == SweepTask::Kind::kCut ? 2 : 1);
@@ -76,7 +93,7 @@ std::uint64_t SweepReport::Runs() const {
 
 void SweepReport::Print(Console& console) const {
   console.Line("");
-  console.Line(fmt::format("{:<26}{:>10}{:>18}", "runs in which", "tried", "broke a promise"));
+  console.Line(fmt::format("{:<26}{:>10}{:>18}", "runs in which", "tried", "failed"));
   for (auto const& [kind, tried] : tried_) {
     console.Line(fmt::format("  {:<24}{:>10}{:>18}", Words(kind), tried.runs, tried.findings));
   }
@@ -85,22 +102,23 @@ void SweepReport::Print(Console& console) const {
                   "on each of {}",
                   errors_.size(), Runs(), calls_, seconds, static_cast<double>(Runs()) / seconds / workers,
                   Counted(workers, "processor")));
-  if (!exemptions_.empty()) {
+  if (!limitations_.empty()) {
     console.Line("");
-    console.Line("bent on purpose");
+    console.Line("known limitations");
   }
-  for (const Exemption& exemption : Exemptions()) {
-    auto const seen = exemptions_.find(std::string(exemption.name));
-    if (seen == exemptions_.end()) continue;
-    console.Line(fmt::format("  {:<26}{:>8}  {}", exemption.name, seen->second, exemption.what));
-  }
-  if (lines_.empty()) {
-    console.Line("");
-    console.Line(console.Styled(Style::kGood, "every promise holds"));
-    return;
+  for (const KnownLimitation& limitation : KnownLimitations()) {
+    auto const seen = limitations_.find(std::string(limitation.name));
+    if (seen == limitations_.end()) continue;
+    console.Line(fmt::format("  {:<26}{:>8}  {}", limitation.name, seen->second, limitation.what));
   }
   console.Line("");
-  console.Line(console.Styled(Style::kBad, "broken promises"));
+  if (!complete) console.Line(console.Styled(Style::kBad, "interrupted: not all runs were made"));
+  std::string const verdict = lines_.empty() ? "no new failure" : Counted(lines_.size(), "new failure");
+  std::string const limited = limitations_.empty()
+                                  ? std::string()
+                                  : fmt::format("; {} met {} (docs/promises.md)", CountedRuns(limited_),
+                                                Counted(limitations_.size(), "known limitation"));
+  console.Line(console.Styled(lines_.empty() ? Style::kGood : Style::kBad, verdict) + limited);
   for (std::size_t i = 0; i < lines_.size() && i < kMostPrinted; ++i) {
     const Line& line = lines_[i];
     console.Line(fmt::format("  {:<20}{}{}", console.Styled(Style::kStrong, line.promise), line.detail,
@@ -123,11 +141,12 @@ nlohmann::ordered_json SweepReport::ToJson() const {
     for (const Line& line : lines_) broken += line.promise == promise.name ? line.count : 0;
     promises.push_back({{"name", promise.name}, {"holds", promise.holds}, {"broken", broken}});
   }
-  ordered_json exemptions = ordered_json::array();
-  for (const Exemption& exemption : Exemptions()) {
-    auto const seen = exemptions_.find(std::string(exemption.name));
-    exemptions.push_back(
-        {{"name", exemption.name}, {"what", exemption.what}, {"seen", seen == exemptions_.end() ? 0 : seen->second}});
+  ordered_json limitations = ordered_json::array();
+  for (const KnownLimitation& limitation : KnownLimitations()) {
+    auto const seen = limitations_.find(std::string(limitation.name));
+    limitations.push_back({{"name", limitation.name},
+                           {"what", limitation.what},
+                           {"seen", seen == limitations_.end() ? 0 : seen->second}});
   }
   ordered_json findings = ordered_json::array();
   for (const Line& line : lines_) {
@@ -135,8 +154,9 @@ nlohmann::ordered_json SweepReport::ToJson() const {
         {{"promise", line.promise}, {"detail", line.detail}, {"lives", line.count}, {"repeat", line.repeat}});
   }
   return {{"schema", 1},
-          {"exit_code", lines_.empty() ? kDone : kNotAsExpected},
+          {"exit_code", ExitCode()},
           {"tablet", folder_},
+          {"complete", complete},
           {"tried", std::move(tried)},
           {"lives", Runs()},
           {"call_and_error_pairs", errors_.size()},
@@ -145,7 +165,8 @@ nlohmann::ordered_json SweepReport::ToJson() const {
           {"faults_that_met_no_call", not_met_},
           {"ends", ends_},
           {"promises", std::move(promises)},
-          {"exemptions", std::move(exemptions)},
+          {"exemptions", std::move(limitations)},
+          {"runs_with_exemptions", limited_},
           {"findings", std::move(findings)},
           {"seconds", seconds},
           {"processors", workers}};

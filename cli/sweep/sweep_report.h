@@ -13,7 +13,7 @@ namespace cli {
 
 class SweepReport {
  public:
-  /// A finding with the command that makes it again; alike ones are counted.
+  /// A finding with the command that repeats it; similar ones are counted.
   struct Line {
     std::string promise;
     std::string detail;  ///< of the first
@@ -31,11 +31,13 @@ class SweepReport {
   void Add(const SweepTask& task, const std::vector<KnownCall>& calls, const Verdict& verdict);
 
   bool broken() const { return !lines_.empty(); }
+  int ExitCode() const;
   const std::vector<Line>& lines() const { return lines_; }
-  /// Exemption -> how often it was seen.
-  const std::map<std::string, std::uint64_t>& exemptions() const { return exemptions_; }
+  /// Known limitation -> in how many runs it was met.
+  const std::map<std::string, std::uint64_t>& limitations() const { return limitations_; }
 
-  double seconds = 0;  ///< of real time
+  double seconds = 0;     ///< of real time
+  bool complete = false;  ///< all runs were made
   unsigned workers = 1;
 
   void Print(Console& console) const;
@@ -48,11 +50,12 @@ class SweepReport {
   std::string folder_;
   std::vector<Line> lines_;
   std::map<std::string, std::size_t> seen_;  ///< promise and place -> line
-  std::map<std::string, std::uint64_t> exemptions_;
+  std::map<std::string, std::uint64_t> limitations_;
+  std::uint64_t limited_ = 0;  ///< runs that met one
   std::map<std::string, std::uint64_t> ends_;
   std::map<SweepTask::Kind, Tried> tried_;
-  std::map<std::string, std::uint64_t> errors_;  ///< "CALL:ERROR" -> lives in which it came to pass
-  std::uint64_t not_met_ = 0;                    ///< runs whose faults did not all come to pass
+  std::map<std::string, std::uint64_t> errors_;  ///< "CALL:ERROR" -> runs in which it was triggered
+  std::uint64_t not_met_ = 0;                    ///< runs whose faults were not all triggered
   std::uint64_t calls_ = 0;
 };
 

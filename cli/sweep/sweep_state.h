@@ -1,4 +1,4 @@
-// What a run leaves behind on a tablet, as texts that can be compared and carried from one process to another.
+// What a run leaves on a tablet, as texts that can be compared and carried from one process to another.
 #pragma once
 
 #include <map>

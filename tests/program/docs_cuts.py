@@ -4,7 +4,7 @@
 cuts.py PROGRAM          says whether the tables are what the program prints; exit code 1 when one is not
 cuts.py PROGRAM --write  puts them there anew
 
-A table stands behind a line `<!-- vantord-tablet sweep SAMPLE --cut-table -->`; SAMPLE is the small twin of a sample.
+A table follows a line `<!-- vantord-tablet sweep SAMPLE --cut-table -->`; SAMPLE is the small variant of a sample.
 """
 
 import re

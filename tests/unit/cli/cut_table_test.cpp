@@ -29,7 +29,7 @@ TEST(CutTable, AStartIsToldByWhatItChangesEvenIntoTheSame) {
   EXPECT_EQ(cli::DescribeStart(kAfter, kAfter, {}, false), "changes nothing");
   tablet::FileChange change;
   change.path = u"C:\\Windows\\System32\\one.mbn";
-  EXPECT_EQ(cli::DescribeStart(kAfter, kAfter, {change}, true), "unpacks the image; tells the user");
+  EXPECT_EQ(cli::DescribeStart(kAfter, kAfter, {change}, true), "unpacks the image; notifies the user");
   EXPECT_EQ(cli::DescribeStart(kBefore, kAfter, {change}, false),
             "unpacks the image; writes the firmware path; writes \"Enabled\"");
 }

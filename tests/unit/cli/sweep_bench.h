@@ -21,14 +21,14 @@ using PrepareRun = std::function<void(cli::TabletRun& run, const cli::SweepTask&
 
 class SweepBench : public ::testing::Test {
  protected:
-  /// Makes the small twin of a sample, lets `change` have its folder, and runs its undisturbed run.
+  /// Makes the small variant of a sample, lets `change` have its folder, and runs its undisturbed run.
   void Prepare(std::string_view sample, const std::function<void(const std::filesystem::path& folder)>& change = {}) {
     cli::MakeSample(sample, true, Folder(sample));
     if (change) change(Folder(sample));
     ground_ = cli::PrepareGround(Folder(sample));
     cli::Verdict verdict;
     cli::RunWorkerPool(
-        1, {.workers = 1}, [&](std::size_t, const cli::Deliver& deliver) { cli::LiveUndisturbed(ground_, deliver); },
+        1, {.workers = 1}, [&](std::size_t, const cli::Deliver& deliver) { cli::RunUndisturbed(ground_, deliver); },
         [&](std::size_t, const nlohmann::json& answer) { verdict = cli::TakeUndisturbed(answer, ground_); });
     ASSERT_FALSE(ground_.calls.empty()) << verdict.crash;
     EXPECT_EQ(Promises(verdict), "") << "of the undisturbed run";
@@ -37,11 +37,11 @@ class SweepBench : public ::testing::Test {
   std::filesystem::path Folder(std::string_view sample) const { return scratch_.path() / sample; }
 
   /// Runs one task in a process of its own.
-  cli::Verdict Live(const cli::SweepTask& task, PrepareRun prepare = nullptr) {
+  cli::Verdict RunOne(const cli::SweepTask& task, PrepareRun prepare = nullptr) {
     ground_.prepare = std::move(prepare);
     cli::Verdict verdict;
     cli::RunWorkerPool(
-        1, {.workers = 1}, [&](std::size_t, const cli::Deliver& deliver) { cli::LiveTask(ground_, task, deliver); },
+        1, {.workers = 1}, [&](std::size_t, const cli::Deliver& deliver) { cli::RunTask(ground_, task, deliver); },
         [&](std::size_t, const nlohmann::json& answer) { verdict = cli::VerdictFrom(answer); });
     return verdict;
   }

@@ -1,8 +1,12 @@
-// Sweeps as their users meet them, and the parts behind them: the plan, the farm of processes.
+// Sweeps as their users meet them, and the parts behind them: the plan, the pool of processes.
+#include <pty.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -90,6 +94,84 @@ TEST_F(SweepTest, AFindingIsMetAgainByTheCommandThatItNames) {
   EXPECT_THAT(again.out + again.err, HasSubstr(hangs));
 }
 
+TEST_F(SweepTest, RefusesNumbersThatNobodyCanMean) {
+  Make("wifi-only");
+  for (auto const& [option, value] :
+       {std::pair{"--pairs", "-1"}, {"--schedules", "1e9"}, {"-j", "99999"}, {"--seed", "-1"}, {"--timeout", "0"}}) {
+    auto const result = Run({"sweep", "wifi-only", option, value});
+    EXPECT_EQ(result.exit_code, 2) << option;
+    EXPECT_THAT(result.err, HasSubstr(value)) << option;
+  }
+}
+
+TEST_F(SweepTest, SaysHowManyRunsMetKnownLimitations) {
+  Make("already-deployed");
+  auto const result = Run({"sweep", "already-deployed", "--only", "fault", "--shard", "1/4"});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.out, testing::ContainsRegex("\nno new failure; [0-9]+ runs? met [0-9]+ known limitations? "
+                                                 "\\(docs/promises.md\\)\n"));
+}
+
+TEST_F(SweepTest, AnInterruptPrintsWhatWasFoundSoFar) {
+  Make("already-deployed");
+  int terminal = -1;
+  pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child < 0) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
+  if (child == 0) {
+    ::setenv("TMPDIR", In("tmp").c_str(), 1);
+    ::setenv("TERM", "xterm", 1);
+    if (::chdir(scratch().c_str()) == 0) {
+      ::execl(VANTORD_TABLET_PROGRAM, "vantord-tablet", "sweep", "already-deployed", "--schedules", "100000", nullptr);
+    }
+    ::_exit(127);
+  }
+  std::string seen;
+  std::array<char, 512> buffer{};
+  bool interrupted = false;
+  for (ssize_t count = 0; (count = ::read(terminal, buffer.data(), buffer.size())) > 0;) {
+    seen.append(buffer.data(), static_cast<std::size_t>(count));
+    if (!interrupted && seen.find(" runs") != std::string::npos) {
+      ::kill(child, SIGINT);
+      interrupted = true;
+    }
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ::close(terminal);
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_THAT(seen, HasSubstr("interrupted: not all runs were made"));
+  EXPECT_THAT(seen, HasSubstr("no new failure"));
+  EXPECT_FALSE(LeftSomething());
+}
+
+TEST_F(SweepTest, WhatAnInterruptedSweepHasDoneIsNotDoneAgain) {
+  Make("wifi-only");
+  std::vector<std::string> const sweep{"sweep", "wifi-only", "--only", "fault", "--resume", "progress"};
+  json first = RunJson(sweep);
+  std::string const kept = Read("progress");
+  // As if the sweep had been killed while it wrote its tenth line.
+  std::size_t end = 0;
+  for (int line = 0; line < 10; ++line) end = kept.find('\n', end) + 1;
+  Write("progress", kept.substr(0, end + 5));
+  json again = RunJson(sweep);
+  std::istringstream lines(Read("progress"));
+  std::set<std::string> tasks;
+  std::string line;
+  for (std::getline(lines, line); std::getline(lines, line);) {
+    if (json const entry = json::parse(line, nullptr, false); entry.is_array()) {
+      EXPECT_TRUE(tasks.insert(entry[0].dump()).second) << "made twice: " << entry[0];
+    }
+  }
+  EXPECT_EQ(tasks.size(), first["tried"]["fault"]);
+  for (json* const document : {&first, &again}) document->erase("seconds");
+  EXPECT_EQ(again, first);
+  json const error = RunJson({"sweep", "wifi-only", "--only", "pair", "--resume", "progress"}, 3)["error"];
+  EXPECT_EQ(error["place"], "progress");
+  Write("notes.txt", "mine\n");
+  EXPECT_EQ(RunJson({"sweep", "wifi-only", "--resume", "notes.txt"}, 3)["error"]["place"], "notes.txt");
+  EXPECT_EQ(Read("notes.txt"), "mine\n");
+}
+
 TEST_F(SweepTest, LeavesTheGivenTabletAlone) {
   Make("already-deployed");
   auto const before = Contents("already-deployed");
@@ -135,6 +217,45 @@ INSTANTIATE_TEST_SUITE_P(Samples, SweepOfSample, testing::ValuesIn(SampleNames()
   std::erase(name, '-');
   return name;
 });
+
+/// Uses processor time, as a call that copies a large file does.
+void UseProcessor(std::clock_t ticks) {
+  for (std::clock_t const begin = std::clock(); std::clock() - begin < ticks;) {
+  }
+}
+
+TEST(SweepOfALargeTablet, DoesNotTakeTimeBetweenTwoCallsForAHang) {
+  testing_support::ScratchFolder scratch;
+  cli::MakeSample("already-deployed", true, scratch.path() / "tablet");
+  cli::Console console;
+  cli::SweepOptions options;
+  options.folder = scratch.path() / "tablet";
+  options.plan.kinds = {SweepTask::Kind::kFault};
+  options.plan.shards = 60;
+  options.prepare = [](cli::TabletRun& run, const SweepTask&, int) {
+    run.machine().faults().on_ask = [others = run.machine().faults().on_ask](std::string_view call) {
+      if (others) others(call);
+      if (call == "CreateFileW") UseProcessor(CLOCKS_PER_SEC / 25);
+    };
+  };
+  cli::SweepReport const report = cli::SweepTablet(options, console);
+  for (auto const& line : report.lines()) ADD_FAILURE() << line.promise << ": " << line.detail << '\n' << line.repeat;
+}
+
+TEST(SweepOfALargeTablet, ATimeOutThatIsGivenHolds) {
+  testing_support::ScratchFolder scratch;
+  cli::MakeSample("wifi-only", true, scratch.path() / "tablet");
+  cli::Console console;
+  cli::SweepOptions options;
+  options.folder = scratch.path() / "tablet";
+  options.time_out = std::chrono::milliseconds(100);
+  options.prepare = [](cli::TabletRun& run, const SweepTask&, int) {
+    run.machine().faults().on_ask = [](std::string_view) { UseProcessor(CLOCKS_PER_SEC); };
+  };
+  EXPECT_THAT(
+      [&] { cli::SweepTablet(options, console); },
+      testing::ThrowsMessage<std::runtime_error>(HasSubstr("the service hangs: no call of the Windows API for 0.1 s")));
+}
 
 TEST(SweepFindings, NameTheCommandThatRepeatsThem) {
   testing_support::ScratchFolder scratch;
@@ -195,7 +316,7 @@ json Answers(std::size_t jobs, const cli::WorkerPoolOptions& options,
   return answers;
 }
 
-TEST(Farm, BringsEveryAnswerOfEveryJob) {
+TEST(WorkerPool, BringsEveryAnswerOfEveryJob) {
   json const answers = Answers(50, {.workers = 3}, [](std::size_t job, const cli::Deliver& deliver) {
     deliver({{"square", job * job}, {"long", std::string(job * 4000, 'x')}});
   });
@@ -204,7 +325,7 @@ TEST(Farm, BringsEveryAnswerOfEveryJob) {
   EXPECT_EQ(answers["49"]["long"].get<std::string>().size(), 49u * 4000);
 }
 
-TEST(Farm, SaysHowAJobEndedThatGaveNoAnswer) {
+TEST(WorkerPool, SaysHowAJobEndedThatGaveNoAnswer) {
   json const answers = Answers(3, {.workers = 2}, [](std::size_t job, const cli::Deliver& deliver) {
     std::fputs("last words", stderr);
     if (job == 1) ::raise(SIGKILL);
@@ -217,17 +338,30 @@ TEST(Farm, SaysHowAJobEndedThatGaveNoAnswer) {
   EXPECT_EQ(answers["2"]["crashed"], "exit code 3");
 }
 
-TEST(Farm, GivesUpAJobThatNeverComesBack) {
+TEST(WorkerPool, BeginsNoJobOnceItStops) {
+  std::size_t count = 0;
+  cli::RunWorkerPool(
+      100, {.workers = 2, .stops = [&] { return count >= 3; }},
+      [](std::size_t job, const cli::Deliver& deliver) {
+        if (job >= 4) ::pause();
+        deliver(job);
+      },
+      [&](std::size_t, const json&) { ++count; });
+  EXPECT_GE(count, 3u);
+  EXPECT_LE(count, 4u);
+}
+
+TEST(WorkerPool, GivesUpAJobThatNeverComesBack) {
   json const answers =
-      Answers(1, {.workers = 1, .patience = std::chrono::seconds(1)}, [](std::size_t, const cli::Deliver&) {
+      Answers(1, {.workers = 1, .time_out = std::chrono::seconds(1)}, [](std::size_t, const cli::Deliver&) {
         for (;;) ::pause();
       });
   EXPECT_THAT(answers["0"]["crashed"].get<std::string>(), HasSubstr("given up after 0.0 s of processor time"));
 }
 
-TEST(Farm, GivesUpAJobByTheProcessorTimeThatItUses) {
+TEST(WorkerPool, GivesUpAJobByTheProcessorTimeThatItUses) {
   json const answers =
-      Answers(1, {.workers = 1, .patience = std::chrono::seconds(1)}, [](std::size_t, const cli::Deliver&) {
+      Answers(1, {.workers = 1, .time_out = std::chrono::seconds(1)}, [](std::size_t, const cli::Deliver&) {
         for (std::atomic<unsigned> turns{0};;) ++turns;
       });
   EXPECT_THAT(answers["0"]["crashed"].get<std::string>(), testing::MatchesRegex("given up after [1-9]\\..*"));

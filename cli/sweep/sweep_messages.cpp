@@ -1,4 +1,4 @@
-#include "cli/sweep/sweep_told.h"
+#include "cli/sweep/sweep_messages.h"
 
 #include <algorithm>
 #include <array>
@@ -10,23 +10,23 @@ namespace {
 constexpr std::string_view kStatus = "Unzipping status ";
 constexpr std::string_view kExtraction = "Failure in Unzipping|Unzipping status !";
 constexpr std::string_view kFirmware = "Failed to read - name|SAVE ITEM FAILED|to Read failed!|to Write failed!";
-constexpr std::string_view kRelease = "what cannot be released is left to the end of the process";
-constexpr std::string_view kSkipped = "what does not answer is passed over";
-constexpr std::string_view kNotLookedAt = "the result is not looked at";
+constexpr std::string_view kRelease = "what cannot be released stays until the process ends";
+constexpr std::string_view kSkipped = "what cannot be read is skipped";
+constexpr std::string_view kIgnored = "the result is ignored";
 
-constexpr TellingRule kRules[] = {
+constexpr MessageRule kRules[] = {
     // The service's start.
-    {"StartServiceCtrlDispatcherW", "", "", "", "there is no trace provider yet, and no other place for words"},
+    {"StartServiceCtrlDispatcherW", "", "", "", "there is no trace provider yet"},
     {"RegisterServiceCtrlHandlerExW", "", "", "", "the process ends"},
     {"CreateEventW", "", "", "", "the process ends, or the modem and the radio go on without an event"},
-    {"SetServiceStatus", "", "", "", kNotLookedAt},
+    {"SetServiceStatus", "", "", "", kIgnored},
     {"ChangeServiceConfig2W", "", "", "Error in ChangeServiceConfig2"},
     {"QueueUserWorkItem", "", "", "", "the status STOPPED carries the error"},
-    {"RegisterTraceGuidsW", "", "", "", "nobody can hear it"},
-    {"UnregisterTraceGuids", "", "", "", "nobody can hear it"},
-    {"GetTraceLoggerHandle", "", "", "", "nobody can hear it"},
-    {"GetTraceEnableLevel", "", "", "", "nobody can hear it"},
-    {"GetTraceEnableFlags", "", "", "", "nobody can hear it"},
+    {"RegisterTraceGuidsW", "", "", "", "no session is listening"},
+    {"UnregisterTraceGuids", "", "", "", "no session is listening"},
+    {"GetTraceLoggerHandle", "", "", "", "no session is listening"},
+    {"GetTraceEnableLevel", "", "", "", "no session is listening"},
+    {"GetTraceEnableFlags", "", "", "", "no session is listening"},
     {"TraceMessage", "", "", "", "a message that is lost is lost"},
     {"StartTraceW", "", "", "Error calling StartTrace"},
     {"EnableTraceEx2", "", "", "EnableTrace("},
@@ -52,7 +52,7 @@ constexpr TellingRule kRules[] = {
     {"RegCreateKeyExW", "Parameters\\ImageID", "", "Maps ImageID Reg Not Exist"},
     {"RegCreateKeyExW", "LogonUI\"", "", "pSelectedUserSID not exist"},
     {"RegCreateKeyExW", "SessionData", "", "pLoggedOnUserSID not exist"},
-    {"RegCreateKeyExW", "", "", "", "a key that cannot be opened is passed over"},
+    {"RegCreateKeyExW", "", "", "", "a key that cannot be opened is skipped"},
     {"RegOpenKeyExW", "Services\\Vantord\\Parameters", "", "RegistryDeleteValue fail"},
     {"RegOpenKeyExW", "", "", "RegistrySubKeys fail"},
     {"RegQueryInfoKeyW", "", "", "RegistrySubKeys fail"},
@@ -75,7 +75,7 @@ constexpr TellingRule kRules[] = {
     {"CreateFileW", "SAFI", "", kFirmware},
     {"SetupDiGetClassDevsW", "", "", kFirmware},
     {"SetupDiEnumDeviceInterfaces", "", "", kFirmware},
-    {"SetupDiGetDeviceInterfaceDetailW", ", 0 bytes", "", "", "the answer to the question for the length is a failure"},
+    {"SetupDiGetDeviceInterfaceDetailW", ", 0 bytes", "", "", "the query for the length always fails"},
     {"SetupDiGetDeviceInterfaceDetailW", "", "", kFirmware},
     {"SetupDiDestroyDeviceInfoList", "", "", "", kRelease},
     {"FormatMessageW", "", "", "", "the text is for messages only"},
@@ -95,14 +95,14 @@ constexpr TellingRule kRules[] = {
     {"ReadFile", "", "", kExtraction, "a header that is read again does no harm", true},
     {"WriteFile", "", "", "Unzipping status !"},
     {"SetFilePointer", "", "", "", "a failed seek is not noticed"},
-    {"SetFileTime", "", "", "", kNotLookedAt},
-    {"SystemTimeToFileTime", "", "", "", kNotLookedAt},
-    {"LocalFileTimeToFileTime", "", "", "", kNotLookedAt},
-    {"GetCurrentDirectoryW", "", "", "", kNotLookedAt},
-    {"GetFileAttributesW", "", "", "", kNotLookedAt},
-    {"SetFileAttributesW", "", "", "", kNotLookedAt},
-    {"MultiByteToWideChar", "", "", "", kNotLookedAt},
-    {"WideCharToMultiByte", "", "", "", kNotLookedAt},
+    {"SetFileTime", "", "", "", kIgnored},
+    {"SystemTimeToFileTime", "", "", "", kIgnored},
+    {"LocalFileTimeToFileTime", "", "", "", kIgnored},
+    {"GetCurrentDirectoryW", "", "", "", kIgnored},
+    {"GetFileAttributesW", "", "", "", kIgnored},
+    {"SetFileAttributesW", "", "", "", kIgnored},
+    {"MultiByteToWideChar", "", "", "", kIgnored},
+    {"WideCharToMultiByte", "", "", "", kIgnored},
     {"FindFirstFileW", "modem_core", "", "not Exist"},
     {"FindNextFileW", "", "HideModemFiles", "Error in Hiding Files"},
 
@@ -111,16 +111,16 @@ constexpr TellingRule kRules[] = {
     {"FindFirstFileW", "", "", "FindFirstFileW error"},
     {"FindNextFileW", "", "", "FindNextFile error"},
     {"FindClose", "", "", "", kRelease},
-    {"CreateDirectoryW", "", "CopyMoveFiles", "", kNotLookedAt},
+    {"CreateDirectoryW", "", "CopyMoveFiles", "", kIgnored},
     {"CreateDirectoryW", "RetailLog", "", "Create Directory Failed|Creating Dir"},
-    {"CreateDirectoryW", "", "", "", "what cannot be made shows when the file in it is created"},
+    {"CreateDirectoryW", "", "", "", "it shows when the file in the folder is created"},
     {"MoveFileExW", "", "", "MoveFileEx error"},
     {"K32EnumProcesses", "", "", "EnumProcesses failed"},
     {"OpenProcess", "0x1fffff", "", "", kSkipped},
     {"OpenProcess", "", "", "GetActiveUserToken Error"},
     {"K32EnumProcessModules", "", "", "", kSkipped},
     {"K32GetModuleBaseNameW", "", "", "", kSkipped},
-    {"ProcessIdToSessionId", "", "", "", kNotLookedAt},
+    {"ProcessIdToSessionId", "", "", "", kIgnored},
     {"OpenProcessToken", "", "", "Process token open Error"},
     {"DuplicateTokenEx", "", "", "DuplicateTokenEx Error"},
     {"CreateEnvironmentBlock", "", "", "", "the program starts without variables of its own"},
@@ -131,18 +131,18 @@ constexpr TellingRule kRules[] = {
     {"GetFileVersionInfoSizeW", "", "", "", kSkipped},
     {"GetFileVersionInfoW", "", "", "", kSkipped},
     {"VerQueryValueW", "", "", "", kSkipped},
-    {"CreateThread", "", "", "", kNotLookedAt},
+    {"CreateThread", "", "", "", kIgnored},
     {"CloseHandle", "", "", "", kRelease},
-    {"SetEvent", "", "", "", kNotLookedAt},
+    {"SetEvent", "", "", "", kIgnored},
     {"WaitForSingleObject", "", "", "", "the process ends, or the wait counts as over"},
-    {"RIL_Initialize", "", "", "", "a radio that is not reached is passed over in silence"},
-    {"RIL_RadioCommand", "", "", "", kNotLookedAt},
-    {"RIL_Release", "", "", "", kNotLookedAt},
+    {"RIL_Initialize", "", "", "", "a radio that is not reached is skipped without a message"},
+    {"RIL_RadioCommand", "", "", "", kIgnored},
+    {"RIL_Release", "", "", "", kIgnored},
 };
 
-constexpr TellingRule kEndOfList{"", "", "", "", "it is the end of the list"};
-constexpr TellingRule kAskedAgain{"", "", "", "", "there is a longer text: it is asked for again"};
-constexpr TellingRule kThereAlready{"", "", "", "", "a folder that is there already is as good as made"};
+constexpr MessageRule kEndOfList{"", "", "", "", "it is the end of the list"};
+constexpr MessageRule kReadAgain{"", "", "", "", "the text is longer: it is read again"};
+constexpr MessageRule kExists{"", "", "", "", "the folder exists already"};
 
 /// The first text in quotes.
 std::string_view Quoted(std::string_view args) {
@@ -164,19 +164,19 @@ bool Shows(const std::string& message, std::string_view part) {
 
 }  // namespace
 
-const TellingRule* RuleFor(const KnownCall& call, tablet::WinError error) {
+const MessageRule* RuleFor(const KnownCall& call, tablet::WinError error) {
   if (call.name == "FindNextFileW" && error == 18) return &kEndOfList;
   // Map entries that do not fit are read once more, whole.
   bool const of_map = Contains(call.function, "CImageSelector") || Contains(call.function, "ReadMapEntry");
-  if (call.name == "RegQueryValueExW" && error == 234 && of_map) return &kAskedAgain;
-  if (call.name == "CreateDirectoryW" && error == 183 && Contains(call.args, "CPCrash_")) return &kThereAlready;
-  auto const rule = std::ranges::find_if(kRules, [&](const TellingRule& row) {
+  if (call.name == "RegQueryValueExW" && error == 234 && of_map) return &kReadAgain;
+  if (call.name == "CreateDirectoryW" && error == 183 && Contains(call.args, "CPCrash_")) return &kExists;
+  auto const rule = std::ranges::find_if(kRules, [&](const MessageRule& row) {
     return row.call == call.name && Contains(call.args, row.args) && Contains(call.function, row.function);
   });
   return rule == std::end(kRules) ? nullptr : &*rule;
 }
 
-bool IsTold(const TellingRule& rule, const KnownCall& call, const std::vector<std::string>& messages) {
+bool IsReported(const MessageRule& rule, const KnownCall& call, const std::vector<std::string>& messages) {
   for (std::size_t from = 0; from <= rule.message.size();) {
     std::size_t const to = std::min(rule.message.find('|', from), rule.message.size());
     std::string part(rule.message.substr(from, to - from));

@@ -1,4 +1,4 @@
-// Which message tells of a failed call.
+// Which message reports a failed call.
 #pragma once
 
 #include <string>
@@ -10,21 +10,21 @@
 
 namespace cli {
 
-/// Of which failed calls which message tells. A row is the first that fits a call.
-struct TellingRule {
+/// Which message reports which failed call. The first row that fits a call counts.
+struct MessageRule {
   std::string_view call;
   std::string_view args;      ///< must be part of the arguments; empty: any
   std::string_view function;  ///< must be part of the calling function's name; empty: any
   std::string_view
-      message;  ///< parts of messages of which one must be there, separated by '|'; empty: none is promised
-  std::string_view why = {};     ///< without a message: why none is promised
+      message;  ///< parts of messages of which one must be there, separated by '|'; empty: none is expected
+  std::string_view why = {};     ///< without a message: why none is expected
   bool unless_harmless = false;  ///< and only where the failure made a difference to the tablet
 };
 
 /// Null for a call that no row is about.
-const TellingRule* RuleFor(const KnownCall& call, tablet::WinError error);
+const MessageRule* RuleFor(const KnownCall& call, tablet::WinError error);
 
 /// Whether one of the messages is what the rule wants; `call` gives the value's name in "{value}".
-bool IsTold(const TellingRule& rule, const KnownCall& call, const std::vector<std::string>& messages);
+bool IsReported(const MessageRule& rule, const KnownCall& call, const std::vector<std::string>& messages);
 
 }  // namespace cli
