@@ -34,13 +34,13 @@ std::u16string Comparable(const std::string& path) {
   return out;
 }
 
-/// The files that a run may have read: those it opened, or asked for their versions.
+/// The files that a run may have read: those it opened, started, or asked for their versions.
 std::set<std::u16string> OpenedPaths(const std::string& events) {
   std::set<std::u16string> paths;
   for (const std::string& line : Lines(events)) {
     auto const event = nlohmann::json::parse(line, nullptr, false);
     std::string const call = event.value("kind", "") == "call" ? event.value("name", "") : "";
-    if (call == "CreateFileW" || call.starts_with("GetFileVersionInfo"))
+    if (call == "CreateFileW" || call == "CreateProcessAsUserW" || call.starts_with("GetFileVersionInfo"))
       paths.insert(Comparable(FirstQuoted(event.value("args", ""))));
   }
   return paths;
