@@ -106,6 +106,17 @@ void DefineGlobals(CLI::App& app, Console& console) {
       "--quiet,-q", [&console] { console.BeQuiet(); }, "print failures only; the exit code says the rest");
 }
 
+/// What "help" and "help COMMAND" are short for.
+void ExplainCommand(CLI::App& app, const std::vector<std::string>& words, const std::vector<std::string_view>& names) {
+  std::vector<std::string> asked{"--help"};  // CLI11 takes words from the end
+  bool const of_command = words.size() > 1 && !words[1].starts_with('-') && words[1] != "help";
+  if (of_command && std::find(names.begin(), names.end(), words[1]) == names.end()) {
+    throw UsageError(fmt::format("unknown command \"{}\"; {}", words[1], tablet::SuggestOneOf(words[1], names)));
+  }
+  if (of_command) asked.push_back(words[1]);
+  app.parse(std::move(asked));
+}
+
 /// Reads the command line and does what it says. Returns the exit code.
 int Run(int count, char** values, Console& console) {
   std::vector<std::string> const words(values + 1, values + count);
@@ -123,9 +134,7 @@ int Run(int count, char** values, Console& console) {
     DropRawTypes(*own);
     names.push_back(command->name());
   }
-  std::string topic;
-  CLI::App* const help = app.add_subcommand("help", "explains a command, as COMMAND --help does");
-  help->add_option("COMMAND", topic, "the command; without one, all are listed")->type_name("");
+  app.add_subcommand("help", "explains a command, as COMMAND --help does");
   auto const print = [&console](const std::string& text) {
     console.Document(text);
     throw CLI::Success();
@@ -139,15 +148,12 @@ int Run(int count, char** values, Console& console) {
   app.add_flag_callback(
       "--man", [&] { print(cli::ManPage(app)); }, "print the manual page and exit");
   try {
-    app.parse(count, values);
-    std::string const asked = app.get_subcommands().front()->get_name();
-    if (asked == "help") {
-      if (!topic.empty() && std::find(names.begin(), names.end(), topic) == names.end()) {
-        throw UsageError(fmt::format("unknown command \"{}\"; {}", topic, tablet::SuggestOneOf(topic, names)));
-      }
-      console.Document(topic.empty() ? app.help() : app.get_subcommand(topic)->help());
-      return ExitCode::kDone;
+    if (!words.empty() && words[0] == "help") {
+      ExplainCommand(app, words, names);
+    } else {
+      app.parse(count, values);
     }
+    std::string const asked = app.get_subcommands().front()->get_name();
     return (*std::find_if(commands.begin(), commands.end(), [&](auto& one) { return one->name() == asked; }))
         ->Run(console);
   } catch (const CLI::Success& asked) {

@@ -26,7 +26,7 @@ class CollectCommand : public Command {
     app.add_option("--fault", faults_, "as in run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
     app.add_option("--cut-at", cut_at_, "as in run: cut the power at this call")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52));
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52).description(""));
     AddTimeout(app, timeout_);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }

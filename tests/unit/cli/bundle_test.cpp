@@ -173,7 +173,7 @@ TEST_F(BundleTest, ARunThatHangsIsRepeatedWithItsPatience) {
   for (int entry = 1; entry < 3; ++entry) at = bytes.find("PK\x01\x02", at + 1);
   bytes.at(at) = 0;
   Write(archive, bytes);
-  Collect("fresh", "b.zip", {"--patience", "0.3"});
+  Collect("fresh", "b.zip", {"--timeout", "0.3"});
   Unpack("b.zip", "b");
   EXPECT_EQ(json::parse(Read("b/manifest.json"))["run"], (json{"--timeout", "300ms"}));
   EXPECT_EQ(json::parse(Read("b/summary.json"))["end"], "hung");

@@ -85,7 +85,7 @@ TEST_F(VerifyTest, AnArchiveThatTheServiceCannotExtractIsTrouble) {
   archive.Add("b", ToBytes("x"));
   auto const bytes = archive.Build();
   Write("hangs.zip", {bytes.begin(), bytes.end()});
-  json const hangs = RunJson({"verify", "kept", "--archive", "hangs.zip", "--patience", "1"}, 5);
+  json const hangs = RunJson({"verify", "kept", "--archive", "hangs.zip", "--timeout", "1"}, 5);
   EXPECT_EQ(hangs["archive"]["trouble"], "the service hangs on it");
 }
 

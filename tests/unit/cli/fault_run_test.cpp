@@ -99,7 +99,7 @@ TEST_F(FaultRunTest, EachCallThatASampleMakesFailsAsTheListSays) {
     for (const CatalogedCall& call : tablet::FaultCatalog()) {
       if (ResultOf(call, 0).empty() || seen.contains(call.name)) continue;
       tablet::WinError const error = call.errors.back();
-      Run({"run", sample, "--quiet", "--events", "e.jsonl", "--calls", "--patience", "0.3", "--fault",
+      Run({"run", sample, "--quiet", "--events", "e.jsonl", "--calls", "--force", "--timeout", "0.3", "--fault",
            fmt::format("{}@1:{}", call.name, error)});
       std::vector<json> const events = Events("e.jsonl");
       auto const made = std::ranges::find_if(

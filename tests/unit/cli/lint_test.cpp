@@ -94,7 +94,7 @@ TEST_P(LintedArchive, IsDealtWithAsForetold) {
   const Kind& kind = GetParam();
   Write(kArchive, TextOf(MakeBytes(kind)));
   bool const clean = kind.verdict == "deploys" && kind.warnings.empty();
-  json const document = RunJson({"lint", kArchive, "--patience", "2"}, clean ? 0 : 5);
+  json const document = RunJson({"lint", kArchive, "--timeout", "2"}, clean ? 0 : 5);
   json const found = document["archives"][0];
   EXPECT_EQ(found["verdict"], kind.verdict) << found["reason"];
   std::vector<std::string> codes;
@@ -103,7 +103,7 @@ TEST_P(LintedArchive, IsDealtWithAsForetold) {
   EXPECT_EQ(codes, kind.codes) << found["entries"].dump(1);
   EXPECT_EQ(WarningsOf(found), kind.warnings) << found["warnings"].dump(1);
 
-  json const ran = json::parse(Run({"run", "fresh", "--json", "--patience", "1"}).out);
+  json const ran = json::parse(Run({"run", "fresh", "--json", "--timeout", "1"}).out);
   ExpectItHappened(found, ran);
   EXPECT_FALSE(LeftSomething());
 }

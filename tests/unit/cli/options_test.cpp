@@ -31,12 +31,14 @@ TEST_F(OptionsTest, HelpHasExamplesAndExitCodesAndNoRawTypes) {
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_THAT(help.out, AllOf(HasSubstr(std::string("    vantord-tablet ") + command), HasSubstr("Exit codes:"),
                                 HasSubstr("130  ended by a signal"), Not(HasSubstr(" in ["))));
-    for (const char* const raw : {"TEXT", "INT", "UINT", "FLOAT"}) EXPECT_THAT(help.out, Not(HasSubstr(raw))) << command;
+    for (const char* const raw : {"TEXT", "INT", "UINT", "FLOAT"})
+      EXPECT_THAT(help.out, Not(HasSubstr(raw))) << command;
   }
 }
 
 TEST_F(OptionsTest, SuggestionsAreNearOrNotMade) {
-  EXPECT_THAT(Run({"foo"}).err, AllOf(HasSubstr("unknown command \"foo\"; known are: "), Not(HasSubstr("did you mean"))));
+  EXPECT_THAT(Run({"foo"}).err,
+              AllOf(HasSubstr("unknown command \"foo\"; known are: "), Not(HasSubstr("did you mean"))));
   EXPECT_THAT(Run({"swep", "x"}).err, HasSubstr("did you mean \"sweep\"?"));
   EXPECT_THAT(Run({"run", "x", "--fault", "Zzz"}).err, Not(HasSubstr("did you mean")));
 }

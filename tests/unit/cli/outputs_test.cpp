@@ -44,7 +44,7 @@ TEST_F(OutputsTest, TwoOutputsMustBeTwoFiles) {
   Make("fresh");
   ProgramResult const result = Run({"run", "fresh", "--report", "a", "--trace", "./a"});
   EXPECT_EQ(result.exit_code, 2);
-  EXPECT_THAT(result.err, HasSubstr("--report and --trace both name ./a"));
+  EXPECT_THAT(result.err, HasSubstr("--trace and --report both name a; name two files"));
   EXPECT_FALSE(fs::exists(In("a")));
   EXPECT_EQ(Run({"run", "fresh", "--report", "a", "--events", "b", "--trace", "b"}).exit_code, 2);
   EXPECT_EQ(Run({"run", "fresh", "--save", "kept", "--trace", "kept/trace.json"}).exit_code, 2);
@@ -133,9 +133,9 @@ TEST_F(OutputsTest, AnInitThatWasKilledDoesNotStopTheNext) {
 TEST_F(OutputsTest, ControlCharactersOfNamesNeverReachTheTerminal) {
   Make("wifi-only");
   std::string description = Read("wifi-only/tablet.json");
-  std::size_t const name = description.find("\"wifi-only\"");
+  std::size_t const name = description.find("\"wifi-only: ");
   ASSERT_NE(name, std::string::npos);
-  description.replace(name, 11, "\"a\\u001b[31mred\\u009b2J\\n\\u202egpj\"");
+  description.replace(name, 12, "\"a\\u001b[31mred\\u009b2J\\n\\u202egpj ");
   Write("wifi-only/tablet.json", description);
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{"run", "wifi-only"}, {"select", "wifi-only"}, {"run", "wifi-only", "--json"}}) {

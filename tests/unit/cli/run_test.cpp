@@ -190,7 +190,7 @@ TEST_F(RunTest, AServiceThatHangsEndsTheRunWithFour) {
   Make("fresh");
   Damage(std::string("PK\x01\x02"), 3);
   auto const before = Contents("fresh");
-  json const document = RunJson({"run", "fresh", "--patience", "0.3", "--save", "kept"}, 4);
+  json const document = RunJson({"run", "fresh", "--timeout", "0.3", "--save", "kept"}, 4);
   EXPECT_EQ(document["end"], "hung");
   EXPECT_EQ(document["deployed"], false);
   EXPECT_EQ(Contents("fresh"), before);

@@ -146,7 +146,7 @@ TEST_F(BadSurroundingsTest, AMissingPrivilegeIsNotAllAssigned) {
   Make("fresh");
   auto const answers = [this] {
     std::vector<int> errors;
-    RunJson({"run", "fresh", "--events", "e.jsonl", "--calls"});
+    RunJson({"run", "fresh", "--events", "e.jsonl", "--calls", "--force"});
     std::istringstream lines(Read("e.jsonl"));
     for (std::string line; std::getline(lines, line);) {
       json const event = json::parse(line);

@@ -150,7 +150,7 @@ TEST_F(TraceFileTest, TheSameRunGivesTheSameBytes) {
   Trace("fresh", {"--report", "r.html"});
   std::string const trace = Read("t.json");
   std::string const report = Read("r.html");
-  EXPECT_EQ(Run({"run", "fresh", "--quiet", "--trace", "t.json", "--report", "r.html"}).exit_code, 0);
+  EXPECT_EQ(Run({"run", "fresh", "--quiet", "--trace", "t.json", "--report", "r.html", "--force"}).exit_code, 0);
   EXPECT_EQ(Read("t.json"), trace);
   EXPECT_EQ(Read("r.html"), report);
   EXPECT_THAT(report, HasSubstr("<!DOCTYPE html>"));
@@ -159,9 +159,10 @@ TEST_F(TraceFileTest, TheSameRunGivesTheSameBytes) {
 TEST_F(TraceFileTest, TheFilesChangeNothingInTheRun) {
   for (const char* sample : {"fresh", "crashed-modem", "oobe-then-desktop"}) {
     Make(sample);
-    EXPECT_EQ(Run({"run", sample, "--quiet", "--calls", "--events", "plain.jsonl"}).exit_code, 0);
+    EXPECT_EQ(Run({"run", sample, "--quiet", "--calls", "--events", "plain.jsonl", "--force"}).exit_code, 0);
     EXPECT_EQ(
-        Run({"run", sample, "--quiet", "--calls", "--events", "e.jsonl", "--trace", "t", "--report", "r"}).exit_code,
+        Run({"run", sample, "--quiet", "--calls", "--events", "e.jsonl", "--trace", "t", "--report", "r", "--force"})
+            .exit_code,
         0);
     EXPECT_EQ(Read("e.jsonl"), Read("plain.jsonl")) << sample;
     EXPECT_FALSE(LeftSomething());
@@ -173,7 +174,7 @@ TEST_F(TraceFileTest, AFileThatCannotBeWrittenIsSaidBeforeTheRun) {
   for (const char* option : {"--trace", "--report"}) {
     auto const result = Run({"run", "fresh", "--save", "kept", option, "missing/file"});
     EXPECT_EQ(result.exit_code, 3);
-    EXPECT_THAT(result.err, HasSubstr("missing/file: cannot be written; choose a file in a folder"));
+    EXPECT_THAT(result.err, HasSubstr("missing/file: cannot be written: No such file or directory; choose a folder"));
     EXPECT_FALSE(std::filesystem::exists(In("kept")));
   }
 }

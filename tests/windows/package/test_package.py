@@ -38,7 +38,8 @@ class Life:
         subprocess.run([PROGRAM, "init", self.tablet, "--sample", sample, "--small"], check=True, capture_output=True)
         change(self.tablet)
         events = folder / "events.jsonl"
-        done = subprocess.run([PROGRAM, "run", self.tablet, "--events", events, "--calls"], capture_output=True, text=True)
+        done = subprocess.run([PROGRAM, "run", self.tablet, "--events", events, "--calls", "--force"], capture_output=True,
+                              text=True)
         assert done.returncode == 0, done.stderr
         self.events = [json.loads(line) for line in events.read_text().splitlines()]
 
