@@ -51,8 +51,7 @@ Typed Interpret(std::string_view line) {
   }
   std::optional<tablet::TimelineEvent> event = tablet::MakeEvent(InTheTimelinesWords(word), argument);
   if (!event) {
-    return {{},
-            fmt::format("\"{}\" does not fit {}; {}", argument, word, tablet::HintFor(InTheTimelinesWords(word)))};
+    return {{}, fmt::format("\"{}\" does not fit {}; {}", argument, word, tablet::HintFor(InTheTimelinesWords(word)))};
   }
   return {std::move(event), {}};
 }
