@@ -32,7 +32,7 @@ using nlohmann::ordered_json;
 
 constexpr std::string_view kArchives = "c:\\windows\\system32\\modem_core\\";
 /// The archive was seen to make the service hang: it need not be waited for as long as for one that should not.
-constexpr std::chrono::milliseconds kShortPatience{1000};
+constexpr std::chrono::milliseconds kShortTimeOut{1000};
 /// No archive makes the service call without end: the watchdog is enough.
 constexpr std::uint64_t kNoLimit = std::uint64_t{1} << 60;
 /// An archive that unpacks to no more is tried on a drive in memory.
@@ -67,9 +67,9 @@ class Linter {
     ReadArchive();
     CheckSpace();
     if (!subject_.tablet && Delivered() <= kMostInMemory) machine_.drive().KeepInMemory();
-    auto const patience = survey_.hangs ? std::min(kShortPatience, subject_.patience) : subject_.patience;
+    auto const time_out = survey_.hangs ? std::min(kShortTimeOut, subject_.time_out) : subject_.time_out;
     Watchdog const watchdog([this] { return machine_.scheduler().calls() + ticks_.load(std::memory_order_relaxed); },
-                            patience, [this, &answer](std::chrono::milliseconds) { answer(Findings(true)); });
+                            time_out, [this, &answer](std::chrono::milliseconds) { answer(Findings(true)); });
     machine_.scheduler().OnTick([this] { ticks_.fetch_add(1, std::memory_order_relaxed); });
     Try(machine_, path_, trial_);
     answer(Findings(false));

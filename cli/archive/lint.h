@@ -11,7 +11,7 @@ namespace cli {
 struct LintSubject {
   std::filesystem::path archive;
   std::optional<std::filesystem::path> tablet;  ///< whose drive and driver count; without one: an empty drive
-  std::chrono::milliseconds patience{10'000};  ///< processor time without a call after which the service counts as hung
+  std::chrono::milliseconds time_out{10'000};  ///< processor time without a call after which the service counts as hung
 };
 
 /// The findings as the document has them, see docs/commands.md. Deploys the archive in a child of this process, into a

@@ -66,7 +66,7 @@ int LintArchives(const LintOptions& options, Console& console) {
   ordered_json archives = ordered_json::array();
   bool clean = true;
   for (const std::filesystem::path& archive : options.archives) {
-    ordered_json found = Lint({archive, options.tablet, options.patience});
+    ordered_json found = Lint({archive, options.tablet, options.time_out});
     clean = clean && found["verdict"] == "deploys" && found["warnings"].empty();
     if (!options.json) Print(console, found);
     archives.push_back(std::move(found));

@@ -13,7 +13,7 @@ namespace cli {
 struct LintOptions {
   std::vector<std::filesystem::path> archives;
   std::optional<std::filesystem::path> tablet;
-  std::chrono::milliseconds patience{10'000};
+  std::chrono::milliseconds time_out{10'000};
   bool json = false;
 };
 

@@ -16,7 +16,7 @@ class LintCommand : public Command {
     app.add_option("ARCHIVE", options_.archives, "archives")->required();
     app.add_option("--tablet", options_.tablet, "deploy to a copy of this tablet, not to an empty drive")
         ->type_name("DIR");
-    AddTimeout(app, options_.patience);
+    AddTimeout(app, options_.time_out);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 

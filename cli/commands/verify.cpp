@@ -15,7 +15,7 @@ class VerifyCommand : public Command {
   void Define(CLI::App& app) override {
     app.add_option("DIR", options_.folder, "the tablet's folder; it stays as it is")->required();
     app.add_option("--archive", options_.archive, "this archive, not the one that the tablet gets")->type_name("FILE");
-    AddTimeout(app, options_.patience);
+    AddTimeout(app, options_.time_out);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 

@@ -35,7 +35,7 @@ using Style = Console::Style;
 constexpr std::string_view kTrialArchive = "c:\\archive.bin";
 
 /// In the child: what the service makes of the archive on an empty drive.
-ordered_json Extract(const fs::path& archive, const fs::path& work, std::chrono::milliseconds patience,
+ordered_json Extract(const fs::path& archive, const fs::path& work, std::chrono::milliseconds time_out,
                      const Answer& answer) {
   tablet::Tablet machine({}, work);
   std::ifstream in(archive, std::ios::binary);
@@ -45,7 +45,7 @@ ordered_json Extract(const fs::path& archive, const fs::path& work, std::chrono:
   Trial trial;
   std::atomic<std::uint64_t> ticks{0};
   machine.scheduler().OnTick([&ticks] { ticks.fetch_add(1, std::memory_order_relaxed); });
-  Watchdog const watchdog([&] { return machine.scheduler().calls() + ticks.load(std::memory_order_relaxed); }, patience,
+  Watchdog const watchdog([&] { return machine.scheduler().calls() + ticks.load(std::memory_order_relaxed); }, time_out,
                           [&answer](std::chrono::milliseconds) {
                             answer({{"trouble", "the service hangs on it"}});
                           });
@@ -130,7 +130,7 @@ int Verify(const VerifyOptions& options, Console& console) {
   fs::path const archive = ArchiveOf(options, drive.get());
   WorkFolder const work = WorkFolder::Temporary();
   ordered_json const extracted = RunInChild(
-      archive.string(), [&](const Answer& answer) { answer(Extract(archive, work.path(), options.patience, answer)); });
+      archive.string(), [&](const Answer& answer) { answer(Extract(archive, work.path(), options.time_out, answer)); });
   ordered_json files = ordered_json::array();
   bool good = !extracted.contains("trouble");
   ordered_json trouble;

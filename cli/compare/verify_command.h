@@ -12,7 +12,7 @@ namespace cli {
 struct VerifyOptions {
   std::filesystem::path folder;
   std::optional<std::filesystem::path> archive;  ///< of the host; without one: the archive that the tablet gets
-  std::chrono::milliseconds patience{10'000};
+  std::chrono::milliseconds time_out{10'000};
   bool json = false;
 };
 

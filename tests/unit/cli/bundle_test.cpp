@@ -165,7 +165,7 @@ TEST_F(BundleTest, ABundleTakesThePlaceOfNothingThatAPersonMade) {
   EXPECT_EQ(Run({"replay", "mine.txt"}).exit_code, 0);
 }
 
-TEST_F(BundleTest, ARunThatHangsIsRepeatedWithItsPatience) {
+TEST_F(BundleTest, ARunThatHangsIsRepeatedWithItsTimeOut) {
   Make("fresh");
   std::string const archive = "fresh/C/Windows/System32/modem_core/VZW.bin";
   std::string bytes = Read(archive);

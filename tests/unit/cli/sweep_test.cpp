@@ -88,7 +88,7 @@ TEST_F(SweepTest, AFindingIsMetAgainByTheCommandThatItNames) {
   ASSERT_EQ(words.at(0), "vantord-tablet");
   words.erase(words.begin());
   EXPECT_EQ(Run({"run", "by-image-id", "--full-timeline", "-q"}).exit_code, 0) << "without the failure all is well";
-  words.insert(words.end(), {"--patience", "0.2", "-q"});
+  words.insert(words.end(), {"--timeout", "0.2", "-q"});
   auto const again = Run(words);
   EXPECT_EQ(again.exit_code, 4);
   EXPECT_THAT(again.out + again.err, HasSubstr(hangs));
