@@ -39,23 +39,23 @@ class SweepCommand : public Command {
     app.add_option("DIR", options_.folder, "the tablet's folder")->required();
     app.add_option("--pairs", options_.plan.pairs, "runs in which two calls fail, drawn by --seed")
         ->type_name("N")
-        ->check(CLI::Range(0, kMostDrawn))
+        ->check(CLI::Range(0, kMostDrawn).description(""))
         ->capture_default_str();
     app.add_option("--schedules", options_.plan.schedules, "runs in another order of threads, drawn by --seed")
         ->type_name("N")
-        ->check(CLI::Range(0, kMostDrawn))
+        ->check(CLI::Range(0, kMostDrawn).description(""))
         ->capture_default_str();
     app.add_option("--seed", options_.plan.seed, "the number that draws them")
         ->type_name("N")
-        ->check(CLI::NonNegativeNumber)
+        ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 52).description(""))
         ->capture_default_str();
     app.add_option("--only", only_, "of these kinds only: fault, pair, cut or schedule")
         ->type_name("KIND")
-        ->check(CLI::IsMember({"fault", "pair", "cut", "schedule"}));
+        ->check(CLI::IsMember({"fault", "pair", "cut", "schedule"}).description(""));
     app.add_option("--shard", shard_, "every N-th run only, beginning with the I-th")->type_name("I/N");
     app.add_option("--jobs,-j", options_.pool.workers, "runs at the same time; 0: one on each processor")
         ->type_name("N")
-        ->check(CLI::Range(0, kMostWorkers))
+        ->check(CLI::Range(0, kMostWorkers).description(""))
         ->capture_default_str();
     auto* const json = app.add_flag("--json", options_.json, "one JSON document and nothing else");
     app.add_flag(
