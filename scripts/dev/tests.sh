@@ -80,10 +80,10 @@ wine_tests() {
 }
 
 # What is tested of the ARM64 executable: each program of Wine takes five times as long in an emulator.
-arm64_lives=(Fresh Controls WifiOnly TwoStarts FactoryAudit)
+arm64_suites=(StackGuard Fresh Controls WifiOnly TwoStarts FactoryAudit)
 arm64_tests() {
   timeout --foreground -k 30 900 "$root/tests/windows/arm64/run" "$root/build/windows-arm64" "$root/build/hosted" \
-    --jobs "$jobs" "$@" "${arm64_lives[@]}"
+    --jobs "$jobs" "$@" "${arm64_suites[@]}"
 }
 
 check_format() { source_files "${source_folders[@]}" | xargs clang-format --dry-run --Werror; }
