@@ -14,7 +14,7 @@ using testing_support::ProgramTest;
 class TraceFileTest : public ProgramTest {
  protected:
   json Trace(const std::string& sample, const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments{"run", Make(sample), "--quiet", "--trace", "t.json"};
+    std::vector<std::string> arguments{"run", Make(sample), "--quiet", "--force", "--trace", "t.json"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     auto const result = Run(arguments);
     EXPECT_TRUE(result.exit_code == 0 || result.exit_code == 6) << result.err;
