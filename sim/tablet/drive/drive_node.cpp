@@ -133,7 +133,9 @@ void DriveNode::LeaveHost() {
   if (folder) return;
   content = std::make_shared<FileContent>();
   content->host = Host();
-  content->host_written = times.write;
+  // Not `times.write`: a host stores no times before its own oldest one.
+  struct stat status;
+  content->host_written = ::lstat(content->host.c_str(), &status) == 0 ? ToTicks(status.st_mtim) : times.write;
   content->host_size = size;
 }
 

@@ -138,7 +138,7 @@ TEST_F(BundleTest, WhatIsNoBundleIsRefused) {
   fs::remove(In("a/events.jsonl"));
   cli::PackBundle(In("a"), In("b.zip"));
   EXPECT_THAT(Run({"replay", "b.zip"}).err, HasSubstr("it has no events.jsonl"));
-  EXPECT_THAT(Run({"collect", "wifi-only", "-o", "missing/b.zip"}).err, HasSubstr("/missing: cannot be written"));
+  EXPECT_THAT(Run({"collect", "wifi-only", "-o", "missing/b.zip"}).err, HasSubstr("missing/b.zip: cannot be written"));
 }
 
 TEST_F(BundleTest, ErrorsNameTheUsersTablet) {
