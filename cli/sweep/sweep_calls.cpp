@@ -37,9 +37,13 @@ const std::string& FunctionAt(void* address) {
   return entry->second;
 }
 
+/// The simulation, the libraries, and the service's owners of handles and memory: not the function that asks.
 bool IsMachinery(std::string_view function) {
-  return function.starts_with("cli::") || function.starts_with("tablet::") || function.starts_with("win32::") ||
-         function.starts_with("std::");
+  for (std::string_view const start :
+       {"cli::", "tablet::", "win32::", "std::", "handle_kinds::", "Owner<", "AllocateHeap", "AllocateLocal"}) {
+    if (function.starts_with(start)) return true;
+  }
+  return false;
 }
 
 }  // namespace

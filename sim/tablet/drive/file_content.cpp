@@ -15,7 +15,7 @@ namespace tablet {
 
 namespace {
 
-constexpr std::size_t kPiece = 256 * 1024;
+constexpr std::size_t kPiece = std::size_t{256} * 1024;
 
 /// Bytes until the buffer is full or the file ends; -1 with errno set.
 ssize_t ReadPiece(const Descriptor& file, std::span<std::uint8_t> out) {
