@@ -55,7 +55,7 @@ CONSEQUENCES = {
     "ImageDeployment.TheArchivesAreHiddenEvenWhenTheExtractionFails":
         "Explorer does not show the archives of a failed deployment",
     "ImageDeployment.ADeploymentThatNobodyRequestedLogsThatThereWasNoRequest":
-        "a first deployment logs a failure that is none",
+        "a first deployment logs a failure although nothing failed",
     "ImageDeployment.ACorruptEntryDoesNotStopTheOthers":
         "one bad or empty file repeats the deployment at every start; files of two images can mix",
     "ImagePaths.TheFirstInstanceWithAPathDecides":
