@@ -1,5 +1,4 @@
 #include "tests/testing/modem_fixture.h"
-#include "vantord/common/trace_provider.h"
 
 #include <algorithm>
 
@@ -21,20 +20,11 @@ tablet::RegistryValue TextValue(std::u16string_view text) {
   return value;
 }
 
-ModemTest::ModemTest() {
-  g_ulZoneMask = kDefaultZoneMask;
-  TraceProviderInit();
-}
-
-ModemTest::~ModemTest() {
-  TraceProviderCleanup();
-  g_ulZoneMask = kDefaultZoneMask;
-}
+ModemTest::ModemTest() { OpenLog(); }
 
 void ModemTest::PowerOnAgain(const tablet::Description& description) {
-  TraceProviderCleanup();
   PowerOn(description);
-  TraceProviderInit();
+  OpenLog();
 }
 
 void ModemTest::PutInstance(std::u16string_view name, std::u16string_view firmware_path) {

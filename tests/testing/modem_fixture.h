@@ -41,7 +41,6 @@ tablet::RegistryValue TextValue(std::u16string_view text);
 class ModemTest : public testing_support::TabletTest {
  protected:
   ModemTest();
-  ~ModemTest() override;
 
   /// Powers on another tablet, empty as the first was, with the service's log open.
   void PowerOnAgain(const tablet::Description& description);

@@ -12,7 +12,7 @@ namespace {
 constexpr tablet::FileTicks kMorningOfMarch2 = tablet::kUnixEpoch + 1'772'438'400ULL * tablet::kTicksPerSecond;
 
 /// Puts the service's process-wide state back to that of a process that has just started. A provider that an earlier
-/// test left behind was registered with a tablet that is gone: there is nothing to unregister.
+/// test left behind was registered with a tablet that no longer exists: there is nothing to unregister.
 void StartProcessAfresh() {
   g_ulZoneMask = kDefaultZoneMask;
   if (TraceControlBlock* const provider = RegisteredProvider()) provider->registration = 0;
@@ -20,10 +20,7 @@ void StartProcessAfresh() {
 }
 }  // namespace
 
-TabletTest::TabletTest() {
-  StartProcessAfresh();
-  PowerOn(DefaultDescription());
-}
+TabletTest::TabletTest() { PowerOn(DefaultDescription()); }
 
 tablet::Description TabletTest::DefaultDescription() {
   tablet::Description description;
@@ -36,11 +33,17 @@ tablet::Description TabletTest::DefaultDescription() {
 }
 
 void TabletTest::PowerOn(const tablet::Description& description, tablet::Scheduler::Options options) {
+  StartProcessAfresh();
   machine_.reset();
   folder_ = std::make_unique<ScratchFolder>();
   machine_ = std::make_unique<tablet::Tablet>(description, folder_->path(), options);
   machine_->journal().WantCalls(true);
   if (description.trace_collected) machine_->trace().Collect(*tablet::Guid::Parse(service_facts::kTraceProvider), 1, 5);
+}
+
+void TabletTest::OpenLog(ULONG zones) {
+  g_ulZoneMask = zones;
+  TraceProviderInit();
 }
 
 std::vector<std::string> TabletTest::formatted() {

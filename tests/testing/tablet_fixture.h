@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <filesystem>
 #include <memory>
@@ -12,19 +13,24 @@
 
 #include "sim/tablet/machine/tablet.h"
 #include "tests/testing/scratch_folder.h"
+#include "vantord/common/diagnostic_log.h"
 
 namespace testing_support {
 
 class TabletTest : public ::testing::Test {
  protected:
-  /// The service's process-wide state is that of a new process, but for the count of check points, which only a process
-  /// of its own resets. Powered on with the defaults: a modem, a firmware driver, 2026-03-02 08:00 UTC, one hour ahead
-  /// of UTC, the service's trace collected, calls recorded.
+  /// Powered on with the defaults: a modem, a firmware driver, 2026-03-02 08:00 UTC, one hour ahead of UTC, the
+  /// service's trace collected, calls recorded.
   TabletTest();
 
-  /// Powers on again with another description or seed; registry, drive and firmware start empty.
+  /// Powers on again with another description or seed; registry, drive and firmware start empty. The service's
+  /// process-wide state is that of a new process, but for the count of check points, which only a process of its own
+  /// resets.
   void PowerOn(const tablet::Description& description, tablet::Scheduler::Options options = {});
   static tablet::Description DefaultDescription();
+
+  /// As the service's start does it: registers the trace provider. Without zones only unconditional messages are sent.
+  void OpenLog(ULONG zones = kDefaultZoneMask);
 
   tablet::Tablet& machine() { return *machine_; }
   tablet::Registry& registry() { return machine_->registry(); }

@@ -19,12 +19,6 @@ constexpr const char16_t* kParameters = u"SYSTEM\\CurrentControlSet\\Services\\V
 
 class DiagnosticLogTest : public testing_support::TabletTest {
  protected:
-  DiagnosticLogTest() { g_ulZoneMask = kDefaultZoneMask; }
-  ~DiagnosticLogTest() override {
-    TraceProviderCleanup();
-    g_ulZoneMask = kDefaultZoneMask;
-  }
-
   std::vector<tablet::TraceEvent> traces() {
     std::vector<tablet::TraceEvent> events;
     for (const tablet::Event& event : machine().journal().events()) {
@@ -201,16 +195,15 @@ TEST_F(DiagnosticLogTest, AMessageSentWhileTheProviderIsDisabledIsDroppedOrSentW
   std::size_t fewest = SIZE_MAX;
   std::size_t most = 0;
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
-    TraceProviderCleanup();
     PowerOn(DefaultDescription(), {.seed = seed});
-    TraceProviderInit();
+    OpenLog();
     std::vector<std::string> sent;
     for (int i = 0; i < 10; ++i) sent.push_back("Worker:" + std::to_string(i) + " : whole");
     machine().scheduler().Start(1, "worker", [] {
       for (int i = 0; i < 10; ++i) DebugPrint(TEXT("%S:%d : whole"), "Worker", i);
     });
     machine().scheduler().Start(2, "controller", [this] {
-      for (int i = 0; i < 4; ++i) machine().scheduler().HandOver();
+      for (int i = 0; i < 4; ++i) machine().scheduler().Yield();
       machine().trace().StopCollecting(kProvider);
     });
     machine().scheduler().Sleep(tablet::Millis{1});

@@ -9,8 +9,7 @@ using testing::HasSubstr;
 
 class MessageTextTest : public testing_support::TabletTest {
  protected:
-  MessageTextTest() { TraceProviderInit(); }
-  ~MessageTextTest() override { TraceProviderCleanup(); }
+  MessageTextTest() { OpenLog(); }
 
   /// The arguments of the TraceMessage calls until now.
   std::vector<std::string> Sent() {

@@ -15,24 +15,14 @@ using service_facts::kHelperMessages;
 
 class RegistryHelperTest : public testing_support::TabletTest {
  protected:
-  RegistryHelperTest() { Listen(); }
-  ~RegistryHelperTest() override {
-    TraceProviderCleanup();
-    g_ulZoneMask = kDefaultZoneMask;
-  }
-
-  /// No zone is on: what the helpers say is said whatever the mask.
-  void Listen() {
-    TraceProviderInit();
-    g_ulZoneMask = 0;
-  }
+  /// No zone is on: the helpers' messages are sent whatever the mask.
+  RegistryHelperTest() { OpenLog(0); }
   void PowerOnWith(std::vector<std::u16string> denied, std::vector<std::u16string> read_only) {
-    TraceProviderCleanup();
     tablet::Description description = DefaultDescription();
     description.denied_keys = std::move(denied);
     description.read_only_keys = std::move(read_only);
     PowerOn(description);
-    Listen();
+    OpenLog(0);
   }
   void PutBytes(const WCHAR* value, std::uint32_t type, std::vector<std::uint8_t> data) {
     registry().Put(kPath, value, {type, std::move(data)});

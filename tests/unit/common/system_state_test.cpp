@@ -20,14 +20,7 @@ constexpr const char* kQueryFailed = "SGetRegistrySZ:887 : RegQueryValueEx fail,
 
 class SystemStateTest : public testing_support::TabletTest {
  protected:
-  SystemStateTest() {
-    TraceProviderInit();
-    g_ulZoneMask = 0;  // the queries speak whatever the mask
-  }
-  ~SystemStateTest() override {
-    TraceProviderCleanup();
-    g_ulZoneMask = kDefaultZoneMask;
-  }
+  SystemStateTest() { OpenLog(0); }  // the queries' messages are sent whatever the mask
   void SetImageState(std::u16string_view state) { registry().PutText(kSetupState, u"ImageState", state); }
   void PutMarker() { drive().Put(kMarker, {}); }
   std::size_t registry_reads() { return machine().journal().Calls("RegQueryValueExW").size(); }
@@ -63,7 +56,7 @@ TEST_F(SystemStateTest, AuditModeIsFactoryLoggingWithoutFurtherQuestions) {
   SetImageState(u"IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT");
   EXPECT_TRUE(IsFactoryLoggingMode());
   EXPECT_EQ(registry_reads(), 1u) << "the state is read once";
-  EXPECT_THAT(machine().journal().Calls("CreateFileW"), IsEmpty()) << "nobody looks for the marker file";
+  EXPECT_THAT(machine().journal().Calls("CreateFileW"), IsEmpty()) << "the marker file is not looked for";
   EXPECT_THAT(messages(), ElementsAre(kAuditLine, "IsFactoryLoggingMode:1683 : It is Audit mode. fRet = true!!"));
 }
 

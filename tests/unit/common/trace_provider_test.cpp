@@ -14,8 +14,6 @@ const tablet::Guid kTraceProvider = *tablet::Guid::Parse(service_facts::kTracePr
 
 class TraceProviderTest : public testing_support::TabletTest {
  protected:
-  ~TraceProviderTest() override { TraceProviderCleanup(); }
-
   /// A controller's request with a logger handle of flags 0x31, level 4, session 9.
   static ULONG Request(int code, TraceControlBlock& block, ULONG& reserved) {
     WNODE_HEADER header{};

@@ -8,20 +8,11 @@
 
 namespace crash_tests {
 
-CrashTest::CrashTest() {
-  g_ulZoneMask = 0;
-  TraceProviderInit();
-}
-
-CrashTest::~CrashTest() {
-  TraceProviderCleanup();
-  g_ulZoneMask = kDefaultZoneMask;
-}
+CrashTest::CrashTest() { OpenLog(0); }
 
 void CrashTest::PowerOnAgain(const tablet::Description& description) {
-  TraceProviderCleanup();
   PowerOn(description);
-  TraceProviderInit();
+  OpenLog(0);
 }
 
 tablet::Description CrashTest::WithKim() {

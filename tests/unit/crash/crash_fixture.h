@@ -22,9 +22,8 @@ inline constexpr char16_t kLee[] = u"S-1-5-21-1-2-3-1002";
 
 class CrashTest : public testing_support::TabletTest {
  protected:
-  /// No zone is on: what is said here is said whatever the mask.
+  /// No zone is on: these messages are sent whatever the mask.
   CrashTest();
-  ~CrashTest() override;
 
   void PowerOnAgain(const tablet::Description& description);
   /// Kim is logged on in session 1, and on the screen; the toast program is there.

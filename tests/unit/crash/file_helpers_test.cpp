@@ -12,15 +12,7 @@ using testing::IsEmpty;
 
 class FileHelpersTest : public testing_support::FilesTest {
  protected:
-  // No zone is on: what the helpers say is said whatever the mask.
-  FileHelpersTest() {
-    TraceProviderInit();
-    g_ulZoneMask = 0;
-  }
-  ~FileHelpersTest() override {
-    TraceProviderCleanup();
-    g_ulZoneMask = kDefaultZoneMask;
-  }
+  FileHelpersTest() { OpenLog(0); }  // the helpers' messages are sent whatever the mask
 
   void PutDumps() {
     Put(u"c:\\from\\a.dmp", "a");

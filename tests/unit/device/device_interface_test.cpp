@@ -9,8 +9,6 @@
 #include "sim/tablet/machine/modem_device.h"
 #include "tests/testing/tablet_fixture.h"
 #include "vantord/common/diagnostic_log.h"
-#include "vantord/common/trace_provider.h"
-#include "vantord/device/modem_ctrl_device.h"
 
 namespace {
 
@@ -29,18 +27,9 @@ constexpr GUID kModem = {0xD49F5C0E, 0xE540, 0x4DBE, {0xBF, 0x78, 0x97, 0xED, 0x
 class DeviceTest : public testing_support::TabletTest {
  protected:
   DeviceTest() { OpenLog(); }
-  ~DeviceTest() override {
-    TraceProviderCleanup();
-    g_ulZoneMask = kDefaultZoneMask;
-  }
 
-  void OpenLog() {
-    g_ulZoneMask = kDefaultZoneMask;
-    TraceProviderInit();
-  }
   /// Powers on a tablet whose modem has these interfaces.
   void PowerOnWithLinks(std::vector<std::u16string> links) {
-    TraceProviderCleanup();
     tablet::Description description = DefaultDescription();
     description.modem_links = std::move(links);
     PowerOn(description);
@@ -92,7 +81,7 @@ TEST_F(DeviceInterface, WithoutTheDeviceItGivesUpAfterFortyAttempts) {
   EXPECT_EQ(Lookups(), 40u);
   EXPECT_EQ(Opens(), 40u);
   EXPECT_EQ(Sleeps(), 40u);
-  EXPECT_EQ(Now(), Millis{20'000}) << "the pause behind the last attempt counts too";
+  EXPECT_EQ(Now(), Millis{20'000}) << "the pause after the last attempt counts too";
   EXPECT_EQ(Times("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 3"), 40u);
   EXPECT_EQ(Times("DeviceInterfaceFunc::Open:36 : DeviceInterfaceFunc::Open failed"), 1u);
   EXPECT_EQ(messages().back(), "DeviceInterfaceFunc::Open: (-)");
@@ -198,35 +187,6 @@ TEST_F(DeviceInterface, TheLookupLogsUnderTheHelpersGuidAndTheOpenUnderTheServic
   }
   ASSERT_TRUE(lookup && open);
   EXPECT_NE(*lookup, *open);
-}
-
-class ModemCtrlDevice : public DeviceTest {};
-
-TEST_F(ModemCtrlDevice, TellsItsStoryInOrder) {
-  CModemCtrlDevice device;
-  EXPECT_NE(device.Open(), INVALID_HANDLE_VALUE);
-  EXPECT_THAT(messages(),
-              ElementsAre("CModemCtrlDevice::CModemCtrlDevice: (+)",
-                          "DeviceInterfaceFunc::DeviceInterfaceFunc:10 : for InterfaceGUID "
-                          "{D49F5C0E-E540-4DBE-BF78-97ED9BD987A4}",
-                          "CModemCtrlDevice::CModemCtrlDevice: (-)", "CModemCtrlDevice::Open: (+)",
-                          "DeviceInterfaceFunc::Open: (+)",
-                          "GetFirstInterface:1973 : DeviceName : "
-                          "\\\\?\\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}",
-                          "DeviceInterfaceFunc::OpenDeviceHandle:82 : Opened DeviceInterfaceFunc successfully.",
-                          "DeviceInterfaceFunc::Open: (-)", "CModemCtrlDevice::Open: (-)"));
-}
-
-TEST_F(ModemCtrlDevice, AnswersNoHandleOnATabletWithoutModem) {
-  PowerOnWithLinks({});
-  EXPECT_EQ(CModemCtrlDevice().Open(), INVALID_HANDLE_VALUE);
-  EXPECT_THAT(machine().handles().OpenKinds(0), IsEmpty());
-}
-
-TEST_F(ModemCtrlDevice, TheHandleOutlivesTheObject) {
-  { EXPECT_NE(CModemCtrlDevice().Open(), INVALID_HANDLE_VALUE); }
-  EXPECT_THAT(machine().handles().OpenKinds(0), ElementsAre("device"));
-  EXPECT_EQ(Count("CloseHandle"), 0u);
 }
 
 }  // namespace

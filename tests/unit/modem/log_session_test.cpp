@@ -21,11 +21,7 @@ constexpr GUID kProviders[] = {kOne, kOwn, kTwo};
 
 class LogSessionTest : public testing_support::TabletTest {
  protected:
-  LogSessionTest() {
-    g_ulZoneMask = kDefaultZoneMask;
-    TraceProviderInit();
-  }
-  ~LogSessionTest() override { TraceProviderCleanup(); }
+  LogSessionTest() { OpenLog(); }
 
   static void Start(const WCHAR* name = TEXT("KAVRIL10"), DWORD minimum = 64) {
     Debug::StartLogSession(name, kProviders, static_cast<DWORD>(std::size(kProviders)), minimum);
