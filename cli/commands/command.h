@@ -12,6 +12,7 @@
 
 namespace cli {
 
+/// The program's first thread calls everything here: `Define` once, `Run` for the command that was typed.
 class Command {
  public:
   virtual ~Command() = default;

@@ -7,6 +7,7 @@ class DeviceInterfaceFunc {
  public:
   /// `interfaceClass` must outlive the object.
   explicit DeviceInterfaceFunc(const GUID* interfaceClass);
+  /// Runs with the modem object's destruction.
   virtual ~DeviceInterfaceFunc() = default;
   DeviceInterfaceFunc(const DeviceInterfaceFunc&) = delete;
   DeviceInterfaceFunc& operator=(const DeviceInterfaceFunc&) = delete;

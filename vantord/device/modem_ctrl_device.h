@@ -10,6 +10,7 @@
 class CModemCtrlDevice {
  public:
   CModemCtrlDevice();
+  /// Runs with the modem object's destruction.
   virtual ~CModemCtrlDevice();
   CModemCtrlDevice(const CModemCtrlDevice&) = delete;
   CModemCtrlDevice& operator=(const CModemCtrlDevice&) = delete;

@@ -17,6 +17,7 @@ using ModemImageId = char[kModemImageIdBytes];
 class CImageSelector {
  public:
   CImageSelector();
+  /// Runs at the end of the use, on the worker thread.
   virtual ~CImageSelector();
   CImageSelector(const CImageSelector&) = delete;
   CImageSelector& operator=(const CImageSelector&) = delete;

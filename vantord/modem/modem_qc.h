@@ -7,6 +7,7 @@
 class CModemQC : public CModemTemplate {
  public:
   CModemQC();
+  /// Runs when the service object is destroyed, on the process's first thread.
   virtual ~CModemQC() = default;
 
   DWORD Init() override;

@@ -8,8 +8,8 @@
 #include "vantord/device/modem_ctrl_device.h"
 
 /// The order of the virtual operations is fixed: another specialisation may react to events that CModemQC ignores.
-/// CVantord calls Init on its worker thread and the others on the control thread; device arrival and removal come on a
-/// thread of the configuration manager.
+/// CVantord calls Init on its worker thread and the others on the control thread; arrival and removal also on a thread
+/// of the configuration manager.
 class CModemTemplate {
  public:
   CModemTemplate(const CModemTemplate&) = delete;

@@ -9,7 +9,7 @@
 class CRILHandler {
  public:
   CRILHandler();
-  /// Disconnects, if connected.
+  /// Disconnects, if connected. Runs on the control thread, at the end of CModemQC::Deinit.
   virtual ~CRILHandler();
   CRILHandler(const CRILHandler&) = delete;
   CRILHandler& operator=(const CRILHandler&) = delete;

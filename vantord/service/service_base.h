@@ -15,6 +15,7 @@ class CServiceBase {
  public:
   CServiceBase(const CServiceBase&) = delete;
   CServiceBase& operator=(const CServiceBase&) = delete;
+  /// Runs on the process's first thread, after Run has returned.
   virtual ~CServiceBase() = default;
 
   /// Device-interface events, on a thread of the configuration manager, and the service manager's device events, on the

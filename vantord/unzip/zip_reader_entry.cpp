@@ -94,7 +94,7 @@ int FillOutput(ZipEntryReadState& state, bool& endOfEntry) {
       if (endOfEntry) return ZIP_OK;
       if (code != Z_OK) return code;
     } else {
-      // Without this, a stored entry with too few compressed bytes would loop for ever.
+      // Without this, a stored entry with too few compressed bytes would loop without end.
       if (stream.avail_in == 0 && state.restCompressed == 0) return ZIP_OK;
       CopyStep(state);
       endOfEntry = state.restUncompressed == 0;

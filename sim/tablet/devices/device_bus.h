@@ -15,7 +15,7 @@
 
 namespace tablet {
 
-/// An opened device.
+/// An opened device. DeviceIoControl uses it, on the thread that calls.
 class DeviceFile : public Object {
  public:
   std::string_view kind() const override { return "device"; }

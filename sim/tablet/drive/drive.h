@@ -52,7 +52,7 @@ struct OpenRequest {
   std::uint32_t flags_and_attributes = 0;
 };
 
-/// An open file. It has a position of its own.
+/// An open file. It has a position of its own. The calls of the Windows API use it, on the thread that calls.
 class OpenFile : public Object {
  public:
   std::string_view kind() const override { return "file"; }

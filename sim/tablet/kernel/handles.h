@@ -15,7 +15,9 @@ using HandleValue = std::uint64_t;
 
 class OpenFile;
 
-/// What a handle refers to. Shared by its handles and by the threads that wait for it.
+/// What a handle refers to. Shared by its handles and by the threads that wait for it. The calls of the Windows API use
+/// its operations, on the simulated thread that calls; the scheduler asks `signaled` on the thread that gives up its
+/// turn.
 class Object {
  public:
   virtual ~Object() = default;
