@@ -47,7 +47,7 @@ class Call {
   /// `subject` is the path or key that the call was given, for those who follow a run; it may be null.
   Call(const char* name, const Describe& describe, LPCWSTR subject = nullptr)
       : m_machine(Machine()), m_name(name), m_describe(describe), m_subject(subject) {
-    m_number = m_machine.scheduler().HandOver(name);
+    m_number = m_machine.scheduler().Yield(name);
     m_fault = m_machine.faults().Ask(name);
   }
   Call(const Call&) = delete;

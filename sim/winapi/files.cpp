@@ -1,4 +1,4 @@
-// Files and folders of drive C:, and closing any handle. Devices are opened here too; what is said to them is in
+// Files and folders of drive C:, and closing any handle. Devices are opened here too; requests to them are in
 // devices.cpp.
 #include <windows.h>
 

@@ -34,7 +34,7 @@ std::vector<std::u16string> VariablesOf(const void* block) {
   return variables;
 }
 
-/// Whether nothing is said but, perhaps, the structure's size.
+/// Whether nothing is set but, perhaps, the structure's size.
 bool SaysNothing(STARTUPINFOW info) {
   if (info.cb == sizeof(info)) info.cb = 0;
   auto const* const bytes = reinterpret_cast<const BYTE*>(&info);

@@ -58,7 +58,7 @@ BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS stat
   };
   Call call("SetServiceStatus", describe);
   // A report that fails has been with the service manager too.
-  tablet::Promise(&Machine().services().status());
+  tablet::HappensBefore(&Machine().services().status());
   if (call.fault() != 0) return call.Fail(FALSE);
   DWORD const error =
       Machine().services().Report(Number(handle), {.type = status->dwServiceType,

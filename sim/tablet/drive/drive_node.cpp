@@ -223,7 +223,7 @@ std::shared_ptr<DriveNode> LoadNode(std::shared_ptr<const FolderPlace> in, std::
     throw InputError(host.string(), std::strerror(errno), "make it readable or remove it");
   }
   if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
-    throw InputError(host.string(), "is neither a file nor a folder", "replace it by what it stands for");
+    throw InputError(host.string(), "is neither a file nor a folder", "replace it by the file or folder it refers to");
   }
   KeptFacts const own = ReadExtendedAttributes(host);
   KeptFacts facts = own;

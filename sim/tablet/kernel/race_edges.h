@@ -58,13 +58,14 @@ class InsideProduct {
   [[maybe_unused]] unsigned left_ = 0;
 };
 
-/// Release: what the calling thread did until now happens before every later Rely on the same channel. A channel is the
-/// address of an object of the tablet.
-inline void Promise(const void* channel) {
+// Happens-before annotations. A channel is the address of an object of the tablet.
+
+/// Releases: what the calling thread did until now happens before every later HappensAfter on the channel.
+inline void HappensBefore(const void* channel) {
   if constexpr (kRacesAreWatched) race_edges::Release(channel);
 }
-/// Acquire: every earlier Promise on the channel happens before what the calling thread does from here on.
-inline void Rely(const void* channel) {
+/// Acquires: every earlier HappensBefore on the channel happens before what the calling thread does from here on.
+inline void HappensAfter(const void* channel) {
   if constexpr (kRacesAreWatched) race_edges::Acquire(channel);
 }
 

@@ -69,7 +69,7 @@ Scheduler::Scheduler(Options options) : options_(options), random_(options.seed)
   current_ = std::move(machine);
   t_scheduler = this;
   // What thread 0 did before there was a simulation comes before every thread of it.
-  Promise(this);
+  HappensBefore(this);
   std::set_terminate(EndSimulatedProcess);
   ForeseeCalls();
 }
@@ -86,7 +86,7 @@ void Scheduler::CutPowerAt(std::uint64_t call) {
 }
 
 Scheduler::~Scheduler() {
-  Rely(&kEarlier);
+  HappensAfter(&kEarlier);
   t_scheduler = nullptr;
 }
 
@@ -103,7 +103,7 @@ ThreadId Scheduler::Start(ProcessId process, std::string name, std::function<voi
   threads_.push_back(thread);
   // Creating a thread happens before its first instruction, unless the clock was moved for the machine: that thread is
   // outside the product.
-  if (current_->id != 0) Promise(thread.get());
+  if (current_->id != 0) HappensBefore(thread.get());
   // No handler around the body: an exception that leaves it must reach the terminate handler with nothing unwound, as
   // it ends a process on Windows.
   std::thread([this, thread] { ThreadMain(thread); }).detach();
@@ -115,9 +115,9 @@ void Scheduler::ThreadMain(ThreadPointer self) {
     OutsideProduct const outside;
     self->baton.acquire();
     t_scheduler = this;
-    Rely(this);
-    Rely(self.get());
-    if (self->first_of_process) Rely(&kEarlier);
+    HappensAfter(this);
+    HappensAfter(self.get());
+    if (self->first_of_process) HappensAfter(&kEarlier);
   }
   self->body();
   OutsideProduct const outside;
@@ -146,7 +146,7 @@ Scheduler::ThreadPointer Scheduler::PickRunnable() {
     runnable_.push_back(&thread);
   }
   if (runnable_.empty()) return nullptr;
-  // A thread that yields queues behind all that were waiting.
+  // A thread that yields queues after all that were waiting.
   if (current_->turn == 0) current_->turn = next_turn_++;
   if (options_.seed != 0) return *runnable_[random_() % runnable_.size()];
   return **std::min_element(runnable_.begin(), runnable_.end(),
@@ -210,7 +210,7 @@ void Scheduler::SwitchFrom(SimThread& self) {
 }
 
 SimThread* Scheduler::PassBaton() {
-  Promise(&kEarlier);
+  HappensBefore(&kEarlier);
   ThreadPointer const next = PickNext();
   next->turn = 0;
   if (next != current_) {
@@ -252,7 +252,7 @@ void Scheduler::ForeseeCalls() {
   if (cut_at_ > calls()) uneventful_before_ = std::min(uneventful_before_, cut_at_);
 }
 
-void Scheduler::HandOverAt(std::uint64_t number, std::string_view call) {
+void Scheduler::YieldAt(std::uint64_t number, std::string_view call) {
   if (number == cut_at_) HaltRun(PowerCut(number, call));
   std::uint64_t const since = number - calls_at_movement_;
   if (since > options_.call_limit) HaltRun(CallLimit(options_.call_limit, current_->name));

@@ -67,18 +67,18 @@ class Scheduler {
 
   /// A point where another thread may run: each call of the Windows API begins with one. `call` names it in messages.
   /// Returns the call's number, counted from 1 since power-on.
-  std::uint64_t HandOver(std::string_view call = {}) {
+  std::uint64_t Yield(std::string_view call = {}) {
     OutsideProduct const outside;
     bool const uneventful = IsNextUneventful();
     CountCall();
     std::uint64_t const number = calls();
     if (!uneventful) [[unlikely]]
-      HandOverAt(number, call);
+      YieldAt(number, call);
     return number;
   }
   /// Whether the next call will be counted, and nothing else.
   bool IsNextUneventful() const { return calls() + 1 < uneventful_before_; }
-  /// In place of HandOver, where IsNextUneventful.
+  /// In place of Yield, where IsNextUneventful.
   void CountCall() {
     // Only the thread that holds the baton counts: no locked instruction is needed.
     calls_.store(calls() + 1, std::memory_order_relaxed);
@@ -107,7 +107,7 @@ class Scheduler {
   /// Called in --realtime while the clock waits, several times a second, and at each jump otherwise.
   void OnTick(std::function<void()> hook) { tick_hook_ = std::move(hook); }
 
-  /// Ends every thread of a process where it stands: nothing is unwound, the threads are parked. When the caller's own
+  /// Ends every thread of a process at once: nothing is unwound, the threads are parked. When the caller's own
   /// process ends, the call does not return.
   void EndProcess(ProcessId process);
   /// Called when an exception has left a thread, before its process ends; the text describes the exception.
@@ -137,12 +137,12 @@ class Scheduler {
  private:
   using ThreadPointer = std::shared_ptr<SimThread>;
 
-  void HandOverAt(std::uint64_t number, std::string_view call);  ///< call `number` may be more than counted
-  void ForeseeCalls();                                           ///< finds uneventful_before_ anew
-  void SwitchFrom(SimThread& self);                              ///< gives the baton away and waits for it
-  SimThread* PassBaton();                                        ///< to the thread that runs next, which it returns
-  void AsMachine(const std::function<void()>& work);             ///< runs a hook under thread 0's name
-  ThreadPointer PickNext();                                      ///< moves the clock if no thread can run
+  void YieldAt(std::uint64_t number, std::string_view call);  ///< call `number` may be more than counted
+  void ForeseeCalls();                                        ///< finds uneventful_before_ anew
+  void SwitchFrom(SimThread& self);                           ///< gives the baton away and waits for it
+  SimThread* PassBaton();                                     ///< to the thread that runs next, which it returns
+  void AsMachine(const std::function<void()>& work);          ///< runs a hook under thread 0's name
+  ThreadPointer PickNext();                                   ///< moves the clock if no thread can run
   ThreadPointer PickRunnable();
   bool AdvanceClock();  ///< false: no deadline is left
   void MoveClockTo(Millis when);

@@ -13,11 +13,11 @@ class EventObject final : public Object {
   bool waitable() const override { return true; }
   bool signaled() const override { return signaled_; }
   void Consume() override {
-    Rely(this);
+    HappensAfter(this);
     if (!manual_reset_) signaled_ = false;
   }
   void Set() {
-    Promise(this);
+    HappensBefore(this);
     signaled_ = true;
   }
 

@@ -38,7 +38,7 @@ WinError ChangeSetting(const TimelineEvent& event, Tablet& machine, const Guid& 
   if (machine.notifications().WantsPower(setting)) {
     return SendNoted(event, machine, kControlPowerEvent, kPowerSettingChange, SettingRecord(setting, event.number));
   }
-  machine.journal().Note(NameOf(event) + ": nobody is registered for it");
+  machine.journal().Note(NameOf(event) + ": no registration receives it");
   return kSuccess;
 }
 

@@ -15,7 +15,7 @@ std::uint64_t Notifications::RegisterDevice(const Guid& interface_class, DeviceC
   device->interface_class = interface_class;
   device->callback = std::move(callback);
   devices_.push_back(device);
-  Promise(device.get());
+  HappensBefore(device.get());
   return device->handle;
 }
 
@@ -26,7 +26,7 @@ bool Notifications::UnregisterDevice(std::uint64_t handle) {
   std::shared_ptr<Device> const device = *found;
   devices_.erase(found);
   scheduler_.Wait(kForever, [device] { return device->running == 0; });
-  Rely(device.get());
+  HappensAfter(device.get());
   return true;
 }
 
@@ -48,9 +48,9 @@ void Notifications::AnnounceDevice(std::uint32_t action, const Guid& interface_c
     ++device->running;
     scheduler_.Start(device->process, "configuration manager", [device, action, interface_class, link] {
       OutsideProduct const outside;
-      Rely(device.get());
+      HappensAfter(device.get());
       device->callback(action, interface_class, link);
-      Promise(device.get());
+      HappensBefore(device.get());
       --device->running;
     });
   }

@@ -24,7 +24,7 @@ class RadioProxy::Connection final : public Object {
     if (released_) return;
     ++running_;
     callback();
-    Promise(this);
+    HappensBefore(this);
     --running_;
   }
 
@@ -75,7 +75,7 @@ bool RadioProxy::Release(HandleValue handle) {
   connection->Release();
   handles_.Close(handle);
   scheduler_.Wait(kForever, [connection] { return !connection->running(); });
-  Rely(connection.get());
+  HappensAfter(connection.get());
   journal_.Note("radio layer released");
   return true;
 }

@@ -113,7 +113,7 @@ WinError ServiceManager::RunDispatcher(const std::u16string& name, ServiceMain s
   scheduler_.Start(process_, "service", [service = service_, run = std::move(service_main)] { run({service}); });
   for (;;) {
     scheduler_.Wait(kForever, [this] { return !controls_.empty() || status_.state == kServiceStopped; });
-    Rely(&status_);
+    HappensAfter(&status_);
     if (status_.state == kServiceStopped) return kSuccess;
     Control const control = controls_.front();
     controls_.pop_front();
@@ -138,7 +138,7 @@ WinError ServiceManager::AwaitTurn(std::string_view call) {
 
 HandleValue ServiceManager::RegisterHandler(const std::u16string& name, Handler handler) {
   if (!started() || scheduler_.current_process() != process_ || !EqualIgnoringCase(name, service_)) return 0;
-  Promise(&status_);
+  HappensBefore(&status_);
   handler_ = std::move(handler);
   status_handle_ = handles_.Add(std::make_shared<StatusHandle>());
   return status_handle_;

@@ -47,7 +47,7 @@ void ReadOrigin(TraceEvent& event) {
 
 std::uint64_t TraceController::Register(const Guid& provider, Callback callback, ProcessId process) {
   std::uint64_t const handle = next_handle_++;
-  Promise(this);
+  HappensBefore(this);
   registrations_.push_back({handle, provider, callback, process});
   auto const enabled = enabled_.find(provider);
   if (enabled != enabled_.end()) callback(true, enabled->second);
@@ -113,7 +113,7 @@ void TraceController::TellLater(const Guid& provider, std::uint64_t logger) {
       if (registration.provider != provider) continue;
       scheduler_.Start(registration.process, "event tracing", [this, callback = registration.callback, logger] {
         OutsideProduct const outside;
-        Rely(this);
+        HappensAfter(this);
         callback(true, logger);
       });
     }
@@ -143,7 +143,7 @@ void TraceController::Tell(const Guid& provider, bool enabled, std::uint64_t log
   for (const Registration& registration : registrations_) {
     if (registration.provider == provider) callbacks.push_back(registration.callback);
   }
-  Rely(this);
+  HappensAfter(this);
   for (const Callback& callback : callbacks) callback(enabled, logger);
 }
 

@@ -1,4 +1,4 @@
-// Stands where Windows' own header stands, on the include path of hosted builds only. The folder's other headers need
+// Replaces Windows' own header, on the include path of hosted builds only. The folder's other headers need
 // this one first, as Windows' own do.
 #pragma once
 

@@ -47,7 +47,7 @@ TEST_F(Races, AnAtomicFlagHandsOver) {
   EXPECT_EQ(shared_, 2);
 }
 
-TEST_F(Races, ARelaxedFlagDoesNotHandOver) {
+TEST_F(Races, ARelaxedFlagIsNoSynchronisation) {
   EXPECT_EQ(RacesOf({[this] {
                        shared_ = 1;
                        flag_.store(1, std::memory_order_relaxed);
@@ -131,7 +131,7 @@ TEST_F(Races, AWorkItemDoesNotComeBehindWhatItsQueuerDoesLater) {
             1);
 }
 
-TEST_F(Races, WhoeverMovesTheClockIsNotBeforeTheThreadsThatThenBegin) {
+TEST_F(Races, AThreadThatMovesTheClockIsNotOrderedBeforeThoseThatThenBegin) {
   auto const& scheduler = machine().scheduler();
   machine().scheduler().At(scheduler.Now() + tablet::Millis{50},
                            [this] { machine().scheduler().Start(1, "late", [this] { ++shared_; }); });

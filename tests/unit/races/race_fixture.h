@@ -14,7 +14,7 @@ int RacesFound();
 
 class RaceTest : public service_tests::ServiceTest {
  protected:
-  /// Runs the bodies as threads of one process until everything rests, and tells how many races were found.
+  /// Runs the bodies as threads of one process until everything rests; returns the number of races found.
   int RacesOf(const std::vector<std::function<void()>>& bodies) {
     for (const auto& body : bodies) machine().scheduler().Start(1, "thread", body);
     Settle();

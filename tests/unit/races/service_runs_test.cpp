@@ -16,7 +16,7 @@ constexpr char kUsbLink[] = "\\\\?\\USB#VID_1199&PID_9079#1#{a5dcbf10-6530-11d2-
 /// The fields of a small service that listens for devices, in words of their own.
 struct Fields {
   alignas(8) int start = 0;    ///< written by the start work and the control handler
-  alignas(8) int device = 0;   ///< written by the device callback and behind its unregistration
+  alignas(8) int device = 0;   ///< written by the device callback and after its unregistration
   alignas(8) int handler = 0;  ///< written by the control handler and the device callback
   alignas(8) int worker = 0;   ///< written by the control handler and a work item
   bool careless = false;       ///< whether the last two are written at all
@@ -138,9 +138,9 @@ TEST_P(SeededRuns, TheTraceControllerMayComeAndGoMeanwhile) {
   Start();
   for (int round = 0; round < 50; ++round) {
     machine().trace().StopCollecting(provider);
-    machine().scheduler().HandOver();
+    machine().scheduler().Yield();
     machine().trace().Collect(provider, 1, 5);
-    machine().scheduler().HandOver();
+    machine().scheduler().Yield();
   }
   Settle();
   Stop();

@@ -54,7 +54,7 @@ TEST_F(SchedulerTest, SeedZeroServesInTheOrderOfArrival) {
   for (char name : {'a', 'b', 'c'}) {
     scheduler().Start(1, std::string(1, name), [&order, name, this] {
       order += name;
-      scheduler().HandOver();
+      scheduler().Yield();
       order += name;
     });
   }
@@ -68,7 +68,7 @@ std::string OrderUnderSeed(tablet::Scheduler& scheduler) {
     scheduler.Start(1, std::string(1, name), [&order, name, &scheduler] {
       for (int i = 0; i < 8; ++i) {
         order += name;
-        scheduler.HandOver();
+        scheduler.Yield();
       }
     });
   }
@@ -137,7 +137,7 @@ TEST_F(SchedulerTest, ThePowerIsCutAtTheVeryCallThatWasNamed) {
   int made = 0;
   scheduler().CutPowerAt(scheduler().calls() + 7);
   scheduler().Start(1, "caller", [&] {
-    for (;; ++made) scheduler().HandOver("Sleep");
+    for (;; ++made) scheduler().Yield("Sleep");
   });
   EXPECT_EQ(scheduler().WaitFor(Millis{10}, [] { return false; }), Wake::kStalled);
   EXPECT_EQ(made, 6);
@@ -151,7 +151,7 @@ TEST_F(SchedulerTest, AThreadThatCallsAndNeverWaitsLetsTheOthersRunAfterTenThous
   int seen = 0;
   std::atomic<bool> stop = false;
   scheduler().Start(1, "busy", [&] {
-    for (; !stop; ++calls) scheduler().HandOver();
+    for (; !stop; ++calls) scheduler().Yield();
   });
   scheduler().Start(1, "patient", [&] {
     seen = calls;
@@ -165,7 +165,7 @@ TEST_F(SchedulerTest, AThreadThatCallsAndNeverWaitsLetsTheOthersRunAfterTenThous
 TEST_F(SchedulerTest, APollThatNeverWaitsHaltsTheRunByName) {
   PowerOn(DefaultDescription(), {.call_limit = 1000});
   scheduler().Start(1, "poller", [&] {
-    for (;;) scheduler().HandOver();
+    for (;;) scheduler().Yield();
   });
   EXPECT_EQ(scheduler().WaitFor(Millis{10}, [] { return false; }), Wake::kStalled);
   ASSERT_TRUE(scheduler().halted().has_value());
