@@ -26,7 +26,7 @@ if(MINGW)
   # What mingw-w64's version 10 does not declare, under the names of Windows' own headers. Before all others: zig looks
   # into its own system headers first.
   target_include_directories(vantord_options BEFORE INTERFACE ${PROJECT_SOURCE_DIR}/cmake/mingw)
-  # Where this was built is nobody's business on a tablet, and two clones give the same program.
+  # The program does not show where it was built, so that two clones give the same one.
   set(from_anywhere -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   target_compile_options(vantord_options INTERFACE ${from_anywhere})
   # A function that has a buffer checks on its return that nothing was written past it.
@@ -59,7 +59,7 @@ elseif(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_link_options(Vantord PRIVATE -Wl,--no-insert-timestamp)
 endif()
 
-# What goes onto a tablet has no symbols; whoever opens its dumps has them in a file beside it.
+# The program on a tablet has no symbols; they are in a file beside it, for its dumps.
 if(VANTORD_SEPARATE_SYMBOLS)
   add_custom_command(TARGET Vantord POST_BUILD COMMAND ${VANTORD_SEPARATE_SYMBOLS}
     WORKING_DIRECTORY $<TARGET_FILE_DIR:Vantord> VERBATIM)

@@ -1,4 +1,4 @@
-# zlib: the one that the tool chain finds, or one made from its own sources where there is none for the target.
+# zlib: the one that the tool chain finds, else one built from its own sources for the target.
 if(NOT VANTORD_ZLIB_SOURCE)
   find_package(ZLIB REQUIRED)
   return()

@@ -197,7 +197,7 @@ class Bench:
         self.read_dependencies()
         self.places = queue.Queue()
         self.seconds = {}
-        self.patience = 60  # seconds by which a test program may be slower, besides five times its usual time
+        self.time_out = 60  # seconds by which a test program may be slower, besides five times its usual time
         self.true, self.making = {}, threading.Lock()
 
     def read_dependencies(self):
@@ -300,7 +300,7 @@ class Bench:
         if not self.link_product(place, wrong):
             return INVALID, ""
         for name in self.order(mutant.path):
-            code = self.test(place, name, self.patience + 5 * self.seconds[name])
+            code = self.test(place, name, self.time_out + 5 * self.seconds[name])
             if code != 0:
                 return NOTICED, f"{name}, which does not end" if code is None else name
         return LIVED, ""

@@ -61,7 +61,7 @@ def wrong_generation():
 def wrong_verdicts(build):
     source = (mutate.ROOT / FILE).read_text(encoding="utf-8")
     bench = mutate.Bench(build, build / "mutate-self-test", ["common"], [])
-    bench.patience = 2
+    bench.time_out = 2
     bench.set_up(1)
     for number, (true, wrong, expected) in enumerate(PLANTED):
         at = source.index(true, source.index("void CopyWide("))

@@ -14,6 +14,7 @@
 #include "cli/archive/lint_warnings.h"
 #include "cli/base/child_process.h"
 #include "cli/base/console.h"
+#include "cli/base/service_facts.h"
 #include "cli/base/watchdog.h"
 #include "cli/base/work_folder.h"
 #include "cli/boot/call_text.h"
@@ -30,7 +31,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-constexpr std::string_view kArchives = "c:\\windows\\system32\\modem_core\\";
 /// The archive was seen to make the service hang: it need not be waited for as long as for one that should not.
 constexpr std::chrono::milliseconds kShortTimeOut{1000};
 /// No archive makes the service call without end: the watchdog is enough.
@@ -53,7 +53,7 @@ class Linter {
     if (end_.out_of_reach) return;
     std::ifstream in(subject.archive, std::ios::binary);
     std::vector<std::uint8_t> const bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    path_ = std::string(kArchives) + tablet::ToUtf8(name);
+    path_ = std::string(service_facts::kArchiveFolder) + "\\" + tablet::ToUtf8(name);
     machine_.drive().Put(tablet::ToUtf16(path_), bytes);
   }
 

@@ -41,7 +41,7 @@ junit_count() {
 }
 
 # counted_step NAME COMMAND...: runs a command that writes a JUnit report; every test in it counts for itself. An argument
-# @REPORT@ stands for the report's file.
+# @REPORT@ is replaced by the report's file.
 counted_step() {
   local name="$1" from="$SECONDS" status=0 all=0 bad=0 left_out=0 details=''
   shift
@@ -126,7 +126,7 @@ test_windows_arm64() {
 test_windows() {
   local x64=1
   if step "build windows-x64" build windows-x64; then x64=0; fi
-  # The lives under Wine are compared with those of the program.
+  # The runs under Wine are compared with those of the program.
   until [ -f "$logs/hosted-is-built" ]; do sleep 1; done
   if [ "$x64" -eq 0 ]; then
     counted_step "tests wine" wine_tests --report @REPORT@

@@ -48,7 +48,7 @@ WINGS = {
     "bench": ("vantord", "sim", "cli", "tests"),
     "cmake": (),
 }
-# The one include from what stands for Windows to what ships: the radio library's declarations, which both must share.
+# The one include from the simulation to the service: the radio library's declarations, which both must share.
 SHARED_DECLARATIONS = {("sim/winapi", "vantord/radio/kavrilproxy.h")}
 
 SYSTEM_MACROS = re.compile(
@@ -274,7 +274,7 @@ def the_project_speaks_for_itself(sources):
 def nothing_is_pending(sources):
     for source in sources:
         if source.path.rpartition("/")[2].startswith("pending_"):
-            yield source.path, 1, "stands in for something that is not there yet"
+            yield source.path, 1, "is a placeholder for something missing"
 
 
 RULES = (

@@ -99,7 +99,7 @@ TEST_F(Threads, AWorkItemRunsOnAnotherThread) {
 
 TEST_F(Threads, TheTickCountGoesOnWhileAThreadSleeps) {
   DWORD const before = ::GetTickCount();
-  // On a busy machine the count may lag behind.
+  // On a busy machine the count may be late.
   for (int i = 0; i < kMostSleeps && ::GetTickCount() - before < kShortMs; ++i) ::Sleep(kShortMs);
   EXPECT_GE(::GetTickCount() - before, kShortMs);
 }

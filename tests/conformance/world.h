@@ -1,5 +1,5 @@
-// Tests of conformance: one body, two worlds. The calls of the Windows API that sim/winapi stands in for are held
-// against the simulated tablet and, built for Windows, against Wine, which nobody here wrote. A body says what Windows
+// Conformance tests: one body, two worlds. The calls of the Windows API that sim/winapi implements are compared
+// with the simulated tablet and, built for Windows, with Wine, an independent implementation. A body says what Windows
 // documents. Where the two differ it says so with Differs, by the name of a row of sim/winapi/README.md.
 #pragma once
 
@@ -22,7 +22,7 @@ Value Differs([[maybe_unused]] const char* name, Value onTablet, Value underWine
   return kOnTablet ? onTablet : underWine;
 }
 
-/// The error of a call that has just answered `done`; 0 when it succeeded.
+/// The error of a call that has just returned `done`; 0 when it succeeded.
 inline DWORD Error(BOOL done) { return done ? 0 : ::GetLastError(); }
 
 /// Each test has a folder and a registry key of its own.

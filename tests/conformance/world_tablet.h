@@ -7,7 +7,7 @@ namespace conformance {
 
 inline constexpr bool kOnTablet = true;
 
-/// Wine lets whoever is root on the host do more.
+/// Under Wine, root on the host may do more.
 inline bool HostIsRoot() { return false; }
 
 class WorldBase : public testing_support::TabletTest {

@@ -10,7 +10,7 @@ namespace conformance {
 
 inline constexpr bool kOnTablet = false;
 
-/// Wine lets whoever is root on the host do more. Whoever starts the tests says so.
+/// Under Wine, root on the host may do more. The caller of the tests says whether it is root.
 inline bool HostIsRoot() { return std::getenv("VANTORD_TEST_HOST_IS_ROOT") != nullptr; }
 
 class WorldBase : public ::testing::Test {};

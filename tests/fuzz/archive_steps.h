@@ -1,4 +1,4 @@
-// Budgets of the harnesses that read archives. After an unreadable central header the service loops for ever; the
+// Budgets of the harnesses that read archives. After an unreadable central header the service loops without end; the
 // harnesses therefore use only entries that the cursor reaches.
 #pragma once
 

@@ -88,7 +88,7 @@ class Browser:
         self._ask("POST", "/url", {"url": address})
 
     def wait_for(self, script):
-        """Until the body of a function answers true; the driver gives up after a while."""
+        """Waits until the body of a function returns true; the driver gives up after a while."""
         self._ask("POST", "/execute/async", {"args": [], "script": f"""
             const done = arguments[arguments.length - 1];
             const look = () => (() => {{ {script} }})() ? done(true) : requestAnimationFrame(look);

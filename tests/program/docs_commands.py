@@ -3,8 +3,8 @@
 
 commands.py PROGRAM PAGE...   PROGRAM is vantord-tablet; exit code 1 when a page shows what does not happen
 
-A ```sh block holds commands; a ```console block holds commands behind "$ " and what they print, where a line "..."
-stands for any lines. "# exit code 5" behind a command names the exit code it ends with; without it, that is 0. All
+A ```sh block holds commands; a ```console block holds commands after "$ " and what they print, where a line "..."
+stands for any lines. "# exit code 5" after a command names the exit code it ends with; without it, that is 0. All
 commands of one page run one after the other in one folder, empty but for the project's tests/. `./dev tablet` stands for PROGRAM. What builds or
 tests the project is not run from its own tests: of such commands the word must be known.
 """

@@ -46,7 +46,7 @@ def sections_of_man_page(page):
 
 
 def complete(*words):
-    """What bash offers behind these words, the last of which is being typed."""
+    """What bash offers after these words, the last of which is being typed."""
     script = (
         f"source '{PREFIX}/share/bash-completion/completions/vantord-tablet'\n"
         'COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _vantord_tablet; printf "%s\\n" "${COMPREPLY[@]}"'

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What a trace viewer that nobody here wrote makes of `run --trace`: trace_test.py PROGRAM FOLDER
+"""What an independent trace viewer makes of `run --trace`: trace_test.py PROGRAM FOLDER
 
 The viewer is speedscope, a page that npm has; it runs in a headless Chromium. FOLDER keeps it, the traces and
 screenshots. Exit code 77 where the viewer or a browser cannot be had.
@@ -76,7 +76,7 @@ class TraceTest(unittest.TestCase):
         cls.address = f"http://127.0.0.1:{server.server_port}"
 
     def open(self, sample):
-        """Shows a trace; answers the viewer's title and what it said about the trace."""
+        """Shows a trace; returns the viewer's title and its message about the trace."""
         self.browser.look(1400)
         self.browser.go("about:blank")
         self.browser.complaints()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The workflows for a public CI, which nobody runs here: are they well formed, and do their commands exist?"""
+"""The workflows for a public CI, which has not run them: are they well formed, and do their commands exist?"""
 
 import re
 import sys

@@ -66,7 +66,7 @@ control 134
 interrogate
       0.000  event     interrogate control sent
 setting {5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}
-      0.000  event     power setting {5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}: nobody is registered for it
+      0.000  event     power setting {5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}: no registration receives it
 power 32787
       0.000  event     power event 0x8013 sent
       0.000  message   CVantord::OnPowerEvent:31                 SERVICE_CONTROL_POWEREVENT Type = PBT_POWERSETTINGCHANGE

@@ -111,7 +111,7 @@ void Write(Bytes& out, const EndRecord& record) {
   Append(out, record.comment);
 }
 
-/// The entry's bytes as they stand behind its local header.
+/// The entry's bytes as they follow its local header.
 Bytes DataOf(const ZipItem& item) {
   if (item.data) return *item.data;
   Bytes data = item.method == 8 ? Deflate(item.content) : item.content;

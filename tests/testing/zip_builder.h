@@ -91,9 +91,9 @@ struct ZipItem {
   Bytes local_extra;
   Bytes central_extra;
   Bytes comment;
-  bool data_descriptor = false;         ///< flag bit 3: zeros in the local header, the values behind the data
+  bool data_descriptor = false;         ///< flag bit 3: zeros in the local header, the values after the data
   std::optional<std::string> password;  ///< traditional encryption
-  std::optional<Bytes> data;            ///< what stands where the compressed bytes do, with their size, instead
+  std::optional<Bytes> data;            ///< replaces the compressed bytes and their size
 
   std::function<void(LocalHeader&)> edit_local;      ///< last look before the local header is written
   std::function<void(CentralHeader&)> edit_central;  ///< last look before the central header is written

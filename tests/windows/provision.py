@@ -83,7 +83,7 @@ def remove_service(machine):
 
 
 def _section(machine, kind):
-    """Its name with the architecture, as it is to be given to Windows setup."""
+    """The section's name with the architecture, as Windows setup expects it."""
     text = machine.host_path(PACKAGE_FOLDER + "\\vantord.inf").read_text()
     return re.search(rf"^\[({kind}\.\w+)\]", text, re.M)[1]
 

@@ -91,7 +91,7 @@ TEST_F(FaultRunTest, TheListHasEveryCallOfTheCatalogueForPeopleAndPrograms) {
   EXPECT_EQ(Run({"fault"}).exit_code, 2);
 }
 
-/// One error for each call: whoever makes it, it fails as the catalogue says.
+/// One error for each call: from every caller, it fails as the catalogue says.
 TEST_F(FaultRunTest, EachCallThatASampleMakesFailsAsTheListSays) {
   std::set<std::string_view> seen;
   for (const char* const sample : {"fresh", "crashed-modem"}) {

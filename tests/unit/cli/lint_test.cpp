@@ -24,12 +24,12 @@ namespace fs = std::filesystem;
 constexpr const char* kArchive = "fresh/C/Windows/System32/modem_core/VZW.bin";
 constexpr std::uint32_t kUnixFile = 0100644u << 16;
 
-/// A kind of archive: how it is made, and what is said of it. Every archive begins with the driver's two images.
+/// A kind of archive: how it is made, and what lint prints for it. Every archive begins with the driver's two images.
 struct Kind {
   std::string name;
   std::function<void(ZipBuilder&)> add;
   std::string verdict;
-  std::vector<std::string> codes;     ///< of the entries behind the images
+  std::vector<std::string> codes;     ///< of the entries after the images
   std::vector<std::string> warnings;  ///< what they are about
   std::function<void(Bytes&)> spoil = nullptr;
 };

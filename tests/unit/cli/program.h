@@ -30,7 +30,7 @@ class ProgramTest : public ::testing::Test {
   ProgramResult Run(const std::string& program, const std::vector<std::string>& arguments);
   /// The program with --json; expects one document and nothing else on standard output.
   nlohmann::json RunJson(std::vector<std::string> arguments, int expected_code = 0);
-  /// Makes a small twin of a sample and answers its name.
+  /// Makes the small variant of a sample; returns its folder's name.
   std::string Make(const std::string& sample);
 
   std::filesystem::path In(const std::string& name) const { return folder_.path() / name; }

@@ -130,7 +130,7 @@ TEST_F(StoryTest, MachineEventsAreVerbs) {
       "show radio\n");
   EXPECT_THAT(recorded, HasSubstr("Power Data=0x0"));
   EXPECT_THAT(recorded, HasSubstr("DBT_DEVICEARRIVAL, (\\\\?\\USB#1)"));
-  EXPECT_THAT(recorded, ::testing::Not(HasSubstr("DBT_DEVICEREMOVECOMPLETE"))) << "of a class nobody registered for";
+  EXPECT_THAT(recorded, ::testing::Not(HasSubstr("DBT_DEVICEREMOVECOMPLETE"))) << "of a class without a registration";
   EXPECT_THAT(recorded, HasSubstr("SERVICE_CONTROL_MODEM_OFF"));
   EXPECT_THAT(recorded, HasSubstr("power event 0xa sent"));
   EXPECT_THAT(recorded, HasSubstr("partner service receives control 134"));

@@ -23,7 +23,7 @@ constexpr std::u16string_view kModem =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}\\0001";
 constexpr tablet::WinError kDenied = 5;
 
-/// Something that happens late in a run, behind everything the service does by itself.
+/// Something that happens late in a run, after everything the service does by itself.
 void Later(TabletRun& run, std::function<void()> act) {
   run.machine().scheduler().At(tablet::Millis{25'000}, std::move(act));
 }

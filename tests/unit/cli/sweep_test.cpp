@@ -1,4 +1,4 @@
-// Sweeps as their users meet them, and the parts behind them: the plan, the pool of processes.
+// Sweeps as their users meet them, and their parts: the plan, the worker pool.
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -56,7 +56,7 @@ TEST_F(SweepTest, RefusesAShardThatIsNone) {
   }
 }
 
-/// Spoils the second central header of an archive: who unpacks it looks for the next entry for ever.
+/// Spoils the second central header of an archive: its extraction never ends.
 void SpoilArchive(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(in), {}};
@@ -66,7 +66,7 @@ void SpoilArchive(const std::filesystem::path& file) {
 }
 
 TEST_F(SweepTest, AFindingIsMetAgainByTheCommandThatItNames) {
-  // Without the map's answer the tablet takes an archive that holds the service for ever: nothing excuses that.
+  // Without the map's entry the tablet takes an archive on which the service hangs: this is no known limitation.
   Make("by-image-id");
   for (auto const* name : {"VZW.bin", "KOR.bin"}) {
     SpoilArchive(In("by-image-id") / "C/Windows/System32/modem_core" / name);

@@ -73,7 +73,7 @@ class TypedRun : public ::testing::Test {
     run_ = std::make_unique<cli::TabletRun>(tablet::ReadDescription(folder_.path() / "tablet" / "tablet.json"),
                                             folder_.path() / "tablet", folder_.path() / "work", cli::RunSettings{});
   }
-  /// Types one line at each look, none at a "", and ends the input behind the last.
+  /// Types one line at each look, none at a "", and ends the input after the last.
   void Type(std::deque<std::string> lines) {
     run_->ListenTo([this, lines]() mutable {
       if (lines.empty()) return false;

@@ -35,7 +35,7 @@ class UserSessionTest : public crash_tests::CrashTest {
     for (const WideString& session : sessions) names.push_back(tablet::ToUtf8(session));
     return names;
   }
-  /// The session of the process whose token it is; 0 when it is none.
+  /// The session of the process whose token it is; 0 if it is not a token.
   std::uint32_t SessionOf(HANDLE token) {
     auto const object = machine().handles().Get<tablet::ProcessToken>(reinterpret_cast<tablet::HandleValue>(token));
     return object == nullptr ? 0 : object->process->session;

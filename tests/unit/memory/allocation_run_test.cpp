@@ -34,7 +34,7 @@ void* Allocate(std::size_t size, const void* caller) {
   throw std::bad_alloc();
 }
 
-/// Not inline: the compiler would take what stands in an inlined pair of new and delete for a mistake.
+/// Not inline: the compiler would report an inlined pair of this new and delete as a mistake.
 [[gnu::noinline]] void Free(void* block) { std::free(block); }
 
 void* AllocateOrNull(std::size_t size, const void* caller) {

@@ -328,7 +328,7 @@ TEST_F(ImageDeployment, AListingThatBreaksOffIsReportedWithItsError) {
   drive().Put(kVzwArchive, {});
   Inject("FindNextFileW", kAccessDenied, 2, 1);
   Hide();
-  EXPECT_EQ(AttributesOf(kVzwArchive), kArchive) << "the listing broke off behind \".\" and \"..\"";
+  EXPECT_EQ(AttributesOf(kVzwArchive), kArchive) << "the listing broke off after \".\" and \"..\"";
   EXPECT_THAT(messages(), Contains("CImageSelector::HideModemFiles:230 : Error in Hiding Files with Error (5)"));
   EXPECT_EQ(machine().journal().Calls("FindClose").size(), 1u);
 }

@@ -22,7 +22,7 @@ constexpr char kSent[] = "ExecuteSilentResetQCThread:4418 : Successfully sent IO
 
 class ModemRestart : public modem_tests::ModemTest {
  protected:
-  /// A tablet that was never deployed and comes to the end of setup at `ends`; without a time it is behind it.
+  /// A tablet that was never deployed and whose setup ends at `ends`; without a time it has already ended.
   void BeginFresh(std::optional<Millis> ends = std::nullopt) {
     tablet::Description description = DefaultDescription();
     if (ends) description.crash.setup = {{*ends, u"IMAGE_STATE_COMPLETE"}};

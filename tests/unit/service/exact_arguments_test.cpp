@@ -107,7 +107,7 @@ class ExactArguments : public service_tests::ServiceTest {
  private:
   void Note(const tablet::CallEvent& call) {
     std::string arguments = WithoutHandles(call.args);
-    // Where the value was read, its size stands in the place of the buffer's.
+    // Where the value was read, the size is the value's, not the buffer's.
     bool const shows_size = call.name == "RegQueryValueExW" || call.name == "RegEnumKeyExW";
     if (shows_size && call.result == "0") return;
     if (call.name == "OpenProcess") arguments = call.args.substr(0, call.args.find(','));

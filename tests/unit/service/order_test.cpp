@@ -1,4 +1,4 @@
-// The order of what the service does, where another order would leave the same things behind.
+// The order of the service's work, where another order would have the same result.
 #include <windows.h>
 
 #include "tests/testing/modem_fixture.h"

@@ -32,7 +32,7 @@ class ParkedService : public service_tests::ServiceTest {
 
 TEST_F(ParkedService, WakesZeroTimesInADay) {
   Start();
-  // Long enough for every start-up; whoever polls does not come to rest.
+  // Long enough for every start-up; a thread that polls does not come to rest.
   machine().scheduler().Sleep(std::chrono::minutes{5});
   ASSERT_EQ(LastStatus().state, "RUNNING");
   Activity const day = During(std::chrono::hours{24});

@@ -148,7 +148,7 @@ TEST_F(Notifications, AnUnknownActionIsLoggedInTheSameWords) {
   EXPECT_THAT(seen_, IsEmpty());
   std::string const line = "ServiceDeviceNotification:46 : MyCmInterfaceNotification : Arrival unknown action";
   EXPECT_THAT(LinesOf("ServiceDeviceNotification"), ElementsAre(line, line, line));
-  EXPECT_FALSE(machine().scheduler().halted()) << "the callback answers success";
+  EXPECT_FALSE(machine().scheduler().halted()) << "the callback returns success";
 }
 
 TEST_F(Notifications, AFailedUnregistrationIsLoggedAndStillEndsInStopped) {

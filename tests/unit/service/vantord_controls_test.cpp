@@ -261,7 +261,7 @@ TEST_F(ControlsSent, DisplayEventsStayAwayWhenNobodyRegisteredForThem) {
   Boot();
   Happen("display", "on");
   EXPECT_THAT(LinesOf("CVantord::OnPowerEvent"), IsEmpty());
-  EXPECT_THAT(Notes(), Contains("display on: nobody is registered for it"));
+  EXPECT_THAT(Notes(), Contains("display on: no registration receives it"));
 }
 
 TEST_F(ControlsSent, NoFailureIsEverReportedToTheServiceManager) {

@@ -89,7 +89,7 @@ TEST_F(VantordService, AStopUnregistersTheTraceProviderAndSaysNothingAfterIt) {
   EXPECT_TRUE(IsProviderRegistered());
   Stop();
   EXPECT_FALSE(IsProviderRegistered());
-  // Four reports, of which the first comes before the provider and the last behind it.
+  // Four reports: the first comes before the provider exists, the last after its end.
   std::string const report = "CServiceBase::SetServiceStatus:101 : Service SetServiceStatus, 141";
   EXPECT_EQ(std::ranges::count(formatted(), report), 4);
   EXPECT_EQ(std::ranges::count(messages(), report), 2);

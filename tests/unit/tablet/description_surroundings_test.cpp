@@ -85,7 +85,7 @@ TEST_F(SurroundingsTest, WrongValuesAreRefusedWithFileLineAndKey) {
   EXPECT_THAT(Complaint(R"({ "schema": 1, "modem": { "arrives_at_ms": -5 } })"), HasSubstr("modem.arrives_at_ms: -5"));
 }
 
-/// Every key that the program takes, found by asking it: an unknown key is answered with the known ones.
+/// Every key that the program takes, found by asking it: the message about an unknown key lists the known ones.
 class KnownKeys {
  public:
   explicit KnownKeys(std::function<std::string(const std::string&)> complaint) : complaint_(std::move(complaint)) {

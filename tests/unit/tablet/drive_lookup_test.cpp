@@ -1,4 +1,4 @@
-// A drive remembers the folders that were asked for last. Nobody must be able to tell.
+// A drive remembers the folders of the last look-ups. This must not change any result.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 class PathsOnADrive : public ::testing::Test {
  protected:
-  /// The same question, twice: the second one may be answered from memory.
+  /// The same look-up, twice: the second may use the memory of the first.
   tablet::WinError Ask(std::u16string_view path) {
     std::uint32_t attributes = 0;
     tablet::WinError const first = drive_.Attributes(path, attributes);

@@ -229,7 +229,7 @@ TEST_F(DriveOfAFolder, TheSideFileIsKeptUpWhereThereIsOne) {
   HostFile("plain");
   drive().Put(u"c:\\hidden", {}, tablet::kAttributeHidden);
   drive().SaveSideFile();
-  EXPECT_FALSE(std::filesystem::exists(side_file())) << "this host keeps extended attributes and nobody asked for one";
+  EXPECT_FALSE(std::filesystem::exists(side_file())) << "this host keeps extended attributes and no test asked for one";
 
   SideFile("");
   drive().SaveSideFile();

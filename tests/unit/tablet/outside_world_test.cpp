@@ -165,13 +165,13 @@ class SettingTest : public testing_support::TabletTest {
 };
 
 TEST_F(SettingTest, IsNotSentToWhoIsNotRegisteredForIt) {
-  EXPECT_THAT(AfterAChangeOf(kBatterySaver), HasSubstr("A5}: nobody is registered for it"));
+  EXPECT_THAT(AfterAChangeOf(kBatterySaver), HasSubstr("A5}: no registration receives it"));
 }
 
 TEST_F(SettingTest, IsSentToWhoIsRegisteredForIt) {
   machine().notifications().RegisterPower(*tablet::Guid::Parse(kBatterySaver));
   EXPECT_THAT(AfterAChangeOf(kBatterySaver), HasSubstr("A5} refused: ERROR_SERVICE_NOT_ACTIVE"));
-  EXPECT_THAT(AfterAChangeOf("{5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}"), HasSubstr("48}: nobody is registered for it"));
+  EXPECT_THAT(AfterAChangeOf("{5D3E9A59-E9D5-4B00-A6BD-FF34FF516548}"), HasSubstr("48}: no registration receives it"));
 }
 
 // The rules that are watched.

@@ -171,7 +171,7 @@ TEST_F(EntryFactsTest, AFieldOf4BytesOrFewerIsNotWalked) {
     ReadExtendedTimestamps(extra.data(), static_cast<std::uint32_t>(size), write_, access_, creation_);
     EXPECT_EQ(Ticks(write_), 1u);
   }
-  // One byte more is the flags, with no value behind them.
+  // One byte more is the flags, with no value after them.
   ReadExtendedTimestamps(extra.data(), 5, write_, access_, creation_);
   EXPECT_EQ(Ticks(write_), 1u);
 }

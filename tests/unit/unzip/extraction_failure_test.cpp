@@ -16,7 +16,7 @@ TEST_F(ExtractionTest, AFileThatIsNoArchiveDoesNotOpenAndIsClosedAgain) {
 
 TEST_F(ExtractionTest, WithoutAnEndRecordItsFieldsAreReadAllTheSame) {
   EXPECT_EQ(OpenBytes(Bytes(100, 'x')), nullptr);
-  // One read for the search, then the 22 bytes of the record one by one, all of them behind the end of the file.
+  // One read for the search, then the 22 bytes of the record one by one, all of them past the end of the file.
   std::vector<tablet::CallEvent> const reads = machine().journal().Calls("ReadFile");
   EXPECT_EQ(reads.size(), 1u + 22u);
 }
@@ -33,7 +33,7 @@ TEST_F(ExtractionTest, AFailedSeekInTheFileIsNotNoticed) {
   zip_.Add("name", ToBytes("content"), 0);
   ASSERT_NE(Open(), nullptr);
   Get(0);
-  // The second seek of the extraction is the one to the data. Without it the file goes on behind the local header.
+  // The second seek of the extraction is the one to the data. Without it the file continues after the local header.
   Inject("SetFilePointer", ERROR_NEGATIVE_SEEK, 2, 1);
   EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_OK);
   EXPECT_EQ(drive().Contents(u"c:\\a"), ToBytes("namecon"));
@@ -42,7 +42,7 @@ TEST_F(ExtractionTest, AFailedSeekInTheFileIsNotNoticed) {
 TEST_F(ExtractionTest, TheEndRecordsSignatureIsNotLookedAtAgain) {
   zip_.Add("a", ToBytes("content"));
   Bytes archive = zip_.Build();
-  // Without the seek to it, what follows the searched bytes is read as the record: behind the end, all zeros.
+  // Without the seek to it, what follows the searched bytes is read as the record: past the end, all zeros.
   Inject("SetFilePointer", ERROR_INVALID_FUNCTION, 4, 1);
   ASSERT_NE(OpenBytes(archive), nullptr);
   EXPECT_EQ(Get(-1).index, 0);
@@ -101,7 +101,7 @@ TEST_F(ExtractionTest, AFileThatIsOpenElsewhereIsNotReplaced) {
   HANDLE const other = ::CreateFileW(u"c:\\a", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   ASSERT_NE(other, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_FILE_FAILED) << "it is opened to be shared with nobody";
+  EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_FILE_FAILED) << "it is opened without sharing";
   ::CloseHandle(other);
   EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_OK);
 }

@@ -85,7 +85,7 @@ TEST_F(ForeignArchiveTest, InfoZipsTimestampsAreUsed) {
   Make("zip " + Archive() + " text.txt");
   ZipEntry const entry = Get(0);
   EXPECT_EQ(Ticks(entry.writeTime), TicksOfUnix(kWritten));
-  // The writer reads the file before it asks for the time of access or behind that: it is one of the two.
+  // The writer may read the file before or after it asks for the time of access: it is one of the two.
   EXPECT_NE(Ticks(entry.accessTime), Ticks(entry.writeTime));
   ASSERT_EQ(Unzip(0, u"c:\\a"), UNZIP_OK);
   EXPECT_EQ(drive().Facts(u"c:\\a").times.write, TicksOfUnix(kWritten));

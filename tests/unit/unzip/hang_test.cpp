@@ -65,7 +65,7 @@ class HangTest : public testing::Test {
     pid_t const child = fork();
     if (child == 0) {
       ::setenv("TMPDIR", scratch_.path().c_str(), 1);
-      auto* const tablet = new TabletInChild;  // never destroyed: the process ends where it stands
+      auto* const tablet = new TabletInChild;  // never destroyed: the process ends at once
       tablet->drive().Put(kArchive, archive);
       ZipHandle* const handle = OpenZipFile(kArchive);
       if (handle == nullptr) _exit(kDidNotOpen);

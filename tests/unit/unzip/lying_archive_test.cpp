@@ -222,7 +222,7 @@ TEST_F(LyingArchiveTest, TimestampsAreFoundBehindABlockOf255BytesButNotBehindLon
 }
 
 TEST_F(LyingArchiveTest, ABlockOf300BytesIsEnteredAtIts44th) {
-  // 300 is 44 in its low byte: what stands there is taken for the next block.
+  // 300 is 44 in its low byte: the bytes there are taken for the next block.
   Bytes data(300, 0xFF);
   Bytes const inner = TimestampBlock(1, {1'400'000'000});
   std::copy(inner.begin(), inner.end(), data.begin() + 44);

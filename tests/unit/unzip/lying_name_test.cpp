@@ -49,7 +49,7 @@ TEST_F(LyingNameTest, ANameEndsAtItsFirstZero) {
 
 TEST_F(LyingNameTest, ANameLengthThatReachesIntoTheDataIsTakenAtItsWord) {
   // Both headers claim two bytes more than there are: the central name runs on into the end record, and the data are
-  // looked for two bytes behind their start.
+  // looked for two bytes past their start.
   ZipItem& item = zip_.Add("a", ToBytes("content"), 0);
   auto const lie = [](auto& header) { header.name_length = 3; };
   item.edit_local = lie;
@@ -66,7 +66,7 @@ TEST_F(LyingNameTest, BytesThatAreNoUtf8BecomeReplacements) {
   EXPECT_EQ(NameFrom("\xC3(b"), u"\uFFFD(b");
   EXPECT_EQ(NameFrom("\xFE.\xFF"), u"\uFFFD.\uFFFD");
   EXPECT_EQ(NameFrom("\xED\xA0\x80").find(u'\xD800'), std::u16string::npos) << "half a surrogate pair";
-  EXPECT_EQ(NameFrom("\xF4\x90\x80\x80z").back(), u'z') << "behind the last character there is";
+  EXPECT_EQ(NameFrom("\xF4\x90\x80\x80z").back(), u'z') << "past the last Unicode character";
 }
 
 TEST_F(LyingNameTest, AnOverlongSeparatorIsNone) {

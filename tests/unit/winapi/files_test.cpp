@@ -191,7 +191,7 @@ TEST_F(Files, OpenersShareOnlyWhatBothAllow) {
   EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_READ, CREATE_ALWAYS), 32u) << "emptying is writing";
   EXPECT_EQ(TextOf(u"c:\\a"), "x");
   first.Close();
-  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, OPEN_EXISTING), 0u) << "a closed handle stands in nobody's way";
+  EXPECT_EQ(OpenError(TEXT("c:\\a"), GENERIC_WRITE, OPEN_EXISTING), 0u) << "a closed handle blocks nothing";
 }
 
 TEST_F(Files, OpeningWithoutAnyAccessTakesNoPartInSharing) {

@@ -78,7 +78,7 @@ TEST_F(ControlsOfTwoServices, WithSerialControlsWaitForTheHandler) {
   EXPECT_EQ(machine().partner().received().at(0).time, Millis{10'001});
   EXPECT_THAT(Notes(), ElementsAre(std::string("note: ControlService") + kWaits));
   EXPECT_EQ(SendToPartner(), 0u);
-  EXPECT_EQ(Now(), Millis{10'001}) << "nobody handles a control any more";
+  EXPECT_EQ(Now(), Millis{10'001}) << "no control is being handled any more";
   BootAndSend(true, Millis{10'000}, tablet::kServiceStopped);
   EXPECT_EQ(StartPartner(), 0u);
   EXPECT_EQ(Now(), Millis{10'001});

@@ -68,7 +68,7 @@ TEST_F(ServiceClient, HandlesAreClosedOnce) {
   EXPECT_EQ(::CloseServiceHandle(service), FALSE);
   EXPECT_EQ(::GetLastError(), DWORD{ERROR_INVALID_HANDLE});
   auto const event = reinterpret_cast<SC_HANDLE>(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
-  EXPECT_EQ(::CloseServiceHandle(event), FALSE) << "an event is none";
+  EXPECT_EQ(::CloseServiceHandle(event), FALSE) << "an event is not a service handle";
 }
 
 TEST_F(ServiceClient, AServiceIsOpenedThroughTheManager) {

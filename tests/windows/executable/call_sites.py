@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """What a message whose zone is off costs in the shipped program: call_sites.py PROGRAM SYMBOLS [--show N]
 
-Finds every place in PROGRAM that reads the mask of zones, and looks at what stands between that and the jump over the
+Finds every place in PROGRAM that reads the mask of zones, and looks at the instructions between that and the jump over the
 message: nothing may but the test of a bit. Of the code around the message the compiler may move something in between, as
-long as it calls nobody; such places are counted. Exit code 1 when a place is otherwise, 77 when a tool of LLVM is missing.
+long as it calls nothing; such places are counted. Exit code 1 when a place is otherwise, 77 when a tool of LLVM is missing.
 """
 
 import argparse
@@ -19,9 +19,9 @@ import pe
 
 SKIPPED = 77
 MASK = "g_ulZoneMask"
-# How far behind the read the jump may stand. What is further away is no message's.
+# How far after the read the jump may be. A jump further away does not belong to a message.
 NEAR = 12
-# Fewer places than this would mean that they are not recognised.
+# With fewer places than this, the search does not recognise them.
 FEWEST = 100
 REGISTER_ARM = re.compile(r"\b[wx](\d+)\b")
 
@@ -214,7 +214,7 @@ def main():
     lengths = Counter(own for _, own in found)
     print(f"{options.program.name}: {len(found)} places test a zone: "
           + ", ".join(f"{count} in {own} instructions" for own, count in sorted(lengths.items()))
-          + f"; in {sum(len(lines) == own for lines, own in found)} of them nothing stands in between")
+          + f"; in {sum(len(lines) == own for lines, own in found)} of them there is nothing in between")
     for lines, _ in sorted(found, key=lambda entry: len(entry[0]))[: options.show]:
         print("\n".join(f"    {line}" for line in lines))
     for text in unusual:

@@ -15,14 +15,14 @@ from pathlib import Path
 import pe
 
 PROJECT = Path(__file__).resolve().parents[3]
-# Windows answers GetFileVersionInfoSizeW with room for every text a second time, and 4 bytes more. The service asks for
+# GetFileVersionInfoSizeW of Windows returns room for every text a second time, and 4 bytes more. The service asks for
 # no block above this.
 VERSION_BLOCK_LIMIT = 4096
-# How far a number may drift before it has to be recorded anew, in per cent.
+# By how many per cent a number may change before it must be recorded again.
 TOLERANCES = {"size": 2, "canaries": 10}
 # __stack_chk_fail of cmake/mingw/stack_protector.c: 2 into a register, and the instruction of a fast failure.
 STACK_CHECK_FAILED = {0xAA64: bytes.fromhex("4000805260003ed4"), 0x8664: bytes.fromhex("b902000000cd29")}
-# Absolute paths of whoever built it, narrow or wide. What a compiler's own sources say of themselves is relative.
+# Absolute paths of the machine that built it, narrow or wide. Paths of a compiler's own sources are relative.
 BUILD_PATH = re.compile(rb"(?<![\w.])/(?:[\w.+-]+/)+[\w.+-]+\.(?:c|cc|cpp|h|S|s|o|obj|a|lib|pdb)\b|[A-Za-z]:\\[^\0\"<>|]*?\.(?:pdb|obj|cpp)\b")
 MITIGATIONS = {
     "high_entropy_addresses": 0x20,
@@ -33,7 +33,7 @@ MITIGATIONS = {
 
 
 def described(program):
-    """What is recorded: all that must not move without somebody having wanted it."""
+    """What is recorded: everything that may only change on purpose."""
     return {
         "machine": f"{program.machine:#06x}",
         "subsystem": program.subsystem,
@@ -51,7 +51,7 @@ def described(program):
 
 
 def _moved(name, was, now):
-    """One line for each number that moved; texts and lists compare by what they lack and what is new."""
+    """One line for each number that changed, and for each item that is missing from a list or new in it."""
     if isinstance(was, dict) and isinstance(now, dict):
         for key in sorted(was.keys() | now.keys()):
             yield from _moved(f"{name}.{key}" if name else key, was.get(key, []), now.get(key, []))
@@ -76,11 +76,11 @@ def build_paths(data):
 def _version_faults(program, version):
     block = program.version_block()
     if block is None:
-        yield "version block: there is none"
+        yield "version block: missing"
         return
     answered = 2 * len(block) + 4
     if answered > VERSION_BLOCK_LIMIT:
-        yield f"version block: {answered} bytes as GetFileVersionInfoSizeW answers, at most {VERSION_BLOCK_LIMIT}"
+        yield f"version block: {answered} bytes as GetFileVersionInfoSizeW returns them, at most {VERSION_BLOCK_LIMIT}"
     for name, numbers in zip(("file version", "product version"), pe.fixed_versions(block)):
         if numbers != version:
             yield f"{name}: is {'.'.join(map(str, numbers))}, the project's is {'.'.join(map(str, version))}"

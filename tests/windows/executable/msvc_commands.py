@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""With which options a compiler of MSVC's kind is called: msvc_commands.py PROJECT
+"""The options with which an MSVC-like compiler is called: msvc_commands.py PROJECT
 
 Configures PROJECT with clang-cl, which needs no Windows SDK for that, and reads compile_commands.json. Exit code 77 if
 clang-cl or another tool of LLVM is missing.
@@ -16,7 +16,7 @@ from pathlib import Path
 
 SKIPPED = 77
 PROJECT, TOOLS = None, {}  # set by main
-# One after the other: the first that is there counts.
+# The first that exists is used.
 NAMES = {"clang-cl": ("clang-cl", "clang-cl-14"), "lld-link": ("lld-link", "lld-link-14"),
          "llvm-rc": ("llvm-rc", "llvm-rc-14"), "llvm-mt": ("llvm-mt", "llvm-mt-14")}
 RUN_TIME = re.compile(r"[-/]M[TD]d?")
@@ -32,7 +32,7 @@ class Commands(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(cls.folder.cleanup)
-        # CMake is told the wrong processor: what counts is what the compiler makes.
+        # CMake gets the wrong processor; the compiler's own target is used.
         cls.build = {machine: cls.configure(machine, target, processor) for machine, target, processor in (
             ("arm64", "aarch64-pc-windows-msvc", "AMD64"), ("amd64", "x86_64-pc-windows-msvc", "ARM64"))}
 

@@ -1,4 +1,4 @@
-"""Reads what the tests want to know of a Windows program: a small reader of the PE32+ format."""
+"""A small reader of the PE32+ format, for the facts that the tests compare."""
 
 import re
 import struct
@@ -109,7 +109,7 @@ class Program:
         return sorted(named.get(i, f"#{base + i}") for i in used)
 
     def load_configuration(self):
-        """The size that the load configuration says it has; 0 if the program has none."""
+        """The size field of the load configuration; 0 without one."""
         address, _ = self.directory(LOAD_CONFIG)
         return self._number("I", self.offset(address)) if address else 0
 
@@ -156,7 +156,7 @@ class Program:
         return self.data[self.offset(data_at) : self.offset(data_at) + size]
 
     def version_block(self):
-        """The version resource as it is stored; None when there is none."""
+        """The version resource as it is stored; None without one."""
         return self._resource((RT_VERSION, None, None))
 
     def debug_entries(self):
@@ -169,7 +169,7 @@ class Program:
         return entries
 
     def codeview(self):
-        """Which PDB holds the symbols; None when the program names none."""
+        """The PDB that holds the symbols; None if the program names none."""
         for kind, data in self.debug_entries():
             if kind == DEBUG_CODEVIEW and data[:4] == b"RSDS":
                 return CodeView(data[4:20], struct.unpack_from("<I", data, 20)[0], data[24:].split(b"\0")[0].decode())
@@ -184,7 +184,7 @@ class Program:
         return None
 
     def _long_name(self, section):
-        """A name over 8 characters stands in the table of strings, which follows the symbols."""
+        """A name over 8 characters is in the string table, which follows the symbols."""
         strings = self._number("I", self.header_at + 12) + 18 * self.symbols
         at = strings + int(section.name[1:])
         return self.data[at : self.data.index(b"\0", at)].decode()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether check.py finds what it looks for: it is shown copies of a real Vantord.exe with one thing wrong in each."""
+"""Tests of check.py on copies of a real Vantord.exe, each with one planted fault."""
 
 import json
 import struct
@@ -16,7 +16,7 @@ PROGRAM, SYMBOLS, RECORD, VERSION = None, None, None, None  # set by main
 
 
 class CallSites(unittest.TestCase):
-    """Whether call_sites.py sees a message that does more than it should while its zone is off."""
+    """Tests that call_sites.py finds a message that does too much while its zone is off."""
 
     READ = [call_sites.Line(0, "adrp", "x9, 0x140062000 <.text+0x7d0>"), call_sites.Line(4, "ldr", "w8, [x9, #88]")]
     JUMP = call_sites.Line(16, "tbz", "w8, #3, 0x1400016e8 <.text+0x6e8>")
@@ -65,7 +65,7 @@ class Check(unittest.TestCase):
 
     def test_another_machine(self):
         self.put("H", self.program.header_at + 4, 0x14C)
-        # For another machine no code is looked for, either.
+        # No code is looked for in a program for another machine.
         self.assertRegex("\n".join(self.faults()), r"machine: was 0x\w+, is 0x014c")
 
     def test_another_subsystem(self):
@@ -165,7 +165,7 @@ class Check(unittest.TestCase):
 
     def test_no_version_block(self):
         self.put("I", self.program.optional_at + 112 + 8 * pe.RESOURCES, 0)
-        self.assert_only("version block: there is none")
+        self.assert_only("version block: missing")
 
     def test_a_time_of_day_in_the_header(self):
         self.put("I", self.program.header_at + 8, 1700000000)

@@ -1,4 +1,4 @@
-"""What Microsoft's pages demand of an INF file, as far as the INFs of this package could break it: faults(text).
+"""The rules of Microsoft's pages for INF files that the INFs of this package could break: faults(text).
 
 Each rule names its page below https://learn.microsoft.com/windows-hardware/drivers/. The numbers are those with which
 InfVerif reports the fault (devtest/inf-validation-errors-and-warnings). InfVerif itself is not available here; these

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether the package's INFs follow the rules, and whether each rule finds its fault: test_inf_rules.py FOLDER.
+"""Tests that the package's INFs follow the rules, and that each rule finds its fault: test_inf_rules.py FOLDER.
 
 FOLDER is the package. A planted fault is one change of a real INF.
 """

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether a package does what it is for: test_package.py FOLDER VANTORD_TABLET, FOLDER as package/make_package.py makes it.
+"""Tests of a package: test_package.py FOLDER VANTORD_TABLET, with FOLDER as package/make_package.py makes it.
 
 What the service really does comes from runs on the simulated tablet. Exit code 77 if VANTORD_TABLET has not been built.
 """
@@ -149,7 +149,7 @@ class PackageTest(unittest.TestCase):
             self.assertEqual({"ATT": (0, "ATT.bin"), "KOR": (0, "KOR.bin"), "VZW": (0, "VZW.bin")}, rows)
 
     def install(self, tablet):
-        """What the INF writes, in the place of what the sample has below the service's key."""
+        """The INF's values replace those that the sample has below the service's key."""
         lines = ["Windows Registry Editor Version 5.00", f"[-HKEY_LOCAL_MACHINE\\{SERVICE}]"]
         for (key, name), (flags, value) in self.inf().registry("Vantord_Registry").items():
             lines.append(f"[HKEY_LOCAL_MACHINE\\{SERVICE}{key and chr(92) + key}]")
@@ -166,7 +166,7 @@ class PackageTest(unittest.TestCase):
         self.assertTrue([text for text in texts if "Update QC_AMSS_FW_IMAGE_REG_NAME" in text])
 
     def stopped_in_time(self, milliseconds):
-        """Whether Windows waits long enough for a radio that answers its last attempt and then falls silent."""
+        """Windows waits long enough for a radio that accepts the last attempt and then sends nothing."""
         life = Life(
             self.folder,
             "already-deployed",

@@ -1,4 +1,4 @@
-"""A trace tool of the tests' own: decodes a message by the .tmf file of its GUID, as those of Windows do."""
+"""Decodes a message by the .tmf file of its GUID, as the trace tools of Windows do."""
 
 import re
 
@@ -28,7 +28,7 @@ class Definitions:
             self.messages[(guid, int(number))] = (text, items)
 
     def decode(self, guid, number, data):
-        """The text of a message whose arguments are `data`, one behind the other."""
+        """The text of a message whose arguments are `data`, one after the other."""
         text, items = self.messages[(guid, number)]
         values = {}
         for argument in sorted(items):
