@@ -14,13 +14,10 @@ namespace cli {
 
 namespace {
 
-constexpr std::string_view kModemArchives = service_facts::kArchivePart;
 constexpr std::string_view kParameters = "Services\\Vantord\\Parameters";
 
-std::string LastPart(std::string_view path) { return std::string(path.substr(path.find_last_of('\\') + 1)); }
-
 bool IsArchive(std::string_view path) {
-  return ContainsIgnoringCase(path, kModemArchives) ||
+  return IsModemArchive(path) ||
          (ContainsIgnoringCase(path, "\\ToastGenerator\\") && ContainsIgnoringCase(path, ".zip"));
 }
 
@@ -50,9 +47,6 @@ bool IsOfInterest(std::string_view key, std::string_view value) {
   return map || std::find(kValues.begin(), kValues.end(), value) != kValues.end();
 }
 
-/// The maps are the keys below the service's parameters.
-bool IsMap(const LookUp& look_up) { return ContainsIgnoringCase(look_up.key, "\\Parameters\\"); }
-
 }  // namespace
 
 Observer::Observer(TabletRun& run) : machine_(run.machine()) {
@@ -69,13 +63,6 @@ Observer::Observer(TabletRun& run) : machine_(run.machine()) {
   };
 }
 
-std::string_view NameOf(Deployment::State state) {
-  if (state == Deployment::State::kDeployed) return "deployed";
-  return state == Deployment::State::kFailed ? "failed" : "not needed";
-}
-
-std::string Describe(const FailedEntry& entry) { return fmt::format("{}: {:#x}", entry.path, entry.code); }
-
 void Observer::OnEvent(const tablet::Event& event) {
   if (auto loop = loop_.See(event)) {
     machine_.scheduler().HaltRun({tablet::Halt::Reason::kCallLimit, std::move(*loop)});
@@ -89,29 +76,30 @@ void Observer::OnCall(const tablet::CallEvent& call) {
     const std::string& path = call.subject;
     if (IsArchive(path)) {
       bool const opened = call.result != "0xffffffffffffffff";
-      archives_.push_back({.path = path,
-                           .opened = opened,
-                           .error = opened ? 0 : call.last_error,
-                           .unreadable = false,
-                           .entries = 0,
-                           .failures = {}});
-    } else if (!archives_.empty()) {
+      findings_.archives.push_back({.path = path,
+                                    .opened = opened,
+                                    .error = opened ? 0 : call.last_error,
+                                    .unreadable = false,
+                                    .entries = 0,
+                                    .failures = {}});
+    } else if (!findings_.archives.empty()) {
       extracting_ = path;
     }
   }
   // Only behind a complete extraction the service goes to its parameters to settle the request for it.
   bool const parameters = call.name == "RegOpenKeyExW" && EndsWithIgnoringCase(call.subject, kParameters);
-  if (parameters && ModemArchive() != nullptr && ModemArchive()->opened) request_settled_ = true;
+  if (parameters && findings_.ModemArchive() != nullptr && findings_.ModemArchive()->opened)
+    findings_.request_settled = true;
 }
 
 void Observer::OnMessage(const tablet::TraceEvent& message) {
-  if (!archives_.empty() && message.text.find("Failure in Unzipping") != std::string::npos) {
-    archives_.back().unreadable = true;
+  if (!findings_.archives.empty() && message.text.find("Failure in Unzipping") != std::string::npos) {
+    findings_.archives.back().unreadable = true;
   }
   constexpr std::string_view kStatus = "Unzipping status ";
   std::size_t const at = message.text.find(kStatus);
-  if (at == std::string::npos || archives_.empty()) return;
-  ArchiveUse& archive = archives_.back();
+  if (at == std::string::npos || findings_.archives.empty()) return;
+  ArchiveUse& archive = findings_.archives.back();
   ++archive.entries;
   // The code is in this message and nowhere else.
   std::uint32_t code = 0;
@@ -129,25 +117,13 @@ void Observer::OnQuery(std::u16string_view key, std::u16string_view value, table
     look_up.found = Show(data);
     look_up.data = data;
   }
-  Note(std::move(look_up));
+  findings_.Note(std::move(look_up));
 }
 
 void Observer::OnFirmware(const tablet::FirmwareKey& key, const tablet::FirmwareVariable* variable) {
   std::optional<std::string> found;
   if (variable != nullptr) found = Show(*variable);
-  Note({LookUp::Store::kFirmware, {}, tablet::ToUtf8(key.name), std::move(found), std::nullopt});
-}
-
-void Observer::Note(LookUp look_up) {
-  // Sizes and attempts are asked for again and again; the last answer counts.
-  auto const same = std::find_if(look_ups_.begin(), look_ups_.end(), [&](const LookUp& seen) {
-    return seen.store == look_up.store && seen.key == look_up.key && seen.name == look_up.name;
-  });
-  if (same == look_ups_.end()) {
-    look_ups_.push_back(std::move(look_up));
-  } else {
-    *same = std::move(look_up);
-  }
+  findings_.Note({LookUp::Store::kFirmware, {}, tablet::ToUtf8(key.name), std::move(found), std::nullopt});
 }
 
 void Observer::OnRead(const std::u16string& path, std::uint64_t count) {
@@ -162,65 +138,6 @@ void Observer::OnRead(const std::u16string& path, std::uint64_t count) {
   if (count < kSmallestPiece) return;
   read_done_ += count;
   on_progress(tablet::ToUtf8(path), read_done_, read_size_);
-}
-
-const ArchiveUse* Observer::ModemArchive() const {
-  auto const archive = std::find_if(archives_.rbegin(), archives_.rend(), [](const ArchiveUse& use) {
-    return ContainsIgnoringCase(use.path, kModemArchives);
-  });
-  return archive == archives_.rend() ? nullptr : &*archive;
-}
-
-std::string Observer::WhyThisArchive() const {
-  const ArchiveUse* archive = ModemArchive();
-  if (archive == nullptr) return "the service went for no archive";
-  for (const LookUp& look_up : look_ups_) {
-    if (IsMap(look_up) && look_up.found)
-      return fmt::format("{} maps {} to {}", look_up.key, look_up.name, *look_up.found);
-  }
-  return fmt::format("nothing that was looked up names an archive, {} is the service's default",
-                     LastPart(archive->path));
-}
-
-std::vector<std::string> Observer::Warnings() const {
-  std::vector<std::string> warnings;
-  bool driver = false;
-  for (const LookUp& look_up : look_ups_) {
-    driver = driver || look_up.name == "AmssFwImagePath";
-    if (look_up.name != "Distribute" || !look_up.data || look_up.data->type == tablet::kTypeDword) continue;
-    warnings.push_back(fmt::format("{}\\Distribute is no DWORD", look_up.key));
-  }
-  if (!driver) warnings.push_back("no driver instance was there to be pointed at the new firmware");
-  return warnings;
-}
-
-Deployment Observer::Outcome() const {
-  using State = Deployment::State;
-  const ArchiveUse* archive = ModemArchive();
-  if (archive == nullptr) {
-    if (look_ups_.empty()) return {State::kNotNeeded, "the service ended before it came to the firmware", {}};
-    std::string seen;
-    for (const LookUp& look_up : look_ups_) {
-      std::string const found = look_up.found ? "is " + *look_up.found : "is not set";
-      std::string const place = look_up.key.empty() ? std::string{} : LastPart(look_up.key) + "\\";
-      seen += fmt::format("{}{}{} {}", seen.empty() ? "" : ", ", place, look_up.name, found);
-    }
-    return {State::kNotNeeded, "no archive was opened: " + seen, {}};
-  }
-  const std::string& path = archive->path;
-  if (request_settled_ && archive->opened) {
-    return {State::kDeployed, fmt::format("{} was extracted completely", path), Warnings()};
-  }
-  std::string reason = fmt::format("the extraction of {} was not completed", path);
-  if (!archive->opened) {
-    reason = fmt::format("{} could not be opened: {}", path, ErrorText(archive->error));
-  } else if (archive->unreadable) {
-    reason = fmt::format("{} is no archive that the service can read", path);
-  } else if (!archive->failures.empty()) {
-    reason = fmt::format("{} of {} entries of {} failed, the first: {}", archive->failures.size(), archive->entries,
-                         path, Describe(archive->failures.front()));
-  }
-  return {State::kFailed, std::move(reason), {}};
 }
 
 }  // namespace cli

@@ -8,6 +8,7 @@
 namespace cli {
 
 std::unique_ptr<Command> MakeCollectCommand();
+std::unique_ptr<Command> MakeExplainCommand();
 std::unique_ptr<Command> MakeFaultCommand();
 std::unique_ptr<Command> MakeInitCommand();
 std::unique_ptr<Command> MakeReplayCommand();

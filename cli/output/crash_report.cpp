@@ -18,21 +18,6 @@ bool IsInDumpFolder(const std::u16string& path) {
   return path.size() > kDumpFolder.size() && tablet::EqualIgnoringCase(path.substr(0, kDumpFolder.size()), kDumpFolder);
 }
 
-/// What the service itself says; its messages are told apart by their tags.
-void TakeMessage(const tablet::TraceEvent& message, CrashReport& report) {
-  int const line = message.line.value_or(0);
-  if (message.function == "CheckSSRDumpFile") {
-    report.looked_for = true;
-    if (line == 4444) report.found = true;
-    if (line == 4461) ++report.failed_toasts;
-  }
-  if (message.function == "ExecuteSilentResetQCThread") {
-    if (line == 4370) report.reset = Reset::kCalledOff;
-    if (line == 4374) report.reset = Reset::kStillWaits;
-    if (line == 4394) report.reset = Reset::kNoDriver;
-  }
-}
-
 std::string_view NameOf(Reset reset) {
   switch (reset) {
     case Reset::kNotAskedFor:
@@ -53,10 +38,25 @@ std::string_view NameOf(Reset reset) {
 
 }  // namespace
 
+// Its messages are told apart by their tags.
+void CrashReport::Take(const tablet::TraceEvent& message) {
+  int const line = message.line.value_or(0);
+  if (message.function == "CheckSSRDumpFile") {
+    looked_for = true;
+    if (line == 4444) found = true;
+    if (line == 4461) ++failed_toasts;
+  }
+  if (message.function == "ExecuteSilentResetQCThread") {
+    if (line == 4370) reset = Reset::kCalledOff;
+    if (line == 4374) reset = Reset::kStillWaits;
+    if (line == 4394) reset = Reset::kNoDriver;
+  }
+}
+
 CrashReport CrashReport::Of(TabletRun& run) {
   CrashReport report;
   for (const tablet::Event& event : run.machine().journal().events()) {
-    if (const auto* message = std::get_if<tablet::TraceEvent>(&event.what)) TakeMessage(*message, report);
+    if (const auto* message = std::get_if<tablet::TraceEvent>(&event.what)) report.Take(*message);
   }
   for (const tablet::FileChange& file : run.machine().drive().Changes()) {
     if (!IsInDumpFolder(file.moved_from)) continue;

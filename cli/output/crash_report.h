@@ -34,6 +34,8 @@ struct CrashReport {
   tablet::Millis reset_at{0};  ///< when the driver was asked
 
   static CrashReport Of(TabletRun& run);
+  /// What the service itself logs of it.
+  void Take(const tablet::TraceEvent& message);
 
   // A line each, for people.
   std::string DumpsText() const;

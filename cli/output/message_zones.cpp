@@ -55,4 +55,10 @@ std::string_view MeaningOf(const tablet::TraceEvent& message) {
   return found == nullptr ? std::string_view() : found->meaning;
 }
 
+void MessageCounts::Take(const tablet::TraceEvent& message) {
+  ++all;
+  usual += IsUsual(message) ? 1 : 0;
+  failures += IsFailure(message) ? 1 : 0;
+}
+
 }  // namespace cli

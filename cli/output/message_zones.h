@@ -16,4 +16,12 @@ bool IsFailure(const tablet::TraceEvent& message);
 /// Sentences; empty for what is not listed.
 std::string_view MeaningOf(const tablet::TraceEvent& message);
 
+struct MessageCounts {
+  std::size_t all = 0;
+  std::size_t failures = 0;
+  std::size_t usual = 0;  ///< in the error zone, and no failure
+
+  void Take(const tablet::TraceEvent& message);
+};
+
 }  // namespace cli

@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <vector>
 
 #include "cli/base/table.h"
 #include "cli/output/crash_report.h"
+#include "cli/output/findings_output.h"
 #include "cli/output/message_zones.h"
 #include "cli/output/story_teller.h"
 #include "sim/tablet/base/error_names.h"
@@ -18,16 +18,6 @@ namespace {
 
 using Style = Console::Style;
 using nlohmann::ordered_json;
-
-/// What was found, where: in columns, with the ends of long keys.
-std::string FoundText(const LookUp& look_up) {
-  std::string place = "in firmware";
-  if (look_up.store == LookUp::Store::kRegistry) {
-    std::size_t const parent = look_up.key.rfind('\\', look_up.key.rfind('\\') - 1);
-    place = "in ..." + (parent == std::string::npos ? "\\" + look_up.key : look_up.key.substr(parent));
-  }
-  return fmt::format("{:<16}  {:<38}  {}", look_up.name, look_up.found.value_or("is not set"), place);
-}
 
 std::vector<const tablet::Event*> StatusEvents(TabletRun& run) {
   std::vector<const tablet::Event*> events;
@@ -57,22 +47,6 @@ std::string NameBehind(std::uint32_t error) {
   return error == 0 || name.empty() ? std::string() : fmt::format(" ({})", name);
 }
 
-void PrintDeployment(Table& table, const Deployment& outcome, const ArchiveUse* archive) {
-  using State = Deployment::State;
-  constexpr std::size_t kShown = 5;
-  static constexpr std::array<std::string_view, 3> kWords{"deployed: ", "the deployment FAILED: ", "not deployed: "};
-  Style const style = outcome.state == State::kDeployed ? Style::kGood
-                      : outcome.state == State::kFailed ? Style::kBad
-                                                        : Style::kPlain;
-  table.Row("Firmware", std::string(kWords[static_cast<std::size_t>(outcome.state)]) + outcome.reason, style);
-  for (const std::string& warning : outcome.warnings) table.More("warning: " + warning, Style::kBad);
-  if (outcome.state != State::kFailed || archive == nullptr) return;
-  for (std::size_t i = 1; i < archive->failures.size() && i < kShown; ++i) {
-    table.More(Describe(archive->failures[i]), Style::kBad);
-  }
-  if (archive->failures.size() > kShown) table.More(fmt::format("and {} more", archive->failures.size() - kShown));
-}
-
 std::string RadioText(TabletRun& run) {
   tablet::RadioProxy const& radio = run.machine().radio();
   if (radio.attempts() == 0) return "not asked for";
@@ -99,20 +73,11 @@ std::vector<std::string> Notes(TabletRun& run) {
   return notes;
 }
 
-struct MessageCounts {
-  std::size_t all = 0;
-  std::size_t failures = 0;
-  std::size_t usual = 0;  ///< in the error zone, and no failure
-};
-
 MessageCounts CountMessages(TabletRun& run) {
   MessageCounts counts;
   for (const tablet::Event& event : run.machine().journal().events()) {
     const auto* const message = std::get_if<tablet::TraceEvent>(&event.what);
-    if (message == nullptr) continue;
-    ++counts.all;
-    counts.usual += IsUsual(*message) ? 1 : 0;
-    counts.failures += IsFailure(*message) ? 1 : 0;
+    if (message != nullptr) counts.Take(*message);
   }
   return counts;
 }
@@ -160,18 +125,13 @@ ordered_json FaultsJson(const Summary& summary) {
 }  // namespace
 
 void PrintSummary(Console& console, const Summary& summary, TabletRun& run, const Observer& seen) {
-  Deployment const outcome = seen.Outcome();
   Changes const changes = ChangesOf(run);
-  const ArchiveUse* archive = seen.ModemArchive();
   Table table(console);
   console.Line("");
   table.Row("Tablet", summary.tablet);
   if (!summary.faults.empty()) Paragraph(table, "Faults", summary.faults, "", FaultText);
   if (summary.asked_cut) table.Row("Power", PowerText(summary, run.machine().scheduler().calls()));
-  PrintDeployment(table, outcome, archive);
-  table.Row("Archive", archive == nullptr ? "none" : archive->path);
-  if (archive != nullptr) table.More("because " + seen.WhyThisArchive());
-  Paragraph(table, "Looked up", seen.look_ups(), "nothing that bears on the choice of an archive", FoundText);
+  PrintFindings(table, seen.findings());
   CrashReport const crash = CrashReport::Of(run);
   table.Row("Modem", crash.ResetText());
   table.Row("Dumps", crash.DumpsText());
@@ -179,9 +139,7 @@ void PrintSummary(Console& console, const Summary& summary, TabletRun& run, cons
   table.Row("Radio", RadioText(run));
   table.Row("Partner", PartnerText(run));
   MessageCounts const messages = CountMessages(run);
-  table.Row("Messages",
-            fmt::format("{}, of which {}; {} more in the error zone {} usual", messages.all,
-                        Counted(messages.failures, "failure"), messages.usual, messages.usual == 1 ? "is" : "are"));
+  table.Row("Messages", Describe(messages));
   if (std::vector<std::string> const notes = Notes(run); !notes.empty()) {
     Paragraph(table, "Notes", notes, "", [](const std::string& text) { return text; });
   }
@@ -202,31 +160,6 @@ void PrintSummary(Console& console, const Summary& summary, TabletRun& run, cons
 }
 
 ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer& seen) {
-  Deployment const outcome = seen.Outcome();
-  ordered_json archive;
-  if (const ArchiveUse* use = seen.ModemArchive()) {
-    archive = {{"path", use->path},
-               {"opened", use->opened},
-               {"why", seen.WhyThisArchive()},
-               {"entries", use->entries},
-               {"failures", ordered_json::array()},
-               {"failed_entries", ordered_json::array()}};
-    for (const FailedEntry& entry : use->failures) {
-      archive["failures"].push_back(Describe(entry));
-      archive["failed_entries"].push_back({{"path", entry.path}, {"code", entry.code}});
-    }
-  }
-  ordered_json look_ups = ordered_json::array();
-  for (const LookUp& look_up : seen.look_ups()) {
-    bool const registry = look_up.store == LookUp::Store::kRegistry;
-    ordered_json entry{{"where", registry ? "registry" : "firmware"}};
-    if (registry) entry["key"] = look_up.key;
-    entry["name"] = look_up.name;
-    entry["found"] = nullptr;
-    if (look_up.found) entry["found"] = *look_up.found;
-    if (look_up.data) entry["type"] = look_up.data->type;
-    look_ups.push_back(std::move(entry));
-  }
   ordered_json statuses = ordered_json::array();
   for (const tablet::Event* event : StatusEvents(run)) {
     const auto& status = std::get<tablet::StatusEvent>(event->what);
@@ -241,30 +174,26 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
   MessageCounts const messages = CountMessages(run);
   ordered_json kept;
   if (!summary.kept.empty()) kept = summary.kept;
-  return {{"schema", 1},
-          {"tablet", summary.tablet},
-          {"end", NameOf(summary.end.kind)},
-          {"message", summary.end.message},
-          {"exit_code", summary.exit_code},
-          {"service_error", summary.end.error},
-          {"deployed", outcome.deployed()},
-          {"deployment", NameOf(outcome.state)},
-          {"reason", outcome.reason},
-          {"warnings", outcome.warnings},
-          {"archive", std::move(archive)},
-          {"looked_up", std::move(look_ups)},
-          {"crash", ToJson(CrashReport::Of(run))},
-          {"changes", ToJson(ChangesOf(run))},
-          {"radio", RadioJson(run)},
-          {"partner", PartnerJson(run)},
-          {"notes", Notes(run)},
-          {"messages", {{"all", messages.all}, {"failures", messages.failures}, {"usual", messages.usual}}},
-          {"status", std::move(statuses)},
-          {"faults", FaultsJson(summary)},
-          {"power_cut", std::move(cut)},
-          {"calls", run.machine().scheduler().calls()},
-          {"virtual_ms", run.machine().scheduler().Now().count()},
-          {"kept", std::move(kept)}};
+  ordered_json document{{"schema", 1},
+                        {"tablet", summary.tablet},
+                        {"end", NameOf(summary.end.kind)},
+                        {"message", summary.end.message},
+                        {"exit_code", summary.exit_code},
+                        {"service_error", summary.end.error}};
+  document.update(ToJson(seen.findings()));
+  document.update({{"crash", ToJson(CrashReport::Of(run))},
+                   {"changes", ToJson(ChangesOf(run))},
+                   {"radio", RadioJson(run)},
+                   {"partner", PartnerJson(run)},
+                   {"notes", Notes(run)},
+                   {"messages", ToJson(messages)},
+                   {"status", std::move(statuses)},
+                   {"faults", FaultsJson(summary)},
+                   {"power_cut", std::move(cut)},
+                   {"calls", run.machine().scheduler().calls()},
+                   {"virtual_ms", run.machine().scheduler().Now().count()},
+                   {"kept", std::move(kept)}});
+  return document;
 }
 
 }  // namespace cli

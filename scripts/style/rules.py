@@ -34,7 +34,7 @@ LAYERS = {
         ("output", "archive"),
         ("select", "story", "sweep"),
         ("report", "compare"),
-        ("run", "bundle"),
+        ("run", "bundle", "explain"),
         ("commands",),
         ("",),
     ),
