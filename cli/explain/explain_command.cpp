@@ -21,7 +21,7 @@ using nlohmann::ordered_json;
 using Style = Console::Style;
 
 /// Starts of which --json has everything; those after them are counted.
-constexpr std::size_t kMostStarts = 1000;
+constexpr std::size_t kMostStarts = 200;
 
 std::optional<PrefixFormat> PrefixOf(const ExplainOptions& options) {
   if (!options.prefix) return std::nullopt;
@@ -101,6 +101,7 @@ class Explanation {
                                    Counted(facts.messages, "message") + " of the service",
                                    Counted(reader_.lines().number(), "line"), facts.others + facts.unformatted));
     for (const std::string& note : NotesOf(reader_, gaps_)) table.More(note);
+    if (gaps_.lost() != 0) Paragraph(table, "Missing", GapLines(gaps_), "", [](const auto& line) { return line; });
     std::string const failed = failed_ == 0 ? "none of them failed" : fmt::format("{} failed", failed_);
     table.Row("Starts", fmt::format("{}, {}", starts_.starts(), failed), failed_ == 0 ? Style::kGood : Style::kBad);
   }

@@ -127,7 +127,6 @@ ordered_json ToJson(const TraceStart& start) {
 }
 
 std::vector<std::string> NotesOf(const TraceReader& reader, const SequenceGaps& gaps) {
-  constexpr std::size_t kShown = 10;
   const TraceFacts& facts = reader.facts();
   const LineReader& lines = reader.lines();
   std::vector<std::string> notes;
@@ -158,14 +157,20 @@ std::vector<std::string> NotesOf(const TraceReader& reader, const SequenceGaps& 
     notes.emplace_back("the messages have no prefix: neither times nor processes are known (leave out -noprefix)");
   }
   if (gaps.lost() != 0) {
-    notes.push_back(
-        fmt::format("{} missing, so messages may be lost:",
-                    gaps.lost() == 1 ? "1 sequence number is" : Counted(gaps.lost(), "sequence number") + " are"));
-    std::vector<SequenceGap> const all = gaps.All();
-    for (std::size_t i = 0; i < all.size() && i < kShown; ++i) notes.push_back("  " + GapText(all[i]));
-    if (all.size() > kShown) notes.push_back(fmt::format("  and {} more", Counted(all.size() - kShown, "gap")));
+    notes.push_back(fmt::format("{} missing: messages may be lost",
+                                gaps.lost() == 1 ? "1 sequence number is"
+                                                 : Counted(gaps.lost(), "sequence number") + " are"));
   }
   return notes;
+}
+
+std::vector<std::string> GapLines(const SequenceGaps& gaps) {
+  constexpr std::size_t kShown = 10;
+  std::vector<SequenceGap> const all = gaps.All();
+  std::vector<std::string> lines;
+  for (std::size_t i = 0; i < all.size() && i < kShown; ++i) lines.push_back(GapText(all[i]));
+  if (all.size() > kShown) lines.push_back(fmt::format("and {} more", Counted(all.size() - kShown, "gap")));
+  return lines;
 }
 
 ordered_json ToJson(const SequenceGaps& gaps) {

@@ -1,0 +1,52 @@
+// Writes the events of a run as traces of a real tablet look, and reads traces back within the test's process.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/explain/sequence_gaps.h"
+#include "cli/explain/trace_reader.h"
+
+namespace testing_support {
+
+/// How tracefmt was called.
+struct TraceStyle {
+  bool numbered = false;  ///< -seq
+  bool hires = false;     ///< -hires
+  bool bare = false;      ///< -noprefix
+  bool own = false;       ///< with a prefix of one's own: OwnPrefix
+  std::uint32_t process = 0x338;
+  std::uint64_t first_number = 1;
+  std::int64_t power_on = 1'749'565'543'968;  ///< 06/10/2025-14:25:43.968, in milliseconds since 1970
+  std::string provider = "Vantord";
+};
+
+/// The value of TRACE_FORMAT_PREFIX that `own` stands for.
+std::string OwnPrefix();
+
+/// The lines of JSON Lines.
+std::vector<nlohmann::json> JsonLines(const std::string& text);
+/// The messages among the events of a run, with Windows' ends of lines.
+std::string TraceText(const std::vector<nlohmann::json>& events, const TraceStyle& style);
+/// One line of such a text.
+std::string TraceLine(const TraceStyle& style, std::int64_t milliseconds, std::uint32_t thread, std::uint64_t number,
+                      const std::string& text);
+/// UTF-16LE with its mark.
+std::string AsUtf16(const std::string& text);
+
+/// A trace as it was read: the starts as --json has them.
+struct ReadTrace {
+  std::vector<nlohmann::json> starts;
+  cli::TraceFacts facts;
+  cli::SequenceGaps gaps;
+  std::vector<std::string> notes;
+  std::uint64_t events = 0;
+};
+/// Throws what the reader throws.
+ReadTrace ReadBack(const std::filesystem::path& file, const std::optional<std::string>& prefix = std::nullopt);
+
+}  // namespace testing_support
