@@ -1,3 +1,5 @@
+#include "cli/base/exit_code.h"
+#include "cli/base/output_file.h"
 #include "cli/commands/list.h"
 #include "cli/explain/explain_command.h"
 
@@ -9,7 +11,8 @@ class ExplainCommand : public Command {
  public:
   std::string_view name() const override { return "explain"; }
   std::vector<std::string> examples() const override {
-    return {"explain vantord.txt", "explain vantord.txt --quiet", "explain events.jsonl --json"};
+    return {"explain vantord.txt", "explain vantord.txt --tablet my-tablet --report start.html",
+            "explain events.jsonl --json"};
   }
   std::string about() const override { return "shows what a trace of a real tablet means, start by start"; }
 
@@ -19,12 +22,31 @@ class ExplainCommand : public Command {
         ->required();
     app.add_option("--prefix", options_.prefix, "the value of TRACE_FORMAT_PREFIX, where the text was written with one")
         ->type_name("FORMAT");
+    app.add_option("--tablet", options_.tablet,
+                   "compare a start with a run of this tablet: where it did something else")
+        ->type_name("DIR");
+    app.add_option("--start", options_.start,
+                   "which start --tablet, --report and --trace show; else the last one that failed, or the last one")
+        ->type_name("N");
+    app.add_option("--report", options_.report, "write a start as one page of HTML that needs no network")
+        ->type_name("FILE");
+    app.add_option("--trace", options_.trace, "write a start as a timeline for Perfetto and other viewers of traces")
+        ->type_name("FILE");
+    app.add_flag("--force", options_.force, "let the files above replace what is there");
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
     auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summaries only");
     app.add_flag("--verbose,-v", options_.verbose, "every message, nothing counted together")->excludes(quiet);
   }
 
-  int Run(Console& console) override { return Explain(options_, console); }
+  int Run(Console& console) override {
+    for (const auto& file : {options_.report, options_.trace}) {
+      if (file != kStandardStream) continue;
+      if (options_.json)
+        throw UsageError("with --json standard output is the document's; name a file in place of \"-\"");
+      console.LeaveStandardOutput();
+    }
+    return Explain(options_, console);
+  }
 
  private:
   ExplainOptions options_;

@@ -8,10 +8,17 @@
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
 #include "cli/base/table.h"
+#include "cli/explain/comparison.h"
 #include "cli/explain/explain_output.h"
+#include "cli/explain/kept_start.h"
 #include "cli/explain/sequence_gaps.h"
+#include "cli/explain/simulated_start.h"
 #include "cli/explain/start_splitter.h"
 #include "cli/output/story_teller.h"
+#include "cli/report/chrome_trace.h"
+#include "cli/report/report_page.h"
+#include "cli/report/timeline.h"
+#include "sim/tablet/base/input_error.h"
 
 namespace cli {
 
@@ -33,6 +40,10 @@ class Explanation {
  public:
   Explanation(const ExplainOptions& options, Console& console)
       : options_(options), console_(console), reader_(options.file, PrefixOf(options)) {
+    OpenOutputs();
+    // Bad input is better known before a long trace than after it.
+    if (options.tablet) simulation_ = SimulateStart(*options.tablet, console);
+    if (options.tablet || report_ || trace_) keeper_.emplace(options.start);
     starts_.on_event = [this](const TraceStart& start, const tablet::Event& event) { Tell(start, event); };
     starts_.on_end = [this](const TraceStart& start) { End(start); };
   }
@@ -45,7 +56,9 @@ class Explanation {
     }
     reader_.CheckThatMessagesCame();
     starts_.Finish();
-    int const code = failed_ == 0 ? kDone : kNotAsExpected;
+    ShowChosen();
+    bool const good = failed_ == 0 && !(comparison_ && comparison_->differs());
+    int const code = good ? kDone : kNotAsExpected;
     if (options_.json) {
       PrintDocument(code);
     } else {
@@ -55,7 +68,45 @@ class Explanation {
   }
 
  private:
+  void OpenOutputs() {
+    std::vector<Output> files;
+    if (options_.report) files.push_back({"--report", *options_.report});
+    if (options_.trace) files.push_back({"--trace", *options_.trace});
+    std::vector<std::filesystem::path> inputs{options_.file};
+    if (options_.tablet) inputs.push_back(*options_.tablet);
+    CheckOutputs(files, inputs, options_.force);
+    if (options_.report) report_.emplace(*options_.report);
+    if (options_.trace) trace_.emplace(*options_.trace);
+  }
+
+  /// The page, the timeline and the comparison, of one start.
+  void ShowChosen() {
+    if (!keeper_) return;
+    const KeptStart* const chosen = keeper_->chosen();
+    if (chosen == nullptr) {
+      throw tablet::InputError(options_.file.string(), fmt::format("has no start {}", options_.start.value_or(0)),
+                               fmt::format("it has {}", Counted(starts_.starts(), "start")));
+    }
+    tablet::Millis const end(chosen->document["length_ms"].get<std::int64_t>());
+    Timeline const timeline = Timeline::Of(chosen->events, end);
+    std::string const name = options_.file.filename().string();
+    if (report_) {
+      ordered_json summary = chosen->document;
+      summary["tablet"] = name;
+      summary["exit_code"] = chosen->failed ? kNotAsExpected : kDone;
+      report_->Write(ReportPage(TraceReportData(summary, chosen->findings, timeline, chosen->heading)));
+      report_->Keep();
+    }
+    if (trace_) {
+      ordered_json const picture = ChromeTrace(timeline, name, "microseconds since the start's first message");
+      trace_->Write(picture.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+      trace_->Keep();
+    }
+    if (options_.tablet) comparison_ = Compare(chosen->events, simulation_);
+  }
+
   void Tell(const TraceStart& start, const tablet::Event& event) {
+    if (keeper_) keeper_->Take(start, event);
     if (options_.json || options_.quiet) return;
     if (told_ != start.number()) {
       if (auto const other = tellers_.find(told_); other != tellers_.end()) other->second.Flush();
@@ -80,6 +131,7 @@ class Explanation {
       teller->second.Flush();
       tellers_.erase(teller);
     }
+    if (keeper_) keeper_->End(start);
     failed_ += start.Failure().empty() ? 0 : 1;
     if (options_.json) {
       if (documents_.size() < kMostStarts) documents_.push_back(ToJson(start));
@@ -97,6 +149,11 @@ class Explanation {
   void PrintTrace() {
     const TraceFacts& facts = reader_.facts();
     Table table(console_);
+    if (const KeptStart* const chosen = keeper_ ? keeper_->chosen() : nullptr) {
+      table.Row("Shown", chosen->heading);
+      if (chosen->left_out != 0) table.More(fmt::format("without its last {}", Counted(chosen->left_out, "message")));
+      if (comparison_) PrintComparison(console_, *comparison_, options_.tablet->string(), chosen->lines);
+    }
     table.Row("Trace", fmt::format("{}, {} in {}, {} of other providers", facts.kind,
                                    Counted(facts.messages, "message") + " of the service",
                                    Counted(reader_.lines().number(), "line"), facts.others + facts.unformatted));
@@ -108,6 +165,10 @@ class Explanation {
 
   void PrintDocument(int code) {
     const TraceFacts& facts = reader_.facts();
+    ordered_json comparison;
+    if (comparison_) comparison = ToJson(*comparison_, options_.tablet->string(), keeper_->chosen()->lines);
+    ordered_json shown;
+    if (keeper_) shown = keeper_->chosen()->number;
     PrintJson(console_, {{"schema", 1},
                          {"trace", options_.file.string()},
                          {"exit_code", code},
@@ -123,7 +184,9 @@ class Explanation {
                          {"lost", gaps_.lost()},
                          {"gaps", ToJson(gaps_)},
                          {"notes", NotesOf(reader_, gaps_)},
-                         {"starts", documents_}});
+                         {"starts", documents_},
+                         {"start_shown", std::move(shown)},
+                         {"comparison", std::move(comparison)}});
   }
 
   const ExplainOptions& options_;
@@ -134,6 +197,11 @@ class Explanation {
   std::map<std::size_t, StoryTeller> tellers_;  ///< of the starts whose messages may still come
   std::size_t told_ = 0;                        ///< the number of the start whose story was told last
   std::uint64_t failed_ = 0;
+  std::optional<OutputFile> report_;
+  std::optional<OutputFile> trace_;
+  std::optional<StartKeeper> keeper_;
+  std::vector<tablet::Event> simulation_;
+  std::optional<Comparison> comparison_;
   ordered_json documents_ = ordered_json::array();
 };
 

@@ -13,10 +13,6 @@ namespace {
 using Style = Console::Style;
 using nlohmann::ordered_json;
 
-std::string WhoOf(const tablet::TraceEvent& message) {
-  return message.line ? fmt::format("{}:{}", message.function, *message.line) : message.function;
-}
-
 std::string ToastText(const CrashReport& crash) {
   if (!crash.found) return "none was due";
   std::string const attempts = fmt::format("{} failed", Counted(crash.failed_toasts, "attempt"));
@@ -157,9 +153,9 @@ std::vector<std::string> NotesOf(const TraceReader& reader, const SequenceGaps& 
     notes.emplace_back("the messages have no prefix: neither times nor processes are known (leave out -noprefix)");
   }
   if (gaps.lost() != 0) {
-    notes.push_back(fmt::format("{} missing: messages may be lost",
-                                gaps.lost() == 1 ? "1 sequence number is"
-                                                 : Counted(gaps.lost(), "sequence number") + " are"));
+    notes.push_back(
+        fmt::format("{} missing: messages may be lost",
+                    gaps.lost() == 1 ? "1 sequence number is" : Counted(gaps.lost(), "sequence number") + " are"));
   }
   return notes;
 }

@@ -48,6 +48,10 @@ std::string_view NameOf(StartEnd end) {
 
 bool BeginsStart(const tablet::TraceEvent& message) { return Is(message, "CVantord::OnStart", 62); }
 
+std::string WhoOf(const tablet::TraceEvent& message) {
+  return message.line ? fmt::format("{}:{}", message.function, *message.line) : message.text;
+}
+
 TraceStart::TraceStart(std::size_t number, const TraceRecord& record)
     : number_(number),
       stamp_(record.stamp),

@@ -99,6 +99,9 @@ std::string_view NameOf(StartEnd end);
 /// Whether a message is the first one of a start.
 bool BeginsStart(const tablet::TraceEvent& message);
 
+/// "CVantord::OnStart:62"; of an entry or an exit the whole text.
+std::string WhoOf(const tablet::TraceEvent& message);
+
 /// The parts of a message's meaning.
 struct Meaning {
   std::string_view meaning;

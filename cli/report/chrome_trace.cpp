@@ -96,7 +96,7 @@ class Collector {
 
 }  // namespace
 
-ordered_json ChromeTrace(const Timeline& timeline, const std::string& tablet) {
+ordered_json ChromeTrace(const Timeline& timeline, const std::string& tablet, std::string_view clock) {
   ordered_json events = ordered_json::array();
   events.push_back(Metadata("process_name", 0, {{"name", tablet}}));
   for (std::size_t track = 0; track < timeline.tracks.size(); ++track) {
@@ -109,7 +109,7 @@ ordered_json ChromeTrace(const Timeline& timeline, const std::string& tablet) {
   collector.MoveTo(events);
   return {{"traceEvents", std::move(events)},
           {"displayTimeUnit", "ms"},
-          {"otherData", {{"schema", 1}, {"tablet", tablet}, {"clock", "virtual microseconds since power-on"}}}};
+          {"otherData", {{"schema", 1}, {"tablet", tablet}, {"clock", clock}}}};
 }
 
 }  // namespace cli

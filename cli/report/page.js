@@ -41,24 +41,26 @@
   }
 
   function showFacts() {
-    const { summary } = run;
+    const { summary, trace } = run;
     const [outcome, mood] = outcomeOf(summary);
     document.title = `${summary.tablet || 'A tablet'}: ${outcome}`;
     $('tablet').textContent = summary.tablet || 'A run';
+    if (trace) $('kicker').textContent = `A trace of Vantord: ${trace.start}`;
     $('outcome').textContent = `${outcome[0].toUpperCase()}${outcome.slice(1)}.`;
     $('outcome').classList.add(mood);
-    fact('Service', summary.end, `${summary.message}; exit code ${summary.exit_code}`, summary.exit_code === 0 ? 'good' : 'bad');
+    fact('Service', summary.end, trace ? summary.message : `${summary.message}; exit code ${summary.exit_code}`, summary.exit_code === 0 ? 'good' : 'bad');
     const styles = { deployed: summary.warnings.length ? 'bad' : 'good', failed: 'bad', 'not needed': '' };
     fact('Firmware', summary.deployment, [summary.reason, ...summary.warnings].join('; '), styles[summary.deployment]);
     const { all, failures, usual } = summary.messages;
     fact('Messages', String(all), `${plural(failures, 'failure')}; ${usual} usual ones in the error zone`, failures ? 'bad' : '');
-    fact('Time on the tablet', `${seconds(run.end_ms)} s`, `virtual; seed ${run.seed}`);
-    $('made').textContent = `Made by ${run.program}. The same tablet with the same seed gives the same page.`;
+    fact('Time on the tablet', `${seconds(run.end_ms)} s`, trace ? 'from the first message to the last' : `virtual; seed ${run.seed}`);
+    for (const phase of summary.phases || []) fact(`Took: ${phase.name}`, phase.took_ms === null ? 'its end is missing' : `${seconds(phase.took_ms)} s`);
+    $('made').textContent = `Made by ${run.program}.${trace ? '' : ' The same tablet with the same seed gives the same page.'}`;
   }
 
   /** A sentence for the title, and how it looks. */
   function outcomeOf(summary) {
-    if (summary.exit_code !== 0) return [summary.message, 'bad'];
+    if (summary.exit_code !== 0) return [summary.failure || summary.message, 'bad'];
     if (summary.deployment === 'failed') return ['the deployment failed', 'bad'];
     if (summary.warnings.length) return [`the firmware was deployed, but ${summary.warnings.join('; ')}`, 'bad'];
     return [summary.deployed ? 'the firmware was deployed' : 'no deployment was needed', summary.deployed ? 'good' : 'plain'];
@@ -92,7 +94,8 @@
       cells: [source.title, found(source), source.where ? path(source.where) : '', source.decided ? `decides${source.remark ? `; ${source.remark}` : ''}` : source.remark],
       style: source.decided ? 'decided' : source.asked ? '' : 'silent',
     })));
-    fillTable($('lookups'), ['Looked up in this run', 'Found', 'Where'], lookUps.map((look) => ({
+    $('sources').hidden = choice.sources.length === 0;
+    fillTable($('lookups'), ['Looked up', 'Found', 'Where'], lookUps.map((look) => ({
       cells: [look.name, look.found === null ? 'not set' : path(look.found), look.where === 'registry' ? path(look.key) : 'firmware'],
     })));
     $('lookups').parentElement.hidden = lookUps.length === 0;
@@ -398,6 +401,12 @@
     $(id).append(make('details', { className: 'fold' }, make('summary', {}, heading), table));
   }
 
+  /** A trace does not show them. */
+  function hideChanges() {
+    $('changes').hidden = true;
+    $('to-changes').hidden = true;
+  }
+
   function showChanges() {
     const { registry, firmware, files } = run.summary.changes;
     const code = (text) => (text === undefined ? '' : make('span', { className: 'code' }, path(text)));
@@ -419,11 +428,11 @@
   paint();
   makeFilter();
   showList();
-  showChanges();
+  if (run.summary.changes) showChanges(); else hideChanges();
   showMeanings();
   linkFirstFailure();
   for (const fold of document.querySelectorAll('.fold')) fold.open = wide;
-  $('here').textContent = `${plural(run.steps.length, 'step')} in ${seconds(run.end_ms)} s of virtual time.`;
+  $('here').textContent = `${plural(run.steps.length, 'step')} in ${seconds(run.end_ms)} s${run.trace ? '' : ' of virtual time'}.`;
   $('by-steps').addEventListener('click', () => setAxis(false));
   $('by-time').addEventListener('click', () => setAxis(true));
   $('zoom-in').addEventListener('click', () => setZoom(view.zoom * 2));

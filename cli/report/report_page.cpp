@@ -91,15 +91,8 @@ ordered_json ToJson(const Span& span) {
   return out;
 }
 
-}  // namespace
-
-ordered_json ReportData(const ordered_json& summary, const Decision& decision, const Timeline& timeline,
-                        std::uint64_t seed) {
-  ordered_json sources = ordered_json::array();
-  for (const Source& source : decision.sources) {
-    sources.push_back(ToJson(source));
-    sources.back()["title"] = TitleOf(source.origin);
-  }
+/// What both pages have.
+ordered_json PageData(const ordered_json& summary, const Timeline& timeline) {
   ordered_json steps = ordered_json::array();
   for (const Step& step : timeline.steps) steps.push_back(ToJson(step));
   ordered_json meanings = ordered_json::object();
@@ -112,14 +105,38 @@ ordered_json ReportData(const ordered_json& summary, const Decision& decision, c
   for (const Span& span : timeline.spans) spans.push_back(ToJson(span));
   return {{"schema", 1},
           {"program", "vantord-tablet " VANTORD_TABLET_VERSION},
-          {"seed", seed},
           {"summary", summary},
-          {"choice", {{"archive", decision.path}, {"why", decision.why}, {"sources", std::move(sources)}}},
           {"end_ms", timeline.end.count()},
           {"meanings", std::move(meanings)},
           {"tracks", timeline.tracks},
           {"steps", std::move(steps)},
           {"spans", std::move(spans)}};
+}
+
+}  // namespace
+
+ordered_json ReportData(const ordered_json& summary, const Decision& decision, const Timeline& timeline,
+                        std::uint64_t seed) {
+  ordered_json sources = ordered_json::array();
+  for (const Source& source : decision.sources) {
+    sources.push_back(ToJson(source));
+    sources.back()["title"] = TitleOf(source.origin);
+  }
+  ordered_json data = PageData(summary, timeline);
+  data["seed"] = seed;
+  data["choice"] = {{"archive", decision.path}, {"why", decision.why}, {"sources", std::move(sources)}};
+  return data;
+}
+
+ordered_json TraceReportData(const ordered_json& summary, const Findings& findings, const Timeline& timeline,
+                             const std::string& start) {
+  const ArchiveUse* const archive = findings.ModemArchive();
+  ordered_json data = PageData(summary, timeline);
+  data["trace"] = {{"start", start}};
+  data["choice"] = {{"archive", archive == nullptr ? "" : archive->path},
+                    {"why", findings.WhyThisArchive()},
+                    {"sources", ordered_json::array()}};
+  return data;
 }
 
 std::string ReportPage(const ordered_json& data) {
