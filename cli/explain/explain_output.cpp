@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "cli/base/table.h"
 #include "cli/output/findings_output.h"
 #include "cli/output/story_teller.h"
@@ -30,6 +32,7 @@ std::string PhaseText(const Phase& phase) {
 
 void PrintExplained(Table& table, const TraceStart& start, bool failures) {
   std::string_view heading = failures ? "Failures" : "Remarks";
+  std::string before;
   for (const Explained& one : start.explained()) {
     if (one.failure != failures) continue;
     std::string const times = one.count == 1 ? "" : fmt::format(", {}", Counted(one.count, "time"));
@@ -37,6 +40,7 @@ void PrintExplained(Table& table, const TraceStart& start, bool failures) {
               fmt::format("{} at {} s{}: {}", WhoOf(one.message), FormatTime(one.first), times, TextOnly(one.message)),
               failures ? Style::kBad : Style::kPlain);
     heading = "";
+    if (WhoOf(one.message) == std::exchange(before, WhoOf(one.message))) continue;
     Meaning const meaning = PartsOf(MeaningOf(one.message));
     if (!meaning.meaning.empty()) table.More(fmt::format("  {}", meaning.meaning));
     if (!meaning.cause.empty()) table.More(fmt::format("  Cause: {}", meaning.cause));
@@ -78,7 +82,8 @@ void PrintStart(Console& console, const TraceStart& start) {
     Paragraph(table, "Notes", notes, "", [](const std::string& text) { return text; });
   }
   std::string const failure = start.Failure();
-  table.Row("Service", fmt::format("{}, {} s after its first", start.EndText(), FormatTime(start.length())),
+  table.Row("Service",
+            fmt::format("{}; {} s from its first message to its last", start.EndText(), FormatTime(start.length())),
             failure.empty() ? Style::kGood : Style::kBad);
   console.Line("");
 }

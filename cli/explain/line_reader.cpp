@@ -104,7 +104,7 @@ bool LineReader::ReadRaw() {
       // Half a character of UTF-16 may be left.
       any = any || end_ != at_;
       at_ = end_;
-      ends_early_ = any;
+      ends_early_ = ends_early_ || any;
       return any;
     }
     any = true;

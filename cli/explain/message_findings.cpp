@@ -126,7 +126,10 @@ void MessageFindings::TakeFirmware(std::string_view text) {
   if (!name || !error) return;
   std::optional<std::string> found;
   std::uint32_t const number = NumberIn(*error, 10);
-  if (number != kVariableMissing) found = "not read: " + ErrorText(number);
+  if (number != kVariableMissing) {
+    std::string const text = ErrorText(number);
+    found = "not read: " + text.substr(0, text.find(','));
+  }
   findings_.Note({LookUp::Store::kFirmware, {}, *name, std::move(found), std::nullopt});
 }
 

@@ -43,6 +43,9 @@ constexpr Mark kMarks[] = {
     {"ExecuteSilentResetQCThread", 4418, kReset, false},
     {"CheckSSRDumpFile", 4444, kDumps, true},
     {"CheckSSRDumpFile", 4466, kDumps, false},
+    {"CVantord::StartServiceOEM", 119, kPartner, true},
+    {"CVantord::StartServiceOEM", 91, kPartner, false},
+    {"CVantord::StartServiceOEM", 94, kPartner, false},
     {"CVantord::OnStop", 114, kStop, true},
     {"CVantord::OnPreshutdown", 119, kStop, true},
 };
@@ -73,20 +76,15 @@ void Phases::TakeBound(const tablet::TraceEvent& message, tablet::Millis time) {
       if (phase == kToast) Begin(kChoice, time);
     }
   }
-  if (message.function == "CVantord::StartServiceOEM") {
-    // What comes last of the worker's.
-    End(kSettings, time);
-    End(kDumps, time);
-    if (entry) {
-      Begin(kPartner, time);
-    } else {
-      End(kPartner, time);
-    }
-  }
 }
 
 void Phases::Take(const tablet::TraceEvent& message, tablet::Millis time) {
   if (!message.line) return TakeBound(message, time);
+  if (message.function == "CVantord::StartServiceOEM") {
+    // The worker's last step.
+    End(kSettings, time);
+    End(kDumps, time);
+  }
   for (const Mark& mark : kMarks) {
     if (mark.number != *message.line || mark.function != message.function) continue;
     if (mark.begins) {

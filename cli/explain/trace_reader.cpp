@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/base/console.h"
 #include "cli/base/output_file.h"
 #include "cli/base/service_facts.h"
 #include "cli/boot/call_text.h"
@@ -247,7 +248,7 @@ void TraceReader::CheckThatMessagesCame() const {
   }
   if (facts_.others != 0) {
     throw tablet::InputError(
-        shown_, fmt::format("none of its {} messages is the service's", facts_.others),
+        shown_, fmt::format("has {} of other providers and none of the service", Counted(facts_.others, "message")),
         fmt::format("trace the provider {} with flag 1 and level 5", service_facts::kTraceProvider));
   }
   throw tablet::InputError(shown_, "no line of it is a message of a trace", kNextStep);

@@ -151,9 +151,9 @@ std::string TraceStart::EndText() const {
     case StartEnd::kNoModem:
       return "the service stopped itself: it found no modem";
     case StartEnd::kRunning:
-      return "its last message comes while the service runs";
+      return "no stop is in the trace";
     case StartEnd::kUnfinished:
-      return "its last message comes before the service runs";
+      return "the trace ends before the service runs";
   }
   return {};
 }
