@@ -19,6 +19,8 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Images are read with it; all else works without.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS wimtools)
 include(CPack)
 
 # The symbols of what is in the packages, found by the build ID that both carry.

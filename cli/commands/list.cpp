@@ -5,6 +5,8 @@ namespace cli {
 std::vector<std::unique_ptr<Command>> MakeCommands() {
   std::vector<std::unique_ptr<Command>> commands;
   commands.push_back(MakeInitCommand());
+  commands.push_back(MakeImportCommand());
+  commands.push_back(MakeExportCommand());
   commands.push_back(MakeRunCommand());
   commands.push_back(MakeSelectCommand());
   commands.push_back(MakeLintCommand());

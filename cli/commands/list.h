@@ -9,7 +9,9 @@ namespace cli {
 
 std::unique_ptr<Command> MakeCollectCommand();
 std::unique_ptr<Command> MakeExplainCommand();
+std::unique_ptr<Command> MakeExportCommand();
 std::unique_ptr<Command> MakeFaultCommand();
+std::unique_ptr<Command> MakeImportCommand();
 std::unique_ptr<Command> MakeInitCommand();
 std::unique_ptr<Command> MakeReplayCommand();
 std::unique_ptr<Command> MakeRunCommand();

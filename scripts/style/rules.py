@@ -29,7 +29,8 @@ LAYERS = {
     ),
     "cli": (
         ("base",),
-        ("samples",),
+        ("samples", "export"),
+        ("import",),
         ("boot", "validate"),
         ("output", "archive"),
         ("select", "story", "sweep"),

@@ -129,9 +129,10 @@ void ReadDevices(const Section& root, const std::string& file, Description& out)
 }  // namespace
 
 Description ReadDescription(const std::filesystem::path& path) {
-  static constexpr std::array<std::string_view, 18> kRoot{
-      "amss",  "clock",    "drive",  "firmware_driver", "modem",    "name",  "partner",  "privileges", "processes",
-      "radio", "registry", "schema", "services",        "sessions", "setup", "timeline", "toast",      "trace"};
+  static constexpr std::array<std::string_view, 19> kRoot{
+      "amss",       "assumed",   "clock", "drive",    "firmware_driver", "modem",    "name",     "partner",
+      "privileges", "processes", "radio", "registry", "schema",          "services", "sessions", "setup",
+      "timeline",   "toast",     "trace"};
   static constexpr std::array<std::string_view, 2> kRegistry{"denied", "read_only"};
   static constexpr std::array<std::string_view, 2> kTrace{"collect", "enabled_after_ms"};
   std::string const file = path.string();
@@ -147,6 +148,7 @@ Description ReadDescription(const std::filesystem::path& path) {
   constexpr FileTicks kMorningOfMarch2 = kUnixEpoch + 1'772'438'400ULL * kTicksPerSecond;
   out.power_on = kMorningOfMarch2;
   if (const JsonNode* name = root.Find("name", JsonNode::Kind::kText)) out.name = name->text;
+  root.List("assumed", JsonNode::Kind::kText);  // for people: what an import did not know
   ReadClock(root.Find("clock"), file, out);
   ReadDevices(root, file, out);
   if (const JsonNode* node = root.Find("registry")) {

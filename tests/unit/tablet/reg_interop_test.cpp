@@ -10,6 +10,7 @@
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/folder/folder.h"
 #include "sim/tablet/registry/reg_text.h"
+#include "tests/testing/empty_hive.h"
 #include "tests/testing/tablet_fixture.h"
 
 namespace {
@@ -18,73 +19,13 @@ namespace fs = std::filesystem;
 using tablet::Registry;
 using Bytes = std::vector<std::uint8_t>;
 
-void PutNumber(std::string& out, std::size_t at, std::uint32_t number) {
-  for (std::size_t i = 0; i < 4; ++i) out[at + i] = static_cast<char>(number >> (8 * i));
-}
-
-/// An empty hive file: a header, and one bin with the root key, its security descriptor and free space.
-std::string EmptyHive() {
-  constexpr std::size_t kPage = 4096;
-  constexpr std::uint32_t kNone = 0xFFFFFFFF;
-  std::string hive(2 * kPage, '\0');
-  hive.replace(0, 4, "regf");
-  PutNumber(hive, 4, 1);  // both sequence numbers: nothing is pending
-  PutNumber(hive, 8, 1);
-  PutNumber(hive, 0x14, 1);  // version 1.3
-  PutNumber(hive, 0x18, 3);
-  PutNumber(hive, 0x20, 1);
-  PutNumber(hive, 0x24, 0x20);  // the root key
-  PutNumber(hive, 0x28, kPage);
-  PutNumber(hive, 0x2C, 1);
-
-  std::size_t const bin = kPage;
-  hive.replace(bin, 4, "hbin");
-  PutNumber(hive, bin + 8, kPage);
-
-  // Offsets within the bin; sizes of cells in use are negative.
-  constexpr std::size_t kRoot = 0x20, kRootSize = 0x60, kSecurity = kRoot + kRootSize, kSecuritySize = 0x30;
-  std::size_t at = bin + kRoot;
-  PutNumber(hive, at, static_cast<std::uint32_t>(-static_cast<std::int32_t>(kRootSize)));
-  hive.replace(at + 4, 2, "nk");
-  hive[at + 6] = 0x2C;  // the root, its name in single bytes
-  PutNumber(hive, at + 0x14, kNone);
-  PutNumber(hive, at + 0x20, kNone);
-  PutNumber(hive, at + 0x24, kNone);
-  PutNumber(hive, at + 0x2C, kNone);
-  PutNumber(hive, at + 0x30, kSecurity);
-  PutNumber(hive, at + 0x34, kNone);
-  hive[at + 0x4C] = 4;
-  hive.replace(at + 0x50, 4, "ROOT");
-
-  at = bin + kSecurity;
-  PutNumber(hive, at, static_cast<std::uint32_t>(-static_cast<std::int32_t>(kSecuritySize)));
-  hive.replace(at + 4, 2, "sk");
-  PutNumber(hive, at + 8, kSecurity);
-  PutNumber(hive, at + 12, kSecurity);
-  PutNumber(hive, at + 16, 1);
-  PutNumber(hive, at + 20, 20);
-  hive[at + 24] = 1;
-
-  constexpr std::size_t kFree = kSecurity + kSecuritySize;
-  PutNumber(hive, bin + kFree, static_cast<std::uint32_t>(kPage - kFree));
-
-  std::uint32_t sum = 0;
-  for (std::size_t i = 0; i < 0x1FC; i += 4) {
-    std::uint32_t word = 0;
-    for (std::size_t k = 4; k-- > 0;) word = word << 8 | static_cast<std::uint8_t>(hive[i + k]);
-    sum ^= word;
-  }
-  PutNumber(hive, 0x1FC, sum);
-  return hive;
-}
-
 class RegInteropTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (std::system("command -v hivexregedit > /dev/null") != 0) {
       GTEST_SKIP() << "hivexregedit is missing (package libwin-hivex-perl)";
     }
-    Write("hive", EmptyHive());
+    Write("hive", testing_support::EmptyHive());
   }
 
   std::string In(const std::string& name) const { return (folder_.path() / name).string(); }
