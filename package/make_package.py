@@ -26,6 +26,7 @@ def contents():
     """{file: bytes} of the files that are no part of a driver package."""
     files = {
         **{f.name: windows_text(f.read_text(), wide=True) for f in (ROOT / "package").glob("*.reg")},
+        **{f.name: windows_text(f.read_text()) for f in (ROOT / "package").glob("collect-tablet.*")},
         "THIRD-PARTY-NOTICES.txt": windows_text((ROOT / "package/THIRD-PARTY-NOTICES.txt").read_text()),
         "vantord.ctl": windows_text(f"{trace_messages.control_guid(ROOT)} Vantord\n"),
     }

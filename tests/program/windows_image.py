@@ -88,6 +88,7 @@ def make_volume(tablet, volume):
     folder = Path(volume, CONFIG)
     folder.mkdir(parents=True, exist_ok=True)
     sections = _sections(tablet)
+    sections.append(("HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet001\\Services\\Pelt", ['"Start"=dword:00000003']))
     sections.append(("HKEY_LOCAL_MACHINE\\SYSTEM\\Select", ['"Current"=dword:00000001', '"Default"=dword:00000001']))
     for hive in ("SYSTEM", "SOFTWARE"):
         (folder / hive).write_bytes(empty_hive())

@@ -65,8 +65,9 @@ void MakeWindowsVolume(const fs::path& tablet, const fs::path& volume, int contr
   tablet::ReadRegistryFolder(tablet, registry);
   tablet::Registry offline;
   CopyBelow(registry, u"SOFTWARE", u"SOFTWARE", offline);
-  CopyBelow(registry, u"SYSTEM\\CurrentControlSet",
-            u"SYSTEM\\" + tablet::ToUtf16(fmt::format("ControlSet{:03}", control_set)), offline);
+  std::u16string const system = u"SYSTEM\\" + tablet::ToUtf16(fmt::format("ControlSet{:03}", control_set));
+  CopyBelow(registry, u"SYSTEM\\CurrentControlSet", system, offline);
+  offline.PutText(system + u"\\Services\\Pelt", u"ImagePath", u"C:\\Windows\\System32\\PeltService.exe");
   offline.PutDword(u"SYSTEM\\Select", u"Current", static_cast<std::uint32_t>(control_set));
   offline.PutText(u"SYSTEM\\Setup", u"Elsewhere", u"no key of a tablet");
   WriteHive(volume / "Windows/System32/config/SYSTEM", offline, u"SYSTEM");

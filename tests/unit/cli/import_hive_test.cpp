@@ -143,7 +143,7 @@ TEST_F(HiveTest, WhatIsNoHiveOrCutOffIsRefused) {
   Make(Small(registry));
   std::string const whole = ReadBytes(In("HIVE"));
   WriteBytes(In("HIVE"), whole.substr(0, whole.size() - kHiveHead));
-  EXPECT_THAT(Refusal(), HasSubstr("is cut off: it has 4096 of 8192 bytes"));
+  EXPECT_THAT(Refusal(), HasSubstr("is cut off: it has " + std::to_string(whole.size() - kHiveHead) + " of "));
   for (const std::string& other : {std::string(), std::string(100, 'x'), std::string(9000, '\0')}) {
     WriteBytes(In("HIVE"), other);
     EXPECT_THAT(Refusal(), HasSubstr("is not a registry hive"));
