@@ -42,18 +42,19 @@ void ReadData(ZipArchiveReader* reader, SurveyedEntry& entry) {
   entry.crc_differs = CloseCurrentEntry(reader) == ZIP_CRC_MISMATCH;
 }
 
-SurveyedEntry ReadEntry(ZipArchiveReader* reader, std::string& name) {
+SurveyedEntry ReadEntry(ZipArchiveReader* reader, std::string& name, bool with_data) {
   SurveyedEntry entry;
   entry.header_ok = reader->currentEntryOk;
   ZipCentralEntryInfo info;
   GetCurrentEntryInfo(reader, &info, nullptr, name.data(), kNameBytes);
   entry.raw_name.assign(name, 0, std::min<std::size_t>(info.nameLength, kNameBytes));
   entry.method = info.compressionMethod;
+  entry.crc = info.crc32;
   entry.bytes = info.uncompressedSize;
   entry.packed_bytes = info.compressedSize;
   entry.encrypted = (info.flags & ZIP_FLAG_ENCRYPTED) != 0;
   entry.has_utf8_flag = (info.flags & kUtf8Flag) != 0;
-  ReadData(reader, entry);
+  if (with_data) ReadData(reader, entry);
   return entry;
 }
 
@@ -91,7 +92,7 @@ std::string TroubleOf(const std::string& tail, std::size_t at, std::uint64_t sta
 
 }  // namespace
 
-Survey ReadSurvey(const std::string& path) {
+Survey ReadSurvey(const std::string& path, bool with_data) {
   std::u16string const wide = tablet::ToUtf16(path);
   Survey survey;
   std::unique_ptr<ZipArchiveReader> reader = OpenZipArchive(lufopen(wide.c_str()));
@@ -101,7 +102,7 @@ Survey ReadSurvey(const std::string& path) {
   survey.claimed = reader->numberOfEntries;
   std::string name(kNameBytes + 1, '\0');
   for (std::uint32_t index = 0; index < survey.claimed; ++index) {
-    SurveyedEntry entry = ReadEntry(reader.get(), name);
+    SurveyedEntry entry = ReadEntry(reader.get(), name, with_data);
     ZipEntry described = {};
     entry.described = GetZipEntry(front.get(), static_cast<INT>(index), described);
     entry.name = tablet::ToUtf8(described.name);

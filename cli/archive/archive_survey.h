@@ -19,6 +19,7 @@ struct SurveyedEntry {
   std::uint32_t attributes = 0;  ///< FILE_ATTRIBUTE_* bits
   std::uint64_t bytes = 0;       ///< unpacked, as declared
   std::uint64_t packed_bytes = 0;
+  std::uint32_t crc = 0;  ///< as declared
   bool encrypted = false;
   bool has_utf8_flag = false;
   std::uint64_t delivered = 0;  ///< bytes that came out
@@ -34,8 +35,9 @@ struct Survey {
   bool hangs = false;
 };
 
-/// Reads an archive of the current tablet. Call it on a simulated thread.
-Survey ReadSurvey(const std::string& path);
+/// Reads an archive of the current tablet. Call it on a simulated thread. Without data nothing is unpacked: what came
+/// out of entries stays as it is in a new SurveyedEntry.
+Survey ReadSurvey(const std::string& path, bool with_data = true);
 
 /// The end record of an archive in a file of the host.
 struct EndRecord {

@@ -1,6 +1,6 @@
 #include "cli/archive/driver_images.h"
 
-#include <optional>
+#include <utility>
 
 #include "sim/tablet/base/text.h"
 
@@ -12,6 +12,8 @@ constexpr std::u16string_view kModemClass =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
 constexpr std::u16string_view kFirmwarePath = u"\\SystemRoot\\System32\\qcdsp1v2850.mbn";
 constexpr std::u16string_view kSoftwarePath = u"\\SystemRoot\\System32\\qcdsp2850.mbn";
+constexpr std::u16string_view kFirmwareValue = u"AmssFwImagePath";
+constexpr std::u16string_view kSoftwareValue = u"AmssSwImagePath";
 constexpr std::u16string_view kSystemRoot = u"\\SystemRoot\\";
 
 /// The file that a driver's path means.
@@ -29,17 +31,24 @@ DriverImage Image(std::u16string_view value, std::u16string_view path) {
 
 }  // namespace
 
+std::optional<DriverInstance> FindDriverInstance(const tablet::Registry& registry) {
+  for (const std::u16string& name : registry.SubKeyNames(kModemClass)) {
+    std::u16string key = std::u16string(kModemClass) + u"\\" + name;
+    std::optional<std::u16string> firmware = registry.GetText(key, kFirmwareValue);
+    if (!firmware) continue;
+    bool const ours = tablet::EqualIgnoringCase(*firmware, kFirmwarePath);
+    return DriverInstance{std::move(key), *std::move(firmware), ours};
+  }
+  return std::nullopt;
+}
+
 std::vector<DriverImage> DriverImages(const tablet::Registry& registry) {
   std::u16string software(kSoftwarePath);
-  for (const std::u16string& name : registry.SubKeyNames(kModemClass)) {
-    std::u16string const key = std::u16string(kModemClass) + u"\\" + name;
-    std::optional<std::u16string> const firmware = registry.GetText(key, u"AmssFwImagePath");
-    if (!firmware) continue;
-    if (!tablet::EqualIgnoringCase(*firmware, kFirmwarePath)) break;
-    software = registry.GetText(key, u"AmssSwImagePath").value_or(software);
-    break;
+  std::optional<DriverInstance> const instance = FindDriverInstance(registry);
+  if (instance && instance->points_at_service) {
+    software = registry.GetText(instance->key, kSoftwareValue).value_or(software);
   }
-  return {Image(u"AmssFwImagePath", kFirmwarePath), Image(u"AmssSwImagePath", software)};
+  return {Image(kFirmwareValue, kFirmwarePath), Image(kSoftwareValue, software)};
 }
 
 }  // namespace cli

@@ -1,12 +1,21 @@
 // Which images the modem's driver is pointed at once a deployment has succeeded.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "sim/tablet/registry/registry.h"
 
 namespace cli {
+
+/// The instance of the modem's driver that decides: the first one with a firmware path.
+struct DriverInstance {
+  std::u16string key;              ///< below HKEY_LOCAL_MACHINE
+  std::u16string firmware;         ///< "AmssFwImagePath"
+  bool points_at_service = false;  ///< at the firmware image that the service puts in place
+};
+std::optional<DriverInstance> FindDriverInstance(const tablet::Registry& registry);
 
 struct DriverImage {
   std::string value;  ///< of the driver's instance key: "AmssFwImagePath"

@@ -62,4 +62,24 @@ std::string EscapedJson(std::string_view document) {
   return out;
 }
 
+std::string XmlText(std::string_view text) {
+  std::string out;
+  for (char const c : text) {
+    if (c == '&') {
+      out += "&amp;";
+    } else if (c == '<') {
+      out += "&lt;";
+    } else if (c == '>') {
+      out += "&gt;";
+    } else if (c == '"') {
+      out += "&quot;";
+    } else if (static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t') {
+      out += "\xEF\xBF\xBD";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
 }  // namespace cli

@@ -13,4 +13,7 @@ std::string Escaped(std::string_view text);
 /// The same for a JSON document, which writes the control characters below 0x20 itself.
 std::string EscapedJson(std::string_view document);
 
+/// For a text of XML or HTML. What XML cannot hold becomes U+FFFD.
+std::string XmlText(std::string_view text);
+
 }  // namespace cli

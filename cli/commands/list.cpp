@@ -14,6 +14,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeDiffCommand());
   commands.push_back(MakeExplainCommand());
   commands.push_back(MakeValidateCommand());
+  commands.push_back(MakeCheckCommand());
   commands.push_back(MakeStoryCommand());
   commands.push_back(MakeCollectCommand());
   commands.push_back(MakeReplayCommand());

@@ -7,6 +7,7 @@
 
 namespace cli {
 
+std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeCollectCommand();
 std::unique_ptr<Command> MakeExplainCommand();
 std::unique_ptr<Command> MakeExportCommand();

@@ -148,4 +148,6 @@ std::string ReportPage(const ordered_json& data) {
   return page;
 }
 
+std::string ReportStyle() { return Text(kStyle); }
+
 }  // namespace cli

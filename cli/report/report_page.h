@@ -21,4 +21,7 @@ nlohmann::ordered_json TraceReportData(const nlohmann::ordered_json& summary, co
 /// The page with its data inside. Whatever texts the data holds, they end no element of the page.
 std::string ReportPage(const nlohmann::ordered_json& data);
 
+/// The style sheet of the page, for others that look alike.
+std::string ReportStyle();
+
 }  // namespace cli

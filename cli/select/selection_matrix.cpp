@@ -69,6 +69,7 @@ void Complete(MatrixRow& row, const Decision& decision, Origin map, const std::u
   row.reachable = IsBy(decision, map, name);
   row.cut = row.reachable && decision.cut;
   row.archive = decision.name;
+  row.path = decision.path;
   row.file = FindArchive(drive, decision.path);
   if (!row.reachable) row.remark = "never used: " + WhyNot(decision, map);
 }
@@ -76,10 +77,7 @@ void Complete(MatrixRow& row, const Decision& decision, Origin map, const std::u
 MatrixRow RowOfCode(const std::filesystem::path& folder, const std::u16string& name, const tablet::Drive& drive) {
   MatrixRow row;
   row.name = tablet::ToUtf8(name);
-  Decision const decision = Decide(folder, [&](tablet::Tablet& machine) {
-    Forget(machine);
-    machine.firmware().Put(SalesCodeKey(), BytesOf(name));
-  });
+  Decision const decision = Decide(folder, [&](tablet::Tablet& machine) { BecomeTabletOf(row, machine); });
   Complete(row, decision, Origin::kCscMap, name, drive);
   return row;
 }
@@ -88,17 +86,13 @@ MatrixRow RowOfId(const std::filesystem::path& folder, const std::u16string& nam
   MatrixRow row;
   row.origin = Origin::kRegistryId;
   row.name = tablet::ToUtf8(name);
-  Decision const by_registry = Decide(folder, [&](tablet::Tablet& machine) {
-    Forget(machine);
-    machine.registry().PutText(kServiceKey, kImageIdValue, name);
-  });
+  Decision const by_registry = Decide(folder, [&](tablet::Tablet& machine) { BecomeTabletOf(row, machine); });
   Complete(row, by_registry, Origin::kIdMap, name, drive);
   if (row.reachable) return row;
-  Decision const by_firmware = Decide(folder, [&](tablet::Tablet& machine) {
-    Forget(machine);
-    machine.firmware().Put(ImageIdKey(), BytesOf(name));
-  });
-  if (!IsBy(by_firmware, Origin::kIdMap, name)) return row;
+  row.by_firmware = true;
+  Decision const by_firmware = Decide(folder, [&](tablet::Tablet& machine) { BecomeTabletOf(row, machine); });
+  row.by_firmware = IsBy(by_firmware, Origin::kIdMap, name);
+  if (!row.by_firmware) return row;
   Complete(row, by_firmware, Origin::kIdMap, name, drive);
   row.remark = "by an ID in firmware only";
   return row;
@@ -124,25 +118,44 @@ std::string_view WordOf(Origin origin) {
 
 }  // namespace
 
-SelectionMatrix MakeMatrix(const std::filesystem::path& folder, const tablet::Drive& drive) {
+void BecomeTabletOf(const MatrixRow& row, tablet::Tablet& machine) {
+  Forget(machine);
+  std::u16string const name = tablet::ToUtf16(row.name);
+  if (row.origin == Origin::kSalesCode) machine.firmware().Put(SalesCodeKey(), BytesOf(name));
+  if (row.origin != Origin::kRegistryId) return;
+  if (row.by_firmware) {
+    machine.firmware().Put(ImageIdKey(), BytesOf(name));
+  } else {
+    machine.registry().PutText(kServiceKey, kImageIdValue, name);
+  }
+}
+
+SelectionMatrix MakeMatrix(const std::filesystem::path& folder, const tablet::Drive& drive, const MoreNames& more) {
   tablet::Registry registry;
   tablet::ReadRegistryFolder(folder, registry);
   SelectionMatrix matrix;
-  auto const entry = [&](MatrixRow row, std::u16string_view map, const std::u16string& name) {
-    row.entry = ShowValue(*registry.Get(map, name));
-    if (row.cut) row.remark = fmt::format("cut to \"{}\": names have 9 characters at most", row.archive);
-    matrix.rows.push_back(std::move(row));
+  auto const add = [&](MatrixRow (*make)(const std::filesystem::path&, const std::u16string&, const tablet::Drive&),
+                       std::u16string_view map, const std::vector<std::string>& names_beside) {
+    std::vector<std::u16string> names = registry.ValueNames(map);
+    for (const std::string& name : names_beside) {
+      std::u16string const wide = tablet::ToUtf16(name);
+      bool const known = std::ranges::any_of(names, [&](auto& one) { return tablet::EqualIgnoringCase(one, wide); });
+      if (!known) names.push_back(wide);
+    }
+    for (const std::u16string& name : names) {
+      MatrixRow row = make(folder, name, drive);
+      if (auto const value = registry.Get(map, name)) row.entry = ShowValue(*value);
+      if (row.cut) row.remark = fmt::format("cut to \"{}\": names have 9 characters at most", row.archive);
+      matrix.rows.push_back(std::move(row));
+    }
   };
-  for (const std::u16string& name : registry.ValueNames(kCscMapKey)) {
-    entry(RowOfCode(folder, name, drive), kCscMapKey, name);
-  }
-  for (const std::u16string& name : registry.ValueNames(kIdMapKey)) {
-    entry(RowOfId(folder, name, drive), kIdMapKey, name);
-  }
+  add(RowOfCode, kCscMapKey, more.codes);
+  add(RowOfId, kIdMapKey, more.ids);
   MatrixRow rest;
   rest.origin = Origin::kDefault;
   Decision const decision = Decide(folder, Forget);
   rest.archive = decision.name;
+  rest.path = decision.path;
   rest.file = FindArchive(drive, decision.path);
   rest.reachable = decision.Decider() != nullptr && decision.Decider()->origin == Origin::kDefault;
   matrix.rows.push_back(std::move(rest));

@@ -18,6 +18,8 @@ struct MatrixRow {
   bool reachable = false;              ///< a tablet with this code or ID gets what the entry names
   bool cut = false;                    ///< the entry has more than the 9 characters that are used
   std::string archive;                 ///< what such a tablet gets
+  std::string path;                    ///< the same as the service composed it; empty when it went for none
+  bool by_firmware = false;            ///< of an ID: only one in firmware leads there
   ArchiveFile file;
   std::string remark;
 };
@@ -27,8 +29,18 @@ struct SelectionMatrix {
   std::vector<std::string> unnamed;  ///< files in the archives' folder that no row names
 };
 
-/// Lets the service choose once for each row, on the tablet of this folder with that code or ID.
-SelectionMatrix MakeMatrix(const std::filesystem::path& folder, const tablet::Drive& drive);
+/// Codes and IDs beside those of the maps.
+struct MoreNames {
+  std::vector<std::string> codes;
+  std::vector<std::string> ids;
+};
+
+/// Lets the service choose once for each row, on the tablet of this folder with that code or ID. A row of `more` whose
+/// name no map has has no entry.
+SelectionMatrix MakeMatrix(const std::filesystem::path& folder, const tablet::Drive& drive, const MoreNames& more = {});
+
+/// Makes a tablet one with the code or the ID of a row, and no other; for the default, one with neither.
+void BecomeTabletOf(const MatrixRow& row, tablet::Tablet& machine);
 
 void Print(Console& console, const std::string& tablet, const SelectionMatrix& matrix);
 nlohmann::ordered_json ToJson(const std::string& tablet, const SelectionMatrix& matrix);

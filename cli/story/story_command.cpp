@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/base/escape.h"
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
@@ -20,27 +21,6 @@ namespace cli {
 namespace {
 
 using Style = Console::Style;
-
-/// For a text of XML. What XML cannot hold becomes U+FFFD.
-std::string XmlText(std::string_view text) {
-  std::string out;
-  for (char const c : text) {
-    if (c == '&') {
-      out += "&amp;";
-    } else if (c == '<') {
-      out += "&lt;";
-    } else if (c == '>') {
-      out += "&gt;";
-    } else if (c == '"') {
-      out += "&quot;";
-    } else if (static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t') {
-      out += "\xEF\xBF\xBD";
-    } else {
-      out += c;
-    }
-  }
-  return out;
-}
 
 /// The first place where a record and what happened differ.
 struct Difference {

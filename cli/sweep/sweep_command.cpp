@@ -25,7 +25,7 @@ WorkerPoolOptions PoolFor(const SweepOptions& options, const SweepGround& ground
 
 /// The ground of a tablet after its undisturbed run; without calls when the sweep was stopped.
 SweepGround GroundOf(const SweepOptions& options, Verdict& undisturbed) {
-  SweepGround ground = PrepareGround(options.folder, options.time_out);
+  SweepGround ground = PrepareGround(options.folder, options.time_out, options.change);
   ground.prepare = options.prepare;
   WorkerPoolOptions alone = PoolFor(options, ground);
   alone.workers = 1;

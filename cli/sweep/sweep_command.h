@@ -24,6 +24,8 @@ struct SweepOptions {
   std::optional<std::chrono::milliseconds> time_out = std::nullopt;
   /// The file of SweepProgress.
   std::optional<std::filesystem::path> resume = std::nullopt;
+  /// See PrepareGround.
+  std::function<void(tablet::Tablet& machine)> change = nullptr;
   /// See SweepGround; for tests.
   std::function<void(TabletRun& run, const SweepTask& task, int start)> prepare;
 };

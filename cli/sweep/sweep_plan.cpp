@@ -75,7 +75,10 @@ std::vector<SweepTask> PlanSweep(const std::vector<KnownCall>& calls, const Plan
   for (std::uint64_t i = 0; i < options.pairs && !singles.empty(); ++i) tasks.push_back(Pair(singles, random));
   std::uint64_t last = 0;
   for (const KnownCall& call : calls) last = std::max(last, call.number);
-  for (std::uint64_t cut = 1; cut <= last; ++cut) tasks.push_back({.kind = TaskKind::kCut, .cut_at = cut});
+  std::uint64_t const cuts = options.most_cuts == 0 ? last : std::min(options.most_cuts, last);
+  for (std::uint64_t cut = 1; cut <= cuts; ++cut) {
+    tasks.push_back({.kind = TaskKind::kCut, .cut_at = cuts == last ? cut : cut * last / cuts});
+  }
   for (std::uint64_t i = 0; i < options.schedules; ++i) {
     tasks.push_back({.kind = TaskKind::kSchedule, .seed = random() % 1'000'000 + 1, .stop_early = i % 2 == 1});
   }

@@ -33,6 +33,7 @@ struct PlanOptions {
   std::uint64_t shard = 1;  ///< of `shards`, from 1: every shards-th run
   std::uint64_t shards = 1;
   std::vector<SweepTask::Kind> kinds;  ///< empty: all
+  std::uint64_t most_cuts = 0;         ///< so many power cuts, spread over the run; 0: one at every call
 };
 
 /// Every plausible error of every call of the catalogue (of a place that makes its call repeatedly: the first, the

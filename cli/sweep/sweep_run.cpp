@@ -157,18 +157,20 @@ Verdict VerdictFrom(const json& document) {
   return verdict;
 }
 
-SweepGround PrepareGround(const std::filesystem::path& folder, std::optional<std::chrono::milliseconds> time_out) {
+SweepGround PrepareGround(const std::filesystem::path& folder, std::optional<std::chrono::milliseconds> time_out,
+                          const std::function<void(tablet::Tablet& machine)>& change) {
   // Every simulated thread would otherwise begin with an arena of its own, touched for the first time in each run.
   ::mallopt(M_ARENA_MAX, 1);
   SweepGround ground;
   ground.description = tablet::ReadTabletFolder(folder);
   ground.folder = folder;
   AddFullTimeline(ground.description);
-  auto const power_on = [&ground, &folder](std::uint64_t call_limit) {
+  auto const power_on = [&](std::uint64_t call_limit) {
     ground.settings = {.call_limit = call_limit, .patience = kLook};
     ground.run.reset();
     ground.run = std::make_unique<TabletRun>(ground.description, folder, folder, ground.settings);
     ground.run->machine().drive().KeepInMemory();
+    if (change) change(ground.run->machine());
   };
   power_on(kCallLimit);
   ground.expected = ExpectationsOf(ground.run->machine());

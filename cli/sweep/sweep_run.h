@@ -66,10 +66,11 @@ struct Verdict {
 nlohmann::json ToJson(const Verdict& verdict);
 Verdict VerdictFrom(const nlohmann::json& document);
 
-/// Makes the ground for a tablet. `time_out` is HangLimits::finding; without one it is derived. Throws InputError for a
-/// bad tablet.
+/// Makes the ground for a tablet. `time_out` is HangLimits::finding; without one it is derived. `change`, which may be
+/// null, changes the tablet first; its drive is in memory then. Throws InputError for a bad tablet.
 SweepGround PrepareGround(const std::filesystem::path& folder,
-                          std::optional<std::chrono::milliseconds> time_out = std::nullopt);
+                          std::optional<std::chrono::milliseconds> time_out = std::nullopt,
+                          const std::function<void(tablet::Tablet& machine)>& change = nullptr);
 
 /// Runs the undisturbed run twice. Delivers a document for TakeUndisturbed.
 void RunUndisturbed(SweepGround& ground, const Deliver& deliver);

@@ -35,7 +35,7 @@ LAYERS = {
         ("output", "archive"),
         ("select", "story", "sweep"),
         ("report", "compare"),
-        ("run", "bundle", "explain"),
+        ("run", "bundle", "explain", "check"),
         ("commands",),
         ("",),
     ),
