@@ -20,6 +20,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeReplayCommand());
   commands.push_back(MakeFaultCommand());
   commands.push_back(MakeSweepCommand());
+  commands.push_back(MakeWorldCommand());
   return commands;
 }
 

@@ -19,6 +19,7 @@ std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();
 std::unique_ptr<Command> MakeLintCommand();
 std::unique_ptr<Command> MakeVerifyCommand();
+std::unique_ptr<Command> MakeWorldCommand();
 std::unique_ptr<Command> MakeDiffCommand();
 std::unique_ptr<Command> MakeValidateCommand();
 std::unique_ptr<Command> MakeStoryCommand();

@@ -35,8 +35,16 @@ LAYERS = {
         ("output", "archive"),
         ("select", "story", "sweep"),
         ("report", "compare"),
-        ("run", "bundle", "explain", "check"),
+        ("run", "bundle", "explain", "check", "world"),
         ("commands",),
+        ("",),
+    ),
+    "kit": (
+        ("result",),
+        ("machine",),
+        ("check",),
+        ("questions", "service"),
+        ("run",),
         ("",),
     ),
 }
@@ -44,8 +52,9 @@ LAYERS = {
 WINGS = {
     "vantord": (),
     "sim": (),
-    "cli": ("vantord", "sim"),
-    "tests": ("vantord", "sim", "cli", "bench"),
+    "cli": ("vantord", "sim", "kit"),
+    "kit": ("vantord", "tests"),
+    "tests": ("vantord", "sim", "cli", "bench", "kit"),
     "bench": ("vantord", "sim", "cli", "tests"),
     "cmake": (),
 }

@@ -17,7 +17,7 @@ class Registry : public conformance::World {
   HKEY Key(REGSAM access = KEY_ALL_ACCESS) {
     HKEY key = nullptr;
     EXPECT_EQ(
-        ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, Registry::key().c_str(), 0, nullptr, 0, access, nullptr, &key, nullptr),
+        ::RegCreateKeyExW(conformance::Hive(), Registry::key().c_str(), 0, nullptr, 0, access, nullptr, &key, nullptr),
         ERROR_SUCCESS);
     keys_.push_back(key);
     return key;
@@ -37,11 +37,11 @@ TEST_F(Registry, CreatingTellsWhetherTheKeyWasThereInAnyLetterCase) {
   HKEY first = nullptr;
   HKEY second = nullptr;
   DWORD disposition = 0;
-  EXPECT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, (key() + TEXT("\\Sub")).c_str(), 0, nullptr, 0, KEY_READ, nullptr,
+  EXPECT_EQ(::RegCreateKeyExW(conformance::Hive(), (key() + TEXT("\\Sub")).c_str(), 0, nullptr, 0, KEY_READ, nullptr,
                               &first, &disposition),
             ERROR_SUCCESS);
   EXPECT_EQ(disposition, DWORD{REG_CREATED_NEW_KEY});
-  EXPECT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, (key() + TEXT("\\sUB")).c_str(), 0, nullptr, 0, KEY_READ, nullptr,
+  EXPECT_EQ(::RegCreateKeyExW(conformance::Hive(), (key() + TEXT("\\sUB")).c_str(), 0, nullptr, 0, KEY_READ, nullptr,
                               &second, &disposition),
             ERROR_SUCCESS);
   EXPECT_EQ(disposition, DWORD{REG_OPENED_EXISTING_KEY});
@@ -51,7 +51,7 @@ TEST_F(Registry, CreatingTellsWhetherTheKeyWasThereInAnyLetterCase) {
 
 TEST_F(Registry, MissingKeysAndBadPathsHaveTheirCodes) {
   HKEY opened = nullptr;
-  EXPECT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key().c_str(), 0, KEY_READ, &opened), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(::RegOpenKeyExW(conformance::Hive(), key().c_str(), 0, KEY_READ, &opened), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, TEXT("\\SOFTWARE"), 0, KEY_READ, &opened), 161);
 }
 
@@ -66,7 +66,7 @@ TEST_F(Registry, AKeyIsNamedFromAnotherOne) {
   HKEY below = nullptr;
   EXPECT_EQ(::RegCreateKeyExW(Key(), TEXT("A\\B"), 0, nullptr, 0, KEY_READ, nullptr, &below, nullptr), ERROR_SUCCESS);
   ::RegCloseKey(below);
-  EXPECT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (key() + TEXT("\\a\\b")).c_str(), 0, KEY_READ, &below), ERROR_SUCCESS);
+  EXPECT_EQ(::RegOpenKeyExW(conformance::Hive(), (key() + TEXT("\\a\\b")).c_str(), 0, KEY_READ, &below), ERROR_SUCCESS);
   ::RegCloseKey(below);
 }
 

@@ -1,4 +1,4 @@
-// The service manager's clients. Both worlds have a partner service, "Pelt", which is stopped at first.
+// The service manager's clients. Every world has a partner service, which is stopped at first.
 #include "tests/conformance/world.h"
 
 // Needs <windows.h> before it.
@@ -13,7 +13,9 @@ constexpr int kMostPolls = 1000;
 
 class Services : public conformance::World {
  protected:
-  Services() : manager_(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)), partner_(Open(TEXT("Pelt"))) {
+  Services()
+      : manager_(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
+        partner_(Open(conformance::PartnerName())) {
     EXPECT_NE(manager_, nullptr);
     EXPECT_NE(partner_, nullptr);
   }
@@ -44,7 +46,9 @@ class Services : public conformance::World {
 };
 
 TEST_F(Services, AreOpenedByNameInAnyLetterCase) {
-  SC_HANDLE const same = Open(TEXT("PELT"));
+  conformance::Text upper = conformance::PartnerName();
+  for (WCHAR& one : upper) one = one >= TEXT('a') && one <= TEXT('z') ? static_cast<WCHAR>(one - 32) : one;
+  SC_HANDLE const same = Open(upper.c_str());
   EXPECT_NE(same, nullptr);
   EXPECT_TRUE(::CloseServiceHandle(same));
   EXPECT_EQ(Open(TEXT("NoSuchService")), nullptr);
@@ -52,12 +56,12 @@ TEST_F(Services, AreOpenedByNameInAnyLetterCase) {
 }
 
 TEST_F(Services, AreOpenedThroughTheManager) {
-  EXPECT_EQ(::OpenServiceW(partner_, TEXT("Pelt"), SERVICE_ALL_ACCESS), nullptr);
+  EXPECT_EQ(::OpenServiceW(partner_, conformance::PartnerName(), SERVICE_ALL_ACCESS), nullptr);
   EXPECT_EQ(::GetLastError(), 6u);
 }
 
 TEST_F(Services, HandlesAreClosedOnce) {
-  SC_HANDLE const handle = Open(TEXT("Pelt"));
+  SC_HANDLE const handle = Open(conformance::PartnerName());
   EXPECT_TRUE(::CloseServiceHandle(handle));
   EXPECT_EQ(Error(::CloseServiceHandle(handle)), 6u);
 }

@@ -20,6 +20,7 @@ except ImportError:
     print("skipped: python3-jsonschema is missing")
     sys.exit(77)
 
+ROOT = Path(__file__).resolve().parents[2]
 SECONDS = 60
 MARK = "SALES_CODE-9806d87d-b4fb-4d02-97d2-8597337abc83"
 
@@ -122,6 +123,9 @@ def others(check):
     check.ask("diff", 5, "diff", "fresh", "kept")
     check.ask("diff", 0, "diff", "fresh", "fresh")
     check.ask("error", 3, "diff", "fresh", "nowhere")
+    for file in sorted((ROOT / "tests" / "worlds").glob("*.zip")):
+        check.ask("world", 5, "world", str(file))
+        check.hold("kit-result", json.loads(zipfile.ZipFile(file).read("result.json")), file.name)
     check.ask("validate", 0, "validate", "fresh")
     Path("kept", "efi", "odd").write_bytes(b"")
     check.ask("validate", 3, "validate", "kept")

@@ -19,13 +19,14 @@ sys.dont_write_bytecode = True
 import conformance  # noqa: E402
 import end_to_end  # noqa: E402
 import endings  # noqa: E402
+import kit  # noqa: E402
 import machine  # noqa: E402
 import provision  # noqa: E402
 import sample_test  # noqa: E402
 import stack_guard  # noqa: E402
 from report import Report  # noqa: E402
 
-SUITES = (*endings.SUITES, *stack_guard.SUITES, *end_to_end.SUITES)
+SUITES = (*endings.SUITES, *stack_guard.SUITES, *kit.SUITES, *end_to_end.SUITES)
 PROJECT = Path(__file__).resolve().parents[2]
 
 

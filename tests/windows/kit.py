@@ -1,0 +1,146 @@
+"""The kit for real machines (kit/, docs/kit.md), under Wine: its answers, and that nothing of it stays."""
+
+import json
+import os
+import shutil
+import signal
+import subprocess
+import time
+import unittest
+import zipfile
+from pathlib import Path
+
+import machine
+import registry_text
+
+FOLDER = "C:\\kit"
+RESULTS = "C:\\results"
+TEMPORARY = "vantord-check"
+PROJECT = Path(__file__).resolve().parents[2]
+WORLDS = PROJECT / "tests" / "worlds"
+# These depend on whether root runs Wine.
+OF_ROOT = {"read-only-as-root", "read-only-and-hidden"}
+KEYS = ("HKEY_CURRENT_USER\\Software", "HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services")
+# Windows' own writing while programs run.
+OWN_WRITING = ("\\explorer", "\\wine\\", "\\sessions", "\\volatile")
+BEGIN_SECONDS = 60
+END_SECONDS = 60
+RUN_SECONDS = 150
+
+
+class Kit(unittest.TestCase):
+    world = None  # set by the runner
+
+    def machine(self, name):
+        """A machine with the kit on it, as it is packed."""
+        made = machine.machine(self.world.wine, self.world.template, self.world.work / name / "prefix")
+        windows = made.__enter__()
+        self.addCleanup(made.__exit__, None, None, None)
+        shutil.copytree(self.world.build / "kit", windows.host_path(FOLDER))
+        windows.host_path(RESULTS).mkdir()
+        # Services that start with the first program would be a difference otherwise.
+        windows.run("reg", "query", "HKEY_CURRENT_USER\\Software")
+        return windows
+
+    def script(self, windows, *words):
+        """Exit code and output of run-check.cmd."""
+        return windows.run_for_status("cmd", "/c", f"{FOLDER}\\run-check.cmd", *words, seconds=RUN_SECONDS)
+
+    def state(self, windows):
+        """Files of drive C: and the keys that a program of the kit could have left."""
+        files = {
+            (str(path.relative_to(windows.drive)), path.lstat().st_size if path.is_file() else None)
+            for path in windows.drive.rglob("*")
+            if not path.is_relative_to(windows.host_path(RESULTS)) and not path.is_symlink()
+        }
+        keys = {}
+        for number, key in enumerate(KEYS):
+            exported = f"{RESULTS}\\{number}.reg"
+            windows.run("reg", "export", key, exported, "/y")
+            registry_text.parse(registry_text.decode(windows.host_path(exported).read_bytes()), keys)
+        return files, {key: values for key, values in keys.items() if not any(own in key for own in OWN_WRITING)}
+
+    def compare_states(self, before, after):
+        self.assertEqual(set(), before[0] ^ after[0], "files")
+        changed = {key for key in before[1].keys() | after[1].keys() if before[1].get(key) != after[1].get(key)}
+        self.assertEqual(set(), changed, "registry")
+
+    def result(self, windows):
+        (file,) = windows.host_path(RESULTS).glob("*.zip")
+        return file
+
+    def answers(self, file):
+        document = json.loads(zipfile.ZipFile(file).read("result.json"))
+        return {answer["question"]: answer["seen"] for answer in document["answers"]}, document
+
+    def start(self, windows):
+        """vantord-check at work with its services installed and a test running; its process on this host."""
+        environment = windows.wine.environment(windows.prefix)
+        command = windows.wine.wine + [f"{FOLDER}\\vantord-check.exe", "--service", "--yes", "--only", "AControlAfterAStop"]
+        run = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL, start_new_session=True)
+        self.addCleanup(run.wait)
+        self.addCleanup(run.kill)
+        end = time.monotonic() + BEGIN_SECONDS * windows.wine.slowdown
+        while time.monotonic() < end:
+            notes = list(windows.drive.rglob(f"{TEMPORARY}/notes.txt"))
+            if notes and "AControlAfterAStop" in notes[0].read_text():
+                return run, self.parent(windows)
+            time.sleep(0.05)
+        self.fail("no test begins")
+
+    def parent(self, windows):
+        for process in windows.processes():
+            words = Path(f"/proc/{process}/cmdline").read_bytes().split(b"\0")
+            if b"--service" in words and any(b"vantord-check" in word for word in words[:4]):
+                return process
+        self.fail("vantord-check does not run")
+
+    def test_all_it_asks_is_answered_as_recorded_and_nothing_stays(self):
+        windows = self.machine("kit")
+        before = self.state(windows)
+        status, output = self.script(windows, "--service", "--yes", "--output", RESULTS)
+        self.assertEqual(0, status, output)
+        self.compare_states(before, self.state(windows))
+        file = self.result(windows)
+        seen, document = self.answers(file)
+        recorded, _ = self.answers(WORLDS / f"vantord-check-{document['machine']}.zip")
+        self.assertEqual({}, {name: (recorded.get(name), answer) for name, answer in seen.items()
+                              if name not in OF_ROOT and answer != recorded.get(name)})
+        self.assertEqual(set(), recorded.keys() - seen.keys())
+        # No names of the user and the computer, and none of their folders.
+        text = zipfile.ZipFile(file).read("result.json").decode().lower()
+        for name in (os.environ.get("USER", "root"), os.uname().nodename, "c:\\users\\"):
+            self.assertNotIn(json.dumps(name.lower())[1:-1], text)
+
+    def test_its_list_does_nothing_and_a_wrong_option_is_refused(self):
+        windows = self.machine("kit-list")
+        before = self.state(windows)
+        status, output = self.script(windows, "--list")
+        self.assertEqual(0, status, output)
+        self.assertIn("serial-controls: A control that a service's handler sends to another service.", output)
+        self.assertIn("files: a path may have 259 characters and a folder 247", output)
+        self.assertEqual(2, self.script(windows, "--serviec")[0])
+        self.compare_states(before, self.state(windows))
+
+    def test_ctrl_c_leaves_nothing(self):
+        windows = self.machine("kit-interrupted")
+        before = self.state(windows)
+        run, process = self.start(windows)
+        os.kill(process, signal.SIGINT)
+        run.wait(END_SECONDS * windows.wine.slowdown)
+        self.compare_states(before, self.state(windows))
+
+    def test_what_a_killed_one_left_is_removed_by_the_next(self):
+        windows = self.machine("kit-killed")
+        before = self.state(windows)
+        run, process = self.start(windows)
+        os.kill(process, signal.SIGKILL)
+        run.wait(END_SECONDS * windows.wine.slowdown)
+        self.assertNotEqual(before[1], self.state(windows)[1], "the services are gone already: nothing was killed")
+        status, output = self.script(windows, "--clean")
+        self.assertEqual(0, status, output)
+        self.compare_states(before, self.state(windows))
+
+
+SUITES = (Kit,)
