@@ -64,7 +64,7 @@ class CaseTrial {
     run->OnHang([&](const RunEnd& end) { deliver_(Result(*run, *seen, *watch, end, true)); });
     RunEnd const end = run->Run(std::nullopt);
     json result = Result(*run, *seen, *watch, end, false);
-    bool const deployed = seen->Outcome().deployed();
+    bool const deployed = seen->findings().Outcome().deployed();
     watch.reset();
     seen.reset();
     if (deployed && end.kind == RunEnd::Kind::kStopped) result["again"] = StartAgain(std::move(run));
@@ -106,11 +106,11 @@ class CaseTrial {
     teller_.Flush();
     tablet::Tablet& machine = run.machine();
     Trial const trial = watch.Take(hung ? nullptr : &end);
-    Deployment const outcome = seen.Outcome();
+    Deployment const outcome = seen.findings().Outcome();
     json result{{"end", NameOf(end.kind)},       {"message", end.message}, {"deployment", NameOf(outcome.state)},
                 {"reason", outcome.reason},      {"toast", Toast(seen)},   {"again", json::array()},
                 {"driver_files", json::array()}, {"story", story_},        {"lint", nullptr}};
-    if (!task_.archive.empty() && (trial.opened || seen.ModemArchive() != nullptr)) {
+    if (!task_.archive.empty() && (trial.opened || seen.findings().ModemArchive() != nullptr)) {
       CompleteSurvey(survey_, trial, machine.drive());
       result["lint"] = LintFindings({.archive = task_.archive,
                                      .end = end_record_,
@@ -135,8 +135,8 @@ class CaseTrial {
   }
 
   static std::string Toast(const Observer& seen) {
-    for (const ArchiveUse& use : seen.archives()) {
-      if (&use == seen.ModemArchive() || use.path.find("ToastGenerator") == std::string::npos) continue;
+    for (const ArchiveUse& use : seen.findings().archives) {
+      if (&use == seen.findings().ModemArchive() || use.path.find("ToastGenerator") == std::string::npos) continue;
       if (!use.opened) return use.path + " cannot be opened";
       if (use.unreadable) return use.path + " is no archive that the service can read";
       if (!use.failures.empty()) return fmt::format("{}: {}", use.path, Describe(use.failures.front()));
@@ -204,7 +204,7 @@ class CaseTrial {
     RunEnd const end = run.Run(std::nullopt);
     std::vector<std::string> lines;
     if (end.kind != RunEnd::Kind::kStopped) lines.push_back(end.message);
-    if (const ArchiveUse* const archive = seen.ModemArchive())
+    if (const ArchiveUse* const archive = seen.findings().ModemArchive())
       lines.push_back("it goes for " + archive->path + " again");
     for (const tablet::FileChange& change : run.machine().drive().Changes()) {
       if (change.created || change.written) lines.push_back("it writes " + tablet::ToUtf8(change.path));

@@ -5,6 +5,7 @@
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
+#include "cli/base/work_folder.h"
 #include "cli/check/check_document.h"
 #include "cli/check/check_junit.h"
 #include "cli/check/check_page.h"
@@ -16,11 +17,38 @@ namespace cli {
 
 namespace {
 
-/// One tablet. What cannot be read at all is a finding too, and ends no other check. The folder of a source that is no
-/// tablet's folder yet is made here.
-TabletCheck CheckOne(const std::filesystem::path& source, const CheckSettings& settings, Console& console) {
+/// The source's path in place of that of the folder it was imported into.
+void NameSource(std::string& path, const std::string& folder, const std::string& source) {
+  if (path.starts_with(folder)) path = source + path.substr(folder.size());
+}
+
+/// An image, a volume or a collection: imported into a temporary folder, with places as below the source. What the
+/// source did not say is a note.
+TabletCheck CheckImported(const std::filesystem::path& source, const CheckOptions& options, Console& console) {
+  WorkFolder const work = WorkFolder::Temporary();
+  std::filesystem::path const folder = work.path() / "tablet";
+  ImportResult const imported = ImportTablet(source, folder, options.import);
+  TabletCheck check = CheckTablet(folder, options.settings, console);
+  check.folder = source.string();
+  for (CheckFinding& finding : check.findings) NameSource(finding.place.file, folder.string(), source.string());
+  for (CheckedArchive& archive : check.archives) {
+    NameSource(archive.file, folder.string(), source.string());
+    for (std::string& equal : archive.equal) NameSource(equal, folder.string(), source.string());
+  }
+  for (const Assumption& one : imported.assumed) {
+    check.findings.push_back({"assumed",
+                              {source.string(), 0, {}},
+                              fmt::format("{}: {}", one.unknown, one.taken),
+                              fmt::format("import it to say otherwise: {}", one.say)});
+  }
+  return check;
+}
+
+/// One tablet. What cannot be read at all is a finding too, and does not end the other checks.
+TabletCheck CheckOne(const std::filesystem::path& source, const CheckOptions& options, Console& console) {
   try {
-    return CheckTablet(source, settings, console);
+    return IsImportable(source) ? CheckImported(source, options, console)
+                                : CheckTablet(source, options.settings, console);
   } catch (const tablet::InputError& error) {
     TabletCheck check;
     check.folder = source.string();
@@ -49,7 +77,7 @@ int Check(const CheckOptions& options, Console& console) {
   std::vector<TabletCheck> checks;
   int code = kDone;
   for (const std::filesystem::path& source : options.tablets) {
-    TabletCheck check = CheckOne(source, options.settings, console);
+    TabletCheck check = CheckOne(source, options, console);
     if (!check.well_formed) code = kBadInput;
     if (code == kDone && !check.well()) code = kNotAsExpected;
     if (!options.json) PrintCheck(check, console);

@@ -7,12 +7,14 @@
 
 #include "cli/base/console.h"
 #include "cli/check/tablet_check.h"
+#include "cli/import/import.h"
 
 namespace cli {
 
 struct CheckOptions {
   std::vector<std::filesystem::path> tablets;
   CheckSettings settings;
+  ImportOptions import;  ///< for sources that are not a tablet's folder
   std::optional<std::filesystem::path> junit;
   std::optional<std::filesystem::path> sarif;
   std::optional<std::filesystem::path> report;  ///< a page of HTML

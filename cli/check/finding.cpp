@@ -86,6 +86,7 @@ constexpr CheckRule kRules[] = {
     {"policy-free", kError, "so much space is left on the drive as the policy asks for"},
     {"policy-size", kError, "no deployment writes more than the policy allows"},
     {"policy-version", kError, "files of the archives have the versions that the policy names"},
+    {"assumed", kNote, "an imported source says everything that the check needs"},
     {"policy-unused", kNote, "each allowance of the policy is needed"},
 };
 

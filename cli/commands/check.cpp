@@ -20,7 +20,13 @@ class CheckCommand : public Command {
   }
 
   void Define(CLI::App& app) override {
-    app.add_option("DIR", options_.tablets, "folders of tablets; they stay as they are")->required();
+    app.add_option(
+           "DIR", options_.tablets,
+           "folders of tablets; also what \"import\" takes: images, volumes, collections. They stay as they are")
+        ->required();
+    app.add_option("--index", options_.import.index, "of the image in a WIM file")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber.description(""));
     app.add_option(
            "--policy", options_.settings.policy,
            "what is expected and what is allowed; without it the folder's own vantord-check.json, if it has one")

@@ -38,9 +38,9 @@ NextStart TryNextStart(const tablet::Description& description, const std::filesy
     EndNow(kServiceFailed);
   });
   RunEnd const end = run.Run(std::nullopt);
-  if (observer.findings().ModemArchive() != nullptr) return {true, "the service goes for this archive at its next start"};
+  if (observer.findings().ModemArchive() != nullptr) return {true, "the service deploys this archive at its next start"};
   if (end.kind == RunEnd::Kind::kNotModelled || end.kind == RunEnd::Kind::kCallLimit) return {false, end.message};
-  return {false, "the service goes for no archive at its next start: " + observer.findings().Outcome().reason};
+  return {false, "the service deploys nothing at its next start: " + observer.findings().Outcome().reason};
 }
 
 std::string Presence(const ArchiveFile& file) {

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kEntry = "result.json";
 constexpr std::size_t kMostBytes = 16 << 20;
-constexpr std::size_t kBlock = 1 << 16;
+constexpr std::size_t kReadBlock = 1 << 16;
 
 struct ReaderCloser {
   void operator()(archive* reader) const { archive_read_free(reader); }
@@ -31,13 +31,13 @@ std::string DocumentIn(const fs::path& file) {
   if (!fs::exists(file)) throw NoResult(file, "there is no such file");
   std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
   archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), file.c_str(), kBlock) != ARCHIVE_OK) {
+  if (archive_read_open_filename(reader.get(), file.c_str(), kReadBlock) != ARCHIVE_OK) {
     throw NoResult(file, "is not a zip file");
   }
   archive_entry* entry = nullptr;
   while (archive_read_next_header(reader.get(), &entry) == ARCHIVE_OK) {
     if (std::string(archive_entry_pathname(entry)) != kEntry) continue;
-    std::string text(kBlock, '\0');
+    std::string text(kReadBlock, '\0');
     std::size_t size = 0;
     for (;;) {
       la_ssize_t const bytes = archive_read_data(reader.get(), text.data() + size, text.size() - size);
