@@ -29,7 +29,7 @@ using cli::UsageError;
 /// What is wrong with the command line and how to go on.
 std::string Explain(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& words,
                     const std::vector<std::string_view>& commands) {
-  std::string const help = "\"vantord-tablet --help\" lists what there is";
+  std::string const help = "\"vantord-tablet --help\" lists the commands";
   if (!words.empty() && !words[0].empty() && words[0].front() != '-' && words[0] != "help" &&
       std::find(commands.begin(), commands.end(), words[0]) == commands.end()) {
     return fmt::format("unknown command \"{}\"; {}", words[0], tablet::SuggestOneOf(words[0], commands));
@@ -74,7 +74,7 @@ int Report(Console& console, bool json, int code, const std::string& place, cons
   return code;
 }
 
-/// Examples and exit codes, behind the options of --help.
+/// Examples and exit codes, after the options of --help.
 std::string Footer(const Command& command) {
   std::string text = "Examples:\n";
   for (const std::string& example : command.examples()) text += fmt::format("    vantord-tablet {}\n", example);

@@ -78,7 +78,7 @@ std::string OptionText(const CLI::Option& option) {
                      usual.empty() ? "" : Roff(fmt::format(" [{}]", usual)));
 }
 
-/// What is behind the options: examples and exit codes are those of --help.
+/// The part after the options: examples and exit codes are those of --help.
 std::string ManEnd() {
   std::string page = ".SH EXIT STATUS\n";
   for (const ExitCodeText& code : kExitCodes) page += fmt::format(".TP\n{}\n{}\n", code.code, Roff(code.means));

@@ -1,5 +1,5 @@
 #include <windows.h>
-// windows.h stands first, as everywhere.
+// windows.h comes first, as everywhere.
 #include "cli/archive/archive_trial.h"
 
 #include <algorithm>

@@ -33,7 +33,7 @@ class Console {
   void Line(std::string_view text);
   /// Lines as they are, the last one's end included: a document.
   void Document(std::string_view text);
-  /// To standard error, behind the program's name; control characters are escaped.
+  /// To standard error, after the program's name; control characters are escaped.
   void Warn(std::string_view text);
   /// A line that the next one replaces: what is done, in thousandths, and a label. Redrawn a few times a second.
   void Progress(std::string_view label, std::uint64_t done, std::uint64_t whole);

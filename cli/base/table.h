@@ -27,7 +27,7 @@ class Table {
   Console& console_;
 };
 
-/// A line for each item under one heading; `without` where there are none.
+/// A line for each item under one heading; `without` if there are no items.
 template <typename Items, typename Show>
 void Paragraph(Table& table, std::string_view heading, const Items& items, std::string_view without, Show show) {
   if (items.empty()) table.Row(heading, without);

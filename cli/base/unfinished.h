@@ -6,7 +6,7 @@
 
 namespace cli {
 
-/// A new file or folder `stem` + six letters. While it is open, a lock on it says that its process lives.
+/// A new file or folder `stem` + six letters. While it is open, a lock on it shows that its process runs.
 class Unfinished {
  public:
   enum class Kind { kFile, kFolder };

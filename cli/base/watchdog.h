@@ -1,5 +1,5 @@
 // Ends a run that makes no progress: some archives keep the service in a loop that calls nothing, where virtual time
-// stands still for ever.
+// does not move.
 #pragma once
 
 #include <chrono>

@@ -7,7 +7,7 @@
 namespace cli {
 
 /// The entry of a copy of the service whose static variables are as at the start of a process. Each call gives another
-/// copy; none is ever given back, since threads of a process that died stay in it for ever. Throws std::runtime_error
+/// copy; none is ever given back, since threads of a process that died stay in it. Throws std::runtime_error
 /// when it cannot be loaded.
 std::function<int()> FreshService();
 

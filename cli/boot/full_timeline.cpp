@@ -8,7 +8,7 @@ namespace cli {
 
 namespace {
 
-/// Behind the ten seconds in which nobody is there to be told of a crash, and the end of first-boot setup.
+/// After the ten seconds in which no user can be notified of a crash, and after the end of first-boot setup.
 constexpr tablet::Millis kFirst{30'000};
 constexpr tablet::Millis kStep{500};
 

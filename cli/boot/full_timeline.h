@@ -7,7 +7,7 @@
 namespace cli {
 
 /// Gives a description without a timeline one: the display, a device that comes and goes, sleep, every custom control,
-/// and a stop at the end; all of it behind the service's start-up. Leaves any other description alone.
+/// and a stop at the end; all of it after the service's start-up. Leaves any other description alone.
 void AddFullTimeline(tablet::Description& description);
 
 }  // namespace cli

@@ -20,7 +20,7 @@ constexpr std::size_t kShown = 5;
 
 std::optional<std::string> LoopWatch::See(const tablet::Event& event) {
   const auto* const call = std::get_if<tablet::CallEvent>(&event.what);
-  // A message that is formatted is none; it is shown anyway.
+  // Formatting a message is not one of them; the message itself is shown.
   if (call == nullptr || call->name == "_vsnwprintf") return std::nullopt;
   if (event.time != time_ || call->name == "WriteFile") {
     time_ = event.time;

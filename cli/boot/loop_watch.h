@@ -1,4 +1,4 @@
-// Notices that the service polls for ever: the same few calls over and over, nothing written, while no time passes.
+// Notices that the service polls without end: the same few calls repeated, nothing written, while no time passes.
 #pragma once
 
 #include <cstdint>

@@ -86,7 +86,7 @@ void Observer::OnCall(const tablet::CallEvent& call) {
       extracting_ = path;
     }
   }
-  // Only behind a complete extraction the service goes to its parameters to settle the request for it.
+  // Only after a complete extraction the service opens its parameters to delete the request.
   bool const parameters = call.name == "RegOpenKeyExW" && EndsWithIgnoringCase(call.subject, kParameters);
   if (parameters && findings_.ModemArchive() != nullptr && findings_.ModemArchive()->opened)
     findings_.request_settled = true;

@@ -1,5 +1,5 @@
 // One run of a tablet: power-on, the unchanged service, controls, the end. The service keeps process-wide state, so a
-// process of the host lives one run at most from a folder; a run after a power cut runs a fresh copy of the service.
+// process of the host makes one run at most from a folder; a run after a power cut runs a fresh copy of the service.
 #pragma once
 
 #include <atomic>
@@ -94,14 +94,14 @@ class TabletRun {
   /// same patience again. Set before Start.
   void OnHang(std::function<void(const RunEnd&)> act) { on_hang_ = std::move(act); }
 
-  /// Asks `poll` twenty times a second whether something happened, until it answers that nothing more can come or the
+  /// Asks `poll` twenty times a second whether something happened, until it returns that nothing more can come or the
   /// service was told to end; the service is not sent a stop before. Set before Start.
   void ListenTo(std::function<bool()> poll) { poll_ = std::move(poll); }
 
   /// Starts the service and schedules the description's timeline.
   void Start();
   /// Runs until the service has ended, or rests (parked, with no event of the timeline to come), or the clock reaches
-  /// `deadline`. Answers the end when there is one: kHung for a service that stands still without being parked.
+  /// `deadline`. Returns the end if there is one: kHung for a service that makes no progress without being parked.
   std::optional<RunEnd> RunUntilRest(tablet::Millis deadline = tablet::kForever);
   /// Lets virtual time pass; ends early when the service ends.
   std::optional<RunEnd> Advance(tablet::Millis duration);

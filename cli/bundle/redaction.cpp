@@ -26,7 +26,7 @@ std::string Lower(std::string text) {
   return text;
 }
 
-/// Names that Windows gives itself: they identify nobody.
+/// Names of Windows' own: they identify no user.
 bool IsCommonName(const std::string& lower) {
   static constexpr std::array<std::string_view, 12> kNames{
       "public", "default",       "default user", "all users",     "system",          "localsystem",

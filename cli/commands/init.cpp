@@ -20,7 +20,7 @@ class InitCommand : public Command {
 
   void Define(CLI::App& app) override {
     app.add_option("DIR", folder_, "the folder to make");
-    app.add_option("--sample", sample_, "the sample; --list shows what there is")
+    app.add_option("--sample", sample_, "the sample; --list shows all of them")
         ->type_name("NAME")
         ->capture_default_str();
     app.add_flag("--small", small_, "the small variant, of a few kilobytes, for quick trials");

@@ -17,7 +17,7 @@ namespace {
 using nlohmann::ordered_json;
 using Style = Console::Style;
 
-/// The threads that do the start's work, by their first message; others answer controls, which come when they come.
+/// The threads that do the start's work, by their first message; the others handle controls, whose time is not fixed.
 struct Strand {
   std::string_view part;
   std::string_view first;  ///< the function of the thread's first message

@@ -1,4 +1,5 @@
-// The lines of a trace as text, whatever encoding it was written in. A line at a time: traces are larger than memory.
+// The lines of a trace as text, from each encoding that traces are written in. A line at a time: traces are larger than
+// memory.
 #pragma once
 
 #include <cstdint>

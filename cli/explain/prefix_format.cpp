@@ -13,7 +13,7 @@ namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Exactly `digits` decimal digits at `at`, which moves behind them.
+/// Exactly `digits` decimal digits at `at`, which moves past them.
 std::optional<int> Digits(std::string_view text, std::size_t& at, std::size_t digits) {
   if (text.size() < at + digits) return std::nullopt;
   int value = 0;

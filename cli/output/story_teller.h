@@ -46,7 +46,7 @@ class StoryTeller {
 
 /// "   12.345  message  CModemQC::Init:24   text": the columns that console and transcripts share.
 std::string Format(const StoryLine& line);
-/// A message's text behind "function:line : ", which has columns of its own; control characters as \x0a.
+/// A message's text after "function:line : ", which has columns of its own; control characters as \x0a.
 std::string TextOnly(const tablet::TraceEvent& message);
 /// The state, and what else of a report is not zero.
 std::string Describe(const tablet::StatusEvent& status);

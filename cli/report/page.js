@@ -25,7 +25,7 @@
     parent.append(element);
     return element;
   }
-  /** A path that may be broken behind each backslash. */
+  /** A path that may be broken after each backslash. */
   const path = (text) => make('span', {}, ...text.split(/(?<=\\)/).flatMap((part) => [part, make('wbr')]));
   const seconds = (ms) => (ms / 1000).toFixed(3);
   const plural = (count, word) => `${count} ${word}${count === 1 ? '' : 's'}`;
@@ -127,7 +127,7 @@
     const lookUp = (position) => {
       const low = Math.min(Math.floor(position), times.length);
       if (view.byTime || low === position || low >= times.length) return at[low];
-      // A wait begins right behind the step before it, not in the middle of the time that it lasts.
+      // A wait begins right after the step before it, not in the middle of the time that it lasts.
       return at[low] + (position - low);
     };
     return { lookUp, total, gaps };
@@ -326,7 +326,7 @@
     });
     for (const zone of [...ZONES, USUAL, OTHERS]) {
       if (!counts.has(zone)) continue;
-      // Entries and exits are in the picture already; what is usual tells nothing.
+      // Entries and exits are in the picture already; usual messages add nothing.
       const checked = zone !== 'ZONE_FUNCTION' && zone !== USUAL;
       if (checked) chosen.add(zone);
       const box = make('input', { type: 'checkbox', name: 'zone', value: zone, checked });

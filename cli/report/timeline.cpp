@@ -112,7 +112,7 @@ class Builder {
     }
   }
 
-  /// An exit closes the innermost span of its function, and what stands open within it: threads of one name share a
+  /// An exit closes the innermost span of its function, and those still open within it: threads of one name share a
   /// track. An exit without an entry stays a message.
   void CloseFunction(const std::string& name, std::size_t track) {
     std::vector<std::size_t>& open = states_[track].open;

@@ -1,6 +1,6 @@
 // The events of a run as a picture needs them: who was where when. Shared by the trace for Perfetto and the report.
 //
-// Most of a run happens within single milliseconds of virtual time, so time alone tells too little. Each event that is
+// Most of a run happens within single milliseconds of virtual time, so time alone shows too little. Each event that is
 // shown is a step, numbered from 0; spans begin and end at steps.
 #pragma once
 
@@ -26,7 +26,7 @@ struct Span {
   std::string name;    ///< of the function, the call that waits, the state
   std::string detail;  ///< arguments and result of the call; empty otherwise
   std::size_t track = 0;
-  /// In steps; halves lie between two steps. A wait begins right behind what its thread did before.
+  /// In steps; halves lie between two steps. A wait begins right after the last step of its thread.
   double from = 0;
   double to = 0;
   bool open = false;  ///< its end was not seen: the run, or the process, ended first
@@ -42,7 +42,7 @@ struct Timeline {
   static Timeline Of(const std::vector<tablet::Event>& events, tablet::Millis end);
 
   /// The moment of a step in microseconds since power-on. What happens within one virtual millisecond is laid out in
-  /// order over that millisecond. A position behind the last step is the end of the run.
+  /// order over that millisecond. A position after the last step is the end of the run.
   double Microseconds(double position) const;
   /// The virtual time at a position.
   tablet::Millis TimeAt(double position) const;

@@ -28,7 +28,7 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using Style = Console::Style;
 
-/// Where the run's drive stands: beside the place it may be kept at, so that keeping it is a rename.
+/// The folder of the run's drive: beside the place it may be kept at, so that keeping it is a rename.
 WorkFolder MakeWorkFolder(const RunOptions& options) {
   if (options.save && LiesWithin(*options.save, options.folder)) {
     throw tablet::InputError(options.save->string(), "lies in the tablet itself", "name a folder elsewhere");
@@ -201,7 +201,7 @@ class Session {
   void WritePictures(const Summary& summary) {
     if (!trace_ && !report_) return;
     tablet::Tablet& machine = run_->machine();
-    // The clock begins anew behind a power cut; in the picture it goes on.
+    // The clock begins anew after a power cut; in the picture it continues.
     tablet::Millis const before = cut_ ? cut_->at : tablet::Millis{0};
     std::vector<tablet::Event> events = first_life_;
     for (const tablet::Event& event : machine.journal().events()) {

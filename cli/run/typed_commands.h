@@ -11,7 +11,7 @@
 
 namespace cli {
 
-/// What a typed line means: an event, or an answer for whoever typed it; neither for an empty line.
+/// The meaning of a typed line: an event, or a reply to the user; neither for an empty line.
 struct Typed {
   std::optional<tablet::TimelineEvent> event;
   std::string answer;

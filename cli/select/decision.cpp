@@ -1,5 +1,5 @@
 #include <windows.h>
-// windows.h stands first, as everywhere.
+// windows.h comes first, as everywhere.
 #include "cli/select/decision.h"
 
 #include <fmt/format.h>
@@ -38,7 +38,7 @@ struct Query {
 };
 
 struct Variable {
-  std::optional<std::vector<std::uint8_t>> data;  ///< nullopt: it is not there, or nobody could look
+  std::optional<std::vector<std::uint8_t>> data;  ///< nullopt: it is missing, or could not be read
   std::uint32_t error = 0;                        ///< the last one that the service told of
 };
 
@@ -56,7 +56,7 @@ bool TellsOfTheChoice(std::string_view message) {
                      [&](std::string_view function) { return message.starts_with(function); });
 }
 
-/// What the service did while it chose. Listens to the machine for as long as it lives.
+/// What the service did while it chose. Listens to the machine during its lifetime.
 class Witness {
  public:
   explicit Witness(tablet::Tablet& machine) {
@@ -244,7 +244,7 @@ const Source* Decision::Decider() const {
 }
 
 // The deployment as a whole, on a drive that holds nothing: its own order of questions is what is looked at, and the
-// archive that it opens in the end is the answer.
+// archive that it opens in the end is the result.
 Decision Decide(const std::filesystem::path& folder, const std::function<void(tablet::Tablet&)>& change) {
   WorkFolder const work = WorkFolder::Temporary();
   tablet::Tablet machine(tablet::ReadTabletFolder(folder), work.path());

@@ -38,7 +38,8 @@ NextStart TryNextStart(const tablet::Description& description, const std::filesy
     EndNow(kServiceFailed);
   });
   RunEnd const end = run.Run(std::nullopt);
-  if (observer.findings().ModemArchive() != nullptr) return {true, "the service deploys this archive at its next start"};
+  if (observer.findings().ModemArchive() != nullptr)
+    return {true, "the service deploys this archive at its next start"};
   if (end.kind == RunEnd::Kind::kNotModelled || end.kind == RunEnd::Kind::kCallLimit) return {false, end.message};
   return {false, "the service deploys nothing at its next start: " + observer.findings().Outcome().reason};
 }

@@ -9,7 +9,7 @@ namespace cli {
 
 struct SelectOptions {
   std::filesystem::path folder;
-  bool matrix = false;  ///< for every code and ID of the maps, in place of the tablet's own
+  bool matrix = false;  ///< for every code and ID of the maps, instead of the tablet's own
   bool json = false;
 };
 

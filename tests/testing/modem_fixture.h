@@ -8,16 +8,17 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/base/service_facts.h"
 #include "tests/testing/tablet_fixture.h"
 #include "tests/testing/zip_builder.h"
 #include "vantord/common/diagnostic_log.h"
 
 namespace modem_tests {
 
-inline constexpr char16_t kService[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord";
-inline constexpr char16_t kParameters[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
-inline constexpr char16_t kCscMap[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC";
-inline constexpr char16_t kImageIdMap[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\ImageID";
+inline constexpr auto& kService = service_facts::kServiceKey;
+inline constexpr auto& kParameters = service_facts::kParametersKey;
+inline constexpr auto& kCscMap = service_facts::kWideCscMap;
+inline constexpr auto& kImageIdMap = service_facts::kWideImageIdMap;
 inline constexpr char16_t kModemClass[] =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E97D-E325-11CE-BFC1-08002BE10318}";
 inline constexpr char16_t kSetupState[] = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Setup\\State";
@@ -26,7 +27,7 @@ inline constexpr char16_t kFirmwarePath[] = u"\\SystemRoot\\System32\\qcdsp1v285
 inline constexpr char16_t kSoftwarePath[] = u"\\SystemRoot\\System32\\qcdsp2850.mbn";
 inline constexpr char16_t kShippedPath[] = u"\\SystemRoot\\System32\\shipped.mbn";
 
-inline constexpr char16_t kModemFolder[] = u"c:\\windows\\system32\\modem_core";
+inline constexpr auto& kModemFolder = service_facts::kWideArchiveFolder;
 inline constexpr char16_t kVzwArchive[] = u"c:\\windows\\system32\\modem_core\\VZW.bin";
 
 using testing_support::Bytes;

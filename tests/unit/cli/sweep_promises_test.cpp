@@ -7,6 +7,7 @@
 #include <regex>
 #include <set>
 
+#include "cli/base/service_facts.h"
 #include "cli/sweep/sweep_messages.h"
 #include "cli/sweep/sweep_promises.h"
 #include "sim/tablet/kernel/fault_catalog.h"
@@ -18,7 +19,7 @@ using cli::SweepTask;
 using cli::TabletRun;
 using testing_support::SweepBench;
 
-constexpr std::u16string_view kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
+constexpr std::u16string_view kParameters = service_facts::kParametersKey;
 constexpr std::u16string_view kModem =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}\\0001";
 constexpr tablet::WinError kDenied = 5;
@@ -106,7 +107,7 @@ TEST_F(BrokenPromise, AMessageThatDoesNotComeIsSeen) {
   std::size_t const call = Find("RegQueryValueExW", "CrashDumpEnabled");
   EXPECT_EQ(Promises(RunOne(Failing(call, 2))), "");
   auto const verdict = RunOne(Failing(call, 2), [](TabletRun& run, const SweepTask&, int) {
-    run.machine().trace().StopCollecting(*tablet::Guid::Parse("{2170F42F-27B0-4B8B-AE84-949191000F66}"));
+    run.machine().trace().StopCollecting(*tablet::Guid::Parse(service_facts::kTraceProvider));
   });
   EXPECT_EQ(Promises(verdict), "told");
 }

@@ -15,7 +15,7 @@ using testing::IsEmpty;
 using service_facts::kHelperMessages;
 using service_facts::kServiceMessages;
 const tablet::Guid kProvider = *tablet::Guid::Parse(service_facts::kTraceProvider);
-constexpr const char16_t* kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
+constexpr const char16_t* kParameters = service_facts::kParametersKey;
 
 class DiagnosticLogTest : public testing_support::TabletTest {
  protected:

@@ -3,6 +3,7 @@
 
 #include <winsvc.h>
 
+#include "cli/base/service_facts.h"
 #include "sim/tablet/machine/timeline.h"
 #include "vantord/service/service_base.h"
 
@@ -134,7 +135,7 @@ TEST_P(SeededRuns, AStopInTheMiddleOfTheStartUpIsClean) {
 
 TEST_P(SeededRuns, TheTraceControllerMayComeAndGoMeanwhile) {
   PowerOnSeeded();
-  tablet::Guid const provider = *tablet::Guid::Parse("{2170F42F-27B0-4B8B-AE84-949191000F66}");
+  tablet::Guid const provider = *tablet::Guid::Parse(service_facts::kTraceProvider);
   Start();
   for (int round = 0; round < 50; ++round) {
     machine().trace().StopCollecting(provider);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "cli/base/service_facts.h"
 #include "tests/unit/service/service_fixture.h"
 #include "vantord/common/diagnostic_log.h"
 
@@ -19,8 +20,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr const char* kProvider = "{2170F42F-27B0-4B8B-AE84-949191000F66}";
-constexpr char16_t kParameters[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
+constexpr const char* kProvider = service_facts::kTraceProvider;
+constexpr auto& kParameters = service_facts::kParametersKey;
 using service_tests::kModemClass;
 
 class VantordService : public service_tests::ServiceTest {
