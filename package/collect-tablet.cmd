@@ -31,12 +31,16 @@ if exist "%OUT%" (
   echo %OUT%: exists already; name another folder
   exit /b 3
 )
-if not exist "%DRIVE%\Windows\System32\config" (
+if not exist "%DRIVE%\Windows\System32" (
   echo %DRIVE%: has no Windows; name the drive with /drive X:
   exit /b 3
 )
-mkdir "%OUT%\registry" || exit /b 1
-mkdir "%OUT%\C" || exit /b 1
+mkdir "%OUT%\registry"
+mkdir "%OUT%\C"
+if not exist "%OUT%\C" (
+  echo %OUT%: cannot be made
+  exit /b 3
+)
 for %%F in ("%OUT%") do set "OUT=%%~fF"
 set "FAILED="
 
@@ -59,7 +63,8 @@ rem --- the registry -----------------------------------------------------------
 set "SYSTEM=HKLM\SYSTEM"
 set "SOFTWARE=HKLM\SOFTWARE"
 set "SET=CurrentControlSet"
-if "%MODE%"=="offline" call :load || goto :eof
+if "%MODE%"=="offline" call :load
+if defined FAILED goto :eof
 call :export 10-select "%SYSTEM%\Select" needed
 if "%MODE%"=="offline" call :current
 call :export 20-vantord "%SYSTEM%\%SET%\Services\Vantord"
@@ -86,15 +91,15 @@ mkdir "%OUT%\hives"
 for %%H in (SYSTEM SOFTWARE) do (
   xcopy "%DRIVE%\Windows\System32\config\%%H*" "%OUT%\hives\" /h /r /q /y >nul
   attrib -r -h -s "%OUT%\hives\%%H*"
-  reg load HKLM\VantordCollect%%H "%OUT%\hives\%%H" >nul || (
+  reg load HKLM\VantordCollect%%H "%OUT%\hives\%%H" >nul
+  if errorlevel 1 (
     echo %DRIVE%\Windows\System32\config\%%H: cannot be loaded
     set "FAILED=1"
-    exit /b 1
   )
 )
 set "SYSTEM=HKLM\VantordCollectSYSTEM"
 set "SOFTWARE=HKLM\VantordCollectSOFTWARE"
-exit /b 0
+goto :eof
 
 :current
 for /f "tokens=3" %%N in ('reg query "%SYSTEM%\Select" /v Current') do set /a NUMBER=%%N
@@ -103,14 +108,17 @@ set "SET=ControlSet%NUMBER:~-3%"
 goto :eof
 
 :export
-reg query "%~2" >nul 2>&1 || (
-  if "%~3"=="needed" (echo %~2: cannot be read & set "FAILED=1")
-  goto :eof
-)
-reg export "%~2" "%OUT%\registry\%~1.reg" /y >nul || (
-  echo %~2: cannot be exported
-  set "FAILED=1"
-)
+reg query "%~2" >nul 2>&1
+if not errorlevel 1 goto found
+if "%~3"=="" goto :eof
+echo %~2: cannot be read
+set "FAILED=1"
+goto :eof
+:found
+reg export "%~2" "%OUT%\registry\%~1.reg" /y >nul
+if not errorlevel 1 goto :eof
+echo %~2: cannot be exported
+set "FAILED=1"
 goto :eof
 
 rem --- files --------------------------------------------------------------------------------------------------------
@@ -153,7 +161,10 @@ rem Numbers of cmd have 32 bits: texts of one length are compared.
 set "LONG=000000000000000%SIZE%"
 if not defined FULL if "%LONG:~-15%" GTR "000000001048576" goto :eof
 for %%F in ("%OUT%\C%~1") do mkdir "%%~dpF" 2>nul
-copy /b "%DRIVE%%~1" "%OUT%\C%~1" >nul 2>&1 || xcopy "%DRIVE%%~1" "%OUT%\C%~1*" /h /r /q /y >nul || (
+copy /b "%DRIVE%%~1" "%OUT%\C%~1" >nul 2>&1
+rem It does not copy hidden files.
+if not exist "%OUT%\C%~1" xcopy "%DRIVE%%~1" "%OUT%\C%~1*" /h /r /q /y >nul 2>&1
+if not exist "%OUT%\C%~1" (
   echo %DRIVE%%~1: cannot be read
   set "FAILED=1"
 )
@@ -163,10 +174,8 @@ rem --- services, traces -------------------------------------------------------
 
 :services
 sc query Pelt >"%OUT%\services.txt" 2>&1
-if errorlevel 1060 (
-  >>"%OUT%\collect-tablet.txt" echo partner=missing
-) else (
-  findstr /r /c:": *4 " "%OUT%\services.txt" >nul && >>"%OUT%\collect-tablet.txt" echo partner=running
+for /f "usebackq tokens=2,3 delims=: " %%S in ("%OUT%\services.txt") do (
+  if "%%S"=="4" >>"%OUT%\collect-tablet.txt" echo partner=running
 )
 for %%S in (Vantord QCCDI) do sc query %%S >>"%OUT%\services.txt" 2>&1
 sc qfailure Vantord >>"%OUT%\services.txt" 2>&1

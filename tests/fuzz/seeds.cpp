@@ -1,5 +1,5 @@
-// Writes the binary seeds: fuzz_seeds FOLDER makes FOLDER/<harness>/<seed> for the harnesses of archives, names and
-// extra fields. The same bytes every time.
+// Writes the binary seeds: fuzz_seeds FOLDER makes FOLDER/<harness>/<seed> for the harnesses of archives, names,
+// extra fields and hives. The same bytes every time.
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
@@ -131,6 +131,84 @@ void WriteNamesAndExtraFields(Seeds& seeds) {
   seeds.Write("extra_field", "a-block-of-300", ExtraBlock(1, Bytes(300, 'T')));
 }
 
+/// Cells of a hive, the first of them its root key; places count from the bin's header.
+class HiveCells {
+ public:
+  /// A used cell; returns its place.
+  std::uint32_t Add(const Bytes& body) {
+    auto const at = static_cast<std::uint32_t>(kFirst + bytes_.size());
+    std::size_t const size = (4 + body.size() + 7) & ~std::size_t{7};
+    Number(bytes_, static_cast<std::uint32_t>(-static_cast<std::int32_t>(size)), 4);
+    bytes_.insert(bytes_.end(), body.begin(), body.end());
+    bytes_.resize(bytes_.size() + size - 4 - body.size());
+    return at;
+  }
+  static void Number(Bytes& to, std::uint32_t number, int bytes) {
+    for (int i = 0; i < bytes; ++i) to.push_back(static_cast<std::uint8_t>(number >> (8 * i)));
+  }
+  /// A key; lists that are kNone have nothing in them.
+  static Bytes Key(std::string_view name, std::uint32_t keys, std::uint32_t key_list, std::uint32_t values,
+                   std::uint32_t value_list) {
+    Bytes key = ToBytes("nk");
+    Number(key, 0x20, 2);
+    key.resize(key.size() + 16);  // time, access, parent
+    for (std::uint32_t const field : {keys, 0u, key_list, kNone, values, value_list, kNone, kNone})
+      Number(key, field, 4);
+    key.resize(key.size() + 20);
+    Number(key, static_cast<std::uint32_t>(name.size()), 4);
+    key.insert(key.end(), name.begin(), name.end());
+    return key;
+  }
+  static Bytes Value(std::string_view name, std::uint32_t type, std::uint32_t length, std::uint32_t data) {
+    Bytes value = ToBytes("vk");
+    Number(value, static_cast<std::uint32_t>(name.size()), 2);
+    for (std::uint32_t const field : {length, data, type, 1u}) Number(value, field, 4);
+    value.insert(value.end(), name.begin(), name.end());
+    return value;
+  }
+  static Bytes List(std::string_view kind, std::initializer_list<std::uint32_t> places) {
+    Bytes list = ToBytes(std::string(kind));
+    if (!kind.empty()) Number(list, static_cast<std::uint32_t>(places.size()), 2);
+    for (std::uint32_t const place : places) {
+      Number(list, place, 4);
+      if (kind == "lf" || kind == "lh") Number(list, 0, 4);
+    }
+    return list;
+  }
+  const Bytes& bytes() const { return bytes_; }
+
+  static constexpr std::uint32_t kNone = 0xFFFFFFFF, kFirst = 0x20, kInline = 0x80000000;
+  /// Of the root, whose name has one character: what follows begins here.
+  static constexpr std::uint32_t kAfterRoot = kFirst + 88;
+
+ private:
+  Bytes bytes_;
+};
+
+void WriteHives(Seeds& seeds) {
+  using Cells = HiveCells;
+  constexpr std::uint32_t kNone = Cells::kNone;
+  for (const char* const kind : {"lf", "lh", "li"}) {
+    Cells cells;
+    cells.Add(Cells::Key("R", 1, Cells::kAfterRoot, 0, kNone));
+    std::uint32_t const place = Cells::kAfterRoot + 16;
+    cells.Add(Cells::List(kind, {place}));
+    cells.Add(Cells::Key("a", 0, kNone, 0, kNone));
+    seeds.Write("hive", std::string("list-") + kind, cells.bytes());
+  }
+  Cells values;
+  values.Add(Cells::Key("R", 0, kNone, 2, Cells::kAfterRoot));
+  values.Add(Cells::List({}, {Cells::kAfterRoot + 16, Cells::kAfterRoot + 48}));
+  values.Add(Cells::Value("c", 4, 4 | Cells::kInline, 7));
+  values.Add(Cells::Value("", 1, 6, Cells::kAfterRoot + 72));
+  values.Add(ToBytes(std::string("x\0y\0\0\0", 6)));
+  seeds.Write("hive", "values", values.bytes());
+  Cells below;
+  below.Add(Cells::Key("R", 1, Cells::kAfterRoot, 0, kNone));
+  below.Add(Cells::List("lf", {Cells::kFirst}));
+  seeds.Write("hive", "below-itself", below.bytes());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -142,6 +220,7 @@ int main(int argc, char** argv) {
   WriteGoodArchives(seeds);
   WriteLyingArchives(seeds);
   WriteNamesAndExtraFields(seeds);
+  WriteHives(seeds);
   if (!seeds.good()) std::fprintf(stderr, "%s: cannot be written\n", argv[1]);
   return seeds.good() ? 0 : 1;
 }
