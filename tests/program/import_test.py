@@ -123,6 +123,83 @@ def enlarge(wim, size):
         out.write(data[blobs:])
 
 
+class CollectionTest(ImportTest):
+    """As collect-tablet.cmd and collect-tablet.ps1 write it; under Wine the first of them does."""
+
+    def collect(self, name="collected", key="SYSTEM\\CurrentControlSet"):
+        folder = self.folder / name
+        (folder / "registry").mkdir(parents=True)
+        shutil.copytree(self.folder / "fresh/C", folder / "C")
+        (folder / "collect-tablet.txt").write_bytes(b"collect-tablet 1\r\nmode=running\r\npartner=running\r\n")
+        shutil.copytree(self.folder / "fresh/efi", folder / "efi")
+        hive, _, below = key.partition("\\")
+        text = f"Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{hive}\\Select]\n\"Current\"=dword:00000001\n"
+        text += f"\n[HKEY_LOCAL_MACHINE\\{key}\\Services\\Pelt]\n"
+        for file in sorted((self.folder / "fresh/registry").glob("*.reg")):
+            text += "".join(file.read_text(encoding="utf-8").splitlines(keepends=True)[1:])
+        text = text.replace("\\SYSTEM\\CurrentControlSet\\", f"\\{hive}\\{below}\\")
+        text = text.replace("HKEY_LOCAL_MACHINE\\SOFTWARE", "HKEY_LOCAL_MACHINE\\" + hive.replace("SYSTEM", "SOFTWARE"))
+        (folder / "registry/10.reg").write_bytes(b"\xff\xfe" + text.replace("\n", "\r\n").encode("utf-16-le"))
+        path = "\\" + ARCHIVE.replace("/", "\\")
+        (folder / "files.txt").write_bytes(f"--ah-----:1:-:{path}\r\nd--------:0:-:\\Windows\r\n".encode())
+        return folder
+
+    def test_a_folder_becomes_the_tablet_it_was_collected_on(self):
+        self.collect()
+        document = self.json("import", "collected", "t")
+        self.assertIsNone(self.taken(document, "the sales code"))
+        self.assertIsNone(self.taken(document, "the state of the partner service"))
+        self.assertEqual(self.attributes("t", ARCHIVE), 0x22)
+        self.assertEqual(json.loads((self.folder / "t/tablet.json").read_text())["partner"]["state"], "running")
+        run, original = self.json("run", "t"), self.json("run", "fresh")
+        self.assertEqual(run["archive"]["path"], original["archive"]["path"])
+        self.assertEqual(run["deployment"], original["deployment"])
+
+    def test_a_zip_file_is_as_good_with_either_separator(self):
+        folder = self.collect()
+        self.json("import", "collected", "t")
+        for name, separator, top in (("tar.zip", "/", "./"), ("shell.zip", "\\", ""), ("wrapped.zip", "/", "collected/")):
+            with zipfile.ZipFile(self.folder / name, "w") as archive:
+                for file in folder.rglob("*"):
+                    entry = zipfile.ZipInfo("x")
+                    entry.filename = top + str(file.relative_to(folder)).replace("/", separator)
+                    if file.is_dir():
+                        entry.filename += separator
+                    archive.writestr(entry, b"" if file.is_dir() else file.read_bytes())
+            self.json("import", name, name + ".t")
+            self.assertTrue(self.json("diff", "t", name + ".t")["equal"])
+
+    def test_hives_of_a_drive_that_is_not_running_are_renamed(self):
+        self.collect()
+        self.collect("offline", "VantordCollectSYSTEM\\ControlSet001")
+        self.json("import", "collected", "t")
+        self.json("import", "offline", "other")
+        self.assertTrue(self.json("diff", "t", "other")["equal"])
+
+    def test_what_was_left_out_is_listed(self):
+        folder = self.collect()
+        (folder / "C" / ARCHIVE).unlink()
+        with open(folder / "collect-tablet.txt", "ab") as out:
+            out.write(b"identifiers=left out\r\n")
+        document = self.json("import", "collected", "t")
+        self.assertEqual(self.taken(document, f"the content of C:\\{ARCHIVE}, 1 bytes".replace("/", "\\")),
+                         "the file is missing")
+        self.assertIsNotNone(self.taken(document, "users and device instances"))
+
+    def test_what_is_wrong_is_refused_with_its_place(self):
+        folder = self.collect()
+        (folder / "files.txt").write_text("d--------:0:-:\\Windows\nodd\n")
+        error = self.json("import", "collected", "t", code=3)["error"]
+        self.assertEqual(error["place"], "collected/files.txt:2")
+        (folder / "collect-tablet.txt").write_text("collect-tablet 2\n")
+        self.assertIn("collect-tablet.txt:1: is not \"collect-tablet 1\"", self.run_program("import", "collected", "t", code=3).stderr)
+        for name, expected in (("../up", "leads out of it"), ("/up", "leads out of it"), ("manifest.json", "is a bundle")):
+            with zipfile.ZipFile(self.folder / "odd.zip", "w") as archive:
+                archive.writestr(name, b"{}")
+            self.assertIn(expected, self.run_program("import", "odd.zip", "t", code=3).stderr)
+        self.assertFalse((self.folder / "t").exists())
+
+
 class VolumeTest(ImportTest):
     def test_an_ntfs_volume_has_attributes(self):
         image, mounted = self.folder / "ntfs.img", self.folder / "mounted"

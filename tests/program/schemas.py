@@ -22,6 +22,7 @@ except ImportError:
 
 ROOT = Path(__file__).resolve().parents[2]
 SECONDS = 60
+SELECT = "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SYSTEM\\Select]\n"
 MARK = "SALES_CODE-9806d87d-b4fb-4d02-97d2-8597337abc83"
 
 
@@ -81,6 +82,15 @@ def odd_archives(folder):
         archive.writestr("NUL", b"content")
 
 
+def collected(name):
+    """The least that an import takes."""
+    Path(name, "C").mkdir(parents=True)
+    Path(name, "registry").mkdir()
+    Path(name, "collect-tablet.txt").write_text("collect-tablet 1\n", encoding="utf-8")
+    Path(name, "registry", "10.reg").write_text(
+        SELECT + '"Current"=dword:00000001\n[HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet001]\n', encoding="utf-8")
+
+
 def runs(check):
     for sample in ("fresh", "wifi-only", "already-deployed", "crashed-modem", "crashed-nobody-logged-on",
                    "crashed-two-sessions", "oobe-then-desktop", "no-amss-driver"):
@@ -133,6 +143,13 @@ def others(check):
     check.ask("collect", 0, "collect", "fresh", "-o", "redacted.zip", "--redact")
     check.ask("replay", 0, "replay", "plain.zip")
     check.ask("error", 3, "replay", "none.zip")
+    collected("collected")
+    check.ask("import", 0, "import", "collected", "imported")
+    check.ask("error", 3, "import", "nowhere", "imported")
+    Path("imported", "C", "new.txt").write_bytes(b"new")
+    Path("imported", "registry", "50.reg").write_text(SELECT + '"Default"=dword:00000001\n', encoding="utf-8")
+    check.ask("export", 0, "export", "imported", "-o", "exported")
+    check.ask("error", 3, "export", "fresh", "-o", "exported")
     check.ask("sweep", 0, "sweep", "wifi-only", "--only", "schedule", "--schedules", "3")
     Path("a.story").write_text("# One.\n# Two.\n# Three.\ntablet wifi-only\nboot quietly\n", encoding="utf-8")
     check.ask("story", 5, "story", "a.story")

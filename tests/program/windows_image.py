@@ -133,8 +133,8 @@ def make_image(volume, image, name="Windows", attributes=None):
     """An image file of a volume: compressed as its name ends."""
     plain = Path(f"{image}.plain")
     wimlib("capture", volume, plain, name, "--compress=none")
-    if attributes:
-        set_attributes(plain, dict(attributes))
+    files = [file for file in Path(volume).rglob("*") if file.is_file()]
+    set_attributes(plain, {str(file.relative_to(volume)): 0x20 for file in files} | (attributes or {}))
     solid = ["--compress=LZMS", "--solid"] if str(image).endswith(".esd") else ["--compress=LZX"]
     wimlib("export", plain, 1, image, name, *solid)
     plain.unlink()

@@ -14,7 +14,7 @@ from pathlib import Path
 import facts
 import provision
 from sample_test import MODEM, PARAMETERS, SERVICE_KEY, STOP_POWER_PRESHUTDOWN, EverySample, ModemSample, SampleTest
-from tablet_folder import DIRECTORY, HIDDEN, READ_ONLY
+from tablet_folder import DIRECTORY, HIDDEN, READ_ONLY, TabletFolder
 
 sys.path.append(str(Path(__file__).resolve().parent / "package"))
 from inf import Inf  # noqa: E402
@@ -148,6 +148,29 @@ class OobeThenDesktop(SampleTest, EverySample, ModemSample):
 
 class NobodyLoggedOn(SampleTest, EverySample, ModemSample):
     sample = "crashed-nobody-logged-on"
+
+    @classmethod
+    def afterwards(cls, windows):
+        """Collects what is on the machine, and imports that."""
+        script = (Path(__file__).resolve().parents[2] / "package/collect-tablet.cmd").read_text()
+        (windows.drive / "collect-tablet.cmd").write_bytes(script.replace("\n", "\r\n").encode("ascii"))
+        windows.run("reg", "add", r"HKLM\SYSTEM\Select", "/v", "Current", "/t", "REG_DWORD", "/d", "1", "/f")
+        windows.run("cmd", "/c", r"C:\collect-tablet.cmd", r"C:\collected")
+        imported = cls.world.work / cls.sample / "imported"
+        subprocess.run([cls.world.vantord_tablet, "import", windows.drive / "collected", imported], check=True,
+                       capture_output=True)
+        return TabletFolder(imported)
+
+    def test_what_is_collected_there_becomes_the_same_tablet(self):
+        collected, there = self.runs.left.registry(), self.runs.windows.registry
+        keys = [key for key in there if key.startswith((SERVICE_KEY, MODEM))]
+        self.assertGreater(len(keys), 3)
+        for key in keys:
+            self.assertEqual(there[key], collected[key.replace("currentcontrolset", "controlset001")], key)
+        files, before = self.runs.left.files(), self.runs.tablet.files()
+        for name in ("att.bin", "kor.bin", "vzw.bin"):
+            path = f"{MODEM_CORE}\\{name}"
+            self.assertEqual(before[path].read_bytes(), files[path].read_bytes(), name)
 
     def test_the_dumps_are_moved_without_a_notification(self):
         moved = [path for path in self.runs.windows.files if path.endswith("\\modem.dmp")]

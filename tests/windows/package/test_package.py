@@ -24,6 +24,7 @@ ANY_VALUE = re.compile(r"\\vantord\\parameters\\(?:csc|imageid)$")
 ANY_KEY = re.compile(r"(\\\{4d36e97d-[^\\]*\}|\\sessiondata)\\\d+$")
 PACKAGES = ("component", "component-trigger", "standalone")
 VALUES = ("vantord-values.reg", "vantord-test-machine.reg")
+ASCII = ("vantord.ctl", "THIRD-PARTY-NOTICES.txt", "collect-tablet.cmd", "collect-tablet.ps1")
 # What is the service's own: the rest belongs to Windows or to the modem's driver.
 OWN = re.compile(r"system\\currentcontrolset\\services\\vantord(\\|$)")
 COMMENTED = re.compile(r'^;(?=["\[])', re.M)
@@ -98,7 +99,7 @@ class PackageTest(unittest.TestCase):
 
     def test_texts_end_their_lines_as_windows_expects(self):
         names = {name: "utf-16" for name in VALUES} | {f"{name}/vantord.inf": "ascii" for name in PACKAGES}
-        for name, encoding in (names | {"vantord.ctl": "ascii", "THIRD-PARTY-NOTICES.txt": "ascii"}).items():
+        for name, encoding in (names | {name: "ascii" for name in ASCII}).items():
             text = self.text(name, encoding)
             self.assertEqual(text.count("\n"), text.count("\r\n"), name)
 
