@@ -180,6 +180,10 @@ for /f "usebackq tokens=2,3 delims=: " %%S in ("%OUT%\services.txt") do (
 for %%S in (Vantord QCCDI) do sc query %%S >>"%OUT%\services.txt" 2>&1
 sc qfailure Vantord >>"%OUT%\services.txt" 2>&1
 logman query -ets >"%OUT%\traces.txt" 2>&1
+rem The file of a running trace session of that name, as far as it has been written.
+for /f "tokens=1* delims=:" %%A in ('logman query Vantord -ets 2^>nul') do (
+  for /f "tokens=*" %%P in ("%%B") do if /i "%%~xP"==".etl" copy /b "%%P" "%OUT%\" >nul 2>&1
+)
 ver >>"%OUT%\services.txt"
 goto :eof
 

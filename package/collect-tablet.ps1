@@ -205,6 +205,13 @@ function Add-Services {
     }
     & "$env:SystemRoot\System32\sc.exe" qfailure Vantord | ForEach-Object { Add-Text 'services.txt' $_ }
     & "$env:SystemRoot\System32\logman.exe" query -ets | ForEach-Object { Add-Text 'traces.txt' $_ }
+    # As far as it has been written.
+    foreach ($session in Get-EtwTraceSession -Name 'Vantord' -ErrorAction SilentlyContinue) {
+        if (-not $session.LocalFilePath -or -not (Test-Path -LiteralPath $session.LocalFilePath)) { continue }
+        $from = [IO.File]::Open($session.LocalFilePath, 'Open', 'Read', 'ReadWrite')
+        $to = [IO.File]::Create("$Out\$(Split-Path -Leaf $session.LocalFilePath)")
+        try { $from.CopyTo($to) } finally { $from.Dispose(); $to.Dispose() }
+    }
     Add-Text 'services.txt' ([Environment]::OSVersion.VersionString)
 }
 
