@@ -48,6 +48,7 @@ if ($NoIds) { Add-Text 'collect-tablet.txt' 'identifiers=left out' }
 # --- the registry ---------------------------------------------------------------------------------------------------------
 
 function Invoke-Reg {
+    $ErrorActionPreference = 'Continue'  # what a program writes to standard error is no exception
     & "$env:SystemRoot\System32\reg.exe" @args > $null 2> $null
     return $LASTEXITCODE -eq 0
 }
@@ -206,7 +207,10 @@ function Add-Services {
     & "$env:SystemRoot\System32\sc.exe" qfailure Vantord | ForEach-Object { Add-Text 'services.txt' $_ }
     & "$env:SystemRoot\System32\logman.exe" query -ets | ForEach-Object { Add-Text 'traces.txt' $_ }
     # As far as it has been written.
-    foreach ($session in Get-EtwTraceSession -Name 'Vantord' -ErrorAction SilentlyContinue) {
+    $sessions = if (Get-Command Get-EtwTraceSession -ErrorAction SilentlyContinue) {
+        Get-EtwTraceSession -Name 'Vantord' -ErrorAction SilentlyContinue
+    }
+    foreach ($session in $sessions) {
         if (-not $session.LocalFilePath -or -not (Test-Path -LiteralPath $session.LocalFilePath)) { continue }
         $from = [IO.File]::Open($session.LocalFilePath, 'Open', 'Read', 'ReadWrite')
         $to = [IO.File]::Create("$Out\$(Split-Path -Leaf $session.LocalFilePath)")

@@ -45,6 +45,7 @@ TEST_F(DescriptionTest, ReadsEveryKey) {
   Description const description = Read(R"({
     "schema": 1,
     "name": "a tablet",
+    "assumed": ["the modem: present"],
     "clock": { "start": "2026-03-02T08:00:01Z", "utc_offset_minutes": -330 },
     "modem": { "present": true, "links": ["\\\\?\\first", "\\\\?\\second"] },
     "firmware_driver": { "present": false, "link": "\\\\?\\driver" },
