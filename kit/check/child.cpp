@@ -77,6 +77,10 @@ int RunChild() {
   return RUN_ALL_TESTS();
 }
 
-void Saw(const char* question, const std::string& seen) { Note("saw", question, seen); }
+void Saw(const char* question, const std::string& seen) {
+  DWORD const error = ::GetLastError();
+  Note("saw", question, seen);
+  ::SetLastError(error);
+}
 
 }  // namespace kit

@@ -24,7 +24,7 @@ std::vector<std::string> TestNames();
 /// Runs the tests that the filter file names. Returns the process's exit code.
 int RunChild();
 
-/// Notes an observation of the test that runs.
+/// Notes an observation of the test that runs. Leaves the last error as it is.
 void Saw(const char* question, const std::string& seen);
 
 }  // namespace kit

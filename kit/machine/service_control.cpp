@@ -8,7 +8,7 @@ namespace kit {
 
 namespace {
 
-constexpr DWORD kStopMilliseconds = 5000;
+constexpr DWORD kStopMilliseconds = 8000;
 constexpr DWORD kQueryMilliseconds = 10;
 
 /// "...\vantord-check.exe": the last part of a path.
@@ -24,27 +24,13 @@ bool IsOurs(SC_HANDLE service) {
   return std::wstring(config->lpBinaryPathName).find(FileName(OwnPath())) != std::wstring::npos;
 }
 
-/// A service that does not stop is ended with its process.
-void End(SC_HANDLE service) {
-  SERVICE_STATUS_PROCESS const status = QueryService(service);
-  if (status.dwCurrentState == SERVICE_STOPPED) return;
-  SERVICE_STATUS answer = {};
-  ::ControlService(service, SERVICE_CONTROL_STOP, &answer);
-  if (AwaitState(service, SERVICE_STOPPED, kStopMilliseconds) || status.dwProcessId == 0) return;
-  HANDLE const process = ::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, status.dwProcessId);
-  if (process == nullptr) return;
-  ::TerminateProcess(process, 1);
-  ::WaitForSingleObject(process, kStopMilliseconds);
-  ::CloseHandle(process);
-}
-
 bool Remove(const WCHAR* name, bool oursOnly) {
   ScHandle const manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (manager == nullptr) return true;
   ScHandle const service(::OpenServiceW(manager, name, SERVICE_ALL_ACCESS));
   if (service == nullptr) return ::GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST;
   if (oursOnly && !IsOurs(service)) return false;
-  End(service);
+  EndService(service);
   return ::DeleteService(service) || ::GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
 }
 
@@ -68,6 +54,22 @@ SERVICE_STATUS_PROCESS QueryService(SC_HANDLE service) {
   DWORD needed = 0;
   ::QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof(status), &needed);
   return status;
+}
+
+void EndService(SC_HANDLE service) {
+  SERVICE_STATUS_PROCESS const status = QueryService(service);
+  if (status.dwCurrentState == SERVICE_STOPPED) return;
+  HANDLE const process = ::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, status.dwProcessId);
+  if (process == nullptr) return;
+  SERVICE_STATUS answer = {};
+  if (status.dwCurrentState != SERVICE_STOP_PENDING) ::ControlService(service, SERVICE_CONTROL_STOP, &answer);
+  for (ULONGLONG const end = ::GetTickCount64() + kStopMilliseconds; ::GetTickCount64() < end;) {
+    bool const stopped = QueryService(service).dwCurrentState == SERVICE_STOPPED;
+    if (::WaitForSingleObject(process, kQueryMilliseconds) == WAIT_OBJECT_0 || stopped) break;
+  }
+  if (QueryService(service).dwCurrentState != SERVICE_STOPPED) ::TerminateProcess(process, 1);
+  ::WaitForSingleObject(process, kStopMilliseconds);
+  ::CloseHandle(process);
 }
 
 bool AwaitState(SC_HANDLE service, DWORD state, DWORD milliseconds) {

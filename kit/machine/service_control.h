@@ -34,6 +34,9 @@ bool RemoveService(const WCHAR* name);
 /// The same for any service.
 bool EndAndDeleteService(const WCHAR* name);
 
+/// Stops a service; one that does not stop is ended with its process. Bounded in time.
+void EndService(SC_HANDLE service);
+
 /// The status of a service; all zero if it cannot be queried.
 SERVICE_STATUS_PROCESS QueryService(SC_HANDLE service);
 /// Waits for a state. False after `milliseconds`.

@@ -78,7 +78,7 @@ constexpr Question kQuestions[] = {
      Mode::kService},
     {"utf8-default-character", "WideCharToMultiByte to UTF-8 with a place for the default character: result, error.",
      "0; 87", Mode::kPlain},
-    {"utf8-replacements", "How many characters three kinds of damaged UTF-8 become.", "1; 1; 3", Mode::kPlain},
+    {"utf8-replacements", "How many characters three kinds of damaged UTF-8 become.", "1; 1; 1", Mode::kPlain},
     {"version-size", "GetFileVersionInfoSizeW: twice the resource's length, and how much more.", "4", Mode::kPlain},
 };
 

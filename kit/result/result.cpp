@@ -20,6 +20,8 @@ std::size_t Utf8Length(std::string_view text) {
 }
 
 std::string Escaped(unsigned char one) {
+  if (one == '\n') return "\\n";
+  if (one == '\r') return "\\r";
   constexpr std::string_view kDigits = "0123456789abcdef";
   return {'\\', 'u', '0', '0', kDigits[one >> 4], kDigits[one & 15]};
 }

@@ -61,7 +61,7 @@ DWORD WINAPI Stop(void*) {
   if (g_behaviour == kStopFails) {
     ::Sleep(kPause / 10);
     Report(SERVICE_RUNNING, SERVICE_ACCEPT_STOP);
-    return 0;
+    ::Sleep(kPause);
   }
   ::SetEvent(g_stop);
   return 0;
@@ -83,10 +83,6 @@ DWORD WINAPI Handle(DWORD control, DWORD eventType, LPVOID, LPVOID) {
       return NO_ERROR;
     case kStartOther:
       CallOther(true);
-      return NO_ERROR;
-    case kEnd:
-      Note("end");
-      ::SetEvent(g_stop);
       return NO_ERROR;
     case SERVICE_CONTROL_INTERROGATE:
       return NO_ERROR;
@@ -125,7 +121,7 @@ void StartOnEmptyDesktop() {
                                            CREATE_NO_WINDOW, nullptr, nullptr, &startup, &process);
   Note(done ? "desktop starts" : "desktop " + std::to_string(::GetLastError()));
   if (!done) return;
-  if (::WaitForSingleObject(process.hProcess, kWaitHint) == WAIT_TIMEOUT) ::TerminateProcess(process.hProcess, 1);
+  if (::WaitForSingleObject(process.hProcess, kPause) == WAIT_TIMEOUT) ::TerminateProcess(process.hProcess, 1);
   ::CloseHandle(process.hProcess);
   ::CloseHandle(process.hThread);
 }

@@ -10,7 +10,7 @@ inline constexpr const wchar_t* kQuick = L"quick";               ///< runs at on
 inline constexpr const wchar_t* kSilentStart = L"silent-start";  ///< reports nothing for two seconds
 inline constexpr const wchar_t* kSlowStart = L"slow-start";      ///< START_PENDING for four seconds
 inline constexpr const wchar_t* kSlowStop = L"slow-stop";        ///< STOP_PENDING for four seconds
-inline constexpr const wchar_t* kStopFails = L"stop-fails";      ///< RUNNING again after a stop; `kEnd` ends it
+inline constexpr const wchar_t* kStopFails = L"stop-fails";      ///< RUNNING again after a stop, for two seconds
 inline constexpr const wchar_t* kLateStatus = L"late-status";    ///< reports RUNNING after STOPPED
 inline constexpr const wchar_t* kPower = L"power";               ///< registers for a power setting
 inline constexpr const wchar_t* kDesktop = L"desktop";           ///< starts a program on an empty desktop
@@ -20,7 +20,6 @@ inline constexpr const wchar_t* kPreshutdown = L"preshutdown";   ///< accepts th
 inline constexpr unsigned kHarmless = 134;
 inline constexpr unsigned kControlOther = 200;  ///< the handler sends kHarmless to the second service
 inline constexpr unsigned kStartOther = 201;    ///< the handler starts the second service
-inline constexpr unsigned kEnd = 202;           ///< the process ends
 
 inline constexpr const wchar_t* kServiceNotes = L"service.txt";  ///< in the folder; one line for each note
 

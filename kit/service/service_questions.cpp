@@ -18,7 +18,8 @@ namespace {
 
 using kit::Saw;
 
-constexpr DWORD kWait = 20000;       // for a state that comes soon
+constexpr DWORD kWait = 20000;  // for a state that comes soon
+constexpr DWORD kShortWait = 1500;
 constexpr DWORD kLongWait = 100000;  // for what the service manager may delay by 30 s, twice
 constexpr DWORD kPoll = 20;
 
@@ -30,12 +31,12 @@ class ServiceQuestions : public ::testing::Test {
         second_(::OpenServiceW(manager_, kit::kSecondService, SERVICE_ALL_ACCESS)) {
     ::DeleteFileW(NotesPath().c_str());
     // What a test before this one left running.
-    End(first_);
-    End(second_);
+    kit::EndService(first_);
+    kit::EndService(second_);
   }
   ~ServiceQuestions() override {
-    End(first_);
-    End(second_);
+    kit::EndService(first_);
+    kit::EndService(second_);
   }
 
   static std::wstring NotesPath() { return kit::Folder() + L"\\" + kit::kServiceNotes; }
@@ -76,17 +77,6 @@ class ServiceQuestions : public ::testing::Test {
     SERVICE_STATUS answer = {};
     return ::ControlService(service, control, &answer) ? 0 : ::GetLastError();
   }
-  static void End(SC_HANDLE service) {
-    SERVICE_STATUS_PROCESS const status = kit::QueryService(service);
-    if (status.dwCurrentState == SERVICE_STOPPED) return;
-    if (status.dwCurrentState != SERVICE_STOP_PENDING) Control(service, SERVICE_CONTROL_STOP);
-    if (kit::AwaitState(service, SERVICE_STOPPED, kWait / 2)) return;
-    HANDLE const process = ::OpenProcess(PROCESS_TERMINATE, FALSE, status.dwProcessId);
-    ::TerminateProcess(process, 1);
-    ::CloseHandle(process);
-    kit::AwaitState(service, SERVICE_STOPPED, kWait / 2);
-  }
-
   kit::ScHandle manager_;
   kit::ScHandle first_;
   kit::ScHandle second_;
@@ -120,18 +110,11 @@ TEST_F(ServiceQuestions, AControlWhileTheServiceStarts) {
   EXPECT_TRUE(kit::AwaitState(first_, SERVICE_RUNNING, kWait));
 }
 
-TEST_F(ServiceQuestions, AStopThatFails) {
-  Start(first_, kit::kStopFails);
-  ASSERT_EQ(Control(first_, SERVICE_CONTROL_STOP), 0u);
-  ASSERT_TRUE(kit::AwaitState(first_, SERVICE_RUNNING, kWait));
-  Saw("stop-that-fails", std::to_string(Control(first_, kit::kHarmless)));
-  Control(first_, kit::kEnd);
-}
-
 TEST_F(ServiceQuestions, TheFirstStatus) {
   ASSERT_EQ(StartIt(first_, kit::kSilentStart), 0u);
   SERVICE_STATUS_PROCESS const status = kit::QueryService(first_);
-  ASSERT_EQ(status.dwCurrentState, DWORD{SERVICE_START_PENDING});
+  bool const pending = status.dwCurrentState == SERVICE_START_PENDING;
+  if (!pending) Saw("first-status", "state " + std::to_string(status.dwCurrentState));
   Saw("first-status", std::to_string(status.dwCheckPoint));
   Saw("first-status", std::to_string(status.dwWaitHint));
   EXPECT_TRUE(kit::AwaitState(first_, SERVICE_RUNNING, kWait));
@@ -140,9 +123,9 @@ TEST_F(ServiceQuestions, TheFirstStatus) {
 TEST_F(ServiceQuestions, AStatusAfterStopped) {
   Start(first_, kit::kLateStatus);
   ASSERT_EQ(Control(first_, SERVICE_CONTROL_STOP), 0u);
-  std::string const error = AwaitNote("late ", kWait / 4);
-  std::string const alive = AwaitNote("alive", kWait / 4) == "nothing" ? "the process ends" : "the process goes on";
-  Saw("status-after-stopped", "error " + error + ", " + alive);
+  std::string const error = AwaitNote("late ", kShortWait);
+  bool const goes_on = AwaitNote("alive", kShortWait) != "nothing";
+  Saw("status-after-stopped", goes_on ? "error " + error + ", the process goes on" : "the process ends");
 }
 
 TEST_F(ServiceQuestions, APreshutdownNoticeByHand) {
@@ -182,6 +165,14 @@ TEST_F(ServiceQuestions, FailureActionsWithNulls) {
   Saw("failure-actions-null", std::to_string(kept->dwResetPeriod));
   Saw("failure-actions-null", kept->lpRebootMsg == nullptr ? "nothing" : kit::ToUtf8(kept->lpRebootMsg));
   Saw("failure-actions-null", std::to_string(kept->cActions) + " actions");
+}
+
+/// The last one: Wine loses track of such a service.
+TEST_F(ServiceQuestions, AStopThatFails) {
+  Start(first_, kit::kStopFails);
+  ASSERT_EQ(Control(first_, SERVICE_CONTROL_STOP), 0u);
+  ASSERT_TRUE(kit::AwaitState(first_, SERVICE_RUNNING, kWait));
+  Saw("stop-that-fails", std::to_string(Control(first_, kit::kHarmless)));
 }
 
 }  // namespace
