@@ -99,6 +99,7 @@ constexpr ErrorName kNames[] = {
     {Family::kConfigurationManager, 0x33, "CR_ACCESS_DENIED"},
     {Family::kConfigurationManager, 0x34, "CR_CALL_NOT_IMPLEMENTED"},
     {Family::kConfigurationManager, 0x37, "CR_NO_SUCH_DEVICE_INTERFACE"},
+    {Family::kResult, 0x00000001, "S_FALSE"},
     {Family::kResult, 0x80004004, "E_ABORT"},
     {Family::kResult, 0x80004005, "E_FAIL"},
     {Family::kResult, 0x80070005, "E_ACCESSDENIED"},

@@ -1,5 +1,5 @@
 // The names that Windows' headers give to error numbers: of the system (ERROR_*, RPC_S_*), of the configuration manager
-// (CR_*) and of results (E_*).
+// (CR_*) and of results (E_*, and S_FALSE, which is a success).
 #pragma once
 
 #include <optional>

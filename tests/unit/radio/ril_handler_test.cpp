@@ -69,6 +69,20 @@ TEST_F(RilHandler, TriesAgainASecondAfterEachFailure) {
   EXPECT_EQ(Now(), Millis{3000});
 }
 
+TEST_F(RilHandler, SFalseIsASuccessOfEachCall) {
+  for (const char* const call : {"RIL_Initialize", "RIL_RadioCommand", "RIL_Release"}) Inject(call, 1);
+  EXPECT_EQ(Request(), Millis{0}) << "the command completes at once";
+  EXPECT_THAT(formatted(), Contains("CRILHandler::Init:33 : RIL_Initialize succeeded, hr = 0x00000001"));
+  EXPECT_EQ(machine().radio().attempts(), 1u);
+  EXPECT_EQ(machine().radio().commands(), 1u);
+  EXPECT_EQ(machine().radio().releases(), 1u);
+  for (const char* const call : {"RIL_Initialize", "RIL_RadioCommand", "RIL_Release"}) {
+    auto const made = machine().journal().Calls(call);
+    ASSERT_THAT(made, SizeIs(1)) << call;
+    EXPECT_EQ(made[0].result, "1") << call;
+  }
+}
+
 TEST_F(RilHandler, ARadioThatIsNeverReachedIsTriedAHundredTimesAndPassedOverInSilence) {
   PowerOnWith({.failing_attempts = RadioDescription::kAlways});
   CModemQC modem;

@@ -71,7 +71,7 @@ TEST(FaultText, WhatMakesNoSenseIsRefused) {
 TEST(FaultText, AFaultIsWrittenAsItIsRead) {
   for (const char* const text :
        {"ReadFile:ERROR_CRC", "ReadFile@3:ERROR_CRC", "ReadFile@3-5:ERROR_CRC", "ReadFile@3+:ERROR_CRC",
-        "ReadFile:4242", "RIL_Release:E_FAIL", "CM_Register_Notification@1:CR_FAILURE"}) {
+        "ReadFile:4242", "RIL_Release:E_FAIL", "RIL_Initialize@1:S_FALSE", "CM_Register_Notification@1:CR_FAILURE"}) {
     EXPECT_EQ(tablet::WriteFault(tablet::ParseFault(text)), text);
   }
 }
