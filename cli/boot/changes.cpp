@@ -179,7 +179,10 @@ nlohmann::ordered_json ToJson(const Changes& changes) {
                      {"created", file.created},
                      {"written", file.written},
                      {"attributes_changed", file.attributes},
+                     {"attributes_before", nullptr},
+                     {"attributes_after", AttributeLetters(file.attributes_now)},
                      {"bytes", file.bytes}});
+    if (!file.created) files.back()["attributes_before"] = AttributeLetters(file.attributes_before);
     if (!file.moved_from.empty()) files.back()["moved_from"] = tablet::ToUtf8(file.moved_from);
   }
   return {{"files_written", changes.files_written}, {"bytes_written", changes.bytes_written},

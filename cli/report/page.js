@@ -417,8 +417,12 @@
       firmware.map((one) => [one.variable, one.before || 'not set', one.after || 'not set']), 'No variable has changed.');
     const place = (one) => (one.moved_from ? make('span', {}, path(one.path), make('br'), 'from ', path(one.moved_from)) : path(one.path));
     const what = (one) => (one.created ? 'new' : one.written ? 'written' : one.moved_from ? 'moved' : 'attributes');
-    section('files', 'Files and folders', ['Change', 'Path', 'Bytes'],
-      files.map((one) => [what(one), place(one), one.folder ? 'folder' : one.created || one.written ? one.bytes : '']), 'No file has changed.');
+    const letters = (text) => text || 'none';
+    const attributes = ({ attributes_before: before, attributes_after: after }) =>
+      (before === null || before === after ? letters(after) : `${letters(before)} → ${letters(after)}`);
+    section('files', 'Files and folders', ['Change', 'Path', 'Bytes', 'Attributes'],
+      files.map((one) => [what(one), place(one), one.folder ? 'folder' : one.created || one.written ? one.bytes : '', attributes(one)]),
+      'No file has changed.');
   }
 
   // --- all together -----------------------------------------------------------------------------------------------------

@@ -108,6 +108,7 @@ class ReportTest(unittest.TestCase):
         self.assertTrue(any(row.startswith("AmssFwImagePath") for row in self.texts("#lookups tbody tr")))
         self.assertTrue(any("qcdsp1v2850.mbn" in row for row in self.texts("#registry tbody tr")))
         self.assertTrue(any("qcdsp1v2850.mbn" in row for row in self.texts("#files tbody tr")))
+        self.assertTrue(any("VZW.bin" in row and "A → HA" in row for row in self.texts("#files tbody tr")))
         self.assertIn("No variable has changed.", self.texts("#firmware")[0])
 
     def test_without_a_deployment_it_says_why_and_what_would_be_chosen(self):

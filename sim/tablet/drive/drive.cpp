@@ -40,7 +40,7 @@ WinError EmptyFile(DriveNode& node, std::uint32_t attributes, FileTicks now, Des
   node.size = 0;
   ++node.version;
   node.written = true;
-  node.SetAttributes(attributes | kAttributeArchive);
+  node.ChangeAttributes(attributes | kAttributeArchive);
   node.times.access = node.times.write = now;
   node.SyncTimes();
   return kSuccess;
@@ -142,7 +142,7 @@ WinError Drive::SetAttributes(std::u16string_view path, std::uint32_t attributes
   if (WinError const error = state_->Find(path, current_directory_, place)) return error;
   if (place.node == nullptr) return kFileNotFound;
   if (place.trailing_separator && !place.node->folder) return kInvalidName;
-  place.node->SetAttributes(attributes);
+  place.node->ChangeAttributes(attributes);
   place.node->facts_changed = true;
   return kSuccess;
 }

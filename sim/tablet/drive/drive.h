@@ -76,8 +76,10 @@ struct FileChange {
   std::u16string path;        ///< full, "C:\..."
   std::u16string moved_from;  ///< where it was when the drive was made; empty: it has not moved
   bool created = false;
-  bool written = false;     ///< its data
-  bool attributes = false;  ///< attributes or times
+  bool written = false;                 ///< its data
+  bool attributes = false;              ///< attributes or times
+  std::uint32_t attributes_before = 0;  ///< meaningless for what was created
+  std::uint32_t attributes_now = 0;
   bool folder = false;
   std::uint64_t bytes = 0;  ///< size now
 };

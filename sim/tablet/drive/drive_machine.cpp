@@ -178,6 +178,8 @@ std::vector<FileChange> Drive::Changes() const {
                        .created = node.created,
                        .written = node.written,
                        .attributes = node.facts_changed,
+                       .attributes_before = node.first_attributes.value_or(node.attributes),
+                       .attributes_now = node.attributes,
                        .folder = node.folder,
                        .bytes = node.size});
   });

@@ -21,6 +21,7 @@ std::shared_ptr<DriveNode> DeepCopy(const DriveNode& node, const std::shared_ptr
   copy->openers = nullptr;
   copy->created = copy->written = copy->facts_changed = copy->is_behind = false;
   copy->moved_from.clear();
+  copy->first_attributes.reset();
   if (!node.folder) return copy;
   copy->own = node.own == node.in ? in : CopyPlace(*node.own, in->drive);
   copy->children.clear();

@@ -95,6 +95,11 @@ void DriveNode::SetAttributes(std::uint32_t new_attributes) {
   host_attributes = attributes;
 }
 
+void DriveNode::ChangeAttributes(std::uint32_t new_attributes) {
+  if (!first_attributes) first_attributes = attributes;
+  SetAttributes(new_attributes);
+}
+
 void DriveNode::SetCreation(FileTicks creation) {
   times.creation = creation;
   creation_known = true;

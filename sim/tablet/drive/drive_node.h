@@ -87,7 +87,8 @@ struct DriveNode : std::enable_shared_from_this<DriveNode> {
   std::u16string moved_from;  ///< its first path; empty: it has not moved
   bool written = false;
   bool facts_changed = false;
-  bool is_behind = false;  ///< the host does not have its times yet
+  std::optional<std::uint32_t> first_attributes;  ///< before they changed; empty: they have not
+  bool is_behind = false;                         ///< the host does not have its times yet
 
   std::u16string Path() const { return in->path + name; }  ///< full, "C:\..."
   std::string Host() const;                                ///< path of the host's file
@@ -99,6 +100,8 @@ struct DriveNode : std::enable_shared_from_this<DriveNode> {
 
   /// Keeps the directory bit as it is and drops the normal bit; the host follows.
   void SetAttributes(std::uint32_t new_attributes);
+  /// The same by something that counts as a change.
+  void ChangeAttributes(std::uint32_t new_attributes);
   void SetCreation(FileTicks creation);
   /// The times have changed; the host has them after the next CatchUp.
   void SyncTimes();

@@ -189,7 +189,7 @@ WinError NodeFile::Write(std::span<const std::uint8_t> data, std::uint32_t& writ
   node_->size = std::max(node_->size, position_);
   if (room) *room -= growth;
   node_->written = true;
-  if ((node_->attributes & kAttributeArchive) == 0) node_->SetAttributes(node_->attributes | kAttributeArchive);
+  if ((node_->attributes & kAttributeArchive) == 0) node_->ChangeAttributes(node_->attributes | kAttributeArchive);
   FileTicks const now = clock_.UtcNow();
   if (!write_time_set_) node_->times.write = now;
   if (!access_time_set_) node_->times.access = now;

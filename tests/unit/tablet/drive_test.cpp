@@ -263,6 +263,8 @@ TEST_F(DriveOfAFolder, ChangesTellWhatARunDidAndNotWhatWasPutThere) {
   EXPECT_EQ(changes[0].bytes, 5u);
   EXPECT_EQ(changes[1].path, u"C:\\dir\\hidden");
   EXPECT_TRUE(changes[1].attributes && !changes[1].created && !changes[1].written);
+  EXPECT_EQ(changes[1].attributes_before, tablet::kAttributeArchive);
+  EXPECT_EQ(changes[1].attributes_now, tablet::kAttributeHidden);
   EXPECT_EQ(changes[2].path, u"C:\\dir\\rewritten");
   EXPECT_TRUE(changes[2].written && !changes[2].created);
   EXPECT_EQ(changes[2].bytes, 0u);
