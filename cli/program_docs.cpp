@@ -114,7 +114,7 @@ std::vector<std::string> ChoicesOf(const CLI::Option& option) {
   } else if (option.check_lname("color")) {
     choices = {"auto", "always", "never"};
   } else if (option.check_lname("only")) {
-    choices = {"fault", "pair", "cut", "schedule"};
+    choices = {"fault", "allocation", "pair", "cut", "schedule"};
   }
   return choices;
 }

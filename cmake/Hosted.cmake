@@ -25,6 +25,7 @@ vantord_by_folder(vantord_tablet 24 JOIN base,description,devices folder,kernel,
 
 add_library(vantord_winapi STATIC)
 file(GLOB winapi_sources CONFIGURE_DEPENDS sim/winapi/*.cpp)
+list(REMOVE_ITEM winapi_sources ${PROJECT_SOURCE_DIR}/sim/winapi/service_memory.cpp)
 target_sources(vantord_winapi PRIVATE ${winapi_sources})
 target_link_libraries(vantord_winapi PUBLIC vantord_tablet)
 vantord_precompiled(vantord_winapi hosted_headers)
@@ -53,14 +54,13 @@ add_executable(vantord-tablet cli/main.cpp)
 target_link_libraries(vantord-tablet PRIVATE vantord_cli)
 
 # The service as a library inside the program: what a process that died is restarted from. It holds the service's own
-# objects, bound to themselves; the names of the Windows API come from the program.
+# objects, bound to themselves, and operators that let its requests for memory fail; the names of the Windows API come from
+# the program.
 set_target_properties(vantord_service PROPERTIES POSITION_INDEPENDENT_CODE ON)
-add_library(vantord_again SHARED $<TARGET_OBJECTS:vantord_service>)
-target_link_libraries(vantord_again PRIVATE ZLIB::ZLIB)
+add_library(vantord_again SHARED $<TARGET_OBJECTS:vantord_service> sim/winapi/service_memory.cpp)
+target_include_directories(vantord_again PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(vantord_again PRIVATE ZLIB::ZLIB vantord_options)
 target_link_options(vantord_again PRIVATE -Wl,-Bsymbolic)
-if(VANTORD_SANITIZE)
-  target_link_options(vantord_again PRIVATE -fsanitize=${VANTORD_SANITIZE})
-endif()
 if(VANTORD_COVERAGE)
   target_link_options(vantord_again PRIVATE --coverage)
 endif()

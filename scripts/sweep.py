@@ -17,8 +17,8 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs" / "promises.md"
 BEGIN, END = "<!-- ./dev sweep --write -->", "<!-- end -->"
-KINDS = ("fault", "pair", "cut", "schedule")
-COLUMNS = ("one call fails", "two calls fail", "power cuts", "schedules", "runs", "calls and errors", "findings")
+KINDS = ("fault", "allocation", "pair", "cut", "schedule")
+COLUMNS = ("one call fails", "allocations", "two calls fail", "power cuts", "schedules", "runs", "calls and errors", "findings")
 
 
 def samples_of(program):

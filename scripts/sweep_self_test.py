@@ -17,7 +17,7 @@ PROGRAM = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
 
 def document(errors, findings=()):
     return {
-        "tried": {"fault": 4, "pair": 3, "cut": 2, "schedule": 1}, "lives": 14, "errors": errors, "calls": 1000, "seconds": 2.0,
+        "tried": {"fault": 4, "allocation": 5, "pair": 3, "cut": 2, "schedule": 1}, "lives": 14, "errors": errors, "calls": 1000, "seconds": 2.0,
         "processors": 2, "findings": [{"promise": "ends", "detail": "hangs", "lives": lives, "repeat": "x"} for lives in findings],
     }
 
@@ -26,9 +26,9 @@ class Sweeps(unittest.TestCase):
     def test_a_call_and_error_of_several_samples_counts_once(self):
         documents = {"a": document({"ReadFile:5": 2, "WriteFile:5": 1}), "b": document({"ReadFile:5": 7}, [2, 1])}
         rows = sweep.table(documents)
-        self.assertEqual(rows[2], "| a | 4 | 3 | 2 | 1 | 14 | 2 | 0 |")
-        self.assertEqual(rows[3], "| b | 4 | 3 | 2 | 1 | 14 | 1 | 3 |")
-        self.assertEqual(rows[4], "| all | 8 | 6 | 4 | 2 | 28 | 2 | 3 |")
+        self.assertEqual(rows[2], "| a | 4 | 5 | 3 | 2 | 1 | 14 | 2 | 0 |")
+        self.assertEqual(rows[3], "| b | 4 | 5 | 3 | 2 | 1 | 14 | 1 | 3 |")
+        self.assertEqual(rows[4], "| all | 8 | 10 | 6 | 4 | 2 | 28 | 2 | 3 |")
 
     def test_it_prints_the_numbers_of_each_sample(self):
         with tempfile.TemporaryDirectory() as work:

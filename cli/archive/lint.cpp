@@ -11,6 +11,7 @@
 #include "cli/archive/archive_survey.h"
 #include "cli/archive/archive_trial.h"
 #include "cli/archive/driver_images.h"
+#include "cli/archive/landed_file.h"
 #include "cli/archive/lint_findings.h"
 #include "cli/base/child_process.h"
 #include "cli/base/console.h"
@@ -55,14 +56,20 @@ class Linter {
     machine_.drive().Put(tablet::ToUtf16(path_), bytes);
   }
 
-  void Work(const Answer& answer) {
+  void Work(const Answer& tell) {
+    auto const answer = [this, &tell](const ordered_json& findings) {
+      if (subject_.on_progress) subject_.on_progress(0, 0);
+      tell(findings);
+    };
     if (end_.out_of_reach) {
       // Known without a trial, which would need several gigabytes.
       trial_.opened = end_.opens_empty;
       trial_.ended = true;
       answer(Findings(false));
     }
+    ReportProgress();
     ReadArchive();
+    read_before_ = read_;
     CheckSpace();
     if (!subject_.tablet && Delivered() <= kMostInMemory) machine_.drive().KeepInMemory();
     auto const time_out = survey_.hangs ? std::min(kShortTimeOut, subject_.time_out) : subject_.time_out;
@@ -74,6 +81,16 @@ class Linter {
   }
 
  private:
+  /// Everything is read twice: for the survey and by the trial.
+  void ReportProgress() {
+    if (!subject_.on_progress) return;
+    machine_.drive().on_read = [this, whole = fs::file_size(subject_.archive)](
+                                   const std::u16string&, std::uint64_t position, std::uint64_t size) {
+      read_ = std::max(read_, read_before_ + std::min(position + size, whole));
+      subject_.on_progress(read_, 2 * whole);
+    };
+  }
+
   void ReadArchive() {
     bool done = false;
     machine_.scheduler().Start(1, "survey", [&] {
@@ -102,14 +119,20 @@ class Linter {
   }
 
   ordered_json Findings(bool hung) {
-    return LintFindings({.archive = subject_.archive.string(),
-                         .end = end_,
-                         .survey = survey_,
-                         .trial = trial_,
-                         .machine = machine_,
-                         .images = DriverImages(machine_.registry()),
-                         .free_bytes = description_.free_bytes,
-                         .hung = hung});
+    ordered_json findings = LintFindings({.archive = subject_.archive.string(),
+                                          .end = end_,
+                                          .survey = survey_,
+                                          .trial = trial_,
+                                          .machine = machine_,
+                                          .images = DriverImages(machine_.registry()),
+                                          .free_bytes = description_.free_bytes,
+                                          .hung = hung});
+    for (ordered_json& entry : findings["entries"]) {
+      if (!subject_.with_files) break;
+      bool const landed = entry["verdict"] == "accepted" && entry["lands"].is_string();
+      entry["file"] = landed ? DescribeFile(machine_.drive(), entry["lands"].get<std::string>()) : ordered_json();
+    }
+    return findings;
   }
 
   LintSubject subject_;
@@ -120,6 +143,8 @@ class Linter {
   Survey survey_;
   Trial trial_;
   std::atomic<std::uint64_t> ticks_{0};
+  std::uint64_t read_before_ = 0;  ///< bytes of the archive that the survey has come to
+  std::uint64_t read_ = 0;         ///< with those of the trial
 };
 
 }  // namespace
@@ -135,8 +160,13 @@ ordered_json Lint(const LintSubject& subject) {
     tablet::CopyDrive(*subject.tablet, work.path());
   }
   return RunInChild(place, [&](const Answer& answer) {
-    Linter linter(subject, work.path());
-    linter.Work(answer);
+    try {
+      Linter linter(subject, work.path());
+      linter.Work(answer);
+    } catch (const tablet::InputError& error) {
+      if (subject.on_progress) subject.on_progress(0, 0);
+      throw InWordsOf(subject.tablet.value_or(work.path()), work.path(), error);
+    }
   });
 }
 

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -12,6 +13,9 @@ struct LintSubject {
   std::filesystem::path archive;
   std::optional<std::filesystem::path> tablet;  ///< whose drive and driver count; without one: an empty drive
   std::chrono::milliseconds time_out{10'000};  ///< processor time without a call after which the service counts as hung
+  bool with_files = false;                     ///< each accepted entry also has "file": see DescribeFile
+  /// Told in the child how much of the archive was read, of both times that it is; with 0 of 0 before the child ends.
+  std::function<void(std::uint64_t done, std::uint64_t whole)> on_progress = {};
 };
 
 /// The findings as the document has them, see docs/commands.md. Deploys the archive in a child of this process, into a

@@ -66,7 +66,14 @@ int LintArchives(const LintOptions& options, Console& console) {
   ordered_json archives = ordered_json::array();
   bool clean = true;
   for (const std::filesystem::path& archive : options.archives) {
-    ordered_json found = Lint({archive, options.tablet, options.time_out});
+    LintSubject subject{archive, options.tablet, options.time_out};
+    if (!options.json && console.is_terminal()) {
+      subject.on_progress = [&](std::uint64_t done, std::uint64_t whole) {
+        if (whole == 0) console.EndProgress();
+        console.Progress(fmt::format("of {}", archive.string()), done, whole);
+      };
+    }
+    ordered_json found = Lint(subject);
     clean = clean && found["verdict"] == "deploys" && found["warnings"].empty();
     if (!options.json) Print(console, found);
     archives.push_back(std::move(found));

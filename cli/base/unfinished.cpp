@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -170,6 +171,18 @@ void Unfinished::KeepAs(const fs::path& target) {
   fs::rename(path_, target, failure);
   if (failure)
     throw tablet::InputError(target.string(), "cannot be made: " + failure.message(), "choose another place");
+  Forget(path_);
+  path_.clear();
+}
+
+void Unfinished::Replace(const fs::path& target) {
+  std::error_code ignored;
+  if (!fs::exists(target, ignored)) return KeepAs(target);
+  if (::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) != 0) {
+    throw tablet::InputError(target.string(), std::string("cannot be replaced: ") + std::strerror(errno),
+                             "remove it, or name another folder");
+  }
+  RemoveAll(path_);  // what was there before
   Forget(path_);
   path_.clear();
 }

@@ -23,6 +23,9 @@ class Unfinished {
   int descriptor() const { return descriptor_; }
   /// Renames it; throws InputError. A file replaces what is there, a folder an empty folder.
   void KeepAs(const std::filesystem::path& target);
+  /// KeepAs for a folder, in place of one that need not be empty and is removed. At every moment one of both is there;
+  /// throws InputError where the host's file system cannot exchange two names.
+  void Replace(const std::filesystem::path& target);
 
  private:
   std::filesystem::path path_;

@@ -37,6 +37,8 @@ class WorkFolder {
   const std::filesystem::path& path() const { return folder_.path(); }
   /// Renames the folder to `target`, which must not exist or be empty; it is then no longer removed.
   void KeepAs(const std::filesystem::path& target) { folder_.KeepAs(target); }
+  /// The same in place of whatever folder `target` is, which is removed.
+  void Replace(const std::filesystem::path& target) { folder_.Replace(target); }
 
  private:
   Unfinished folder_;

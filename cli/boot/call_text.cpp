@@ -29,6 +29,11 @@ bool EndsWithIgnoringCase(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && ContainsIgnoringCase(text.substr(text.size() - end.size()), end);
 }
 
+std::string NumberAndName(std::uint32_t error) {
+  std::string_view const name = tablet::NameOfError(tablet::ErrorName::Family::kSystem, error);
+  return name.empty() ? fmt::format("{}", error) : fmt::format("{} ({})", error, name);
+}
+
 std::string ErrorText(std::uint32_t error) {
   std::string const name = tablet::DescribeError(tablet::ErrorName::Family::kSystem, error);
   std::optional<std::u16string_view> const known = win32::SystemMessage(error);

@@ -14,6 +14,9 @@ std::string FirstQuoted(std::string_view args);
 bool ContainsIgnoringCase(std::string_view text, std::string_view part);
 bool EndsWithIgnoringCase(std::string_view text, std::string_view end);
 
+/// "8 (ERROR_NOT_ENOUGH_MEMORY)", or the number alone.
+std::string NumberAndName(std::uint32_t error);
+
 /// "ERROR_FILE_NOT_FOUND (2), The system cannot find the file specified."; "error 4711" for a number without either.
 std::string ErrorText(std::uint32_t error);
 

@@ -10,10 +10,12 @@
 #include "cli/base/service_facts.h"
 #include "cli/base/watchdog.h"
 #include "cli/base/work_folder.h"
+#include "cli/boot/call_text.h"
 #include "cli/boot/fresh_service.h"
 #include "cli/boot/tablet_run.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/folder/folder.h"
+#include "sim/tablet/kernel/fault_catalog.h"
 #include "sim/tablet/machine/timeline.h"
 
 /// The service's own entry.
@@ -49,6 +51,13 @@ int RunService() {
   WCHAR name[] = TEXT("Vantord.exe");
   WCHAR* arguments[] = {name, nullptr};
   return wmain(1, arguments);
+}
+
+/// What a new process of the simulated tablet runs.
+std::function<int()> NewService(bool counts_allocations) {
+  static bool is_used = false;
+  if (counts_allocations || std::exchange(is_used, true)) return FreshService();
+  return RunService;
 }
 
 bool EndsTheService(const tablet::TimelineEvent& event) {
@@ -103,8 +112,7 @@ TabletRun::TabletRun(const tablet::Description& description, const std::filesyst
     : description_(description),
       options_(options),
       machine_(description, work,
-               {.seed = options.seed, .realtime = options.realtime, .call_limit = options.call_limit}),
-      entry_(RunService) {
+               {.seed = options.seed, .realtime = options.realtime, .call_limit = options.call_limit}) {
   tablet::LoadState(folder, machine_);
   registry_before_ = machine_.registry().Snapshot();
   firmware_before_ = machine_.firmware().variables();
@@ -121,8 +129,7 @@ TabletRun::TabletRun(const tablet::Description& description, DiskState disk, con
                {.seed = options.seed, .realtime = options.realtime, .call_limit = options.call_limit}),
       registry_before_(std::move(disk.registry_before)),
       firmware_before_(std::move(disk.firmware_before)),
-      earlier_file_changes_(std::move(disk.file_changes)),
-      entry_(FreshService()) {
+      earlier_file_changes_(std::move(disk.file_changes)) {
   machine_.registry().Restore(*disk.registry);
   machine_.firmware().Restore(std::move(disk.firmware));
   if (disk.drive) machine_.drive().Become(std::move(disk.drive));
@@ -182,6 +189,7 @@ std::vector<tablet::FileChange> TabletRun::FileChanges() {
       change.created = change.created || earlier->second.created;
       change.written = change.written || earlier->second.written;
       change.attributes = change.attributes || earlier->second.attributes;
+      change.attributes_before = earlier->second.attributes_before;
       if (!earlier->second.moved_from.empty()) change.moved_from = earlier->second.moved_from;
       if (earlier->second.created) change.moved_from.clear();
       changes.erase(earlier);
@@ -194,6 +202,12 @@ std::vector<tablet::FileChange> TabletRun::FileChanges() {
   return all;
 }
 
+bool TabletRun::CountsAllocations() {
+  return options_.counts_allocations || std::ranges::any_of(machine_.faults().all(), [](const auto& counted) {
+           return counted.fault.call == tablet::kAllocation;
+         });
+}
+
 void TabletRun::Start() {
   StayOnThisProcessor();
   for (const tablet::TimelineEvent& event : description_.timeline) {
@@ -204,7 +218,7 @@ void TabletRun::Start() {
     });
   }
   machine_.services().OnRestart(FreshService);
-  machine_.services().Start(u"Vantord", entry_);
+  machine_.services().Start(u"Vantord", NewService(CountsAllocations()));
   listening_ = poll_ != nullptr;
   if (listening_) machine_.scheduler().At(kPollStep, [this] { Poll(); });
 }
@@ -244,7 +258,7 @@ std::optional<RunEnd> TabletRun::End() {
   }
   if (status.exit_code != 0 || end.exit_code != 0) {
     std::uint32_t const code = status.exit_code != 0 ? status.exit_code : static_cast<std::uint32_t>(end.exit_code);
-    return RunEnd{Kind::kFailed, fmt::format("the service stopped with error {}", code), code};
+    return RunEnd{Kind::kFailed, "the service stopped with error " + NumberAndName(code), code};
   }
   return RunEnd{Kind::kStopped,
                 told_ ? "the service stopped as it was told" : "the service stopped by itself, without an error", 0};

@@ -1,5 +1,5 @@
-// One run of a tablet: power-on, the unchanged service, controls, the end. The service keeps process-wide state, so a
-// process of the host makes one run at most from a folder; a run after a power cut runs a fresh copy of the service.
+// One run of a tablet: power-on, the unchanged service, controls, the end. The service keeps process-wide state: the
+// first run of a process of the host has the service that is in the program, each later one a fresh copy of it.
 #pragma once
 
 #include <atomic>
@@ -26,6 +26,9 @@ struct RunSettings {
   std::uint64_t cut_occurrence = 0;
   /// A stop is sent as soon as the service runs, whatever the timeline says.
   bool stop_early = false;
+  /// The service's requests for memory count as occurrences of tablet::kAllocation. They do in any case when a fault of
+  /// that name is there at the start.
+  bool counts_allocations = false;
   /// Calls without movement of the clock after which the service counts as polling for ever.
   std::uint64_t call_limit = tablet::Scheduler::Options{}.call_limit;
   /// The watchdog's: processor time without a call of the Windows API after which the service counts as hung.
@@ -114,6 +117,7 @@ class TabletRun {
 
  private:
   void Prepare();
+  bool CountsAllocations();
   std::optional<RunEnd> WaitFor(tablet::Millis deadline, const std::function<bool()>& enough);
   void Poll();
   bool HasEnded();
@@ -126,7 +130,6 @@ class TabletRun {
   std::unique_ptr<tablet::Registry> registry_before_;
   tablet::Firmware::Variables firmware_before_;
   std::vector<tablet::FileChange> earlier_file_changes_;
-  std::function<int()> entry_;
   std::size_t events_to_come_ = 0;
   std::function<bool()> poll_;
   bool listening_ = false;

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "cli/bundle/bundle_commands.h"
+#include "cli/commands/cut_at.h"
 #include "cli/commands/list.h"
 #include "cli/commands/timeout.h"
 
@@ -24,16 +25,21 @@ class CollectCommand : public Command {
     app.add_option("--seed", seed_, "as in run")->type_name("N");
     AddUntil(app, until_);
     app.add_option("--fault", faults_, "as in run: let a call fail")->type_name("CALL[@WHEN][:ERROR]");
-    app.add_option("--cut-at", cut_at_, "as in run: cut the power at this call")
-        ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 52).description(""));
+    app.add_option_function<std::string>(
+           "--cut-at",
+           [this](const std::string& text) {
+             static_cast<void>(ParseCutAt(text));
+             cut_at_ = text;
+           },
+           "as in run: cut the power at this call")
+        ->type_name("N|CALL@N");
     AddTimeout(app, timeout_);
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
   }
 
   int Run(Console& console) override {
     for (const std::string& fault : faults_) options_.run.insert(options_.run.end(), {"--fault", fault});
-    if (cut_at_) options_.run.insert(options_.run.end(), {"--cut-at", std::to_string(*cut_at_)});
+    if (!cut_at_.empty()) options_.run.insert(options_.run.end(), {"--cut-at", cut_at_});
     if (seed_) options_.run.insert(options_.run.end(), {"--seed", std::to_string(*seed_)});
     if (until_) options_.run.insert(options_.run.end(), {"--until", std::to_string(*until_)});
     if (timeout_.count() != 0) {
@@ -47,7 +53,7 @@ class CollectCommand : public Command {
   std::optional<std::uint64_t> seed_;
   std::optional<std::int64_t> until_;
   std::vector<std::string> faults_;
-  std::optional<std::uint64_t> cut_at_;
+  std::string cut_at_;
   std::chrono::milliseconds timeout_{0};  ///< 0: that of run
 };
 

@@ -28,7 +28,8 @@ void ListForPeople(Console& console) {
   }
   console.Line("");
   console.Line("\"vantord-tablet run DIR --fault ReadFile@3:ERROR_CRC\" lets the third ReadFile fail; any other error");
-  console.Line("number may be given. Pstatus is not a call: it is the status that the firmware driver returns.");
+  console.Line("number may be given. Two are not calls: Pstatus is the status that the firmware driver returns,");
+  console.Line("allocation is a request of the service for memory.");
 }
 
 ordered_json AsJson() {

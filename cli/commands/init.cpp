@@ -33,7 +33,10 @@ class InitCommand : public Command {
       return kDone;
     }
     if (folder_.empty()) throw UsageError("DIR is required; \"vantord-tablet init --help\" explains it");
-    MakeSample(sample_, small_, folder_);
+    MakeSample(sample_, small_, folder_, [&](std::string_view archive, std::uint64_t done, std::uint64_t whole) {
+      console.Progress(fmt::format("making {}", archive), done, whole);
+    });
+    console.EndProgress();
     console.Line(fmt::format("{0} is a tablet now ({1}{2}); \"vantord-tablet run {0}\" boots it", folder_.string(),
                              sample_, small_ ? ", small" : ""));
     return kDone;

@@ -1,14 +1,10 @@
-#include <fmt/format.h>
-
-#include <charconv>
-
 #include "cli/base/exit_code.h"
 #include "cli/base/output_file.h"
+#include "cli/commands/cut_at.h"
 #include "cli/commands/list.h"
 #include "cli/commands/timeout.h"
 #include "cli/run/run_command.h"
 #include "sim/tablet/base/input_error.h"
-#include "sim/tablet/base/nearest.h"
 #include "sim/tablet/kernel/fault_catalog.h"
 
 namespace cli {
@@ -39,7 +35,7 @@ class RunCommand : public Command {
         ->type_name("FILE");
     app.add_option("--report", options_.report, "write the run as one page of HTML that needs no network")
         ->type_name("FILE");
-    app.add_flag("--force", options_.force, "let the files above replace what is there");
+    app.add_flag("--force", options_.force, "let the files above replace what is there, and OUT another tablet");
     app.option_defaults()->group("What happens");
     AddUntil(app, options_.until);
     app.add_option("--seed", options_.seed, "draw which thread runs next; 0: first come, first served")
@@ -49,9 +45,16 @@ class RunCommand : public Command {
                    "let a call fail; WHEN is 3, 3-5, 3+ or all, ERROR a number or Windows' name for it. May be given "
                    "again. \"vantord-tablet fault list\" shows the calls and their errors")
         ->type_name("CALL[@WHEN][:ERROR]");
-    app.add_option("--cut-at", cut_at_,
-                   "cut the power at this call of the Windows API: its number as --events has it, or a call and which "
-                   "of its occurrences; then the tablet boots again from what is on disk, without faults")
+    app.add_option_function<std::string>(
+           "--cut-at",
+           [this](const std::string& text) {
+             CutAt const at = ParseCutAt(text);
+             options_.cut_at = at.number;
+             options_.cut_call = at.call;
+             options_.cut_occurrence = at.occurrence;
+           },
+           "cut the power at this call of the Windows API: its number as --events has it, or a call and which of its "
+           "occurrences; then the tablet boots again from what is on disk, without faults")
         ->type_name("N|CALL@N");
     app.add_flag("--full-timeline", options_.full_timeline,
                  "let everything happen that a service meets, where the tablet has no timeline of its own");
@@ -65,7 +68,6 @@ class RunCommand : public Command {
   }
 
   int Run(Console& console) override {
-    ReadCut();
     for (const auto& file : {options_.events, options_.trace, options_.report}) {
       if (file != kStandardStream) continue;
       if (options_.json)
@@ -83,34 +85,7 @@ class RunCommand : public Command {
   }
 
  private:
-  /// "20" or "WriteFile@20".
-  void ReadCut() {
-    if (cut_at_.empty()) return;
-    std::size_t const at = cut_at_.find('@');
-    std::string const number = cut_at_.substr(at == std::string::npos ? 0 : at + 1);
-    std::uint64_t value = 0;
-    auto const [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
-    if (error != std::errc() || end != number.data() + number.size() || value == 0) {
-      throw UsageError(
-          fmt::format("--cut-at: \"{}\" is no call; give its number, as in 150, or which one of a name, as "
-                      "in WriteFile@20",
-                      cut_at_));
-    }
-    if (at == std::string::npos) {
-      options_.cut_at = value;
-      return;
-    }
-    options_.cut_occurrence = value;
-    options_.cut_call = cut_at_.substr(0, at);
-    if (tablet::FindCataloged(options_.cut_call) != nullptr) return;
-    std::vector<std::string_view> names;
-    for (const tablet::CatalogedCall& call : tablet::FaultCatalog()) names.push_back(call.name);
-    throw UsageError(fmt::format("--cut-at: there is no call \"{}\"; {} \"vantord-tablet fault list\" shows all",
-                                 options_.cut_call, tablet::DidYouMean(options_.cut_call, names)));
-  }
-
   RunOptions options_;
-  std::string cut_at_;
   std::vector<std::string> faults_;
 };
 

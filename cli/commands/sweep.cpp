@@ -49,9 +49,9 @@ class SweepCommand : public Command {
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{1} << 52).description(""))
         ->capture_default_str();
-    app.add_option("--only", only_, "of these kinds only: fault, pair, cut or schedule")
+    app.add_option("--only", only_, "of these kinds only: fault, allocation, pair, cut or schedule")
         ->type_name("KIND")
-        ->check(CLI::IsMember({"fault", "pair", "cut", "schedule"}).description(""));
+        ->check(CLI::IsMember({"fault", "allocation", "pair", "cut", "schedule"}).description(""));
     app.add_option("--shard", shard_, "every N-th run only, beginning with the I-th")->type_name("I/N");
     app.add_option("--jobs,-j", options_.pool.workers, "runs at the same time; 0: one on each processor")
         ->type_name("N")

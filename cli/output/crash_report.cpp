@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/base/console.h"
 #include "cli/output/story_teller.h"
 #include "sim/tablet/base/text.h"
 
@@ -62,6 +63,12 @@ CrashReport CrashReport::Of(TabletRun& run) {
     if (!IsInDumpFolder(file.moved_from)) continue;
     report.dumps.push_back({tablet::ToUtf8(file.moved_from), tablet::ToUtf8(file.path)});
   }
+  std::vector<tablet::FileFacts> files;
+  run.machine().drive().Find(std::u16string(kDumpFolder) + u"*", files);
+  for (const tablet::FileFacts& file : files) {
+    if ((file.attributes & tablet::kAttributeDirectory) == 0)
+      report.left.push_back(tablet::ToUtf8(kDumpFolder) + tablet::ToUtf8(file.name));
+  }
   report.toasts = run.machine().processes().started();
   for (const tablet::AmssDriver::Request& request : run.machine().amss().requests()) {
     report.reset = request.answer == 0 ? Reset::kDone : Reset::kRefused;
@@ -77,6 +84,18 @@ std::string CrashReport::DumpsText() const {
   std::string const& first = dumps.front().to;
   return fmt::format("{} moved to {}", dumps.size() == 1 ? "1 file" : fmt::format("{} files", dumps.size()),
                      first.substr(0, first.rfind('\\')));
+}
+
+std::string CrashReport::LeftText() const {
+  if (left.empty()) return {};
+  constexpr std::size_t kNamed = 3;
+  std::string text = fmt::format("{} left behind in {}:", Counted(left.size(), "file"),
+                                 left.front().substr(0, left.front().rfind('\\')));
+  for (std::size_t i = 0; i < left.size() && i < kNamed; ++i) {
+    text += fmt::format("{}{}", i == 0 ? " " : ", ", left[i].substr(left[i].rfind('\\') + 1));
+  }
+  if (left.size() > kNamed) text += fmt::format(" and {} more", left.size() - kNamed);
+  return text;
 }
 
 std::string CrashReport::ToastText() const {
@@ -120,13 +139,10 @@ ordered_json ToJson(const CrashReport& report) {
   }
   ordered_json reset_at;
   if (report.reset == Reset::kDone || report.reset == Reset::kRefused) reset_at = report.reset_at.count();
-  return {{"looked_for", report.looked_for},
-          {"found", report.found},
-          {"dumps", std::move(dumps)},
-          {"toast", std::move(toast)},
-          {"failed_toasts", report.failed_toasts},
-          {"reset", NameOf(report.reset)},
-          {"reset_at_ms", std::move(reset_at)}};
+  return {{"looked_for", report.looked_for}, {"found", report.found},
+          {"dumps", std::move(dumps)},       {"left_behind", report.left},
+          {"toast", std::move(toast)},       {"failed_toasts", report.failed_toasts},
+          {"reset", NameOf(report.reset)},   {"reset_at_ms", std::move(reset_at)}};
 }
 
 }  // namespace cli

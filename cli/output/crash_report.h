@@ -25,9 +25,10 @@ struct CrashReport {
     kStillWaits,  ///< for the end of setup
   };
 
-  std::vector<Move> dumps;  ///< files that were moved out of the driver's folder
-  bool looked_for = false;  ///< the service looked for dumps
-  bool found = false;       ///< there was one
+  std::vector<Move> dumps;        ///< files that were moved out of the driver's folder
+  std::vector<std::string> left;  ///< files that are still in it
+  bool looked_for = false;        ///< the service looked for dumps
+  bool found = false;             ///< there was one
   std::vector<tablet::StartedProgram> toasts;
   std::size_t failed_toasts = 0;
   Reset reset = Reset::kNotAskedFor;
@@ -39,6 +40,7 @@ struct CrashReport {
 
   // A line each, for people.
   std::string DumpsText() const;
+  std::string LeftText() const;  ///< empty when none is left
   std::string ToastText() const;
   std::string ResetText() const;
 };

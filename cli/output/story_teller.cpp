@@ -6,6 +6,8 @@
 #include <array>
 #include <utility>
 
+#include "cli/boot/call_text.h"
+
 namespace cli {
 
 namespace {
@@ -65,7 +67,7 @@ std::string Format(const StoryLine& line) {
 
 std::string Describe(const tablet::StatusEvent& status) {
   std::string text = status.state;
-  if (status.exit_code != 0) text += fmt::format(", exit code {}", status.exit_code);
+  if (status.exit_code != 0) text += ", exit code " + NumberAndName(status.exit_code);
   if (status.check_point != 0) text += fmt::format(", check point {}", status.check_point);
   if (status.controls_accepted != 0) text += fmt::format(", accepts {}", DescribeControls(status.controls_accepted));
   if (status.wait_hint != 0) text += fmt::format(", wait hint {} ms", status.wait_hint);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/base/table.h"
+#include "cli/boot/call_text.h"
 #include "cli/output/crash_report.h"
 #include "cli/output/findings_output.h"
 #include "cli/output/message_zones.h"
@@ -34,17 +35,6 @@ std::string FilesText(const Changes& changes) {
   if (changes.attributes_changed != 0)
     text += fmt::format("; {} with other attributes", Counted(changes.attributes_changed, "path"));
   return text;
-}
-
-/// "8 (ERROR_NOT_ENOUGH_MEMORY)"
-std::string NumberAndName(std::uint32_t error) {
-  std::string_view const name = tablet::NameOfError(tablet::ErrorName::Family::kSystem, error);
-  return name.empty() ? fmt::format("{}", error) : fmt::format("{} ({})", error, name);
-}
-
-std::string NameBehind(std::uint32_t error) {
-  std::string_view const name = tablet::NameOfError(tablet::ErrorName::Family::kSystem, error);
-  return error == 0 || name.empty() ? std::string() : fmt::format(" ({})", name);
 }
 
 std::string RadioText(TabletRun& run) {
@@ -135,6 +125,7 @@ void PrintSummary(Console& console, const Summary& summary, TabletRun& run, cons
   CrashReport const crash = CrashReport::Of(run);
   table.Row("Modem", crash.ResetText());
   table.Row("Dumps", crash.DumpsText());
+  if (!crash.left.empty()) table.More(crash.LeftText(), Style::kBad);
   table.Row("Toast", crash.ToastText());
   table.Row("Radio", RadioText(run));
   table.Row("Partner", PartnerText(run));
@@ -151,8 +142,7 @@ void PrintSummary(Console& console, const Summary& summary, TabletRun& run, cons
     return fmt::format("{:>9}  {}{}", FormatTime(event->time), status.state,
                        status.exit_code == 0 ? "" : ", exit code " + NumberAndName(status.exit_code));
   });
-  table.Row("Service", summary.end.message + NameBehind(summary.end.error),
-            summary.exit_code == 0 ? Style::kGood : Style::kBad);
+  table.Row("Service", summary.end.message, summary.exit_code == 0 ? Style::kGood : Style::kBad);
   table.Row("Time", fmt::format("{} s on the tablet, where only waiting takes time; {:.2f} s here",
                                 FormatTime(run.machine().scheduler().Now()), summary.real_seconds));
   table.Row("Kept", summary.kept.empty() ? "nothing: the tablet is as it was (--save OUT keeps what the run made of it)"

@@ -37,8 +37,18 @@ WorkFolder MakeWorkFolder(const RunOptions& options) {
   if (!options.save) return WorkFolder::Temporary();
   const fs::path& target = *options.save;
   bool const usable = !fs::exists(target) || (fs::is_directory(target) && fs::is_empty(target));
-  if (!usable)
-    throw tablet::InputError(target.string(), "exists already", "name a folder that does not exist or is empty");
+  bool const is_tablet = fs::is_regular_file(target / "tablet.json");
+  if (!usable && !is_tablet) {
+    throw tablet::InputError(target.string(), "exists already, and is not a tablet's folder",
+                             "name a folder that does not exist or is empty");
+  }
+  if (!usable && !options.force) {
+    throw tablet::InputError(target.string(), "exists already",
+                             "name a folder that does not exist or is empty, or add --force to replace this tablet");
+  }
+  if (LiesWithin(options.folder, target)) {
+    throw tablet::InputError(target.string(), "holds the tablet itself", "name a folder elsewhere");
+  }
   return WorkFolder::Beside(target);
 }
 
@@ -235,7 +245,11 @@ class Session {
       return options_.folder.string();
     }
     tablet::CompleteFolder(options_.folder, run_->machine(), work_.path());
-    work_.KeepAs(*options_.save);
+    if (options_.force) {
+      work_.Replace(*options_.save);
+    } else {
+      work_.KeepAs(*options_.save);
+    }
     return options_.save->string();
   }
 

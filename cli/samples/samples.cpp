@@ -161,7 +161,7 @@ void PutDeployedFirmware(tablet::Drive& drive, bool small) {
   }
 }
 
-void FillDrive(tablet::Drive& drive, std::string_view sample, bool small) {
+void FillDrive(tablet::Drive& drive, std::string_view sample, bool small, const OnArchive& on_archive) {
   bool const deployed = BaseOf(sample) == "already-deployed";
   std::uint32_t const hidden = deployed ? tablet::kAttributeHidden : 0;
   PutProgram(drive, u"Vantord.exe", {1, 0, 25, 0});
@@ -172,7 +172,9 @@ void FillDrive(tablet::Drive& drive, std::string_view sample, bool small) {
 
   drive.Put(u"C:\\Windows\\ToastGenerator\\ToastResource_20180816.zip", MakeArchive(ToastEntries()));
   drive.PutFolder(kArchives, tablet::kAttributeDirectory | hidden);
-  auto const put = [&](std::u16string_view name, const std::vector<ArchiveEntry>& entries) {
+  auto put = [&, done = std::uint64_t{0}](std::u16string_view name, const std::vector<ArchiveEntry>& entries) mutable {
+    constexpr std::uint64_t kWhole = 3;
+    if (on_archive) on_archive(tablet::ToUtf8(name), done++, kWhole);
     drive.Put(std::u16string(kArchives) + u"\\" + std::u16string(name), MakeArchive(entries),
               tablet::kAttributeArchive | hidden);
   };
@@ -191,7 +193,7 @@ void WriteText(const fs::path& file, std::string_view text) {
   if (!out) throw tablet::InputError(file.string(), "cannot be written", "check the folder's rights and space");
 }
 
-void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
+void WriteTablet(const Sample& sample, bool small, const fs::path& folder, const OnArchive& on_archive) {
   static constexpr VariantSample kNoVariant{.sample = {}, .base = {}};
   bool const modem = sample.name != "wifi-only";
   const VariantSample* const found = FindVariantSample(sample.name);
@@ -219,7 +221,7 @@ void WriteTablet(const Sample& sample, bool small, const fs::path& folder) {
   tablet::Tablet machine(tablet::ReadDescription(folder / "tablet.json"), folder);
   if (modem) PutFirmware(variant, machine.firmware());
   machine.firmware().Save(folder / "efi");
-  FillDrive(machine.drive(), sample.name, small);
+  FillDrive(machine.drive(), sample.name, small, on_archive);
   machine.drive().SaveSideFile();
 }
 
@@ -234,7 +236,7 @@ std::span<const Sample> Samples() {
   return all;
 }
 
-void MakeSample(std::string_view name, bool small, const fs::path& wanted) {
+void MakeSample(std::string_view name, bool small, const fs::path& wanted, const OnArchive& on_archive) {
   fs::path folder = fs::absolute(wanted).lexically_normal();
   if (!folder.has_filename()) folder = folder.parent_path();
   auto const samples = Samples();
@@ -254,7 +256,7 @@ void MakeSample(std::string_view name, bool small, const fs::path& wanted) {
     throw tablet::InputError(wanted.string(), "cannot be made: " + failure.message(),
                              "name a folder that can be written");
   WorkFolder making = WorkFolder::Beside(folder);
-  WriteTablet(*sample, small, making.path());
+  WriteTablet(*sample, small, making.path(), on_archive);
   making.KeepAs(folder);
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "cli/base/service_facts.h"
+#include "sim/tablet/kernel/fault_catalog.h"
 
 namespace cli {
 
@@ -39,8 +40,8 @@ const std::string& FunctionAt(void* address) {
 
 /// The simulation, the libraries, and the service's owners of handles and memory: not the function that asks.
 bool IsMachinery(std::string_view function) {
-  for (std::string_view const start :
-       {"cli::", "tablet::", "win32::", "std::", "handle_kinds::", "Owner<", "AllocateHeap", "AllocateLocal"}) {
+  for (std::string_view const start : {"cli::", "tablet::", "win32::", "std::", "handle_kinds::", "Owner<",
+                                       "AllocateHeap", "AllocateLocal", "operator new"}) {
     if (function.starts_with(start)) return true;
   }
   return false;
@@ -74,13 +75,16 @@ void CallRecorder::Begin(std::string_view name) {
   int const depth = ::backtrace(stack.data(), static_cast<int>(stack.size()));
   std::uint64_t site = 0xCBF29CE484222325ULL;
   bool after_call = false;
+  auto const is_entry = [allocates = name == tablet::kAllocation, name](const std::string& function) {
+    return allocates ? function.starts_with("operator new") : function == name;
+  };
   for (int i = 0; i < depth; ++i) {
     auto const address = reinterpret_cast<std::uintptr_t>(stack[static_cast<std::size_t>(i)]);
     site = (site ^ address) * 0x100000001B3ULL;
     if (!call.function.empty()) continue;
     const std::string& function = FunctionAt(stack[static_cast<std::size_t>(i)]);
     if (after_call && !function.empty() && !IsMachinery(function)) call.function = function;
-    after_call = after_call || function == name;
+    after_call = after_call || is_entry(function);
   }
   call.site = site;
   open_[call.thread].push_back(calls_.size());

@@ -10,11 +10,11 @@
 
 namespace cli {
 
-/// One call of the Windows API, or one reply of the firmware driver.
+/// One call of the Windows API, one reply of the firmware driver, or one request of the service for memory.
 struct KnownCall {
   std::string name;
   std::uint32_t occurrence = 0;  ///< of this name, from 1
-  std::uint64_t number = 0;      ///< of the run's calls, from 1; that of the call around it for an answer
+  std::uint64_t number = 0;      ///< of the run's calls, from 1; that of the last call for what is not one
   std::uint64_t site = 0;        ///< the chain of callers: the same for the same line in the same loop
   std::string function;          ///< of the service that made the call, as the linker knows it
   std::string thread;

@@ -46,32 +46,40 @@ bool ReadEntry(archive* reader, archive_entry* entry, ExpectedFile& out) {
   return count == 0 && out.size == static_cast<std::size_t>(archive_entry_size(entry));
 }
 
-/// An archive's files below a target; nothing when libarchive cannot read it.
-std::optional<std::vector<ExpectedFile>> FilesOf(const std::filesystem::path& file, std::u16string_view target) {
+enum class Depth { kNames, kContents };
+
+/// An archive's files below a target, as far as libarchive can read it. `complete`: it can read all of it.
+std::vector<ExpectedFile> FilesOf(const std::filesystem::path& file, std::u16string_view target, Depth depth,
+                                  bool& complete) {
+  complete = false;
+  std::vector<ExpectedFile> files;
   std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
   archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), file.c_str(), kPiece) != ARCHIVE_OK) return std::nullopt;
-  std::vector<ExpectedFile> files;
+  if (archive_read_open_filename(reader.get(), file.c_str(), kPiece) != ARCHIVE_OK) return files;
   archive_entry* entry = nullptr;
   int status = ARCHIVE_OK;
   while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK) {
     if (archive_entry_filetype(entry) == AE_IFDIR) continue;
     ExpectedFile expected;
-    if (!ReadEntry(reader.get(), entry, expected)) return std::nullopt;
+    if (depth == Depth::kContents && !ReadEntry(reader.get(), entry, expected)) return files;
     std::u16string name = tablet::ToUtf16(archive_entry_pathname(entry));
     std::replace(name.begin(), name.end(), u'/', u'\\');
     expected.path = PlaceOf(target, name);
     files.push_back(std::move(expected));
   }
-  if (status != ARCHIVE_EOF) return std::nullopt;
+  complete = status == ARCHIVE_EOF;
   return files;
 }
 
+std::vector<ExpectedFile> NamesOf(const std::filesystem::path& file, std::u16string_view target) {
+  bool complete = false;
+  return FilesOf(file, target, Depth::kNames, complete);
+}
+
 /// Adds the files that do not lie below the target, with the folders on their way.
-void AddAbove(const std::optional<std::vector<ExpectedFile>>& files, std::u16string_view target,
-              std::set<std::u16string>& above) {
+void AddAbove(const std::vector<ExpectedFile>& files, std::u16string_view target, std::set<std::u16string>& above) {
   std::u16string const below = tablet::FoldCase(target);
-  for (const ExpectedFile& file : files ? *files : std::vector<ExpectedFile>{}) {
+  for (const ExpectedFile& file : files) {
     std::u16string path = tablet::FoldCase(file.path);
     // Ends at the folder above the target, which the target lies in.
     for (; !below.starts_with(path); path.resize(path.rfind(u'\\'))) {
@@ -90,6 +98,23 @@ std::vector<tablet::FileFacts> FilesIn(tablet::Drive& drive, std::u16string_view
 
 }  // namespace
 
+const std::optional<std::vector<ExpectedFile>>& ExpectedArchive::Files() const {
+  if (is_read_) return files_;
+  is_read_ = true;
+  bool complete = false;
+  std::vector<ExpectedFile> files = FilesOf(file_, kTarget, Depth::kContents, complete);
+  if (complete) files_ = std::move(files);
+  return files_;
+}
+
+bool NeedsArchives(const Expectations& expected) {
+  return std::ranges::any_of(expected.archives, [](const auto& entry) { return entry.second.is_read(); });
+}
+
+void ReadArchives(const Expectations& expected) {
+  for (auto const& [path, archive] : expected.archives) static_cast<void>(archive.Files());
+}
+
 DeploymentMarks MarksOf(const tablet::Registry& registry) {
   DeploymentMarks marks{.request = registry.Get(kParameters, u"Distribute"), .image_paths = {}};
   for (const std::u16string& instance : registry.SubKeyNames(kModemClass)) {
@@ -107,15 +132,15 @@ Expectations ExpectationsOf(tablet::Tablet& machine) {
   std::u16string_view const folder = kModemArchiveFolder.substr(0, kModemArchiveFolder.size() - 1);
   for (const tablet::FileFacts& file : FilesIn(drive, folder)) {
     std::u16string const path = std::u16string(kModemArchiveFolder) + file.name;
-    auto files = FilesOf(drive.HostPath(path), kTarget);
-    AddAbove(files, kTarget, expected.above_target);
+    std::vector<ExpectedFile> const names = NamesOf(drive.HostPath(path), kTarget);
+    AddAbove(names, kTarget, expected.above_target);
     expected.largest_archive = std::max(expected.largest_archive, file.size);
-    if (files) expected.most_entries = std::max<std::uint64_t>(expected.most_entries, files->size());
-    expected.archives[tablet::FoldCase(path)] = std::move(files);
+    expected.most_entries = std::max<std::uint64_t>(expected.most_entries, names.size());
+    expected.archives.emplace(tablet::FoldCase(path), ExpectedArchive(drive.HostPath(path)));
   }
   for (const tablet::FileFacts& file : FilesIn(drive, kToastTarget.substr(0, kToastTarget.size() - 1))) {
     if (!tablet::FoldCase(file.name).ends_with(u".ZIP")) continue;
-    AddAbove(FilesOf(drive.HostPath(std::u16string(kToastTarget) + file.name), kToastTarget), kToastTarget,
+    AddAbove(NamesOf(drive.HostPath(std::u16string(kToastTarget) + file.name), kToastTarget), kToastTarget,
              expected.above_target);
   }
   for (const tablet::FileFacts& file : FilesIn(drive, kDumpFolder)) {
@@ -125,9 +150,9 @@ Expectations ExpectationsOf(tablet::Tablet& machine) {
 }
 
 bool IsComplete(const Expectations& expected, std::u16string_view archive, tablet::Drive& drive) {
-  auto const files = expected.archives.find(tablet::FoldCase(archive));
-  if (files == expected.archives.end() || !files->second) return false;
-  return std::ranges::all_of(*files->second, [&](const ExpectedFile& file) {
+  auto const known = expected.archives.find(tablet::FoldCase(archive));
+  if (known == expected.archives.end() || !known->second.Files()) return false;
+  return std::ranges::all_of(*known->second.Files(), [&](const ExpectedFile& file) {
     if (!drive.Exists(file.path) || drive.Facts(file.path).size != file.size) return false;
     return drive.Sum(file.path) == file.sum;
   });

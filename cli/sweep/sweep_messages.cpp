@@ -127,6 +127,8 @@ constexpr MessageRule kRules[] = {
     {"DestroyEnvironmentBlock", "", "", "", kRelease},
     {"CreateProcessAsUserW", "", "", "CreateProcessAsUser Error"},
 
+    {"allocation", "", "", "", "the step that needed the memory reports its own failure"},
+
     // Versions, threads, the radio.
     {"GetFileVersionInfoSizeW", "", "", "", kSkipped},
     {"GetFileVersionInfoW", "", "", "", kSkipped},

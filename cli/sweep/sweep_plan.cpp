@@ -40,7 +40,8 @@ std::vector<SweepTask> SingleFaults(const std::vector<KnownCall>& calls) {
     if (cataloged == nullptr) continue;
     for (tablet::WinError const error : cataloged->errors) {
       tablet::Fault fault{.call = call.name, .error = error, .first = call.occurrence, .count = 1};
-      tasks.push_back({.kind = TaskKind::kFault, .faults = {std::move(fault)}, .known = {index}});
+      TaskKind const kind = call.name == tablet::kAllocation ? TaskKind::kAllocation : TaskKind::kFault;
+      tasks.push_back({.kind = kind, .faults = {std::move(fault)}, .known = {index}});
     }
   }
   return tasks;
@@ -58,6 +59,8 @@ std::string_view NameOf(TaskKind kind) {
   switch (kind) {
     case TaskKind::kFault:
       return "fault";
+    case TaskKind::kAllocation:
+      return "allocation";
     case TaskKind::kPair:
       return "pair";
     case TaskKind::kCut:

@@ -12,7 +12,7 @@ namespace cli {
 
 /// One run, or one that the power ends and the one after it.
 struct SweepTask {
-  enum class Kind { kFault, kPair, kCut, kSchedule };
+  enum class Kind { kFault, kAllocation, kPair, kCut, kSchedule };
   Kind kind = Kind::kFault;
   std::vector<tablet::Fault> faults = {};
   std::vector<std::size_t> known = {};  ///< the same, as indexes of the undisturbed run's calls
@@ -21,9 +21,10 @@ struct SweepTask {
   bool stop_early = false;  ///< the stop comes as soon as the service runs
 };
 
-/// "fault", "pair", "cut", "schedule".
+/// "fault", "allocation", "pair", "cut", "schedule".
 std::string_view NameOf(SweepTask::Kind kind);
-inline constexpr SweepTask::Kind kTaskKinds[] = {SweepTask::Kind::kFault, SweepTask::Kind::kPair, SweepTask::Kind::kCut,
+inline constexpr SweepTask::Kind kTaskKinds[] = {SweepTask::Kind::kFault, SweepTask::Kind::kAllocation,
+                                                 SweepTask::Kind::kPair, SweepTask::Kind::kCut,
                                                  SweepTask::Kind::kSchedule};
 
 struct PlanOptions {
@@ -37,7 +38,8 @@ struct PlanOptions {
 };
 
 /// Every plausible error of every call of the catalogue (of a place that makes its call repeatedly: the first, the
-/// second, the middle and the last one), pairs of them, a power cut at every call, schedules.
+/// second, the middle and the last one), the same of the requests for memory, pairs of all these, a power cut at every
+/// call, schedules.
 std::vector<SweepTask> PlanSweep(const std::vector<KnownCall>& calls, const PlanOptions& options);
 
 /// The options of `vantord-tablet run` that make this run again.

@@ -4,6 +4,8 @@
 #include <array>
 #include <set>
 
+#include "sim/tablet/kernel/fault_catalog.h"
+
 namespace cli {
 
 namespace {
@@ -103,6 +105,13 @@ bool ClosingFailed(const RunFacts& facts) {
 
 bool WorkerNotQueued(const RunFacts& facts) { return Failed(facts, "QueueUserWorkItem") != nullptr; }
 
+/// The modem's object or the item of the worker: the start ends as a clean stop, and the process with it.
+bool NoMemoryToStart(const RunFacts& facts) {
+  return std::ranges::any_of(facts.failed, [](const KnownCall* call) {
+    return call->name == tablet::kAllocation && call->function.starts_with("CVantord::");
+  });
+}
+
 bool BetweenThePaths(const RunFacts& facts) {
   std::uint64_t const first = NumberOf(facts, "RegSetValueExW", "AmssFwImagePath");
   std::uint64_t const second = NumberOf(facts, "RegSetValueExW", "AmssSwImagePath");
@@ -180,6 +189,8 @@ constexpr KnownLimitation kLimitations[] = {
     {"ends/reset-poll", "the silent reset has no event to wait on: it polls the registry without a pause", ResetPolls},
     {"handles/close", "what could not be released is left to the end of the process", ClosingFailed},
     {"handles/not-queued", "the worker cannot be queued: provider and notifications stay registered", WorkerNotQueued},
+    {"handles/no-memory", "there is no memory for the modem or the worker: provider and notifications stay registered",
+     NoMemoryToStart},
     {"converges/between-paths", "the power goes between the two image paths: the second stays as it was",
      BetweenThePaths},
     {"converges/empty-folder", "the power goes before the first dump is moved: its folder stays, empty",

@@ -32,6 +32,8 @@ std::string Words(SweepTask::Kind kind) {
   switch (kind) {
     case SweepTask::Kind::kFault:
       return "one call fails";
+    case SweepTask::Kind::kAllocation:
+      return "an allocation fails";
     case SweepTask::Kind::kPair:
       return "two calls fail";
     case SweepTask::Kind::kCut:
@@ -56,7 +58,8 @@ void SweepReport::Add(const SweepTask& task, const std::vector<KnownCall>& calls
   ++ends_[verdict.end];
   calls_ += verdict.calls;
   if (!verdict.triggered) ++not_met_;
-  if (task.kind == SweepTask::Kind::kFault && verdict.triggered) ++errors_[Kindred(task.faults[0])];
+  bool const single = task.kind == SweepTask::Kind::kFault || task.kind == SweepTask::Kind::kAllocation;
+  if (single && verdict.triggered) ++errors_[Kindred(task.faults[0])];
   for (const std::string& limitation : std::set(verdict.limitations.begin(), verdict.limitations.end())) {
     ++limitations_[limitation];
   }
@@ -66,7 +69,7 @@ void SweepReport::Add(const SweepTask& task, const std::vector<KnownCall>& calls
     std::string place(NameOf(task.kind));
     for (const tablet::Fault& fault : task.faults) place += ' ' + fault.call;
     for (std::size_t const known : task.known) place += ' ' + calls[known].function;
-    AddFinding(finding, place + (task.kind == SweepTask::Kind::kFault ? "" : finding.detail.substr(0, 60)),
+    AddFinding(finding, place + (single ? "" : finding.detail.substr(0, 60)),
                fmt::format("vantord-tablet run {}{}", folder_, RepeatOptions(task)));
   }
 }

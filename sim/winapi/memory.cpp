@@ -1,7 +1,9 @@
 // The process heap and the local heap.
 #include <windows.h>
 
+#include "sim/tablet/kernel/fault_catalog.h"
 #include "sim/winapi/call.h"
+#include "sim/winapi/service_memory.h"
 
 using win32::Call;
 using win32::Machine;
@@ -26,6 +28,19 @@ void* MakeBlock(tablet::HeapKind kind, SIZE_T bytes, bool zeroed) {
 }
 
 }  // namespace
+
+namespace win32 {
+
+bool AllocationFails() {
+  tablet::OutsideProduct const outside;
+  // While the library is loaded, the service does not run.
+  if (Machine().scheduler().current_process() == tablet::kMachineProcess) return false;
+  return Machine().faults().Ask(tablet::kAllocation) != 0;
+}
+
+void* AllocateInProgram(std::size_t bytes) { return ::operator new(bytes); }
+
+}  // namespace win32
 
 // Cannot fail and touches nothing shared: neither a hand-over nor a line in the journal.
 HANDLE GetProcessHeap() { return win32::ToHandle(kProcessHeap); }

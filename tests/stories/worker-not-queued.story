@@ -17,7 +17,7 @@ boot
       0.000  message   CServiceBase::RegisterPowerEvent:80       Success to PowerSettingRegisterNotification - InterfaceGUID {6FE69556-704A-47A0-8F24-C28D936FDA47}
       0.000  event     fault: QueueUserWorkItem number 1 fails with ERROR_NOT_ENOUGH_MEMORY (8)
       0.000  message   CServiceBase::SetServiceStatus:101        Service SetServiceStatus, 141
-      0.000  status    STOPPED, exit code 8
+      0.000  status    STOPPED, exit code 8 (ERROR_NOT_ENOUGH_MEMORY)
       0.000  event     the service's process ended with exit code 0
-             end       the service stopped with error 8
+             end       the service stopped with error 8 (ERROR_NOT_ENOUGH_MEMORY)
              changes   none

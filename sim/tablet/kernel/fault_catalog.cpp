@@ -100,6 +100,7 @@ constexpr Row kRows[] = {
     {"ProcessIdToSessionId", Failure::kFalse, "ERROR_INVALID_PARAMETER ERROR_ACCESS_DENIED"},
 
     // Memory and text.
+    {kAllocation, Failure::kNoMemory, "ERROR_NOT_ENOUGH_MEMORY"},
     {"FormatMessageW", Failure::kZero, "ERROR_MR_MID_NOT_FOUND ERROR_NOT_ENOUGH_MEMORY"},
     {"GetLastError", Failure::kNever, ""},
     {"GetProcessHeap", Failure::kNever, ""},
@@ -233,6 +234,8 @@ std::string_view DescribeFailure(Failure failure) {
       return "the HRESULT";
     case Failure::kAnswerOfFirmware:
       return "the driver's answer";
+    case Failure::kNoMemory:
+      return "std::bad_alloc";
   }
   return "unknown";
 }

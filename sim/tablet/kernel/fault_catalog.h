@@ -15,23 +15,28 @@ namespace tablet {
 
 /// How a caller sees that a call failed. The error is the last error unless noted otherwise.
 enum class Failure {
-  kNever,            ///< the call cannot fail
-  kFalse,            ///< FALSE
-  kNull,             ///< a null handle or pointer
-  kInvalidHandle,    ///< INVALID_HANDLE_VALUE
-  kZero,             ///< a count or length of 0
-  kAllOnes,          ///< INVALID_FILE_ATTRIBUTES or INVALID_SET_FILE_POINTER: 0xFFFFFFFF
-  kWaitFailed,       ///< WAIT_FAILED: 0xFFFFFFFF
-  kInvalidTrace,     ///< INVALID_PROCESSTRACE_HANDLE
-  kItsArgument,      ///< the block that was to be freed
-  kStatus,           ///< the error itself, as the registry's calls return it (LSTATUS, ULONG, DWORD)
-  kConfigRet,        ///< the error itself, a CONFIGRET
-  kResult,           ///< the error itself as a failed HRESULT; a system error becomes 0x8007xxxx
-  kAnswerOfFirmware  ///< not a call: the status that the firmware driver returns with a request that succeeds (Pstatus)
+  kNever,             ///< the call cannot fail
+  kFalse,             ///< FALSE
+  kNull,              ///< a null handle or pointer
+  kInvalidHandle,     ///< INVALID_HANDLE_VALUE
+  kZero,              ///< a count or length of 0
+  kAllOnes,           ///< INVALID_FILE_ATTRIBUTES or INVALID_SET_FILE_POINTER: 0xFFFFFFFF
+  kWaitFailed,        ///< WAIT_FAILED: 0xFFFFFFFF
+  kInvalidTrace,      ///< INVALID_PROCESSTRACE_HANDLE
+  kItsArgument,       ///< the block that was to be freed
+  kStatus,            ///< the error itself, as the registry's calls return it (LSTATUS, ULONG, DWORD)
+  kConfigRet,         ///< the error itself, a CONFIGRET
+  kResult,            ///< the error itself as an HRESULT; a system error becomes 0x8007xxxx, S_FALSE is a success
+  kAnswerOfFirmware,  ///< not a call: the status that the firmware driver returns with a request that succeeds
+                      ///< (Pstatus)
+  kNoMemory           ///< not a call: a request of the service for memory, which throws or returns null (allocation)
 };
 
+/// The name of Failure::kNoMemory. Only the service's library asks for it, not the service within the program.
+inline constexpr std::string_view kAllocation = "allocation";
+
 struct CatalogedCall {
-  std::string_view name;  ///< Windows' own name, or "Pstatus"
+  std::string_view name;  ///< Windows' own name, "Pstatus" or "allocation"
   Failure failure;
   std::vector<WinError> errors;  ///< the likeliest first; empty for calls that cannot fail
 };

@@ -58,6 +58,11 @@ TEST_F(BundleTest, FaultsAndPowerCutsAreRepeatedToo) {
   Unpack("b.zip", "b");
   EXPECT_THAT(Read("b/events.jsonl"), HasSubstr("the power is cut"));
   EXPECT_EQ(Run({"replay", "b.zip"}).exit_code, 0);
+  Collect("fresh", "c.zip", {"--cut-at", "WriteFile@2"});
+  Unpack("c.zip", "c");
+  EXPECT_THAT(Read("c/events.jsonl"), HasSubstr(", WriteFile@2\""));
+  EXPECT_EQ(Run({"replay", "c.zip"}).exit_code, 0);
+  EXPECT_EQ(Run({"collect", "fresh", "-o", "d.zip", "--cut-at", "WriteFlie@2"}).exit_code, 2);
   ProgramResult const result = Run({"collect", "fresh", "-o", "b.zip", "--force", "--fault", "ReadFiel"});
   EXPECT_EQ(result.exit_code, 3);
   EXPECT_THAT(result.err, HasSubstr("ReadFile"));

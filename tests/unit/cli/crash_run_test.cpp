@@ -21,6 +21,17 @@ TEST_F(CrashRunTest, ACrashIsCollectedAndTheUserIsTold) {
   EXPECT_EQ(crash["reset"], "not asked for");
 }
 
+TEST_F(CrashRunTest, DumpsThatStayInTheDriversFolderAreNamed) {
+  EXPECT_EQ(Crash("crashed-modem")["left_behind"], json::array());
+  std::vector<std::string> const run{"run", "crashed-modem", "--fault", "MoveFileExW@2"};
+  json const left = RunJson(run)["crash"]["left_behind"];
+  ASSERT_EQ(left.size(), 1u);
+  std::string const path = left[0];
+  EXPECT_THAT(path, HasSubstr("\\ssr_dumps\\"));
+  EXPECT_THAT(Run(run).out, HasSubstr("1 file left behind in " + path.substr(0, path.rfind('\\')) + ": " +
+                                      path.substr(path.rfind('\\') + 1) + "\n"));
+}
+
 TEST_F(CrashRunTest, WithNobodyLoggedOnNobodyIsTold) {
   json const crash = Crash("crashed-nobody-logged-on");
   EXPECT_EQ(crash["dumps"].size(), 2u);

@@ -56,7 +56,8 @@ TEST_F(FaultRunTest, AFaultIsToldWhenItComesAndCountedAtTheEnd) {
   EXPECT_EQ(result.exit_code, 4);
   EXPECT_THAT(result.out, HasSubstr("fault: QueueUserWorkItem number 1 fails with ERROR_NOT_ENOUGH_MEMORY (8)"));
   EXPECT_THAT(result.out, HasSubstr("QueueUserWorkItem:ERROR_NOT_ENOUGH_MEMORY  came 1 time\n"));
-  EXPECT_THAT(result.out, HasSubstr("the service stopped with error 8"));
+  EXPECT_THAT(result.out, HasSubstr("the service stopped with error 8 (ERROR_NOT_ENOUGH_MEMORY)\n"));
+  EXPECT_THAT(result.out, HasSubstr("STOPPED, exit code 8 (ERROR_NOT_ENOUGH_MEMORY)\n"));
 }
 
 TEST_F(FaultRunTest, SeveralFaultsAndOneThatNeverComes) {
@@ -68,6 +69,17 @@ TEST_F(FaultRunTest, SeveralFaultsAndOneThatNeverComes) {
   EXPECT_EQ(document["faults"][1]["hits"], 0);
   ProgramResult const told = Run({"run", "already-deployed", "--quiet", "--fault", "StartTraceW"});
   EXPECT_THAT(told.out, HasSubstr("never came: StartTraceW was called 0 times"));
+}
+
+TEST_F(FaultRunTest, AnAllocationOfTheServiceFailsAsACallDoes) {
+  Make("crashed-modem");
+  json const whole = RunJson({"run", "crashed-modem", "--fault", "allocation@100000"});
+  EXPECT_GE(whole["faults"][0]["seen"], 9) << "the service asks for memory";
+  EXPECT_EQ(whole["faults"][0]["hits"], 0);
+  ProgramResult const first = Run({"run", "crashed-modem", "--fault", "allocation@2"});
+  EXPECT_EQ(first.exit_code, 0) << first.err;
+  EXPECT_THAT(first.out, HasSubstr("fault: allocation number 2 fails with ERROR_NOT_ENOUGH_MEMORY (8)"));
+  EXPECT_THAT(first.out, HasSubstr("VantorService do not start for WIFI device"));
 }
 
 TEST_F(FaultRunTest, UnknownWordsAreUsageErrorsWithSuggestions) {

@@ -256,6 +256,14 @@ const std::vector<Kind> kKinds{
 INSTANTIATE_TEST_SUITE_P(Kinds, LintedArchive, ::testing::ValuesIn(kKinds),
                          [](const auto& info) { return info.param.name; });
 
+TEST_F(LintTest, PlacesInMessagesAreTheUsersTabletNotItsCopy) {
+  Write("fresh/C/Windows/Notes.txt", "one");
+  Write("fresh/C/Windows/NOTES.TXT", "another");
+  ProgramResult const result = Run({"lint", "--tablet", "fresh", kArchive});
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.err, testing::StartsWith("vantord-tablet: fresh/C/Windows/"));
+}
+
 TEST_F(LintTest, TheSamplesArchivesAreClean) {
   json const document = RunJson({"lint", kArchive, "fresh/C/Windows/System32/modem_core/KOR.bin"});
   ASSERT_EQ(document["archives"].size(), 2u);

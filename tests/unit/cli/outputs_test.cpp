@@ -64,6 +64,19 @@ TEST_F(OutputsTest, AFileThatExistsIsReplacedWithForceOnly) {
   }
 }
 
+TEST_F(OutputsTest, InitAndLintShowProgressOnATerminalOnly) {
+  auto const made = RunOnTerminal({"init", "t", "--sample", "fresh", "--small"});
+  if (!made) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
+  EXPECT_EQ(made->exit_code, 0);
+  EXPECT_THAT(made->out, AllOf(HasSubstr("]   0 %  making VZW.bin"), HasSubstr("\r\x1b[Kt is a tablet now")));
+  std::string const archive = "t/C/Windows/System32/modem_core/VZW.bin";
+  auto const linted = RunOnTerminal({"lint", archive});
+  EXPECT_EQ(linted->exit_code, 0);
+  EXPECT_THAT(linted->out, AllOf(HasSubstr(" %  of t/C/Windows/"), HasSubstr("\r\x1b[K\x1b[1m" + archive)));
+  EXPECT_THAT(Run({"lint", archive}).out, Not(HasSubstr(" %  of")));
+  EXPECT_THAT(RunOnTerminal({"lint", "--json", archive})->out, testing::StartsWith("{"));
+}
+
 TEST_F(OutputsTest, AFullDiskLeavesTheOldFileWhole) {
   Make("wifi-only");
   Write("page", "an older page");

@@ -1,9 +1,11 @@
 #include "tests/unit/cli/program.h"
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
 #include <sstream>
 
@@ -37,6 +39,32 @@ ProgramResult ProgramTest::Run(const std::string& program, const std::vector<std
   ::waitpid(child, &status, 0);
   int const code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return {code, Read("out.txt"), Read("err.txt")};
+}
+
+std::optional<ProgramResult> ProgramTest::RunOnTerminal(const std::vector<std::string>& arguments) {
+  int terminal = -1;
+  pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child < 0) return std::nullopt;
+  if (child == 0) {
+    std::vector<std::string> words{"vantord-tablet"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> values;
+    for (std::string& word : words) values.push_back(word.data());
+    values.push_back(nullptr);
+    ::setenv("TMPDIR", In("tmp").c_str(), 1);
+    ::setenv("TERM", "xterm", 1);
+    if (::chdir(scratch().c_str()) == 0) ::execv(VANTORD_TABLET_PROGRAM, values.data());
+    ::_exit(127);
+  }
+  std::string seen;
+  std::array<char, 4096> buffer{};
+  for (ssize_t count = 0; (count = ::read(terminal, buffer.data(), buffer.size())) > 0;) {
+    seen.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ::close(terminal);
+  return ProgramResult{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), seen, ""};
 }
 
 nlohmann::json ProgramTest::RunJson(std::vector<std::string> arguments, int expected_code) {

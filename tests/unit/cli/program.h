@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ class ProgramTest : public ::testing::Test {
   ProgramResult Run(const std::vector<std::string>& arguments);
   /// Another program, with all its arguments.
   ProgramResult Run(const std::string& program, const std::vector<std::string>& arguments);
+  /// Runs the program on a terminal of its own; `out` is what the terminal gets. Nothing: this machine gives no
+  /// terminals.
+  std::optional<ProgramResult> RunOnTerminal(const std::vector<std::string>& arguments);
   /// The program with --json; expects one document and nothing else on standard output.
   nlohmann::json RunJson(std::vector<std::string> arguments, int expected_code = 0);
   /// Makes the small variant of a sample; returns its folder's name.

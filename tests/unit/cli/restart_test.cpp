@@ -22,8 +22,21 @@ class RestartTest : public ::testing::Test {
     cli::MakeSample("already-deployed", true, folder_.path() / "tablet");
     std::filesystem::create_directory(folder_.path() / "work");
     tablet::CopyDrive(folder_.path() / "tablet", folder_.path() / "work");
+    PowerOn();
+  }
+
+  void PowerOn() {
+    run_.reset();
     run_ = std::make_unique<cli::TabletRun>(tablet::ReadDescription(folder_.path() / "tablet" / "tablet.json"),
                                             folder_.path() / "tablet", folder_.path() / "work", cli::RunSettings{});
+  }
+  /// Those of each start of the service's process.
+  std::vector<std::uint32_t> FirstCheckPoints() {
+    std::vector<std::uint32_t> check_points;
+    for (const StatusEvent& status : machine().journal().Statuses()) {
+      if (status.state == "START_PENDING") check_points.push_back(status.check_point);
+    }
+    return check_points;
   }
 
   tablet::Tablet& machine() { return run_->machine(); }
@@ -59,11 +72,14 @@ TEST_F(RestartTest, AProcessThatDiesFourTimesIsRestartedEachTimeAfterASecond) {
 TEST_F(RestartTest, EachRestartBeginsWithProcessWideStateAsAtTheStartOfAProcess) {
   LetTheWorkerDie(2);
   run_->Run(std::nullopt);
-  std::vector<std::uint32_t> check_points;
-  for (const StatusEvent& status : machine().journal().Statuses()) {
-    if (status.state == "START_PENDING") check_points.push_back(status.check_point);
-  }
-  EXPECT_THAT(check_points, ElementsAre(1u, 1u, 1u));
+  EXPECT_THAT(FirstCheckPoints(), ElementsAre(1u, 1u, 1u));
+}
+
+TEST_F(RestartTest, EachRunOfThisProgramBeginsWithProcessWideStateAsAtTheStartOfAProcess) {
+  run_->Run(std::nullopt);
+  PowerOn();
+  run_->Run(std::nullopt);
+  EXPECT_THAT(FirstCheckPoints(), ElementsAre(1u));
 }
 
 TEST_F(RestartTest, TheServiceConfiguresThreeRestartsCountedAnewEachDay) {

@@ -93,6 +93,27 @@ TEST_F(RunTest, AServiceThatPollsForEverEndsAtTheCallLimitWithItsLoop) {
               AllOf(HasSubstr("the service polls for ever"), HasSubstr("WaitForSingleObject(")));
 }
 
+TEST_F(RunTest, AChangedFileHasItsAttributesBeforeAndAfter) {
+  Make("read-only-leftovers");
+  auto const attributes = [&](std::vector<std::string> more) {
+    std::vector<std::string> words{"run", "read-only-leftovers"};
+    words.insert(words.end(), more.begin(), more.end());
+    std::map<std::string, std::pair<json, json>> found;
+    json const document = RunJson(words);
+    for (const json& file : document["changes"]["files"]) {
+      std::string const path = file["path"];
+      found[path.substr(path.rfind('\\') + 1)] = {file["attributes_before"], file["attributes_after"]};
+    }
+    return found;
+  };
+  auto const whole = attributes({});
+  EXPECT_EQ(whole.at("VZW.bin"), std::pair(json("A"), json("HA")));
+  EXPECT_EQ(whole.at("qcdsp1v2850.mbn"), std::pair(json("RA"), json("A")));
+  EXPECT_EQ(whole.at("carrier01.mbn"), std::pair(json(nullptr), json("RA"))) << "it is new";
+  auto const cut = attributes({"--cut-at", "WriteFile@2"});
+  EXPECT_EQ(cut, whole) << "the same over both runs together";
+}
+
 TEST_F(RunTest, AFailedDeploymentLooksFailed) {
   Make("fresh");
   Damage("PK\x03\x04", 2);
@@ -256,6 +277,25 @@ TEST_F(RunTest, TheStoryLeavesOutWhatRepeatsUnlessAskedForEverything) {
   EXPECT_THAT(everything, HasSubstr("(+)"));
   EXPECT_THAT(everything, Not(HasSubstr("more like these")));
   EXPECT_THAT(Run({"run", "wifi-only", "--quiet"}).out, Not(HasSubstr("START_PENDING, check point")));
+}
+
+TEST_F(RunTest, AKeptTabletIsReplacedOnlyOnRequest) {
+  Make("wifi-only");
+  Make("fresh");
+  auto const before = Contents("fresh");
+  ProgramResult const refused = Run({"run", "wifi-only", "--save", "fresh"});
+  EXPECT_EQ(refused.exit_code, 3);
+  EXPECT_THAT(refused.err, HasSubstr("fresh: exists already; name a folder that does not exist or is empty, or add "
+                                     "--force to replace this tablet"));
+  EXPECT_EQ(Contents("fresh"), before);
+  EXPECT_EQ(Run({"run", "wifi-only", "--save", "fresh", "--force"}).exit_code, 0);
+  EXPECT_FALSE(std::filesystem::exists(In("fresh/C/Windows/System32/modem_core"))) << "nothing of the old one stays";
+  EXPECT_THAT(Run({"run", "fresh"}).out, HasSubstr("wifi-only: "));
+  std::filesystem::create_directory(In("photos"));
+  Write("photos/one.jpg", "mine");
+  EXPECT_THAT(Run({"run", "wifi-only", "--save", "photos", "--force"}).err, HasSubstr("is not a tablet's folder"));
+  EXPECT_EQ(Read("photos/one.jpg"), "mine");
+  EXPECT_EQ(Run({"run", "wifi-only", "--save", "wifi-only", "--force"}).exit_code, 3);
 }
 
 TEST_F(RunTest, ASignalLeavesNothingBehind) {

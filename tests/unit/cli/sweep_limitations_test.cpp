@@ -72,6 +72,22 @@ TEST_F(KnownLimitation, AWorkerThatCannotWaitEndsTheProcessWhichIsStartedAgain) 
       << "the second process";
 }
 
+TEST_F(KnownLimitation, WithoutMemoryToStartTheRegistrationsStay) {
+  Prepare("already-deployed");
+  std::vector<std::string> met;
+  std::size_t others = 0;
+  for (std::size_t call = Find("allocation"); call < ground_.calls.size(); ++call) {
+    if (ground_.calls[call].name != "allocation") continue;
+    SweepTask task = Failing(call, kOutOfMemory);
+    task.kind = SweepTask::Kind::kAllocation;
+    std::vector<std::string> const now = Met(task);
+    met.insert(met.end(), now.begin(), now.end());
+    others += now.empty() ? 1 : 0;
+  }
+  EXPECT_THAT(met, ElementsAre("handles/no-memory", "handles/no-memory")) << "the modem, and the worker's item";
+  EXPECT_GE(others, 3u);
+}
+
 TEST_F(KnownLimitation, AStopNeverEndsWhenTheWorkerCannotBeTold) {
   Prepare("already-deployed");
   std::vector<std::string> met;

@@ -39,6 +39,22 @@ TEST_F(BrokenPromise, AStopThatNeverEndsIsSeen) {
   EXPECT_EQ(Promises(verdict), "ends");
 }
 
+TEST_F(BrokenPromise, ARunWithoutMemoryThatBreaksAPromiseIsSeen) {
+  Prepare("already-deployed");
+  std::size_t last = Find("allocation");
+  for (std::size_t call = last; call < ground_.calls.size(); ++call) {
+    if (ground_.calls[call].name == "allocation") last = call;
+  }
+  SweepTask task = Failing(last, 8);
+  task.kind = SweepTask::Kind::kAllocation;
+  EXPECT_EQ(Promises(RunOne(task)), "");
+  auto const verdict = RunOne(task, [](TabletRun& run, const SweepTask&, int) {
+    Later(run, [&run] { run.machine().registry().PutDword(kParameters, u"Distribute", 0); });
+  });
+  EXPECT_TRUE(verdict.triggered);
+  EXPECT_EQ(Promises(verdict), "failed-deployment");
+}
+
 TEST_F(BrokenPromise, ARequestThatGoesWithAFailedDeploymentIsSeen) {
   Prepare("fresh");
   auto const verdict = RunOne(Failing(Find("WriteFile", "12288"), 112), [](TabletRun& run, const SweepTask&, int) {
@@ -139,6 +155,15 @@ TEST(TellingRules, EveryCallThatCanFailHasOne) {
   cli::KnownCall unknown;
   unknown.name = "NoSuchCall";
   EXPECT_EQ(cli::RuleFor(unknown, 5), nullptr);
+}
+
+class SweepCost : public SweepBench {};
+
+TEST_F(SweepCost, ArchivesAreUnpackedOnlyWhereRunsDeployThem) {
+  Prepare("already-deployed");
+  EXPECT_FALSE(cli::NeedsArchives(ground_.expected));
+  Prepare("fresh");
+  EXPECT_TRUE(cli::NeedsArchives(ground_.expected));
 }
 
 class ReportingRun : public SweepBench {};

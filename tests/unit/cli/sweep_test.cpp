@@ -37,6 +37,19 @@ TEST_F(SweepTest, AnswersWithOneDocumentThatSaysWhatWasTried) {
   EXPECT_EQ(document["promises"].size(), 10u);
 }
 
+TEST_F(SweepTest, EachRequestForMemoryFailsOnceAndBreaksNoPromise) {
+  Make("crashed-modem");
+  json const document = RunJson({"sweep", "crashed-modem", "--only", "allocation"});
+  EXPECT_GE(document["tried"]["allocation"], 9);
+  EXPECT_EQ(document["tried"]["fault"], 0);
+  EXPECT_EQ(document["errors"], json({{"allocation:ERROR_NOT_ENOUGH_MEMORY", document["tried"]["allocation"]}}));
+  EXPECT_EQ(document["faults_that_met_no_call"], 0);
+  EXPECT_TRUE(document["findings"].empty()) << document["findings"];
+  Make("wifi-only");
+  std::string const table = Run({"sweep", "wifi-only", "--only", "allocation"}).out;
+  EXPECT_THAT(table, testing::ContainsRegex("\n  an allocation fails +[1-9]"));
+}
+
 TEST_F(SweepTest, ShardsTogetherTryEverythingOnce) {
   Make("wifi-only");
   std::uint64_t parts = 0;

@@ -1,60 +1,12 @@
 // Whole runs of the service in which each of its allocations fails once. The service is the shared library that a died
-// process is restarted from: what that library asks this program's operator new for is the service's own.
+// process is restarted from: its requests for memory are occurrences of a fault.
 #include <dlfcn.h>
-#include <link.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <new>
 
 #include "sim/tablet/drive/pe_version.h"
+#include "sim/tablet/kernel/fault_catalog.h"
 #include "tests/testing/zip_builder.h"
 #include "tests/unit/service/service_fixture.h"
 #include "vantord/common/diagnostic_log.h"
-
-namespace {
-
-struct Range {
-  std::uintptr_t begin = 0;
-  std::uintptr_t end = 0;
-};
-Range service_code;                   ///< where the service's instructions are
-std::atomic<std::size_t> asked{0};    ///< allocations of the service until now
-std::atomic<std::size_t> failing{0};  ///< the one that fails, counted from 1; 0: none
-
-bool MustFail(const void* caller) {
-  auto const address = reinterpret_cast<std::uintptr_t>(caller);
-  return address >= service_code.begin && address < service_code.end && ++asked == failing;
-}
-
-void* Allocate(std::size_t size, const void* caller) {
-  if (!MustFail(caller)) {
-    if (void* const block = std::malloc(size == 0 ? 1 : size)) return block;
-  }
-  throw std::bad_alloc();
-}
-
-/// Not inline: the compiler would report an inlined pair of this new and delete as a mistake.
-[[gnu::noinline]] void Free(void* block) { std::free(block); }
-
-void* AllocateOrNull(std::size_t size, const void* caller) {
-  return MustFail(caller) ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size, __builtin_return_address(0)); }
-void* operator new[](std::size_t size) { return Allocate(size, __builtin_return_address(0)); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return AllocateOrNull(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return AllocateOrNull(size, __builtin_return_address(0));
-}
-void operator delete(void* block) noexcept { Free(block); }
-void operator delete[](void* block) noexcept { Free(block); }
-void operator delete(void* block, std::size_t) noexcept { Free(block); }
-void operator delete[](void* block, std::size_t) noexcept { Free(block); }
 
 namespace {
 
@@ -68,19 +20,7 @@ constexpr char16_t kFirmware[] = u"c:\\windows\\system32\\qcdsp1v2850.mbn";
 
 Main LoadService() {
   void* const library = ::dlopen(VANTORD_AGAIN, RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) return nullptr;
-  ::dl_iterate_phdr(
-      [](dl_phdr_info* info, std::size_t, void*) {
-        if (std::string_view(info->dlpi_name) != VANTORD_AGAIN) return 0;
-        for (int i = 0; i < info->dlpi_phnum; ++i) {
-          auto const& segment = info->dlpi_phdr[i];
-          if (segment.p_type != PT_LOAD || (segment.p_flags & PF_X) == 0) continue;
-          service_code = {info->dlpi_addr + segment.p_vaddr, info->dlpi_addr + segment.p_vaddr + segment.p_memsz};
-        }
-        return 1;
-      },
-      nullptr);
-  return reinterpret_cast<Main>(::dlsym(library, "wmain"));
+  return library == nullptr ? nullptr : reinterpret_cast<Main>(::dlsym(library, "wmain"));
 }
 
 class AllocationRunTest : public service_tests::ServiceTest {
@@ -107,18 +47,19 @@ class AllocationRunTest : public service_tests::ServiceTest {
     drive().Put(kDump, ToBytes("dump"));
   }
 
-  /// One run to its end, in which allocation `number` fails.
-  void Run(std::size_t number) {
+  /// One run to its end, in which allocation `number` fails. Returns how many there were.
+  std::size_t Run(std::uint32_t number) {
     static Main const service = LoadService();
-    ASSERT_NE(service, nullptr) << ::dlerror();
+    if (service == nullptr) throw std::runtime_error(::dlerror());
     PowerOnBusy();
-    asked = 0;
-    failing = number;
+    machine().faults().Add(
+        {.call = std::string(tablet::kAllocation), .error = ERROR_NOT_ENOUGH_MEMORY, .first = number, .count = 1});
     machine().services().Start(u"Vantord", [] { return service(0, nullptr); });
     Settle();
     if (LastStatus().state == "RUNNING") Stop();
-    failing = 0;
+    return machine().faults().all().back().seen;
   }
+  std::size_t Count() { return Run(UINT32_MAX); }
   std::size_t Lines(std::string_view text) {
     auto const lines = formatted();
     return static_cast<std::size_t>(std::ranges::count(lines, text));
@@ -126,26 +67,23 @@ class AllocationRunTest : public service_tests::ServiceTest {
 };
 
 TEST_F(AllocationRunTest, EachAllocationMayFailAndTheServiceStillEndsAsItShould) {
-  Run(0);
+  std::size_t const allocations = Count();
   ASSERT_TRUE(drive().Exists(kFirmware));
   ASSERT_EQ(Lines("CheckSSRDumpFile:4466 : Success to launch Toast for CPCrash"), 1u);
-  std::size_t const allocations = asked;
   ASSERT_GE(allocations, 15u);
-  for (std::size_t number = 1; number <= allocations; ++number) {
+  for (std::uint32_t number = 1; number <= allocations; ++number) {
     SCOPED_TRACE(testing::Message() << "allocation " << number << " of " << allocations);
-    Run(number);
+    EXPECT_GE(Run(number), number);
     ASSERT_TRUE(machine().services().ended().has_value());
     EXPECT_FALSE(machine().services().ended()->died) << machine().services().ended()->reason;
     EXPECT_EQ(LastStatus().state, "STOPPED");
     EXPECT_EQ(LastStatus().exit_code, 0u);
-    EXPECT_GE(asked, number);
   }
 }
 
 TEST_F(AllocationRunTest, WithoutMemoryForTheControlDeviceTheServiceStopsAsOnAWifiTablet) {
   std::size_t stops = 0;
-  Run(0);
-  for (std::size_t number = 1, allocations = asked; number <= allocations; ++number) {
+  for (std::uint32_t number = 1, allocations = static_cast<std::uint32_t>(Count()); number <= allocations; ++number) {
     Run(number);
     if (Lines("CModemTemplate::ExistModemCtrl:113 : m_pModemCtrl NULL") == 0) continue;
     ++stops;
@@ -160,8 +98,7 @@ TEST_F(AllocationRunTest, WithoutMemoryForAListOrACommandLineTheStepThatNeededIt
   std::size_t lists = 0;
   std::size_t starts = 0;
   std::size_t searches = 0;
-  Run(0);
-  for (std::size_t number = 1, allocations = asked; number <= allocations; ++number) {
+  for (std::uint32_t number = 1, allocations = static_cast<std::uint32_t>(Count()); number <= allocations; ++number) {
     Run(number);
     lists += Lines("SRegistrySubKeys:1083 : RegistrySubKeys fail");
     starts += Lines("RunProcessAsUser:4259 : CreateProcessAsUser Error(8)");
