@@ -10,6 +10,7 @@ std::vector<std::unique_ptr<Command>> MakeCommands() {
   commands.push_back(MakeRunCommand());
   commands.push_back(MakeSelectCommand());
   commands.push_back(MakeLintCommand());
+  commands.push_back(MakePackCommand());
   commands.push_back(MakeVerifyCommand());
   commands.push_back(MakeDiffCommand());
   commands.push_back(MakeExplainCommand());

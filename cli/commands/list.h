@@ -14,6 +14,7 @@ std::unique_ptr<Command> MakeExportCommand();
 std::unique_ptr<Command> MakeFaultCommand();
 std::unique_ptr<Command> MakeImportCommand();
 std::unique_ptr<Command> MakeInitCommand();
+std::unique_ptr<Command> MakePackCommand();
 std::unique_ptr<Command> MakeReplayCommand();
 std::unique_ptr<Command> MakeRunCommand();
 std::unique_ptr<Command> MakeSelectCommand();

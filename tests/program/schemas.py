@@ -136,6 +136,12 @@ def others(check):
     for file in sorted((ROOT / "tests" / "worlds").glob("*.zip")):
         check.ask("world", check.run("world", str(file)).returncode, "world", str(file))
         check.hold("kit-result", json.loads(zipfile.ZipFile(file).read("result.json")), file.name)
+    Path("parts").mkdir()
+    Path("parts", "qcdsp1v2850.mbn").write_bytes(b"firmware")
+    check.ask("pack", 0, "pack", "parts", "new.bin")
+    check.ask("error", 3, "pack", "parts", "new.bin")
+    check.ask("diff-packages", 5, "diff", "new.bin", "odd.zip")
+    check.ask("diff-packages", 0, "diff", "new.bin", "new.bin")
     check.ask("validate", 0, "validate", "fresh")
     Path("kept", "efi", "odd").write_bytes(b"")
     check.ask("validate", 3, "validate", "kept")

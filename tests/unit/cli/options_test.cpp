@@ -25,8 +25,8 @@ TEST_F(OptionsTest, VersionAndHelpEndWithZero) {
 }
 
 TEST_F(OptionsTest, HelpHasExamplesAndExitCodesAndNoRawTypes) {
-  for (const char* const command : {"init", "run", "select", "lint", "verify", "diff", "validate", "story", "collect",
-                                    "replay", "fault", "sweep"}) {
+  for (const char* const command : {"init", "run", "select", "lint", "pack", "verify", "diff", "validate", "story",
+                                    "collect", "replay", "fault", "sweep"}) {
     ProgramResult const help = Run({command, "--help"});
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_THAT(help.out, AllOf(HasSubstr(std::string("    vantord-tablet ") + command), HasSubstr("Exit codes:"),
