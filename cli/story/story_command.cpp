@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
@@ -13,6 +14,8 @@
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
 #include "cli/story/story_file.h"
+#include "cli/story/story_matrix.h"
+#include "cli/story/story_new.h"
 #include "cli/story/story_player.h"
 #include "sim/tablet/base/input_error.h"
 
@@ -22,57 +25,78 @@ namespace {
 
 using Style = Console::Style;
 
-/// The first place where a record and what happened differ.
+/// The first place where a record and what happened differ, or an expectation that does not hold.
 struct Difference {
   int line = 0;  ///< in the story's file
   std::string verb;
-  std::string recorded;  ///< "" where the record ends before
+  std::string recorded;  ///< "" where the record ends before; what is expected
   std::string now;
+  bool expectation = false;
+  std::string variation;
 };
 
-std::vector<Difference> Compare(const Story& story, const std::vector<std::vector<std::string>>& now) {
+/// Whether what happened under a verb is compared with its record.
+bool IsCompared(const Story& story, const StoryVerb& verb) { return !story.is_partial() || !verb.recorded.empty(); }
+
+std::vector<Difference> Compare(const Variation& variation, const std::vector<std::vector<std::string>>& now) {
   std::vector<Difference> differences;
+  const Story& story = variation.story;
   for (std::size_t i = 0; i < story.verbs.size(); ++i) {
     const StoryVerb& verb = story.verbs[i];
+    if (verb.word == kExpect) {
+      if (!now[i].empty()) differences.push_back({verb.line, verb.text, verb.rest, now[i][0], true, variation.name});
+      continue;
+    }
+    if (!IsCompared(story, verb)) continue;
     auto const [was, is] = std::mismatch(verb.recorded.begin(), verb.recorded.end(), now[i].begin(), now[i].end());
     if (was == verb.recorded.end() && is == now[i].end()) continue;
     int const line = verb.line + 1 + static_cast<int>(was - verb.recorded.begin());
-    differences.push_back({line, verb.text, was == verb.recorded.end() ? "" : *was, is == now[i].end() ? "" : *is});
+    differences.push_back({line, verb.text, was == verb.recorded.end() ? "" : *was, is == now[i].end() ? "" : *is,
+                           false, variation.name});
   }
   return differences;
 }
 
+/// "FILE:7, under "boot":", and the two sides.
+std::vector<std::string> LinesOf(const Story& story, const Difference& difference) {
+  auto const shown = [](const std::string& line) { return line.empty() ? std::string("(nothing more)") : line; };
+  std::string const with = difference.variation.empty() ? "" : fmt::format(", with {}", difference.variation);
+  if (difference.expectation) {
+    return {fmt::format("{}:{}:1{}: {}", story.file.string(), difference.line, with, difference.verb),
+            "  found     " + difference.now};
+  }
+  return {fmt::format("{}:{}{}, under \"{}\":", story.file.string(), difference.line, with, difference.verb),
+          "  recorded  " + shown(difference.recorded), "  now       " + shown(difference.now)};
+}
+
 void Print(Console& console, const Story& story, const std::vector<Difference>& differences, bool rewritten) {
   std::string const file = story.file.string();
-  if (rewritten || differences.empty()) {
+  if (differences.empty()) {
     console.Line(fmt::format("{}  {}", console.Styled(Style::kGood, rewritten ? "recorded" : "matches "), file));
     return;
   }
   console.Line(fmt::format("{}  {}", console.Styled(Style::kBad, "differs "), file));
   for (const Difference& difference : differences) {
-    auto const shown = [](const std::string& line) { return line.empty() ? std::string("(nothing more)") : line; };
-    console.Line(fmt::format("  {}:{}, under \"{}\":", file, difference.line, difference.verb));
-    console.Line(fmt::format("    recorded  {}", shown(difference.recorded)));
-    console.Line(fmt::format("    now       {}", shown(difference.now)));
+    for (const std::string& line : LinesOf(story, difference)) console.Line("  " + line);
   }
-  console.Line("  --rewrite records what happens now");
+  if (!story.is_partial()) console.Line("  --rewrite records what happens now");
 }
 
-/// One test case for each story. No times: the same stories give the same report.
+/// One test case for each story, and for each variation of its matrix. No times: the same stories give the same report.
 class JunitReport {
  public:
-  void Add(const Story& story, const std::vector<Difference>& differences) {
+  void Add(const Story& story, const std::string& variation, const std::vector<Difference>& differences) {
     std::string text;
     for (const Difference& difference : differences) {
-      text += fmt::format("{}:{}, under \"{}\":\n  recorded  {}\n  now       {}\n", story.file.string(),
-                          difference.line, difference.verb, difference.recorded, difference.now);
+      for (const std::string& line : LinesOf(story, difference)) text += line + '\n';
     }
     failures_ += differences.empty() ? 0 : 1;
-    AddCase(story.file, differences.empty() ? "" : "failure", "the output differs from the recording", text);
+    AddCase(story.file, variation, differences.empty() ? "" : "failure",
+            story.is_partial() ? "an expectation does not hold" : "the output differs from the recording", text);
   }
   void AddError(const std::filesystem::path& file, const std::string& message) {
     ++errors_;
-    AddCase(file, "error", message, message);
+    AddCase(file, "", "error", message, message);
   }
   void Write(const std::filesystem::path& file) const {
     WriteOutput(file,
@@ -83,10 +107,11 @@ class JunitReport {
 
  private:
   /// `kind`: "failure", "error" or nothing.
-  void AddCase(const std::filesystem::path& file, std::string_view kind, std::string_view message,
-               std::string_view text) {
+  void AddCase(const std::filesystem::path& file, const std::string& variation, std::string_view kind,
+               std::string_view message, std::string_view text) {
     ++count_;
-    cases_ += fmt::format("    <testcase classname=\"stories\" name=\"{}\" file=\"{}\"", XmlText(file.stem().string()),
+    std::string const name = file.stem().string() + (variation.empty() ? "" : fmt::format(" [{}]", variation));
+    cases_ += fmt::format("    <testcase classname=\"stories\" name=\"{}\" file=\"{}\"", XmlText(name),
                           XmlText(file.string()));
     cases_ += kind.empty() ? "/>\n"
                            : fmt::format(">\n      <{0} message=\"{1}\">{2}</{0}>\n    </testcase>\n", kind,
@@ -109,7 +134,23 @@ class StoryList {
   void Play(const std::filesystem::path& file) {
     try {
       Story story = ReadStory(file);
-      Take(story, PlayStory(story));
+      std::vector<Variation> const variations = VariationsOf(story);
+      if (options_.rewrite && variations.size() > 1) {
+        throw tablet::InputError(file.string(), "a story with a matrix has no recording", "leave --rewrite out");
+      }
+      std::vector<Difference> all;
+      std::vector<Difference> told;  ///< without what was recorded
+      for (const Variation& variation : variations) {
+        auto const now = PlayStory(variation.story);
+        std::vector<Difference> differences = Compare(variation, now);
+        if (options_.rewrite) Record(story, now, differences);
+        std::vector<Difference> unmet = differences;
+        if (options_.rewrite) std::erase_if(unmet, [](const Difference& one) { return !one.expectation; });
+        junit_.Add(story, variation.name, unmet);
+        std::ranges::move(unmet, std::back_inserter(told));
+        std::ranges::move(differences, std::back_inserter(all));
+      }
+      Take(story, all, told);
     } catch (const tablet::InputError& error) {
       TakeError(file, kBadInput, error.place(), error.problem(), error.next());
     } catch (const std::runtime_error& error) {
@@ -131,23 +172,27 @@ class StoryList {
   }
 
  private:
-  void Take(Story& story, const std::vector<std::vector<std::string>>& now) {
-    std::vector<Difference> const differences = Compare(story, now);
-    as_recorded_ += differences.empty() ? 1 : 0;
-    if (options_.rewrite) {
-      for (std::size_t i = 0; i < story.verbs.size(); ++i) story.verbs[i].recorded = now[i];
-      if (!differences.empty()) WriteStory(story);
-    } else if (!differences.empty() && code_ == kDone) {
-      code_ = kNotAsExpected;
+  /// Writes what happened now into the story, if it differs.
+  static void Record(Story& story, const std::vector<std::vector<std::string>>& now,
+                     const std::vector<Difference>& differences) {
+    if (std::ranges::all_of(differences, &Difference::expectation)) return;
+    for (std::size_t i = 0; i < story.verbs.size(); ++i) {
+      if (story.verbs[i].word != kExpect && IsCompared(story, story.verbs[i])) story.verbs[i].recorded = now[i];
     }
-    junit_.Add(story, options_.rewrite ? std::vector<Difference>{} : differences);
-    if (!options_.json) Print(console_, story, differences, options_.rewrite && !differences.empty());
-    ordered_json& entry = AddEntry(story.file, differences.empty());
-    for (const Difference& difference : differences) {
+    WriteStory(story);
+  }
+
+  void Take(const Story& story, const std::vector<Difference>& all, const std::vector<Difference>& told) {
+    as_recorded_ += all.empty() ? 1 : 0;
+    if (!told.empty() && code_ == kDone) code_ = kNotAsExpected;
+    if (!options_.json) Print(console_, story, told, all.size() != told.size());
+    ordered_json& entry = AddEntry(story.file, all.empty());
+    for (const Difference& difference : all) {
       entry["differences"].push_back({{"line", difference.line},
                                       {"verb", difference.verb},
                                       {"recorded", difference.recorded},
                                       {"now", difference.now}});
+      if (!difference.variation.empty()) entry["differences"].back()["variation"] = difference.variation;
     }
   }
 
@@ -175,7 +220,32 @@ class StoryList {
 
 }  // namespace
 
+int WriteNewStory(const StoryOptions& options, Console& console) {
+  bool const to_file = !options.files.empty();
+  if (options.files.size() > 1 || (!to_file && options.json)) throw UsageError("--new writes one story; name one FILE");
+  if (to_file) CheckOutputs({{"FILE", options.files[0]}}, {*options.new_of}, options.force);
+  Story const story = NewStory(*options.new_of, to_file ? options.files[0] : std::filesystem::path("new.story"));
+  if (!to_file) {
+    console.Document(ToText(story));
+    return kDone;
+  }
+  WriteStory(story);
+  if (options.json) {
+    PrintJson(console,
+              {{"schema", 1},
+               {"exit_code", kDone},
+               {"stories",
+                ordered_json::array(
+                    {{{"file", story.file.string()}, {"as_told", true}, {"differences", ordered_json::array()}}})}});
+  } else {
+    console.Line(fmt::format("{0} is a story of {1}; \"vantord-tablet story {0}\" plays it", story.file.string(),
+                             options.new_of->string()));
+  }
+  return kDone;
+}
+
 int PlayStories(const StoryOptions& options, Console& console) {
+  if (options.new_of) return WriteNewStory(options, console);
   if (options.junit) CheckOutputs({{"--junit", *options.junit}}, options.files, options.force);
   StoryList list(options, console);
   for (const std::filesystem::path& file : options.files) list.Play(file);

@@ -11,8 +11,10 @@ namespace cli {
 
 struct StoryOptions {
   std::vector<std::filesystem::path> files;
+  std::optional<std::filesystem::path>
+      new_of;  ///< writes a first story of this tablet, to the one file or to the output
   bool rewrite = false;
-  bool force = false;  ///< replaces the report
+  bool force = false;  ///< replaces the report, or the new story
   bool json = false;
   std::optional<std::filesystem::path> junit;  ///< a report for build servers goes there
 };

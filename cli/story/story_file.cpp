@@ -21,10 +21,10 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kPrefaceLines = 3;
 constexpr std::string_view kIndent = "  ";
-constexpr std::array<std::string_view, 21> kVerbs{
-    "arrival",  "boot",        "control", "cut",         "display",  "fault",   "file",
-    "firmware", "interrogate", "power",   "preshutdown", "registry", "removal", "resume",
-    "set",      "setting",     "show",    "stop",        "suspend",  "tablet",  "wait"};
+constexpr std::array<std::string_view, 24> kVerbs{
+    "arrival", "boot",     "bundle",      "control", "cut",   "display",     kExpect,    "fault",
+    "file",    "firmware", "interrogate", kMatrix,   "power", "preshutdown", "registry", "removal",
+    "resume",  "set",      "setting",     "show",    "stop",  "suspend",     "tablet",   "wait"};
 
 std::string Trimmed(std::string_view text) {
   std::size_t const begin = text.find_first_not_of(' ');
@@ -37,8 +37,8 @@ StoryVerb MakeVerb(const fs::path& file, int line, const std::string& text) {
       .line = line, .lead = {}, .text = text, .word = text.substr(0, text.find(' ')), .rest = {}, .recorded = {}};
   verb.rest = Trimmed(std::string_view(text).substr(verb.word.size()));
   if (std::find(kVerbs.begin(), kVerbs.end(), verb.word) == kVerbs.end()) {
-    throw tablet::InputError(fmt::format("{}:{}: {}", file.string(), line, verb.word), "unknown verb",
-                             tablet::SuggestOneOf(verb.word, kVerbs));
+    throw tablet::InputError(fmt::format("{}:{}: {}", file.string(), PlaceOf(verb, verb.word), verb.word),
+                             "unknown verb", tablet::SuggestOneOf(verb.word, kVerbs));
   }
   return verb;
 }
@@ -50,9 +50,11 @@ void CheckShape(const Story& story, int lines) {
     throw tablet::InputError(file + ":1", "a story begins with three lines of \"# \" and text",
                              "say in them what it shows");
   }
-  if (story.verbs.empty() || story.verbs.front().word != "tablet") {
+  bool const begins =
+      !story.verbs.empty() && (story.verbs.front().word == "tablet" || story.verbs.front().word == "bundle");
+  if (!begins) {
     int const line = story.verbs.empty() ? lines : story.verbs.front().line;
-    throw tablet::InputError(fmt::format("{}:{}", file, line), "the first verb must be \"tablet\"",
+    throw tablet::InputError(fmt::format("{}:{}", file, line), "the first verb must be \"tablet\" or \"bundle\"",
                              "write \"tablet fresh\", for example");
   }
   if (static_cast<std::size_t>(lines) >= kLongestStory) {
@@ -61,6 +63,16 @@ void CheckShape(const Story& story, int lines) {
 }
 
 }  // namespace
+
+std::string PlaceOf(const StoryVerb& verb, std::string_view part) {
+  std::size_t const from = part == verb.word ? 0 : verb.word.size();
+  std::size_t const at = part.empty() ? 0 : verb.text.find(part, from);
+  return fmt::format("{}:{}", verb.line, (at == std::string::npos ? 0 : at) + 1);
+}
+
+bool Story::is_partial() const {
+  return std::ranges::any_of(verbs, [](const StoryVerb& verb) { return verb.word == kExpect; });
+}
 
 Story ReadStory(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);

@@ -1,8 +1,10 @@
-// Golden transcripts: a preface, a tablet, verbs, and under each verb the indented record of what happened.
+// Stories: a preface, a tablet, verbs, and under each verb the indented record of what happened; or, in place of
+// records, expectations among the verbs.
 #pragma once
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cli {
@@ -16,14 +18,20 @@ struct StoryVerb {
   std::vector<std::string> recorded;  ///< the record, without its indentation
 };
 
+/// "LINE:COLUMN" of a part of a verb, or of its word where `part` is empty or none of it.
+std::string PlaceOf(const StoryVerb& verb, std::string_view part);
+
 struct Story {
   std::filesystem::path file;
   std::vector<std::string> preface;  ///< three lines that begin with "# "
   std::vector<StoryVerb> verbs;
+
+  /// There are expectations: only they, and the records that are there, are compared.
+  bool is_partial() const;
 };
 
 /// Throws InputError (file, line) for what is no story: another preface, an unknown verb, a record without a verb, a
-/// first verb that is not "tablet", kLongestStory lines or more.
+/// first verb that is neither "tablet" nor "bundle", kLongestStory lines or more.
 Story ReadStory(const std::filesystem::path& file);
 
 /// The story as text again; reading it gives the same story.
@@ -33,5 +41,7 @@ std::string ToText(const Story& story);
 void WriteStory(const Story& story);
 
 inline constexpr std::size_t kLongestStory = 120;
+inline constexpr std::string_view kExpect = "expect";
+inline constexpr std::string_view kMatrix = "matrix";
 
 }  // namespace cli

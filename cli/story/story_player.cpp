@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -12,9 +13,11 @@
 #include "cli/base/child_process.h"
 #include "cli/base/work_folder.h"
 #include "cli/boot/changes.h"
+#include "cli/boot/observer.h"
 #include "cli/boot/tablet_run.h"
 #include "cli/output/story_teller.h"
 #include "cli/samples/samples.h"
+#include "cli/story/story_expect.h"
 #include "cli/story/story_verbs.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/json_source.h"
@@ -52,9 +55,11 @@ std::optional<std::int64_t> WholeNumber(const std::string& text) {
 /// The verbs of one run, played in the process that is made for it.
 class RunPlayer {
  public:
-  RunPlayer(const fs::path& folder, const fs::path& work)
+  /// `observes`: the verbs hold expectations.
+  RunPlayer(const fs::path& folder, const fs::path& work, bool observes)
       : run_(tablet::ReadTabletFolder(folder), folder, work, {}),
         teller_([this](const StoryLine& line) { Tell(line); }, StoryTeller::Detail::kRecord) {
+    if (observes) observer_.emplace(run_);
     run_.machine().journal().Listen([this](const tablet::Event& event) { teller_.Tell(event); });
   }
 
@@ -70,6 +75,10 @@ class RunPlayer {
       AddFault(verb);
     } else if (verb.word == "cut") {
       CutPower(verb);
+    } else if (verb.word == kExpect) {
+      if (!started_) Refuse(verb, "the tablet is off", "write it after \"boot\"");
+      if (std::string found = Unmet(verb, run_, *observer_, told_at_); !found.empty())
+        lines_.push_back(std::move(found));
     } else {
       Act(verb);
     }
@@ -102,17 +111,21 @@ class RunPlayer {
     std::optional<RunEnd> end;
     if (boots) {
       if (!verb.rest.empty() && verb.rest != "quietly") {
-        Refuse(verb, fmt::format("\"{}\" is not known here", verb.rest), "write \"boot\" or \"boot quietly\"");
+        Refuse(verb, fmt::format("\"{}\" is not known here", verb.rest), "write \"boot\" or \"boot quietly\"",
+               verb.rest);
       }
       quiet_ = verb.rest == "quietly";
       started_ = true;
+      told_at_ = run_.machine().scheduler().Now();
       run_.Start();
       end = run_.RunUntilRest(run_.machine().scheduler().Now() + kLongestWait);
     } else if (verb.word == "wait") {
       auto const duration = WholeNumber(verb.rest);
-      if (!duration) Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500");
+      if (!duration)
+        Refuse(verb, fmt::format("\"{}\" is no time", verb.rest), "give milliseconds: wait 1500", verb.rest);
       end = run_.Advance(tablet::Millis(*duration));
     } else {
+      if (verb.word == "stop" || verb.word == "preshutdown") told_at_ = run_.machine().scheduler().Now();
       run_.Happen(EventOf(verb));
       end = run_.RunUntilRest(run_.machine().scheduler().Now() + kLongestWait);
     }
@@ -137,14 +150,15 @@ class RunPlayer {
     try {
       run_.machine().faults().Add(tablet::ParseFault(verb.rest));
     } catch (const tablet::InputError& error) {
-      Refuse(verb, error.problem(), error.next());
+      Refuse(verb, error.problem(), error.next(), verb.rest);
     }
   }
 
   void CutPower(const StoryVerb& verb) {
     if (started_) Refuse(verb, "the tablet is on", "write \"cut\" before \"boot\"");
     auto const call = WholeNumber(verb.rest);
-    if (!call) Refuse(verb, fmt::format("\"{}\" is no number", verb.rest), "give the number of a call: cut 250");
+    if (!call)
+      Refuse(verb, fmt::format("\"{}\" is no number", verb.rest), "give the number of a call: cut 250", verb.rest);
     run_.machine().scheduler().CutPowerAt(static_cast<std::uint64_t>(*call));
   }
 
@@ -187,7 +201,7 @@ class RunPlayer {
                                    radio.releases()));
     } else {
       Refuse(verb, fmt::format("\"{}\" cannot be shown", what),
-             "show registry KEY, show file PATH, show firmware or show radio");
+             "show registry KEY, show file PATH, show firmware or show radio", verb.rest);
     }
   }
 
@@ -207,8 +221,10 @@ class RunPlayer {
   }
 
   TabletRun run_;
+  std::optional<Observer> observer_;
   StoryTeller teller_;
   Lines lines_;
+  tablet::Millis told_at_{0};  ///< when the service was started or told to end
   bool started_ = false;
   bool over_ = false;
   bool quiet_ = false;  ///< messages are left out
@@ -218,9 +234,10 @@ class RunPlayer {
 std::vector<Lines> PlayRun(std::span<const StoryVerb> verbs, const fs::path& folder) {
   WorkFolder const work(folder / ".run-");
   std::string const what = fmt::format("the run that begins in line {}", verbs.front().line);
+  bool const observes = std::ranges::any_of(verbs, [](const StoryVerb& verb) { return verb.word == kExpect; });
   auto lines = RunInChild(what, [&](const Answer& answer) {
                  tablet::CopyDrive(folder, work.path());
-                 RunPlayer player(folder, work.path());
+                 RunPlayer player(folder, work.path(), observes);
                  nlohmann::ordered_json list = nlohmann::ordered_json::array();
                  player.run().OnHang([&](const RunEnd& end) {
                    list.push_back(player.HangingLines(end));
@@ -230,16 +247,20 @@ std::vector<Lines> PlayRun(std::span<const StoryVerb> verbs, const fs::path& fol
                  tablet::ReplaceState(folder, player.run().machine(), work.path());
                  answer(list);
                }).get<std::vector<Lines>>();
-  lines.resize(verbs.size());
+  while (lines.size() < verbs.size()) {
+    lines.emplace_back();
+    if (verbs[lines.size() - 1].word == kExpect) lines.back().push_back("the run hung before");
+  }
   return lines;
 }
 
 std::vector<Lines> PlayIn(const Story& story, const fs::path& folder) {
+  fs::path const base = story.file.parent_path();
   std::vector<Lines> all;
   for (std::size_t i = 0; i < story.verbs.size();) {
     const StoryVerb& verb = story.verbs[i];
     if (!BelongsToRun(verb)) {
-      DoSetUp(verb, folder);
+      DoSetUp(verb, folder, base);
       all.emplace_back();
       ++i;
       continue;
@@ -273,6 +294,8 @@ std::vector<Lines> PlayStory(const Story& story) {
     std::string place = error.place();
     bool const of_tablet = place.starts_with(folder.string());
     if (of_tablet) place = " the tablet" + place.substr(folder.string().size());
+    bool const of_story = of_tablet || (!place.empty() && std::isdigit(static_cast<unsigned char>(place.front())) != 0);
+    if (!of_story) throw;  // a file of the user's own tablet
     throw tablet::InputError(fmt::format("{}:{}", story.file.string(), place), error.problem(), error.next());
   }
 }

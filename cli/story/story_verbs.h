@@ -10,8 +10,9 @@
 
 namespace cli {
 
-/// Throws InputError with the verb's place.
-[[noreturn]] void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next);
+/// Throws InputError with the place of a part of the verb: "LINE:COLUMN: WORD".
+[[noreturn]] void Refuse(const StoryVerb& verb, const std::string& problem, const std::string& next,
+                         std::string_view part = {});
 
 /// Rest of a verb as a first word and what follows.
 std::pair<std::string, std::string> Split(const std::string& rest);
@@ -25,7 +26,8 @@ tablet::TimelineEvent EventOf(const StoryVerb& verb);
 /// Whether the verb acts on a powered-on tablet; each "boot" begins another run.
 bool BelongsToRun(const StoryVerb& verb);
 
-/// Does a verb that belongs to no run: "tablet", "set", "registry", "firmware".
-void DoSetUp(const StoryVerb& verb, const std::filesystem::path& folder);
+/// Does a verb that belongs to no run: "tablet", "bundle", "set", "registry", "firmware". Paths in it are relative to
+/// `base`.
+void DoSetUp(const StoryVerb& verb, const std::filesystem::path& folder, const std::filesystem::path& base);
 
 }  // namespace cli

@@ -71,12 +71,13 @@ TEST_F(StoryTest, AMalformedStoryIsOneErrorAndTheOthersArePlayed) {
   Write("broken.story", std::string(kPreface) + "tablet wifi-only\nbot <now>\n");
   ProgramResult const result = Run({"story", "broken.story", "none.story", "it.story", "--junit", "report.xml"});
   EXPECT_EQ(result.exit_code, 3);
-  EXPECT_THAT(result.err, HasSubstr("broken.story:5: bot: unknown verb"));
+  EXPECT_THAT(result.err, HasSubstr("broken.story:5:1: bot: unknown verb"));
   EXPECT_THAT(result.out, HasSubstr("matches   it.story"));
   EXPECT_THAT(result.out, HasSubstr("3 stories, 1 matches"));
   std::string const report = Read("report.xml");
   EXPECT_THAT(report, HasSubstr("tests=\"3\" failures=\"0\" errors=\"2\">"));
-  EXPECT_THAT(report, HasSubstr("<error message=\"broken.story:5: bot: unknown verb; did you mean &quot;boot&quot;?"));
+  EXPECT_THAT(report,
+              HasSubstr("<error message=\"broken.story:5:1: bot: unknown verb; did you mean &quot;boot&quot;?"));
   EXPECT_THAT(report, HasSubstr("name=\"it\" file=\"it.story\"/>"));
   auto const document = RunJson({"story", "broken.story", "it.story"}, 3);
   EXPECT_EQ(document["stories"][0]["error"]["problem"], "unknown verb");
@@ -155,19 +156,20 @@ TEST_F(StoryTest, FaultsHoldForOneRun) {
 }
 
 TEST_F(StoryTest, WhatIsNoStoryIsRefusedWithItsLine) {
-  EXPECT_THAT(Play("tablet fresh\nbot\n").err, HasSubstr("it.story:5: bot: unknown verb; did you mean \"boot\"?"));
-  EXPECT_THAT(Play("boot\n").err, HasSubstr("it.story:4: the first verb must be \"tablet\""));
+  EXPECT_THAT(Play("tablet fresh\nbot\n").err, HasSubstr("it.story:5:1: bot: unknown verb; did you mean \"boot\"?"));
+  EXPECT_THAT(Play("boot\n").err, HasSubstr("it.story:4: the first verb must be \"tablet\" or \"bundle\""));
   EXPECT_THAT(Play("  a record\n").err, HasSubstr("it.story:4: a record without a verb"));
   EXPECT_THAT(Play("tablet fersh\n").err, HasSubstr("unknown sample \"fersh\""));
-  EXPECT_THAT(Play("tablet fresh\nstop\n").err, HasSubstr("it.story:5: stop: no service runs"));
-  EXPECT_THAT(Play("tablet fresh\nset modem.presnet true\n").err, HasSubstr("it.story:5: modem.presnet: unknown key"));
+  EXPECT_THAT(Play("tablet fresh\nstop\n").err, HasSubstr("it.story:5:1: stop: no service runs"));
+  EXPECT_THAT(Play("tablet fresh\nset modem.presnet true\n").err,
+              HasSubstr("it.story:5:5: modem.presnet: unknown key"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\ncontrol 12\n").err, HasSubstr("give a number from 128 to 255"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\nstop now\n").err,
-              HasSubstr("it.story:6: stop: \"now\" is nothing for it"));
+              HasSubstr("it.story:6:6: stop: \"now\" is nothing for it"));
   EXPECT_THAT(Play("tablet fresh\nboot quietly\narrival a usb\n").err, HasSubstr("\"usb\" is no GUID"));
   EXPECT_THAT(Play("tablet fresh\nfault CreateFile@x\n").err,
-              HasSubstr("it.story:5: fault: there is no call \"CreateFile\""));
-  EXPECT_THAT(Play("tablet fresh\nboot\nwait soon\n").err, HasSubstr("it.story:6: wait: \"soon\" is no time"));
+              HasSubstr("it.story:5:7: fault: there is no call \"CreateFile\""));
+  EXPECT_THAT(Play("tablet fresh\nboot\nwait soon\n").err, HasSubstr("it.story:6:6: wait: \"soon\" is no time"));
   Write("it.story", "no preface\n\n\ntablet fresh\n");
   EXPECT_THAT(Run({"story", "it.story"}).err, HasSubstr("it.story:1: a story begins with three lines"));
   EXPECT_EQ(Run({"story", "none.story"}).exit_code, 3);
