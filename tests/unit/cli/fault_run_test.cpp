@@ -60,6 +60,12 @@ TEST_F(FaultRunTest, AFaultIsToldWhenItComesAndCountedAtTheEnd) {
   EXPECT_THAT(result.out, HasSubstr("STOPPED, exit code 8 (ERROR_NOT_ENOUGH_MEMORY)\n"));
 }
 
+TEST_F(FaultRunTest, TheMessageOfAnEndNamesItsError) {
+  Make("already-deployed");
+  json const document = RunJson({"run", "already-deployed", "--fault", "QueueUserWorkItem"}, 4);
+  EXPECT_EQ(document["message"], "the service stopped with error 8 (ERROR_NOT_ENOUGH_MEMORY)");
+}
+
 TEST_F(FaultRunTest, SeveralFaultsAndOneThatNeverComes) {
   Make("already-deployed");
   json const document = RunJson({"run", "already-deployed", "--fault", "OpenSCManagerW@1:5", "--fault", "StartTraceW"});
