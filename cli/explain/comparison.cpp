@@ -70,7 +70,7 @@ void CompareStrand(const Strand& strand, const std::vector<tablet::Event>& devic
     const tablet::TraceEvent& right = MessageAt(simulation, theirs[at]);
     if (WhoOf(left) != WhoOf(right)) break;
     ++out.compared;
-    if (left.text == right.text || IsBuildStamp(left)) continue;
+    if (TextOnly(left) == TextOnly(right) || IsBuildStamp(left)) continue;
     out.texts.push_back({mine[at], WhoOf(left), TextOnly(left), TextOnly(right)});
   }
   if (at == mine.size() && at == theirs.size()) return;

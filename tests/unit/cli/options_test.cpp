@@ -25,7 +25,8 @@ TEST_F(OptionsTest, VersionAndHelpEndWithZero) {
 }
 
 TEST_F(OptionsTest, HelpHasExamplesAndExitCodesAndNoRawTypes) {
-  for (const char* const command : {"init", "run", "select", "lint", "pack", "verify", "diff", "validate", "story",
+  for (const char* const command : {"init", "import", "export", "run", "select", "lint", "pack", "verify", "diff",
+                                     "explain", "validate", "check", "world", "story",
                                     "collect", "replay", "fault", "sweep"}) {
     ProgramResult const help = Run({command, "--help"});
     EXPECT_EQ(help.exit_code, 0);
