@@ -46,7 +46,7 @@
     document.title = `${summary.tablet || 'A tablet'}: ${outcome}`;
     $('tablet').textContent = summary.tablet || 'A run';
     if (trace) $('kicker').textContent = `A trace of Vantord: ${trace.start}`;
-    $('outcome').textContent = `${outcome[0].toUpperCase()}${outcome.slice(1)}.`;
+    $('outcome').replaceChildren(path(`${outcome[0].toUpperCase()}${outcome.slice(1)}.`));
     $('outcome').classList.add(mood);
     fact('Service', summary.end, trace ? summary.message : `${summary.message}; exit code ${summary.exit_code}`, summary.exit_code === 0 ? 'good' : 'bad');
     const styles = { deployed: summary.warnings.length ? 'bad' : 'good', failed: 'bad', 'not needed': '' };

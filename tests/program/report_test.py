@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The page of `run --report` as its readers meet it, in a headless Chromium: report_test.py PROGRAM FOLDER
+"""The pages of `run --report` and `explain --report` as its readers meet it, in a headless Chromium: report_test.py PROGRAM FOLDER
 
 FOLDER is made anew; it keeps the tablets, the pages and screenshots of them. Exit code 77 where there is no browser.
 """
@@ -67,12 +67,20 @@ def make_nasty(folder):
     )
 
 
+def trace(name, sample):
+    events, page = FOLDER / f"{name}.jsonl", FOLDER / f"{name}.html"
+    subprocess.run([PROGRAM, "run", FOLDER / sample, "--quiet", "--events", events], check=True, stdout=subprocess.DEVNULL)
+    subprocess.run([PROGRAM, "explain", events, "--quiet", "--report", page], check=False, stdout=subprocess.DEVNULL)
+    return page
+
+
 class ReportTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.pages = {name: tablet(name, name) for name in ("fresh", "wifi-only", "crashed-modem")}
         cls.pages["nasty"] = tablet("nasty", "fresh", make_nasty)
         cls.pages["corrupt-archive"] = tablet("corrupt-archive", "corrupt-archive")
+        cls.pages["trace"] = trace("trace", "corrupt-archive")
         cls.browser = cls.enterClassContext(Browser())
 
     def setUp(self):
@@ -189,6 +197,18 @@ class ReportTest(unittest.TestCase):
         self.open("nasty")
         self.browser.click("#first")
         self.assertIn("error", self.browser.run("return document.activeElement.className"))
+
+    def test_the_page_of_a_trace_shows_what_a_trace_has(self):
+        self.open("trace")
+        self.assertRegex(self.texts("#outcome.bad")[0], r"^\d of \d+ entries of .*VZW\.bin failed")
+        self.assertEqual(self.texts("#kicker"), ["A trace of Vantord: Start 1"])
+        self.assertRegex(self.texts("#answer")[0], r"^VZW\.bin, because .*VZW")
+        self.assertIn("Took: extraction", self.texts("#facts dt"))
+        for hidden in ("changes", "to-changes", "sources"):
+            self.assertTrue(self.browser.run("return document.getElementById(arguments[0]).hidden", hidden), hidden)
+        self.assertNotIn("virtual", self.browser.run("return document.body.innerText"))
+        self.browser.click("#first")
+        self.assertIn("Unzipping status 5000000", self.browser.run("return document.activeElement.textContent"))
 
     def test_each_message_leads_to_its_meaning(self):
         self.open()
