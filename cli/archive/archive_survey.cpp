@@ -136,11 +136,13 @@ EndRecord ReadEndRecord(const std::filesystem::path& file) {
   } else if (at == std::string::npos) {
     end.trouble = "it has no end record: it is cut off, or not a zip archive";
   } else if (at + kEndRecordSize > tail.size()) {
+    end.cut_off = true;
     end.trouble = "its end record is cut off";
   } else {
     end.out_of_reach = size - tail.size() + at >= kReach;
     end.opens_empty = end.out_of_reach && size - kWindow < kReach;
     end.zip64 = IsZip64(tail, at);
+    end.cut_off = at + kEndRecordSize + U16(tail, at + 20) > tail.size();
     end.trouble = TroubleOf(tail, at, size - tail.size(), end.zip64);
   }
   return end;

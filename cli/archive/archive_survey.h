@@ -44,6 +44,7 @@ struct EndRecord {
   bool zip64 = false;         ///< there is a Zip64 end record too, or one of the marks that refer to it
   bool out_of_reach = false;  ///< it would begin at 2 GiB or more, where the service's signed offsets do not reach
   bool opens_empty = false;   ///< which the service does not notice: it opens the archive and finds no entries
+  bool cut_off = false;       ///< bytes of it, or of its comment, are missing, which the service need not notice
   std::string trouble;        ///< why the service finds no archive if it finds none, half a sentence
 };
 

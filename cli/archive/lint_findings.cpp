@@ -126,6 +126,10 @@ void AddArchiveWarnings(const LintFacts& facts, std::vector<Warning>& warnings) 
   if (facts.end.zip64) {
     warnings.push_back({"zip64", std::nullopt, "it is a Zip64 archive, which the service does not know"});
   }
+  if (facts.end.cut_off) {
+    warnings.push_back(
+        {"cut-off", std::nullopt, "the file ends within its end record or comment: it is shorter than it was made"});
+  }
   if (facts.end.opens_empty) {
     warnings.push_back(
         {"end-record", std::nullopt,

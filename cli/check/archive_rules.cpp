@@ -128,7 +128,7 @@ class TrialRules {
       Add("not-deployed", trial_.reason, "\"vantord-tablet run\" shows how it comes to that");
     }
     if (!trial_.toast.empty()) {
-      AddOfTablet("toast-archive", facts_.places.OfFolder(), trial_.toast, "put the notice's archive there");
+      AddOfTablet("toast-archive", facts_.places.OfFile("C"), trial_.toast, "put the notice's archive there");
     }
   }
 
@@ -136,12 +136,14 @@ class TrialRules {
     if (!Deployed()) return;
     auto const instance = FindDriverInstance(facts_.registry);
     if (!trial_.driver_updated && instance) {
-      AddOfTablet(
-          "driver-not-updated", facts_.places.OfValue(instance->key, u"AmssFwImagePath"),
-          fmt::format("stays \"{}\" after the deployment: it cannot be written", tablet::ToUtf8(instance->firmware)),
-          "let the service's account write the driver's key");
+      AddOfTablet("driver-not-updated", facts_.places.OfValue(instance->key, u"AmssFwImagePath"),
+                  fmt::format("\"AmssFwImagePath\" stays \"{}\" after the deployment: it cannot be written",
+                              tablet::ToUtf8(instance->firmware)),
+                  "let the service's account write the driver's key");
     }
-    if (!trial_.driver_files.empty()) {
+    // A driver that is pointed at the service's images already keeps its paths: its own start shows what they lead to.
+    bool const changes_paths = !instance || !instance->points_at_service;
+    if (changes_paths && !trial_.driver_files.empty()) {
       Add("driver-file",
           fmt::format("the driver is pointed at {} after the deployment, and drive C: has no such file",
                       fmt::join(trial_.driver_files, " and ")),

@@ -18,7 +18,7 @@ using nlohmann::ordered_json;
 /// Without --deep, so many cuts that about this much is unpacked, which takes some seconds.
 constexpr std::uint64_t kBytesToUnpack = 800'000'000;
 constexpr std::uint64_t kFewestCuts = 6;
-constexpr std::uint64_t kMostCuts = 48;
+constexpr std::uint64_t kMostCuts = 24;
 constexpr std::uint64_t kSchedules = 4;
 constexpr std::uint64_t kAllSchedules = 200;
 

@@ -78,7 +78,7 @@ class Checker {
     JudgeArchives();
     for (CheckCase& one : check_.cases) Judge(one);
     CheckOthers();
-    TryStopping();
+    if (settings_.stops) TryStopping();
     if (policy_) ApplyPolicy(*policy_, check_, places_);
   }
 
@@ -229,6 +229,12 @@ class Checker {
       Add({"not-checked", places_.OfFolder(), own.crash, "report this as a fault of the program"});
     } else if (own.end != "stopped") {
       Add({"run", places_.OfFolder(), own.message, "\"vantord-tablet run\" shows how it comes to that"});
+    } else if (instance_ && description_.modem_present) {
+      for (const std::string& file : own.driver_files) {
+        Add({"driver-file", places_.OfValue(instance_->key, u"AmssSwImagePath"),
+             fmt::format("the driver is pointed at {}, drive C: has no such file, and no start deploys", file),
+             "correct the driver's paths, or request a deployment with \"Distribute\""});
+      }
     }
   }
 
@@ -250,7 +256,9 @@ class Checker {
     one.findings = check_.archives[*one.archive].findings;
     for (std::size_t const index : one.findings) {
       const CheckFinding& finding = check_.findings[index];
-      if (finding.severity() == Severity::kError) return Settle(one, CaseResult::kFails, finding.text);
+      if (finding.severity() != Severity::kError) continue;
+      const std::string& entry = finding.place.entry;
+      return Settle(one, CaseResult::kFails, entry.empty() ? finding.text : entry + ": " + finding.text);
     }
     if (!instance_) {
       Settle(one, CaseResult::kFails, "the driver has no instance that could be pointed at the firmware");
@@ -277,9 +285,10 @@ class Checker {
     }
     if (names.empty()) return;
     Add({"other-archives", places_.OfValue(instance_->key, u"AmssFwImagePath"),
-         fmt::format("is right already, so no start deploys anything: tablets that get {} keep the files of {}",
-                     *names.begin() + (names.size() == 1 ? "" : fmt::format(" (and {} more)", names.size() - 1)),
-                     check_.cases[0].row.archive),
+         fmt::format(
+             "\"AmssFwImagePath\" is right already, so no start deploys anything: tablets that get {} keep the files of {}",
+             *names.begin() + (names.size() == 1 ? "" : fmt::format(" (and {} more)", names.size() - 1)),
+             check_.cases[0].row.archive),
          "ship the path that the driver's INF file writes, or allow it for a tablet that is not to be copied"});
   }
 

@@ -83,6 +83,7 @@ struct TabletCheck {
 struct CheckSettings {
   std::optional<std::filesystem::path> policy;  ///< without one: the folder's own, if it has one
   bool deep = false;
+  bool stops = true;  ///< power cuts and early stops are tried; tests of everything else do without
   std::chrono::milliseconds time_out{10'000};
   WorkerPoolOptions pool;
 };

@@ -117,6 +117,7 @@ class Values {
     CheckSessions();
     for (auto const* map : {service_facts::kWideCscMap, service_facts::kWideImageIdMap}) CheckMap(map);
     CheckDriver();
+    CheckAccess();
     CheckFirmware();
     CheckService();
     CheckPrograms();
@@ -214,6 +215,26 @@ class Values {
           fmt::format("{} instances have an \"AmssFwImagePath\", and the service looks at this one only", with_path),
           "remove what is left of other drivers");
     }
+  }
+
+  /// Keys that tablet.json guards, and that hold or lie above one of the service's.
+  void CheckAccess() {
+    auto const check = [&](const std::vector<std::u16string>& guarded, std::string_view setting,
+                           std::string_view what) {
+      for (const std::u16string& key : guarded) {
+        std::u16string const above = tablet::FoldCase(key) + u'\\';
+        bool const holds = std::ranges::any_of(std::array{std::u16string_view(kServiceKey), kModemClass},
+                                               [&](std::u16string_view ours) {
+                                                 std::u16string const own = tablet::FoldCase(ours) + u'\\';
+                                                 return own.starts_with(above) || above.starts_with(own);
+                                               });
+        if (!holds) continue;
+        Add("key-access", facts_.places.OfSetting(setting),
+            fmt::format("the service's account may not {} {}", what, tablet::ToUtf8(key)), "give it the right to");
+      }
+    };
+    check(facts_.description.denied_keys, "registry.denied", "open");
+    check(facts_.description.read_only_keys, "registry.read_only", "write");
   }
 
   void CheckVariable(std::u16string_view name, std::string_view vendor, std::size_t most, std::string_view id) {
