@@ -59,9 +59,9 @@ std::string_view ClassOf(const CheckFinding& finding) {
 std::string ItemOf(const CheckFinding& finding) {
   std::string const word = finding.allowed ? "allowed" : std::string(NameOf(finding.severity()));
   std::string item = fmt::format(
-      "<li><strong class=\"{}\">{}</strong> <code>{}</code> {} <span class=\"next\">{}.</span> "
+      "<li><strong class=\"{}\">{}</strong> <code>{}</code> {}; <span class=\"next\">{}</span> "
       "<code class=\"note\">{}</code>",
-      ClassOf(finding), word, Marked(finding.place.Text()), Marked(finding.text + "."), Marked(finding.next),
+      ClassOf(finding), word, Marked(finding.place.Text()), Marked(finding.text), Marked(finding.next),
       Marked(finding.id));
   if (finding.allowed) item += fmt::format(" <span class=\"note\">{}</span>", Marked(*finding.allowed));
   return item + "</li>\n";

@@ -74,6 +74,21 @@ def trace(name, sample):
     return page
 
 
+def check_page():
+    """A check of a tablet that fails in several ways, beside one that is well."""
+    for name in ("checked", "well"):
+        subprocess.run([PROGRAM, "init", FOLDER / name, "--small"], check=True, stdout=subprocess.DEVNULL)
+    make_nasty(FOLDER / "checked")
+    archives = FOLDER / "checked" / "C/Windows/System32/modem_core"
+    (archives / "KOR.bin").write_bytes(b"no archive")
+    (archives / "A rather long name of an archive to which nothing at all leads.bin").write_bytes(b"unused")
+    page = FOLDER / "check.html"
+    done = subprocess.run([PROGRAM, "check", FOLDER / "checked", FOLDER / "well", "--report", page], check=False,
+                          stdout=subprocess.DEVNULL)
+    assert done.returncode == 5, done
+    return page
+
+
 class ReportTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -81,6 +96,7 @@ class ReportTest(unittest.TestCase):
         cls.pages["nasty"] = tablet("nasty", "fresh", make_nasty)
         cls.pages["corrupt-archive"] = tablet("corrupt-archive", "corrupt-archive")
         cls.pages["trace"] = trace("trace", "corrupt-archive")
+        cls.check = check_page()
         cls.browser = cls.enterClassContext(Browser())
 
     def setUp(self):
@@ -251,6 +267,24 @@ class ReportTest(unittest.TestCase):
                     grounds.add(self.browser.run("return getComputedStyle(document.body).backgroundColor"))
                     self.browser.screenshot(FOLDER / f"{name}-{width}-{'dark' if dark else 'light'}.png")
         self.assertEqual(len(grounds), 2)
+
+    def test_the_page_of_a_check_unfolds_and_fits(self):
+        for width, dark in ((1280, False), (1280, True), (375, False), (375, True)):
+            with self.subTest(width=width, dark=dark):
+                self.browser.look(width, dark=dark)
+                self.browser.open(self.check)
+                self.assertEqual(self.browser.complaints(), [])
+                self.assertEqual(self.browser.run("return document.querySelectorAll('section').length"), 2)
+                start = "return document.querySelector('.case .bad').closest('details').querySelector('pre')"
+                self.assertFalse(self.browser.run(f"{start}.checkVisibility()"))
+                self.browser.click("details:has(.bad) summary")
+                self.assertTrue(self.browser.run(f"{start}.checkVisibility()"))
+                self.assertIn("START_PENDING", self.browser.run(f"{start}.textContent"))
+                self.assertLessEqual(
+                    self.browser.run("return document.scrollingElement.scrollWidth - window.innerWidth"), 0)
+                contrast, text = self.browser.run(LEAST_CONTRAST)
+                self.assertGreaterEqual(contrast, 4.5, text)
+                self.browser.screenshot(FOLDER / f"check-{width}-{'dark' if dark else 'light'}.png")
 
 
 if __name__ == "__main__":

@@ -168,12 +168,45 @@ def others(check):
     check.ask("story", 0, "story", "a.story")
 
 
+POLICY = {
+    "$schema": "check-policy.schema.json",
+    "schema": 1,
+    "archives": {"codes": {"VZW": "VZW.bin", "*": "fail"}, "ids": {"ATT": "ATT.bin"}, "none": "VZW.bin"},
+    "allow": [{"id": "archive-unused", "reason": "kept", "place": "OLD.bin"}],
+    "free_bytes": 1000,
+    "max_deployment_bytes": 1000,
+    "versions": {"VZW.bin": {"modem_fw/release.txt": "2.0.1"}},
+}
+
+
+def checks(check):
+    """A check with findings of many kinds, its SARIF, and its policy; the page's list against the program's."""
+    check.run("init", "checked", "--small")
+    check.ask("check", 0, "check", "checked")
+    archives = Path("checked/C/Windows/System32/modem_core")
+    (archives / "OLD.bin").write_bytes(b"old")
+    (archives / "ATT.bin").write_bytes(Path("odd.zip").read_bytes())
+    (archives / "KOR.bin").unlink()
+    Path("checked/vantord-check.json").write_text(json.dumps(POLICY), encoding="utf-8")
+    check.hold("check-policy", POLICY, "the policy")
+    check.ask("check", 5, "check", "checked", "--sarif", "checked.sarif")
+    check.ask("check", 3, "check", "checked", "nowhere")
+    sarif = json.loads(Path("checked.sarif").read_text(encoding="utf-8"))
+    check.hold("check-sarif", sarif, "checked.sarif")
+    page = (Path(__file__).resolve().parents[2] / "docs" / "check.md").read_text(encoding="utf-8")
+    for rule in sarif["runs"][0]["tool"]["driver"]["rules"]:
+        row = f"| `{rule['id']}` | {rule['defaultConfiguration']['level']} | {rule['shortDescription']['text']} |"
+        if row not in page:
+            check.fail(f"docs/check.md lacks the row {row}")
+
+
 def main(program, schemas):
     check = Checker(str(Path(program).resolve()), Path(schemas).resolve())
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
         runs(check)
         others(check)
+        checks(check)
         os.chdir("/")
     for name in check.validators:
         if not check.seen.get(name):
