@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "cli/base/exit_code.h"
 #include "cli/base/service_facts.h"
