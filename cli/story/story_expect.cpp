@@ -35,7 +35,7 @@ struct EntryReaderCloser {
 /// One expectation, taken apart.
 class Expectation {
  public:
-  Expectation(const StoryVerb& verb, TabletRun& run, const Observer& seen, tablet::Millis told_at)
+  Expectation(const StoryVerb& verb, TabletRun& run, const Findings& seen, tablet::Millis told_at)
       : verb_(verb), run_(run), seen_(seen), told_at_(told_at) {
     auto [word, rest] = Split(verb.rest);
     wanted_ = word != "no";
@@ -171,7 +171,7 @@ class Expectation {
 
   /// The bytes of an entry of one of the archives that the service opened, the last one first.
   std::optional<Bytes> EntryBytes(const std::string& entry_name) const {
-    for (auto use = seen_.archives().rbegin(); use != seen_.archives().rend(); ++use) {
+    for (auto use = seen_.archives.rbegin(); use != seen_.archives.rend(); ++use) {
       std::u16string const path = tablet::ToUtf16(use->path);
       if (!use->opened || !machine().drive().Exists(path)) continue;
       Bytes const bytes = machine().drive().Contents(path);
@@ -209,7 +209,7 @@ class Expectation {
 
   const StoryVerb& verb_;
   TabletRun& run_;
-  const Observer& seen_;
+  const Findings& seen_;
   tablet::Millis told_at_;
   bool wanted_ = true;
   std::string what_;
@@ -218,7 +218,7 @@ class Expectation {
 
 }  // namespace
 
-std::string Unmet(const StoryVerb& verb, TabletRun& run, const Observer& seen, tablet::Millis told_at) try {
+std::string Unmet(const StoryVerb& verb, TabletRun& run, const Findings& seen, tablet::Millis told_at) try {
   return Expectation(verb, run, seen, told_at).Unmet();
 } catch (const tablet::InputError& error) {
   if (error.place().starts_with(fmt::format("{}:", verb.line))) throw;

@@ -77,7 +77,7 @@ class RunPlayer {
       CutPower(verb);
     } else if (verb.word == kExpect) {
       if (!started_) Refuse(verb, "the tablet is off", "write it after \"boot\"");
-      if (std::string found = Unmet(verb, run_, *observer_, told_at_); !found.empty())
+      if (std::string found = Unmet(verb, run_, observer_->findings(), told_at_); !found.empty())
         lines_.push_back(std::move(found));
     } else {
       Act(verb);
