@@ -11,7 +11,6 @@
 #include "cli/explain/comparison.h"
 #include "cli/explain/explain_output.h"
 #include "cli/explain/kept_start.h"
-#include "cli/explain/sequence_gaps.h"
 #include "cli/explain/simulated_start.h"
 #include "cli/explain/start_splitter.h"
 #include "cli/output/story_teller.h"
@@ -51,7 +50,6 @@ class Explanation {
   int Run() {
     TraceRecord record;
     while (reader_.Next(record)) {
-      if (record.sequence) gaps_.Take(*record.sequence, record.line, record.stamp);
       if (record.is_own) starts_.Take(record);
     }
     reader_.CheckThatMessagesCame();
@@ -142,7 +140,7 @@ class Explanation {
   }
 
   std::string Encoding() const {
-    if (reader_.lines().is_utf16()) return "UTF-16";
+    if (reader_.lines().is_utf16() || reader_.facts().kind == "trace log") return "UTF-16";
     return reader_.lines().first_in_code_page() == 0 ? "UTF-8" : "code page 1252";
   }
 
@@ -156,9 +154,11 @@ class Explanation {
     }
     table.Row("Trace", fmt::format("{}, {} in {}, {} of other providers", facts.kind,
                                    Counted(facts.messages, "message") + " of the service",
-                                   Counted(reader_.lines().number(), "line"), facts.others + facts.unformatted));
-    for (const std::string& note : NotesOf(reader_, gaps_)) table.More(note);
-    if (gaps_.lost() != 0) Paragraph(table, "Missing", GapLines(gaps_), "", [](const auto& line) { return line; });
+                                   Counted(reader_.records(), facts.kind == "trace log" ? "record" : "line"),
+                                   facts.others + facts.unformatted));
+    for (const std::string& note : NotesOf(reader_)) table.More(note);
+    if (reader_.gaps().lost() != 0)
+      Paragraph(table, "Missing", GapLines(reader_.gaps()), "", [](const auto& line) { return line; });
     std::string const failed = failed_ == 0 ? "none of them failed" : fmt::format("{} failed", failed_);
     table.Row("Starts", fmt::format("{}, {}", starts_.starts(), failed), failed_ == 0 ? Style::kGood : Style::kBad);
   }
@@ -174,16 +174,17 @@ class Explanation {
                          {"exit_code", code},
                          {"kind", facts.kind},
                          {"encoding", Encoding()},
-                         {"lines", reader_.lines().number()},
+                         {"lines", reader_.records()},
                          {"messages", facts.messages},
                          {"others", facts.others},
                          {"unformatted", facts.unformatted},
                          {"unreadable", facts.unreadable},
+                         {"lost_events", facts.lost_events},
                          {"starts_in_trace", starts_.starts()},
                          {"failed_starts", failed_},
-                         {"lost", gaps_.lost()},
-                         {"gaps", ToJson(gaps_)},
-                         {"notes", NotesOf(reader_, gaps_)},
+                         {"lost", reader_.gaps().lost()},
+                         {"gaps", ToJson(reader_.gaps())},
+                         {"notes", NotesOf(reader_)},
                          {"starts", documents_},
                          {"start_shown", std::move(shown)},
                          {"comparison", std::move(comparison)}});
@@ -192,7 +193,6 @@ class Explanation {
   const ExplainOptions& options_;
   Console& console_;
   TraceReader reader_;
-  SequenceGaps gaps_;
   StartSplitter starts_;
   std::map<std::size_t, StoryTeller> tellers_;  ///< of the starts whose messages may still come
   std::size_t told_ = 0;                        ///< the number of the start whose story was told last

@@ -53,7 +53,7 @@ std::string GapText(const SequenceGap& gap) {
   std::string const when = gap.stamp.empty() ? "" : fmt::format(", {}", gap.stamp);
   std::string const numbers =
       gap.count() == 1 ? fmt::format("number {}", gap.first) : fmt::format("numbers {} to {}", gap.first, gap.last);
-  return fmt::format("{} after line {}{}", numbers, gap.after_line, when);
+  return gap.after_line == 0 ? numbers : fmt::format("{} after line {}{}", numbers, gap.after_line, when);
 }
 
 }  // namespace
@@ -127,9 +127,10 @@ ordered_json ToJson(const TraceStart& start) {
   return out;
 }
 
-std::vector<std::string> NotesOf(const TraceReader& reader, const SequenceGaps& gaps) {
+std::vector<std::string> NotesOf(const TraceReader& reader) {
   const TraceFacts& facts = reader.facts();
   const LineReader& lines = reader.lines();
+  const SequenceGaps& gaps = reader.gaps();
   std::vector<std::string> notes;
   if (facts.unformatted != 0) {
     notes.push_back(
@@ -152,8 +153,17 @@ std::vector<std::string> NotesOf(const TraceReader& reader, const SequenceGaps& 
                                 lines.cut_lines() == 1 ? "1 line is" : Counted(lines.cut_lines(), "line") + " are",
                                 LineReader::kLongest));
   }
-  if (lines.ends_early())
-    notes.push_back(fmt::format("the trace ends within line {}: it may be cut off", lines.number()));
+  if (reader.ends_early()) {
+    notes.push_back(facts.kind == "trace log"
+                        ? "the log ends within a buffer: it may be cut off"
+                        : fmt::format("the trace ends within line {}: it may be cut off", lines.number()));
+  }
+  if (facts.lost_events != 0) {
+    notes.push_back(
+        fmt::format("{} lost while the session ran: more or larger buffers help (logman -nb, -bs)",
+                    facts.lost_events == 1 ? "1 event was" : Counted(facts.lost_events, "event") + " were"));
+  }
+  if (facts.kind == "trace log") notes.emplace_back("times are UTC");
   if (facts.without_prefix) {
     notes.emplace_back("the messages have no prefix: neither times nor processes are known (leave out -noprefix)");
   }

@@ -18,7 +18,7 @@ void PrintStart(Console& console, const TraceStart& start);
 nlohmann::ordered_json ToJson(const TraceStart& start);
 
 /// What is said of the trace as a whole: how it was read, what is lost or could not be read.
-std::vector<std::string> NotesOf(const TraceReader& reader, const SequenceGaps& gaps);
+std::vector<std::string> NotesOf(const TraceReader& reader);
 /// A line for each of the first gaps.
 std::vector<std::string> GapLines(const SequenceGaps& gaps);
 nlohmann::ordered_json ToJson(const SequenceGaps& gaps);

@@ -24,6 +24,8 @@ constexpr std::string_view kUnformatted = "No Format Information found";
 constexpr std::string_view kFriendlyName = "Vantord";
 /// Lines at the beginning that may be something else.
 constexpr std::uint64_t kLinesToTry = 1000;
+/// Of a simulated tablet, in milliseconds: far more than any.
+constexpr std::uint64_t kLongestRun = 1'000'000'000'000;
 constexpr std::size_t kLongestMessage = LineReader::kLongest;
 
 constexpr const char* kNextStep =
@@ -71,7 +73,8 @@ bool ReadEvent(const json& object, TraceRecord& record) {
 }  // namespace
 
 TraceReader::TraceReader(const std::filesystem::path& file, std::optional<PrefixFormat> prefix)
-    : shown_(file == kStandardStream ? "standard input" : file.string()),
+    : file_(file),
+      shown_(file == kStandardStream ? "standard input" : file.string()),
       lines_(file),
       own_prefix_(std::move(prefix)) {}
 
@@ -92,15 +95,38 @@ void TraceReader::RefuseWhatIsNoText() {
   }
 }
 
-bool TraceReader::Next(TraceRecord& record) {
-  if (!begun_) {
-    begun_ = true;
-    RefuseWhatIsNoText();
-    while (NextLine() && (IsBlank(line_) || line_ == kFirstLine)) has_line_ = false;
-    is_json_ = has_line_ && line_.starts_with('{');
-    facts_.kind = is_json_ ? "JSON Lines" : "tracefmt text";
+/// Recognises what the trace is.
+void TraceReader::Begin() {
+  begun_ = true;
+  RefuseWhatIsNoText();
+  if (EtlReader::Recognises(lines_.Beginning())) {
+    if (file_ == kStandardStream) throw tablet::InputError(shown_, "is a trace log", "name its file in place of \"-\"");
+    log_.emplace(file_);
+    facts_.kind = "trace log";
+    facts_.others = log_->others();
+    facts_.lost_events = log_->lost_events();
+    for (std::uint32_t const number : log_->sequences()) gaps_.Take(number, 0, "");
+    return;
   }
-  return is_json_ ? NextJson(record) : NextText(record);
+  if (EndsWithIgnoringCase(shown_, ".etl"))
+    throw tablet::InputError(shown_, "is no trace log of a known layout", kNextStep);
+  while (NextLine() && (IsBlank(line_) || line_ == kFirstLine)) has_line_ = false;
+  is_json_ = has_line_ && line_.starts_with('{');
+  facts_.kind = is_json_ ? "JSON Lines" : "tracefmt text";
+}
+
+bool TraceReader::NextOfLog(TraceRecord& record) {
+  if (!log_->Next(record)) return false;
+  ++facts_.messages;
+  return true;
+}
+
+bool TraceReader::Next(TraceRecord& record) {
+  if (!begun_) Begin();
+  if (log_) return NextOfLog(record);
+  if (!(is_json_ ? NextJson(record) : NextText(record))) return false;
+  if (record.sequence) gaps_.Take(*record.sequence, record.line, record.stamp);
+  return true;
 }
 
 void TraceReader::Unreadable() {
@@ -225,7 +251,9 @@ bool TraceReader::NextJson(TraceRecord& record) {
     record = {};
     record.line = lines_.number();
     auto const time = object.find("time_ms");
-    if (time != object.end() && time->is_number_integer()) record.at = time->get<std::int64_t>();
+    if (time != object.end() && time->is_number_unsigned() && time->get<std::uint64_t>() <= kLongestRun) {
+      record.at = time->get<std::int64_t>();
+    }
     record.thread = TextOr(object, "thread");
     auto const sequence = object.find("seq");
     if (sequence != object.end() && sequence->is_number_unsigned()) record.sequence = sequence->get<std::uint64_t>();

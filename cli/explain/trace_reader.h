@@ -1,40 +1,30 @@
-// The records of a trace: what tracefmt and traceview write as text, and the JSON Lines of `run --events`.
+// The records of a trace: what tracefmt and traceview write as text, the log itself, and the JSON Lines of
+// `run --events`.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <variant>
 
+#include "cli/explain/etl_reader.h"
 #include "cli/explain/line_reader.h"
 #include "cli/explain/prefix_format.h"
-#include "sim/tablet/kernel/journal.h"
+#include "cli/explain/sequence_gaps.h"
+#include "cli/explain/trace_record.h"
 
 namespace cli {
 
-/// One message of the service, or another event of JSON Lines.
-struct TraceRecord {
-  std::uint64_t line = 0;          ///< of the file, from 1
-  std::optional<std::int64_t> at;  ///< milliseconds since 1970 by the trace's clock, or since power-on
-  std::string stamp;               ///< the same as written; empty without
-  std::optional<std::uint32_t> process;
-  std::string thread;  ///< "0E40", or its name; empty where the prefix has none
-  std::optional<std::uint64_t> sequence;
-  bool is_own = false;  ///< of the service: the rest is set
-  std::variant<tablet::TraceEvent, tablet::StatusEvent, tablet::Happening, tablet::DebuggerEvent, tablet::CallEvent>
-      what;
-};
-
 /// What was met so far.
 struct TraceFacts {
-  std::string kind;               ///< "tracefmt text" or "JSON Lines"
+  std::string kind;               ///< "tracefmt text", "trace log" or "JSON Lines"
   std::uint64_t messages = 0;     ///< of the service
   std::uint64_t others = 0;       ///< records of other providers, and calls
   std::uint64_t unformatted = 0;  ///< "No Format Information found"
   std::uint64_t unreadable = 0;   ///< lines that are no record and belong to none
   std::uint64_t first_unreadable = 0;
-  bool without_prefix = false;  ///< as -noprefix writes it: neither times nor processes
+  std::uint64_t lost_events = 0;  ///< that the session could not record, as a log counts them
+  bool without_prefix = false;    ///< as -noprefix writes it: neither times nor processes
 };
 
 class TraceReader {
@@ -48,11 +38,17 @@ class TraceReader {
 
   const TraceFacts& facts() const { return facts_; }
   const LineReader& lines() const { return lines_; }
+  const SequenceGaps& gaps() const { return gaps_; }
+  /// Lines of a text, messages of the service in a log.
+  std::uint64_t records() const { return log_ ? facts_.messages : lines_.number(); }
+  bool ends_early() const { return log_ ? log_->ends_early() : lines_.ends_early(); }
   /// Throws InputError when the trace holds nothing of the service, with the reason as far as it shows.
   void CheckThatMessagesCame() const;
 
  private:
   bool NextLine();
+  void Begin();
+  bool NextOfLog(TraceRecord& record);
   bool NextText(TraceRecord& record);
   bool NextJson(TraceRecord& record);
   std::optional<Prefix> Match();
@@ -65,8 +61,11 @@ class TraceReader {
   void TakeLine(TraceRecord& record, const Prefix& prefix);
   void RefuseWhatIsNoText();
 
+  std::filesystem::path file_;
   std::string shown_;
   LineReader lines_;
+  std::optional<EtlReader> log_;
+  SequenceGaps gaps_;
   std::optional<PrefixFormat> own_prefix_;
   PrefixFormat usual_{PrefixFormat::kUsual};
   PrefixFormat numbered_{PrefixFormat::kNumbered};

@@ -24,6 +24,18 @@ TEST_F(OptionsTest, VersionAndHelpEndWithZero) {
   EXPECT_THAT(Run({"help", "rnu"}).err, HasSubstr("unknown command \"rnu\"; did you mean \"run\"?"));
 }
 
+TEST_F(OptionsTest, ExplainReadsFromAPipeUnlessItIsALog) {
+  Make("fresh");
+  ProgramResult const read = Shell("\"$P\" run fresh --quiet --events - 2>/dev/null | \"$P\" explain - --quiet");
+  EXPECT_EQ(read.exit_code, 0) << read.err;
+  EXPECT_THAT(read.out, HasSubstr("Starts      1, none of them failed"));
+  ProgramResult const log = Shell(
+      "{ printf '\\000\\020\\000\\000'; head -c 50 /dev/zero; printf '\\004\\000'; head -c 16 /dev/zero; "
+      "printf '\\000\\000\\002\\300'; head -c 40 /dev/zero; } | \"$P\" explain -");
+  EXPECT_EQ(log.exit_code, 3);
+  EXPECT_THAT(log.err, HasSubstr("standard input: is a trace log; name its file"));
+}
+
 TEST_F(OptionsTest, HelpHasExamplesAndExitCodesAndNoRawTypes) {
   for (const char* const command : {"init", "import", "export", "run", "select", "lint", "pack", "verify", "diff",
                                      "explain", "validate", "check", "world", "story",

@@ -35,6 +35,21 @@ std::string TraceText(const std::vector<nlohmann::json>& events, const TraceStyl
 /// One line of such a text.
 std::string TraceLine(const TraceStyle& style, std::int64_t milliseconds, std::uint32_t thread, std::uint64_t number,
                       const std::string& text);
+/// How a trace log is written; what is not as usual is for refusals.
+struct LogStyle {
+  std::uint32_t process = 0x338;
+  std::int64_t power_on = 1'749'565'543'968;
+  std::uint32_t buffer_size = 4096;
+  std::uint32_t clock = 2;
+  std::uint32_t lost = 0;
+  std::uint8_t header_type = 2;    ///< 1: of 32-bit Windows
+  std::uint16_t buffer_flags = 0;  ///< of every buffer but the first
+  std::uint16_t message_number = 10;
+  std::uint16_t message_flags = 0x2B;
+};
+/// The messages among the events of a run as an event trace log of two processors, with events of others between them.
+std::string LogBytes(const std::vector<nlohmann::json>& events, const LogStyle& style);
+
 /// UTF-16LE with its mark.
 std::string AsUtf16(const std::string& text);
 
