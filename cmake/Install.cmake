@@ -20,7 +20,7 @@ install(TARGETS vantord-tablet RUNTIME)
 install(FILES ${PROJECT_BINARY_DIR}/share/vantord-tablet.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${PROJECT_BINARY_DIR}/share/vantord-tablet.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantord-tablet)
-install(DIRECTORY docs/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/vantord)
+install(DIRECTORY docs/schemas docs/recipes DESTINATION ${CMAKE_INSTALL_DATADIR}/vantord USE_SOURCE_PERMISSIONS)
 install(FILES ${PROJECT_BINARY_DIR}/share/_vantord-tablet DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 install(FILES ${PROJECT_BINARY_DIR}/share/vantord-tablet.fish
   DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)

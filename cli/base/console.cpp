@@ -141,6 +141,15 @@ std::string HumanBytes(std::uint64_t bytes) {
   return fmt::format("{:.1f} MB", static_cast<double>(bytes) / 1e6);
 }
 
+std::string TimeLeft(std::chrono::nanoseconds used, std::uint64_t done, std::uint64_t whole) {
+  constexpr std::int64_t kMinute = 60;
+  double const left =
+      std::chrono::duration<double>(used).count() * static_cast<double>(whole - done) / static_cast<double>(done);
+  auto const seconds = static_cast<std::int64_t>(left) + 1;
+  return seconds < 2 * kMinute ? fmt::format("{} s", seconds)
+                               : fmt::format("{} min", (seconds + kMinute - 1) / kMinute);
+}
+
 std::string Counted(std::uint64_t count, std::string_view singular) {
   return fmt::format("{} {}{}", count, singular, count == 1 ? "" : "s");
 }

@@ -2,6 +2,7 @@
 // is ignored.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -57,6 +58,8 @@ class Console {
 
 /// "64.3 MB", "812 bytes": decimal units.
 std::string HumanBytes(std::uint64_t bytes);
+/// "8 s", "2 min": what is left of `whole` at the pace so far, when `done`, which is not 0, took `used`.
+std::string TimeLeft(std::chrono::nanoseconds used, std::uint64_t done, std::uint64_t whole);
 /// "1 file", "3 files".
 std::string Counted(std::uint64_t count, std::string_view singular);
 

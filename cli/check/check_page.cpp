@@ -22,6 +22,7 @@ constexpr std::string_view kHead = R"(<!DOCTYPE html>
 
 // Beside the style of a run's page.
 constexpr std::string_view kStyle = R"(
+main { overflow-wrap: anywhere; }
 .case { border-top: 1px solid var(--line); padding: .35rem 0; }
 .case summary, .case .row { display: grid; grid-template-columns: 11rem 7rem 8.5rem 1fr; gap: .1rem .8rem;
   overflow-wrap: anywhere; }

@@ -27,7 +27,4 @@ class CheckProgress {
   std::size_t finished_ = 0;
 };
 
-/// "8 s", "2 min": what is left at the pace so far.
-std::string TimeLeft(std::chrono::milliseconds used, std::uint64_t done, std::uint64_t whole);
-
 }  // namespace cli

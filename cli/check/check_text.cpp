@@ -51,7 +51,10 @@ std::string VerdictOf(const TabletCheck& check) {
   };
   auto const errors = static_cast<std::uint64_t>(count(Severity::kError));
   auto const warnings = static_cast<std::uint64_t>(count(Severity::kWarning));
-  if (check.well()) return "well: every case comes up with its firmware";
+  if (check.well()) {
+    bool const needed = std::ranges::any_of(check.cases, [](auto& one) { return one.result != Result::kNotNeeded; });
+    return needed ? "well: every case comes up with its firmware" : "well: no firmware is needed";
+  }
   std::string text = check.well_formed ? "" : "not well-formed: ";
   if (errors != 0) text += Counted(errors, "error");
   if (warnings != 0) text += (errors != 0 ? ", " : "") + Counted(warnings, "warning");

@@ -45,6 +45,8 @@ bool RunAll(const SweepOptions& options, SweepGround& ground, const std::vector<
   std::optional<SweepProgress> progress;
   if (options.resume) progress.emplace(*options.resume, ground.calls, tasks);
   std::size_t finished = 0;
+  std::size_t made = 0;
+  auto const begun = std::chrono::steady_clock::now();
   std::vector<std::size_t> left;
   for (std::size_t task = 0; task < tasks.size(); ++task) {
     auto const known =
@@ -62,7 +64,9 @@ bool RunAll(const SweepOptions& options, SweepGround& ground, const std::vector<
       [&](std::size_t job, const nlohmann::json& answer) {
         if (progress) progress->Keep(left[job], answer);
         done(tasks[left[job]], VerdictFrom(answer));
-        console.Progress(fmt::format("of {} runs", tasks.size()), ++finished, tasks.size());
+        ++finished;
+        std::string const time = TimeLeft(std::chrono::steady_clock::now() - begun, ++made, left.size());
+        console.Progress(fmt::format("of {} runs, {} left", tasks.size(), time), finished, tasks.size());
       });
   console.EndProgress();
   return finished == tasks.size();

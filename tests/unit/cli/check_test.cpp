@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "cli/check/check_progress.h"
+#include "cli/base/console.h"
 #include "sim/tablet/drive/pe_version.h"
 #include "tests/testing/zip_builder.h"
 #include "tests/unit/cli/program.h"
@@ -71,6 +71,22 @@ TEST_F(CheckTest, PowerCutsAndEarlyStopsAreTried) {
   EXPECT_EQ(stops["power_cuts"], 24);
   EXPECT_EQ(stops["schedules"], 4);
   EXPECT_EQ(stops["all"], false);
+}
+
+TEST_F(CheckTest, DeepCutsThePowerAtEveryCallWithEachArchive) {
+  ZipBuilder archive;
+  archive.Add("qcdsp1v2850.mbn", ToBytes("firmware"), 0);
+  archive.Add("qcdsp2850.mbn", ToBytes("software"), 0);
+  auto const bytes = archive.Build();
+  for (const char* name : {"VZW.bin", "ATT.bin", "KOR.bin"}) {
+    Write(std::string(kArchives) + name, std::string(bytes.begin(), bytes.end()));
+  }
+  fs::remove(In("fresh/C/Windows/ToastGenerator/ToastResource_20180816.zip"));
+  Policy({{"allow", {{{"id", "toast-archive"}, {"reason", "nobody is notified"}}}}});
+  json const tablet = RunJson({"check", "fresh", "--deep"})["tablets"][0];
+  EXPECT_EQ(tablet["stops"]["all"], true);
+  EXPECT_EQ(tablet["stops"]["archives"], 1) << "equal ones are one";
+  EXPECT_GT(tablet["stops"]["power_cuts"], 300);
 }
 
 TEST_F(CheckTest, TheTableNamesTheReasonAndThePlace) {
