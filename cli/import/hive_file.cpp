@@ -145,7 +145,8 @@ class HiveFile::Walk {
     if (length != declared) Fail(place, fmt::format("has {} of {} bytes", length, declared));
     if (length > data_left_) Fail(place, "has more data than the file");
     data_left_ -= length;
-    data.type = static_cast<std::uint32_t>(type);
+    static_assert(sizeof(type) == sizeof(data.type));
+    std::memcpy(&data.type, &type, sizeof(type));  // any number may be stored, not those of the enumeration alone
     data.data.assign(bytes.get(), bytes.get() + length);
     return data;
   }

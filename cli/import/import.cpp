@@ -113,10 +113,7 @@ class Import {
       if (kind == Kind::kCollectionZip) {
         UnpackZip(source_, work_);
         from = Unwrapped(work_);
-        if (fs::exists(from / "manifest.json") && !fs::exists(from / kCollectionMark)) {
-          throw tablet::InputError(source_.string(), "is a bundle of \"vantord-tablet collect\"",
-                                   fmt::format("\"vantord-tablet replay {}\" repeats it", source_.string()));
-        }
+        RequireMark(from);
       }
       auto collection = std::make_unique<Collection>(from, source_.string());
       collection_ = collection.get();
@@ -126,6 +123,17 @@ class Import {
     } else {
       Refuse(source_, kind);
     }
+  }
+
+  /// Other zip files are easily taken for a collection.
+  void RequireMark(const fs::path& unpacked) const {
+    if (fs::exists(unpacked / kCollectionMark)) return;
+    std::string const source = source_.string();
+    if (fs::exists(unpacked / "manifest.json")) {
+      throw tablet::InputError(source, "is a bundle of \"vantord-tablet collect\"",
+                               fmt::format("\"vantord-tablet replay {}\" repeats it", source));
+    }
+    throw tablet::InputError(source, fmt::format("has no {}", kCollectionMark), "name a zip file of collect-tablet");
   }
 
   const fs::path& source_;

@@ -133,7 +133,8 @@ class CollectionTest(ImportTest):
         (folder / "collect-tablet.txt").write_bytes(b"collect-tablet 1\r\nmode=running\r\npartner=running\r\n")
         shutil.copytree(self.folder / "fresh/efi", folder / "efi")
         hive, _, below = key.partition("\\")
-        text = f"Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{hive}\\Select]\n\"Current\"=dword:00000001\n"
+        text = "Windows Registry Editor Version 5.00\n\n"
+        text += f"[HKEY_LOCAL_MACHINE\\{hive}\\Select]\n\"Current\"=dword:00000001\n"
         text += f"\n[HKEY_LOCAL_MACHINE\\{key}\\Services\\Pelt]\n"
         for file in sorted((self.folder / "fresh/registry").glob("*.reg")):
             text += "".join(file.read_text(encoding="utf-8").splitlines(keepends=True)[1:])
@@ -193,7 +194,8 @@ class CollectionTest(ImportTest):
         self.assertEqual(error["place"], "collected/files.txt:2")
         (folder / "collect-tablet.txt").write_text("collect-tablet 2\n")
         self.assertIn("collect-tablet.txt:1: is not \"collect-tablet 1\"", self.run_program("import", "collected", "t", code=3).stderr)
-        for name, expected in (("../up", "leads out of it"), ("/up", "leads out of it"), ("manifest.json", "is a bundle")):
+        for name, expected in (("../up", "leads out of it"), ("/up", "leads out of it"), ("manifest.json", "is a bundle"),
+                               ("else", "odd.zip: has no collect-tablet.txt")):
             with zipfile.ZipFile(self.folder / "odd.zip", "w") as archive:
                 archive.writestr(name, b"{}")
             self.assertIn(expected, self.run_program("import", "odd.zip", "t", code=3).stderr)

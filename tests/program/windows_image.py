@@ -102,7 +102,10 @@ def wimlib(*words):
 def set_attributes(wim, wanted):
     """Sets DOS attributes, {path: number}, in an uncompressed file of one image: captures on Linux know none."""
     data = bytearray(Path(wim).read_bytes())
-    number = lambda form, at, of=data: struct.unpack_from(form, of, at)[0]
+
+    def number(form, at, of=data):
+        return struct.unpack_from(form, of, at)[0]
+
     size, blobs = number("<Q", 48) & (1 << 56) - 1, number("<Q", 56)
     (entry,) = [at for at in range(blobs, blobs + size, 50) if data[at + 7] & 2]
     size, place = number("<Q", entry) & (1 << 56) - 1, number("<Q", entry + 8)
