@@ -104,8 +104,13 @@ void DeleteValue(const std::string& line) {
   ::RegCloseKey(key);
 }
 
-/// Whether the service manager knows the service.
+/// Whether the service manager knows the service, or something is left of it.
 bool IsInstalled() {
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kVantordKey, 0, KEY_READ, &key) == ERROR_SUCCESS) {
+    ::RegCloseKey(key);
+    return true;
+  }
   ScHandle const manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
   ScHandle const service(::OpenServiceW(manager, kVantord, SERVICE_QUERY_STATUS));
   return service != nullptr;
@@ -131,11 +136,17 @@ std::vector<std::string> RunFiles() {
 
 std::string WhyNoRun() {
   if (IsInstalled()) return "Vantord is installed here: --run is for a test device without it";
-  if (::GetFileAttributesW((SystemFolder() + kArchives).c_str()) != INVALID_FILE_ATTRIBUTES) {
-    return "this device has a folder modem_core: --run would deploy its firmware, which it cannot undo";
+  for (const WCHAR* name : {kProgram, kArchives, kDumps, kToast}) {
+    std::wstring const path = SystemFolder() + name;
+    if (::GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) continue;
+    return ToUtf8(path) + " exists: Vantord would deploy firmware or move dumps here, which --run cannot undo";
   }
-  if (::GetFileAttributesW((SystemFolder() + kProgram).c_str()) != INVALID_FILE_ATTRIBUTES) {
-    return "this device has a file Vantord.exe in its system folder";
+  WCHAR state[64] = {};
+  DWORD bytes = sizeof(state) - sizeof(WCHAR);
+  bool const known =
+      ::RegGetValueW(HKEY_LOCAL_MACHINE, kSetupKey, kSetupValue, RRF_RT_REG_SZ, nullptr, state, &bytes) == 0;
+  if (known && std::wstring(state) != kSetupDone) {
+    return "Windows is not set up: Vantord would write firmware variables here, which --run cannot undo";
   }
   return {};
 }

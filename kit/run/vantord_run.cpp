@@ -121,10 +121,31 @@ void StartAndStop(SC_HANDLE service, std::vector<Fact>& lines) {
   }
 }
 
+/// Vantord starts its partner service: one that was stopped is stopped again at the end.
+class PartnerKeeper {
+ public:
+  PartnerKeeper()
+      : manager_(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT)),
+        partner_(::OpenServiceW(manager_, kPartner, SERVICE_QUERY_STATUS | SERVICE_STOP)),
+        was_stopped_(QueryService(partner_).dwCurrentState == SERVICE_STOPPED) {}
+  ~PartnerKeeper() {
+    SERVICE_STATUS answer = {};
+    if (was_stopped_) ::ControlService(partner_, SERVICE_CONTROL_STOP, &answer);
+  }
+  PartnerKeeper(const PartnerKeeper&) = delete;
+  PartnerKeeper& operator=(const PartnerKeeper&) = delete;
+
+ private:
+  ScHandle manager_;
+  ScHandle partner_;
+  bool was_stopped_;
+};
+
 }  // namespace
 
 std::vector<Fact> RunVantord() {
   std::vector<Fact> lines;
+  PartnerKeeper const partner;
   InstallPackage();
   std::vector<std::string> const values = RunValues();
   std::vector<std::string> const files = RunFiles();
