@@ -14,10 +14,12 @@ namespace kit {
 namespace {
 
 constexpr DWORD kReadMilliseconds = 100;
+constexpr DWORD kEndMilliseconds = 5000;
 /// The child ends its own tests; this is for one that can no longer.
 constexpr ULONGLONG kSilenceMilliseconds = kServiceStepMilliseconds + 10000;
 
 std::atomic<HANDLE> g_job{nullptr};
+std::atomic<HANDLE> g_child{nullptr};  ///< closed by the thread that started it
 
 /// What the notes of one child say so far.
 struct ChildNotes {
@@ -62,6 +64,7 @@ HANDLE StartChild() {
     return nullptr;
   }
   ::AssignProcessToJobObject(job, process.hProcess);
+  g_child = process.hProcess;
   g_job = job;
   ::ResumeThread(process.hThread);
   ::CloseHandle(process.hThread);
@@ -130,6 +133,8 @@ void EndChild() {
   HANDLE const job = g_job.exchange(nullptr);
   if (job == nullptr) return;
   ::TerminateJobObject(job, 1);
+  // What it held open is closed only then.
+  ::WaitForSingleObject(g_child, kEndMilliseconds);
   ::CloseHandle(job);
 }
 

@@ -13,7 +13,7 @@ namespace kit {
 /// that has ended. Bounded in time: each test ends after its limit, and so does a child that does nothing.
 void RunTests(const std::vector<std::string>& tests, Result& result, const std::function<void(const Step&)>& progress);
 
-/// Ends the child that runs, from any thread.
+/// Ends the child that runs and waits until it has, from any thread.
 void EndChild();
 
 }  // namespace kit

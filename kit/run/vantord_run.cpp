@@ -22,8 +22,8 @@ namespace {
 
 constexpr DWORD kLookMilliseconds = 2;
 constexpr DWORD kStartMilliseconds = 60000;
-constexpr DWORD kRunMilliseconds = 25000;  // a device without a modem ends it by itself after 20 s
-constexpr DWORD kEndMilliseconds = 60000;
+constexpr DWORD kRunMilliseconds = 10000;
+constexpr DWORD kLastMilliseconds = 60000;
 
 std::string StateName(DWORD state) {
   constexpr const char* kNames[] = {"",        "STOPPED",          "START_PENDING", "STOP_PENDING",
@@ -116,7 +116,7 @@ void StartAndStop(SC_HANDLE service, std::vector<Fact>& lines) {
   if (!::ControlService(service, SERVICE_CONTROL_STOP, &answer)) {
     lines.emplace_back("failed", "ControlService: " + std::to_string(::GetLastError()));
   }
-  if (watch.Until(SERVICE_STOPPED, kEndMilliseconds) != SERVICE_STOPPED) {
+  if (watch.Until(SERVICE_STOPPED, kLastMilliseconds) != SERVICE_STOPPED) {
     lines.emplace_back("failed", "the service does not stop");
   }
 }

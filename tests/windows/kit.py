@@ -32,6 +32,7 @@ OWN_FOLDERS = (RESULTS, provision.TEST_FOLDER)
 OWN_WRITING = ("\\explorer", "\\wine\\", "\\sessions", "\\volatile")
 BEGIN_SECONDS = 60
 END_SECONDS = 60
+FORGET_SECONDS = 10
 RUN_SECONDS = 150
 
 
@@ -85,6 +86,13 @@ class Kit(unittest.TestCase):
         changed = {key for key in before[1].keys() | after[1].keys() if before[1].get(key) != after[1].get(key)}
         self.assertEqual(set(), changed, "registry")
 
+    def await_state(self, windows, wanted):
+        """Compares the state, after the service manager has had time to forget a service whose handles were open."""
+        end = time.monotonic() + FORGET_SECONDS * windows.wine.slowdown
+        while self.state(windows) != wanted and time.monotonic() < end:
+            time.sleep(0.2)
+        self.compare_states(wanted, self.state(windows))
+
     def result(self, windows):
         (file,) = windows.host_path(RESULTS).glob("*.zip")
         return file
@@ -112,26 +120,38 @@ class Kit(unittest.TestCase):
         # Wine delivers no trace.
         self.assertNotIn("trace", by_kind)
 
-    def start(self, windows):
-        """vantord-check at work with its services installed and a test running; its process on this host."""
+    def start(self, windows, words, begins):
+        """vantord-check at work with these options, after `begins` is true; its process on this host."""
         environment = windows.wine.environment(windows.prefix)
-        command = windows.wine.wine + [f"{FOLDER}\\vantord-check.exe", "--service", "--yes", "--only", "AControlAfterAStop"]
+        command = [*windows.wine.wine, f"{FOLDER}\\vantord-check.exe", "--yes", *words]
         run = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL, start_new_session=True)
         self.addCleanup(run.wait)
         self.addCleanup(run.kill)
         end = time.monotonic() + BEGIN_SECONDS * windows.wine.slowdown
-        while time.monotonic() < end:
-            notes = list(windows.drive.rglob(f"{TEMPORARY}/notes.txt"))
-            if notes and "AControlAfterAStop" in notes[0].read_text():
-                return run, self.parent(windows)
+        while not begins():
+            self.assertLess(time.monotonic(), end, "it does not begin")
             time.sleep(0.05)
-        self.fail("no test begins")
+        return run, self.parent(windows)
+
+    def start_services(self, windows):
+        """With its services installed and a test running."""
+
+        def begins():
+            notes = list(windows.drive.rglob(f"{TEMPORARY}/notes.txt"))
+            return notes and "AControlAfterAStop" in notes[0].read_text()
+
+        return self.start(windows, ["--service", "--only", "AControlAfterAStop"], begins)
+
+    def start_vantord(self, windows):
+        """With Vantord installed."""
+        program = windows.host_path(provision.SYSTEM_FOLDER) / "Vantord.exe"
+        return self.start(windows, ["--run", "--only", "none"], program.exists)
 
     def parent(self, windows):
         for process in windows.processes():
             words = Path(f"/proc/{process}/cmdline").read_bytes().split(b"\0")
-            if b"--service" in words and any(b"vantord-check" in word for word in words[:4]):
+            if b"--yes" in words and any(b"vantord-check" in word for word in words[:4]):
                 return process
         self.fail("vantord-check does not run")
 
@@ -163,22 +183,26 @@ class Kit(unittest.TestCase):
 
     def test_ctrl_c_leaves_nothing(self):
         windows = self.machine("kit-interrupted")
+        provision.place_libraries(windows, self.world.programs)
         before = self.state(windows)
-        run, process = self.start(windows)
-        os.kill(process, signal.SIGINT)
-        run.wait(END_SECONDS * windows.wine.slowdown)
-        self.compare_states(before, self.state(windows))
+        for start in (self.start_services, self.start_vantord):
+            run, process = start(windows)
+            os.kill(process, signal.SIGINT)
+            run.wait(END_SECONDS * windows.wine.slowdown)
+            self.await_state(windows, before)
 
     def test_what_a_killed_one_left_is_removed_by_the_next(self):
         windows = self.machine("kit-killed")
+        provision.place_libraries(windows, self.world.programs)
         before = self.state(windows)
-        run, process = self.start(windows)
-        os.kill(process, signal.SIGKILL)
-        run.wait(END_SECONDS * windows.wine.slowdown)
-        self.assertNotEqual(before[1], self.state(windows)[1], "the services are gone already: nothing was killed")
-        status, output = self.script(windows, "--clean")
-        self.assertEqual(0, status, output)
-        self.compare_states(before, self.state(windows))
+        for start in (self.start_services, self.start_vantord):
+            run, process = start(windows)
+            os.kill(process, signal.SIGKILL)
+            run.wait(END_SECONDS * windows.wine.slowdown)
+            self.assertTrue(before != self.state(windows), "nothing is left: nothing was killed")
+            status, output = self.script(windows, "--clean")
+            self.assertEqual(0, status, output)
+            self.compare_states(before, self.state(windows))
 
 
 SUITES = (Kit,)
