@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/base/worker_pool.h"
 #include "cli/select/selection_matrix.h"
-#include "cli/sweep/worker_pool.h"
 
 namespace cli {
 

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "cli/base/console.h"
+#include "cli/base/worker_pool.h"
 #include "cli/check/case_trial.h"
 #include "cli/check/finding.h"
 #include "cli/select/selection_matrix.h"
-#include "cli/sweep/worker_pool.h"
 
 namespace cli {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/base/console.h"
-#include "cli/explain/sequence_gaps.h"
+#include "cli/explain/reading/sequence_gaps.h"
 #include "cli/explain/trace_start.h"
 
 namespace cli {

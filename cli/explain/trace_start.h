@@ -9,7 +9,7 @@
 
 #include "cli/explain/message_findings.h"
 #include "cli/explain/phases.h"
-#include "cli/explain/trace_reader.h"
+#include "cli/explain/reading/trace_reader.h"
 #include "cli/output/crash_report.h"
 #include "cli/output/message_zones.h"
 

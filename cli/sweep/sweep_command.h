@@ -8,9 +8,9 @@
 #include <optional>
 
 #include "cli/base/console.h"
+#include "cli/base/worker_pool.h"
 #include "cli/sweep/sweep_plan.h"
 #include "cli/sweep/sweep_report.h"
-#include "cli/sweep/worker_pool.h"
 
 namespace cli {
 

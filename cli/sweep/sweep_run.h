@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "cli/base/worker_pool.h"
 #include "cli/sweep/cut_table.h"
 #include "cli/sweep/sweep_expect.h"
 #include "cli/sweep/sweep_plan.h"
 #include "cli/sweep/sweep_state.h"
-#include "cli/sweep/worker_pool.h"
 
 namespace cli {
 
