@@ -104,6 +104,7 @@ ordered_json ToJson(const TraceStart& start) {
   if (std::string failure = start.Failure(); !failure.empty()) out["failure"] = std::move(failure);
   out.update(ToJson(start.findings()));
   out["crash"] = ToJson(start.crash());
+  out["crash"].erase("left_behind");  // a trace does not say
   out["messages"] = ToJson(start.counts());
   out["phases"] = ordered_json::array();
   for (const Phase& phase : start.phases()) {
