@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <fstream>
 #include <map>
 
 #include "cli/check/tablet_check.h"
