@@ -6,7 +6,9 @@ target_compile_definitions(vantord_options INTERFACE
   WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE STRSAFE_NO_DEPRECATE)
 if(MSVC)
   # /Zc and /permissive-: the standard's language, as the other compilers take it.
-  target_compile_options(vantord_options INTERFACE /W4 /utf-8 /permissive- /Zc:__cplusplus /EHsc)
+  target_compile_options(vantord_options INTERFACE /W4 /WX /utf-8 /permissive- /Zc:__cplusplus /EHsc)
+  # The counted formatter ends texts as the service wants it; its successor would end the process.
+  target_compile_definitions(vantord_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   target_compile_options(vantord_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
 endif()

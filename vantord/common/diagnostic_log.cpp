@@ -1,6 +1,7 @@
 #include "vantord/common/diagnostic_log.h"
 
 #include <cstdarg>
+#include <cwchar>
 #include <iterator>
 
 #include "vantord/common/trace_provider.h"

@@ -1,6 +1,7 @@
 #include "vantord/common/registry.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <iterator>
 #include <new>
 #include <utility>

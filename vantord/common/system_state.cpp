@@ -1,6 +1,7 @@
 #include "vantord/common/system_state.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <iterator>
 
 #include "vantord/common/diagnostic_log.h"

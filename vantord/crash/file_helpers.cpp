@@ -1,5 +1,7 @@
 #include "vantord/crash/file_helpers.h"
 
+#include <cwchar>
+
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/handles.h"
 #include "vantord/common/wide_format.h"

@@ -5,6 +5,7 @@
 #include <userenv.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <memory>
 #include <new>
 

@@ -1,4 +1,6 @@
 // The paths of the modem class driver's firmware: two values of its device's instance key.
+#include <cwchar>
+
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/registry.h"
 #include "vantord/common/wide_format.h"

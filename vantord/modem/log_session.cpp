@@ -4,6 +4,8 @@
 #include <evntrace.h>
 #include <objbase.h>
 
+#include <cwchar>
+
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/handles.h"
 

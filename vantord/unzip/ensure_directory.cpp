@@ -1,5 +1,7 @@
 #include "vantord/unzip/ensure_directory.h"
 
+#include <cwchar>
+
 #include "vantord/common/wide_format.h"
 #include "vantord/unzip/entry_name.h"
 

@@ -1,5 +1,7 @@
 #include "vantord/unzip/entry_name.h"
 
+#include <cstddef>
+#include <cwchar>
 #include <initializer_list>
 
 namespace {

@@ -1,7 +1,9 @@
 #include "vantord/unzip/tunzip.h"
 
 #include <cstring>
+#include <cwchar>
 #include <new>
+#include <utility>
 
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/common/handles.h"

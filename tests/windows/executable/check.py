@@ -67,6 +67,16 @@ def _moved(name, was, now):
         yield f"{name}: was {was}, is {now}"
 
 
+def _comparable(record, now):
+    """Both without what the record leaves open: values that are null and, where it is partial, keys that it has not."""
+    if not isinstance(record, dict) or not isinstance(now, dict):
+        return record, now
+    keys = record.keys() if record.get("partial") else record.keys() | now.keys()
+    left_open = {"partial", *(key for key, value in record.items() if value is None)}
+    pairs = {key: _comparable(record.get(key, []), now.get(key, [])) for key in keys - left_open}
+    return {key: pair[0] for key, pair in pairs.items()}, {key: pair[1] for key, pair in pairs.items()}
+
+
 def build_paths(data):
     """Paths of the machine that built it, as narrow text and as wide text of either alignment."""
     texts = [data] + [re.sub(rb"([\x20-\x7e])\0", rb"\1", data[start:]) for start in (0, 1)]
@@ -114,10 +124,12 @@ def _clone_faults(symbols):
 
 def faults(program, symbols, version, record):
     """Everything that is wrong, one line each."""
-    yield from _moved("", record, described(program))
+    yield from _moved("", *_comparable(record, described(program)))
     yield from _version_faults(program, version)
     yield from _symbol_faults(program, symbols)
-    yield from _clone_faults(symbols)
+    # MSVC's symbols name the folder of the sources.
+    if not record.get("partial"):
+        yield from _clone_faults(symbols)
     address, size = program.directory(pe.RELOCATIONS)
     if not address or not size:
         yield "relocations: none, so its addresses cannot be random"

@@ -19,6 +19,7 @@ PROJECT, TOOLS = None, {}  # set by main
 # The first that exists is used.
 NAMES = {"clang-cl": ("clang-cl", "clang-cl-14"), "lld-link": ("lld-link", "lld-link-14"),
          "llvm-rc": ("llvm-rc", "llvm-rc-14"), "llvm-mt": ("llvm-mt", "llvm-mt-14")}
+WANTED = ("/W4", "/WX", "/permissive-", "/guard:cf", "-D_CRT_SECURE_NO_WARNINGS")
 RUN_TIME = re.compile(r"[-/]M[TD]d?")
 
 
@@ -61,6 +62,23 @@ class Commands(unittest.TestCase):
             self.assertIn("crc32.c", found)
             self.assertGreater(len(found), 30)
             self.assertEqual({}, {file: options for file, options in found.items() if options not in (["-MT"], ["/MT"])})
+
+    def test_every_source_of_the_service_is_compiled_with_all_warnings_as_errors_and_control_flow_guard(self):
+        for build in self.build.values():
+            commands = json.loads((build / "compile_commands.json").read_text())
+            service = [one["command"].split() for one in commands if "/vantord/" in one["file"]]
+            self.assertGreater(len(service), 30)
+            for words in service:
+                self.assertEqual([], [option for option in WANTED if option not in words])
+
+    def test_the_program_loads_dlls_of_the_system_only_and_is_ready_for_shadow_stacks(self):
+        for machine, build in self.build.items():
+            text = (build / "build.ninja").read_text()
+            link = re.search(r"^build Vantord\.exe: .*?^  LINK_FLAGS = ([^\n]*)", text, re.M | re.S)[1].split()
+            for option in ("/guard:cf", "/DEPENDENTLOADFLAG:0x800", "/Brepro"):
+                self.assertIn(option, link)
+            # ARM64 has no such option.
+            self.assertEqual(machine == "amd64", "/CETCOMPAT" in link)
 
     def test_the_machine_is_the_compilers(self):
         for machine, build in self.build.items():

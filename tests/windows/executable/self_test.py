@@ -60,6 +60,14 @@ class Check(unittest.TestCase):
         for text, fault in zip(expected, found):
             self.assertIn(text, fault)
 
+    def test_a_partial_record_leaves_open_what_it_does_not_name(self):
+        """The record of MSVC's program, of which the run time and its size are not known."""
+        self.record = json.loads(RECORD.with_name(f"msvc-{RECORD.name}").read_text())
+        found = [fault for fault in self.faults() if not fault.startswith("imports.msvcrt.dll: ")]
+        self.assertEqual(["mitigations.control_flow_guard: was True, is False"], found)
+        self.record["imports"]["version.dll"].remove("VerQueryValueW")
+        self.assertIn("imports.version.dll: VerQueryValueW is new", self.faults())
+
     def test_the_program_as_it_was_built_has_no_faults(self):
         self.assert_only()
 
