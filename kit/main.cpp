@@ -40,9 +40,10 @@ constexpr const char* kHelp =
     "  --run            also installs Vantord itself, starts and stops it, and removes it again; for a test device\n"
     "                   that has neither Vantord nor its firmware; needs an administrator\n"
     "  --output FOLDER  where the result is written; default: the current folder\n"
-    "  --only PART      only tests whose names hold PART\n"
+    "  --only PART      only tests whose names hold PART, or another PART\n"
     "  --list           shows every test and question, and does nothing\n"
     "  --clean          removes what an interrupted run left, and does nothing else\n"
+    "  --self-test      runs tests of this program itself, three of which fail on purpose\n"
     "  --yes            does not ask before it installs something\n"
     "\n"
     "Without --service and --run it touches a folder for temporary files and one key of the current user, and removes both.\n";
@@ -52,9 +53,10 @@ struct Options {
   bool run = false;
   bool list = false;
   bool clean = false;
+  bool self_test = false;
   bool yes = false;
   std::wstring output = L".";
-  std::string only;
+  std::vector<std::string> only;  ///< empty: all
 };
 
 /// Held while something is made that CleanUp removes, and for good by the handler of Ctrl-C.
@@ -82,7 +84,9 @@ BOOL WINAPI OnInterrupt(DWORD) {
 }
 
 bool IsWanted(const std::string& test, const Options& options) {
-  if (!options.only.empty() && test.find(options.only) == std::string::npos) return false;
+  auto const names = [&test](const std::string& part) { return test.find(part) != std::string::npos; };
+  if (!options.only.empty() && std::ranges::none_of(options.only, names)) return false;
+  if (kit::IsOfItself(test) != options.self_test) return false;
   return options.service || kit::ModeOf(test) == kit::Mode::kPlain;
 }
 
@@ -94,7 +98,8 @@ void List() {
     }
     Print(mode == kit::Mode::kPlain ? "\nTests, without an administrator:" : "\nTests of --service:");
     for (const std::string& test : kit::TestNames()) {
-      if (kit::ModeOf(test) == mode && kit::WhyNot(test).empty()) Print("  " + kit::PlainTest(test));
+      if (kit::ModeOf(test) == mode && !kit::IsOfItself(test) && kit::WhyNot(test).empty())
+        Print("  " + kit::PlainTest(test));
     }
   }
 }
@@ -233,6 +238,8 @@ bool Parse(const std::vector<std::wstring>& words, Options& options) {
       options.run = true;
     } else if (words[i] == L"--list") {
       options.list = true;
+    } else if (words[i] == L"--self-test") {
+      options.self_test = true;
     } else if (words[i] == L"--clean") {
       options.clean = true;
     } else if (words[i] == L"--yes") {
@@ -240,7 +247,7 @@ bool Parse(const std::vector<std::wstring>& words, Options& options) {
     } else if (words[i] == L"--output" && has_value) {
       options.output = words[++i];
     } else if (words[i] == L"--only" && has_value) {
-      options.only = kit::ToUtf8(words[++i]);
+      options.only.push_back(kit::ToUtf8(words[++i]));
     } else {
       return false;
     }

@@ -32,14 +32,17 @@ DWORD WINAPI Watch(void*) {
   }
 }
 
-bool IsOfServices(const std::string& suite) { return suite.starts_with("Service"); }
+unsigned LimitOf(const std::string& suite) {
+  if (suite == "Self") return kSelfStepMilliseconds;
+  return suite.starts_with("Service") ? kServiceStepMilliseconds : kStepMilliseconds;
+}
 
 class Notes : public ::testing::EmptyTestEventListener {
  public:
   void OnTestStart(const ::testing::TestInfo& info) override {
     std::string const suite = info.test_suite_name();
     Note("begin", suite + "." + info.name());
-    g_deadline = ::GetTickCount64() + (IsOfServices(suite) ? kServiceStepMilliseconds : kStepMilliseconds);
+    g_deadline = ::GetTickCount64() + LimitOf(suite);
   }
   void OnTestPartResult(const ::testing::TestPartResult& result) override {
     if (!result.passed()) Note("text", result.message());

@@ -16,6 +16,7 @@ inline constexpr const wchar_t* kFilterFile = L"filter.txt";  ///< in Folder(): 
 
 /// A test that does not end within this time is ended with its process.
 inline constexpr unsigned kStepMilliseconds = 30000;
+inline constexpr unsigned kSelfStepMilliseconds = 1500;       ///< in --self-test
 inline constexpr unsigned kServiceStepMilliseconds = 150000;  ///< waits of 30 s of the service manager, several times
 
 /// Names of all tests, as GoogleTest has them, in order.

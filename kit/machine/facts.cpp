@@ -158,8 +158,9 @@ Redaction MachineRedaction() {
   HideVariable(redaction, L"TMP", "<temp>");
   HideVariable(redaction, L"USERPROFILE", "<profile>");
   HideVariable(redaction, L"USERNAME", "<user>");
-  HideVariable(redaction, L"USERDOMAIN", "<domain>");
+  // Of a computer without a domain both are the same.
   HideVariable(redaction, L"COMPUTERNAME", "<computer>");
+  HideVariable(redaction, L"USERDOMAIN", "<domain>");
   std::wstring const own = OwnPath();
   std::wstring const place = own.substr(0, own.find_last_of(L'\\'));
   if (place.size() > 3) redaction.Hide(ToUtf8(place), "<kit>");

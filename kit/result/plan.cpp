@@ -36,6 +36,8 @@ Mode ModeOf(std::string_view test) {
   return test.starts_with("Service") ? Mode::kService : Mode::kPlain;
 }
 
+bool IsOfItself(std::string_view test) { return test.starts_with("Self."); }
+
 std::string_view WhyNot(std::string_view test) {
   for (const Reason& reason : kReasons) {
     if (test == reason.test || (reason.test.ends_with('.') && test.starts_with(reason.test))) return reason.why;

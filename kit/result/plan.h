@@ -11,6 +11,8 @@ namespace kit {
 
 /// The mode that a test belongs to.
 Mode ModeOf(std::string_view test);
+/// Whether it tests the kit itself, and is not one of a mode.
+bool IsOfItself(std::string_view test);
 /// Why a test is never tried outside of the project's own machines; empty if it is.
 std::string_view WhyNot(std::string_view test);
 /// The question that a test answers by ending its process, which is one of its own; empty for other tests.

@@ -104,6 +104,17 @@ void DeleteValue(const std::string& line) {
   ::RegCloseKey(key);
 }
 
+/// A process that has just ended may still hold its program.
+bool RemoveProgram(const std::wstring& program) {
+  constexpr int kTries = 30;
+  for (int i = 0; i < kTries; ++i) {
+    ::SetFileAttributesW(program.c_str(), FILE_ATTRIBUTE_NORMAL);
+    if (::DeleteFileW(program.c_str()) || ::GetLastError() == ERROR_FILE_NOT_FOUND) return true;
+    ::Sleep(100);
+  }
+  return false;
+}
+
 /// Whether the service manager knows the service, or something is left of it.
 bool IsInstalled() {
   HKEY key = nullptr;
@@ -135,6 +146,9 @@ std::vector<std::string> RunFiles() {
 }
 
 std::string WhyNoRun() {
+  if (ScHandle(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE)) == nullptr) {
+    return "--run needs an administrator: start it from an elevated prompt";
+  }
   if (IsInstalled()) return "Vantord is installed here: --run is for a test device without it";
   for (const WCHAR* name : {kProgram, kArchives, kDumps, kToast}) {
     std::wstring const path = SystemFolder() + name;
@@ -162,8 +176,7 @@ std::string UndoRun() {
   std::string left;
   if (!EndAndDeleteService(kVantord)) left += "service Vantord\n";
   std::wstring const program = SystemFolder() + kProgram;
-  ::SetFileAttributesW(program.c_str(), FILE_ATTRIBUTE_NORMAL);
-  if (!::DeleteFileW(program.c_str()) && ::GetLastError() != ERROR_FILE_NOT_FOUND) left += ToUtf8(program) + "\n";
+  if (!RemoveProgram(program)) left += ToUtf8(program) + "\n";
   ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kVantordKey);
 
   std::set<std::string> before;

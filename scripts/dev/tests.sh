@@ -80,7 +80,7 @@ wine_tests() {
 }
 
 # What is tested of the ARM64 executable: each program of Wine takes five times as long in an emulator.
-arm64_suites=(StackGuard Fresh Controls WifiOnly TwoStarts FactoryAudit)
+arm64_suites=(StackGuard Fresh Controls WifiOnly TwoStarts FactoryAudit Kit.test_what_it_asks)
 arm64_tests() {
   timeout --foreground -k 30 900 "$root/tests/windows/arm64/run" "$root/build/windows-arm64" "$root/build/hosted" \
     --jobs "$jobs" "$@" "${arm64_suites[@]}"
