@@ -42,6 +42,7 @@ SweepOptions OptionsFor(const StopTask& task, const CheckSettings& settings) {
   options.pool = settings.pool;
   options.plan.kinds = {SweepTask::Kind::kCut, SweepTask::Kind::kSchedule};
   options.plan.pairs = 0;
+  options.prepare = settings.prepare_stop;
   options.plan.schedules = task.all ? kAllSchedules : kSchedules;
   if (!task.all) {
     options.plan.most_cuts =

@@ -15,6 +15,7 @@
 #include "cli/check/case_trial.h"
 #include "cli/check/finding.h"
 #include "cli/select/selection_matrix.h"
+#include "cli/sweep/sweep_plan.h"
 
 namespace cli {
 
@@ -86,6 +87,8 @@ struct CheckSettings {
   bool stops = true;  ///< power cuts and early stops are tried; tests of everything else do without
   std::chrono::milliseconds time_out{10'000};
   WorkerPoolOptions pool;
+  /// Of the power cuts and early stops: see SweepGround; for tests.
+  std::function<void(TabletRun& run, const SweepTask& task, int start)> prepare_stop = nullptr;
 };
 
 /// Throws InputError for what is no tablet's folder at all and for a policy that cannot be read.

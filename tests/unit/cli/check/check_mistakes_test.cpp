@@ -29,6 +29,7 @@ constexpr const char* kInstance =
     R"(SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318}\0001)";
 constexpr const char* kSetup = R"(SOFTWARE\Microsoft\Windows\CurrentVersion\Setup\State)";
 constexpr const char* kCrash = R"(SYSTEM\CurrentControlSet\Control\CrashControl)";
+constexpr const char* kLogon = R"(SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\LogonUI)";
 constexpr const char* kOurPath = R"("AmssFwImagePath"="\\SystemRoot\\System32\\qcdsp1v2850.mbn")";
 
 /// A tablet of the sample "fresh" that can be spoilt.
@@ -176,6 +177,8 @@ const std::vector<Mistake> kMistakes{
     {"ServiceIsNotRegistered", ServiceValue("\"Start\"=-"), "service", "is not registered", "10-image.reg"},
     {"ServicesProgramIsMissing", [](Spoilt& tablet) { fs::remove(tablet.Drive("System32/Vantord.exe")); }, "service",
      "drive C: has no such file", "10-image.reg"},
+    {"UserIsANumber", [](Spoilt& tablet) { tablet.Registry(kLogon, "\"SelectedUserSID\"=dword:00000001"); }, "user-sid",
+     "is REG_DWORD, not REG_SZ", "50.reg"},
     {"ImageStateInLowerCase",
      [](Spoilt& tablet) { tablet.Registry(kSetup, "\"ImageState\"=\"image_state_undeployable\""); }, "image-state",
      "letter case counts", "50.reg"},
@@ -306,6 +309,23 @@ const std::vector<Mistake> kMistakes{
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, FieldMistake, ::testing::ValuesIn(kMistakes),
                          [](const auto& info) { return info.param.name; });
+
+TEST_F(ProgramTest, AStartThatDoesNotMendAPowerCutFailsTheCheck) {
+  cli::MakeSample("fresh", true, In("fresh"));
+  cli::Console console;
+  cli::CheckSettings settings;
+  settings.prepare_stop = [](cli::TabletRun& run, const cli::SweepTask& task, int start) {
+    if (task.cut_at == 0 || start == 1) return;
+    run.machine().registry().PutText(u"SYSTEM\\CurrentControlSet\\Services\\Vantord", u"Left", u"over");
+  };
+  TabletCheck const check = cli::CheckTablet(In("fresh"), settings, console);
+  EXPECT_FALSE(check.well());
+  ASSERT_EQ(check.findings.size(), 1u);
+  EXPECT_EQ(check.findings[0].id, "stop-anywhere");
+  EXPECT_THAT(check.findings[0].text, HasSubstr("converges: registry SYSTEM"));
+  EXPECT_THAT(check.findings[0].text, HasSubstr("\"Left\": is there"));
+  EXPECT_THAT(check.findings[0].next, HasSubstr("--cut-at "));
+}
 
 /// What the mistakes are compared with: a sample is found wrong where it is meant to be, and nowhere else.
 TEST_F(ProgramTest, SamplesFailTheCheckForWhatTheyShowOnly) {
