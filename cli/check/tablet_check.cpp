@@ -319,9 +319,11 @@ class Checker {
       ++check_.stops.archives;
       check_.stops.cuts += result.cuts;
       check_.stops.schedules += result.schedules;
+      std::string const next =
+          IsOwn(index) ? result.repeat : fmt::format("on a tablet with {}: {}", TitleOf(FirstOf(index)), result.repeat);
       for (const std::string& line : result.broken) {
         check_.archives[index].findings.push_back(
-            Add({"stop-anywhere", {check_.archives[index].file, 0, {}}, line, result.repeat}));
+            Add({"stop-anywhere", {check_.archives[index].file, 0, {}}, line, next}));
       }
     } catch (const std::runtime_error& error) {
       Add({"not-checked", places_.OfFolder(), fmt::format("power cuts were not tried: {}", error.what()),

@@ -324,7 +324,7 @@ TEST_F(ProgramTest, AStartThatDoesNotMendAPowerCutFailsTheCheck) {
   EXPECT_EQ(check.findings[0].id, "stop-anywhere");
   EXPECT_THAT(check.findings[0].text, HasSubstr("converges: registry SYSTEM"));
   EXPECT_THAT(check.findings[0].text, HasSubstr("\"Left\": is there"));
-  EXPECT_THAT(check.findings[0].next, HasSubstr("--cut-at "));
+  EXPECT_THAT(check.findings[0].next, HasSubstr("on a tablet with sales code ATT: vantord-tablet run "));
 }
 
 /// What the mistakes are compared with: a sample is found wrong where it is meant to be, and nowhere else.
