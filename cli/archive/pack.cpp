@@ -155,6 +155,10 @@ void Copy(const fs::path& from, const fs::path& to) {
 
 int Pack(const PackOptions& options, Console& console) {
   CheckOutputs({{"OUT", options.archive}}, {options.folder}, options.force);
+  if (options.archive == kStandardStream) {
+    if (options.json) throw UsageError("with --json standard output is the document's; name a file in place of \"-\"");
+    console.LeaveStandardOutput();
+  }
   std::vector<fs::path> const paths = PathsBelow(options.folder);
   WorkFolder const work = WorkFolder::Temporary();
   fs::path const made = work.path() / "archive.bin";

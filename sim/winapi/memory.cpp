@@ -38,7 +38,9 @@ bool AllocationFails() {
   return Machine().faults().Ask(tablet::kAllocation) != 0;
 }
 
-void* AllocateInProgram(std::size_t bytes) { return ::operator new(bytes); }
+void* AllocateInProgram(std::size_t bytes, bool array) {
+  return array ? ::operator new[](bytes) : ::operator new(bytes);
+}
 
 }  // namespace win32
 

@@ -5,14 +5,14 @@
 
 namespace {
 
-void* Allocate(std::size_t bytes) {
+void* Allocate(std::size_t bytes, bool array) {
   if (win32::AllocationFails()) throw std::bad_alloc();
-  return win32::AllocateInProgram(bytes);
+  return win32::AllocateInProgram(bytes, array);
 }
 
-void* AllocateOrNull(std::size_t bytes) noexcept {
+void* AllocateOrNull(std::size_t bytes, bool array) noexcept {
   try {
-    return Allocate(bytes);
+    return Allocate(bytes, array);
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
@@ -20,7 +20,7 @@ void* AllocateOrNull(std::size_t bytes) noexcept {
 
 }  // namespace
 
-void* operator new(std::size_t bytes) { return Allocate(bytes); }
-void* operator new[](std::size_t bytes) { return Allocate(bytes); }
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return AllocateOrNull(bytes); }
-void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept { return AllocateOrNull(bytes); }
+void* operator new(std::size_t bytes) { return Allocate(bytes, false); }
+void* operator new[](std::size_t bytes) { return Allocate(bytes, true); }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return AllocateOrNull(bytes, false); }
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept { return AllocateOrNull(bytes, true); }

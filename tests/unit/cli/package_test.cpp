@@ -120,6 +120,9 @@ TEST_F(PackageTest, AnArchiveIsReplacedOnlyOnRequestAndNeverWithinItsFolder) {
   json const document = RunJson({"pack", "f", "kept.bin", "--force"});
   EXPECT_EQ(document["entries"], 2);
   EXPECT_EQ(document["bytes"], fs::file_size(In("kept.bin")));
+  ProgramResult const piped = Run({"pack", "f", "-"});
+  EXPECT_EQ(piped.out, Read("kept.bin"));
+  EXPECT_THAT(piped.err, HasSubstr("-: 2 entries"));
   Put("g/only.mbn", "x");
   EXPECT_THAT(Run({"pack", "g", "g.bin"}).out, HasSubstr("warning  the driver is pointed at"));
 }
