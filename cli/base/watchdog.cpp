@@ -20,8 +20,8 @@ std::chrono::nanoseconds ProcessorTime() {
 
 }  // namespace
 
-Watchdog::Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, OnHang on_hang)
-    : beats_(std::move(beats)), patience_(patience), on_hang_(std::move(on_hang)), thread_([this] { Watch(); }) {}
+Watchdog::Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds time_out, OnHang on_hang)
+    : beats_(std::move(beats)), time_out_(time_out), on_hang_(std::move(on_hang)), thread_([this] { Watch(); }) {}
 
 Watchdog::~Watchdog() {
   {
@@ -35,18 +35,18 @@ Watchdog::~Watchdog() {
 void Watchdog::Watch() {
   std::uint64_t last = beats_();
   std::chrono::nanoseconds moved = ProcessorTime();
-  auto still = patience_;
+  auto still = time_out_;
   std::unique_lock lock(mutex_);
-  auto const look = std::clamp(patience_ / 4, kShortestLook, kLongestLook);
+  auto const look = std::clamp(time_out_ / 4, kShortestLook, kLongestLook);
   while (!woken_.wait_for(lock, look, [this] { return done_; })) {
     std::uint64_t const now = beats_();
     if (now != last) {
       last = now;
       moved = ProcessorTime();
-      still = patience_;
+      still = time_out_;
     } else if (ProcessorTime() - moved >= still) {
       on_hang_(still);
-      still += patience_;
+      still += time_out_;
     }
   }
 }

@@ -13,12 +13,12 @@ namespace cli {
 
 class Watchdog {
  public:
-  /// Told how long nothing has moved: `patience` or, when it has returned so often, a multiple of that.
+  /// Told how long nothing has moved: `time_out` or, when it has returned so often, a multiple of that.
   using OnHang = std::function<void(std::chrono::milliseconds still)>;
 
   /// While it runs, calls `on_hang` on a thread of its own each time that `beats` has given the same number for
-  /// `patience` of this process's processor time: a busy machine hangs nobody. `beats` is asked on that thread.
-  Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds patience, OnHang on_hang);
+  /// `time_out` of this process's processor time: a busy machine does not count. `beats` is asked on that thread.
+  Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds time_out, OnHang on_hang);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
@@ -27,7 +27,7 @@ class Watchdog {
   void Watch();
 
   std::function<std::uint64_t()> beats_;
-  std::chrono::milliseconds patience_;
+  std::chrono::milliseconds time_out_;
   OnHang on_hang_;
   std::mutex mutex_;
   std::condition_variable woken_;

@@ -268,7 +268,7 @@ std::optional<RunEnd> TabletRun::End() {
 std::optional<RunEnd> TabletRun::WaitFor(Millis deadline, const std::function<bool()>& enough) {
   tablet::Scheduler& scheduler = machine_.scheduler();
   Watchdog const watchdog(
-      [this, &scheduler] { return scheduler.calls() + ticks_.load(std::memory_order_relaxed); }, options_.patience,
+      [this, &scheduler] { return scheduler.calls() + ticks_.load(std::memory_order_relaxed); }, options_.time_out,
       [this](Millis still) {
         on_hang_({Kind::kHung, fmt::format("the service hangs: no call of the Windows API for {:g} s of processor time",
                                            static_cast<double>(still.count()) / 1000)});

@@ -32,7 +32,7 @@ struct RunSettings {
   /// Calls without movement of the clock after which the service counts as polling for ever.
   std::uint64_t call_limit = tablet::Scheduler::Options{}.call_limit;
   /// The watchdog's: processor time without a call of the Windows API after which the service counts as hung.
-  std::chrono::milliseconds patience{10'000};
+  std::chrono::milliseconds time_out{10'000};
 };
 
 /// How a run ended.
@@ -94,7 +94,7 @@ class TabletRun {
   std::vector<tablet::FileChange> FileChanges();
 
   /// What the watchdog does with a hung service, on a thread of its own. When it returns, it is told again after the
-  /// same patience again. Set before Start.
+  /// same time-out again. Set before Start.
   void OnHang(std::function<void(const RunEnd&)> act) { on_hang_ = std::move(act); }
 
   /// Asks `poll` twenty times a second whether something happened, until it returns that nothing more can come or the

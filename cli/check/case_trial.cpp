@@ -87,7 +87,7 @@ class CaseTrial {
   }
 
   RunSettings Settings() const {
-    return {.patience = survey_.hangs ? std::min(kShortTimeOut, task_.time_out) : task_.time_out};
+    return {.time_out = survey_.hangs ? std::min(kShortTimeOut, task_.time_out) : task_.time_out};
   }
 
   std::unique_ptr<TabletRun> PowerOn() {

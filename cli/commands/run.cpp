@@ -60,7 +60,7 @@ class RunCommand : public Command {
                  "let everything happen that a service meets, where the tablet has no timeline of its own");
     app.add_flag("--stop-early", options_.stop_early, "send the stop as soon as the service runs");
     app.add_flag("--realtime", options_.realtime, "let the tablet's clock wait instead of jumping");
-    AddTimeout(app, options_.patience);
+    AddTimeout(app, options_.time_out);
     app.option_defaults()->group("What is printed");
     app.add_flag("--json", options_.json, "one JSON document and nothing else");
     auto* quiet = app.add_flag("--quiet,-q", options_.quiet, "the summary only");

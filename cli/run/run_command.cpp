@@ -97,7 +97,7 @@ class Session {
                                                    .cut_call = options.cut_call,
                                                    .cut_occurrence = options.cut_occurrence,
                                                    .stop_early = options.stop_early,
-                                                   .patience = options.patience});
+                                                   .time_out = options.time_out});
     if (!copies_) run_->machine().drive().KeepInMemory();
     for (const tablet::Fault& fault : options.faults) run_->machine().faults().Add(fault);
     observer_ = std::make_unique<Observer>(*run_);
@@ -146,7 +146,7 @@ class Session {
     DiskState disk = TabletRun::PowerOff(std::move(run_));
     run_ = std::make_unique<TabletRun>(
         description_, std::move(disk), DriveFolder(),
-        RunSettings{.seed = options_.seed, .realtime = options_.realtime, .patience = options_.patience});
+        RunSettings{.seed = options_.seed, .realtime = options_.realtime, .time_out = options_.time_out});
     observer_ = std::make_unique<Observer>(*run_);
   }
 

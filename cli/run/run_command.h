@@ -33,7 +33,7 @@ struct RunOptions {
   bool json = false;
   bool quiet = false;    ///< the summary only
   bool verbose = false;  ///< every message
-  std::chrono::milliseconds patience{10'000};
+  std::chrono::milliseconds time_out{10'000};
 };
 
 /// Returns the exit code. Throws InputError for bad input; nothing of the given tablet has changed then.

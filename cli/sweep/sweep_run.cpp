@@ -166,7 +166,7 @@ SweepGround PrepareGround(const std::filesystem::path& folder, std::optional<std
   ground.folder = folder;
   AddFullTimeline(ground.description);
   auto const power_on = [&](std::uint64_t call_limit) {
-    ground.settings = {.counts_allocations = true, .call_limit = call_limit, .patience = kLook};
+    ground.settings = {.counts_allocations = true, .call_limit = call_limit, .time_out = kLook};
     ground.run.reset();
     ground.run = std::make_unique<TabletRun>(ground.description, folder, folder, ground.settings);
     ground.run->machine().drive().KeepInMemory();
