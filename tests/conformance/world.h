@@ -1,6 +1,6 @@
-// Conformance tests: one body, three worlds. The calls of the Windows API that sim/winapi implements are compared with the
-// simulated tablet, with Wine, and with a real Windows by vantord-check (kit/). A body expects what Windows documents.
-// Where worlds may differ it says so with Differs, by the name of a row of sim/winapi/README.md.
+// Conformance tests: one body, three worlds. The calls of the Windows API that sim/winapi implements are compared with
+// the simulated tablet, with Wine, and with a real Windows by vantord-check (kit/). A body expects what Windows
+// documents. Where worlds may differ it says so with Differs, by the name of a row of sim/winapi/README.md.
 #pragma once
 
 #include <windows.h>

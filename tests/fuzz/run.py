@@ -19,7 +19,8 @@ ROOT = Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "fuzz"
 CORPUS = ROOT / "tests" / "fuzz" / "corpus"
 HARNESSES = ("zip_memory", "zip_file", "entry_name", "extra_field", "reg_text", "tablet_json", "hive", "trace")
-LONGEST = {"zip_memory": 2048, "zip_file": 2048, "entry_name": 300, "extra_field": 700, "reg_text": 1024, "tablet_json": 2048, "hive": 1024, "trace": 4096}
+LONGEST = {"zip_memory": 2048, "zip_file": 2048, "entry_name": 300, "extra_field": 700, "reg_text": 1024,
+           "tablet_json": 2048, "hive": 1024, "trace": 4096}
 MOST_FOUND_CHECKED_IN = 80  # of a harness
 SLOWEST_SECONDS = 20  # a longer execution is a finding
 
