@@ -126,7 +126,7 @@ std::string Document(const Result& result, const Redaction& redaction) {
   Writer const writer(redaction);
   std::string out = "{\n  \"schema\": 1,\n  \"version\": " + Quoted(result.version);
   out += ",\n  \"date\": " + Quoted(result.date);
-  out += ",\n  \"machine\": " + writer.Text(result.machine);
+  out += ",\n  \"machine\": " + Quoted(result.machine);
   out += ",\n  \"modes\": " + writer.List(result.modes);
   out += ",\n  \"facts\": " + writer.Facts(result.facts);
   out += ",\n  \"steps\": " + writer.Steps(result.steps);

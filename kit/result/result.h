@@ -40,8 +40,8 @@ struct Result {
 /// Adds an observation to the answer of its question.
 void AddAnswer(Result& result, std::string_view question, std::string_view seen, std::string_view step);
 
-/// The document; what was seen, found or said is redacted, the names of tests and questions are not. Texts that are not
-/// UTF-8 are escaped byte by byte.
+/// The document; what was seen, found or said is redacted, the names of machine, tests and questions are not. Texts
+/// that are not UTF-8 are escaped byte by byte.
 std::string Document(const Result& result, const Redaction& redaction);
 
 /// A text as JSON, quotes included.
