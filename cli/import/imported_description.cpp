@@ -97,7 +97,8 @@ std::vector<Assumption> AssumptionsOf(const ImportFacts& facts, const ImportOpti
   if (firmware.Find(ImageIdKey()) == nullptr)
     out.push_back({"the modem image ID in firmware", "none", "--image-id ID"});
   AssumeService(facts, out);
-  out.push_back({"users", "nobody is logged on", R"("sessions": [{ "id": 1, "user": "NAME" }])"});
+  if (facts.registry.users.empty())
+    out.push_back({"users", "nobody is logged on", R"("sessions": [{ "id": 1, "user": "NAME" }])"});
   out.push_back({"the time of power-on", "2026-03-02T08:00:00Z", R"("clock": { "start": "..." })"});
   return out;
 }
@@ -120,6 +121,8 @@ std::string DescriptionOf(const ImportFacts& facts, const ImportOptions& options
   document["amss"] = {{"present", modem}};
   document["partner"] = {{"present", facts.registry.has_partner}};
   if (facts.partner == "running") document["partner"]["state"] = "running";
+  for (const LoggedOn& one : facts.registry.users)
+    document["sessions"].push_back({{"id", one.session}, {"user", one.user}});
   return document.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 

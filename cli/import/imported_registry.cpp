@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include "cli/import/hive_file.h"
 #include "sim/tablet/base/input_error.h"
@@ -74,6 +75,22 @@ std::vector<std::u16string> LinksOf(const Registry& registry, const std::u16stri
   return present.empty() ? all : present;
 }
 
+std::vector<LoggedOn> UsersOf(const Registry& registry) {
+  std::vector<LoggedOn> users;
+  std::u16string const sessions = std::u16string(kSoftwareKeys[1]) + u"\\SessionData";
+  for (const std::u16string& name : registry.SubKeyNames(sessions)) {
+    std::string const number = tablet::ToUtf8(name);
+    std::u16string const key = sessions + u'\\' + name;
+    std::uint32_t session = 0;
+    auto const [end, error] = std::from_chars(number.data(), number.data() + number.size(), session);
+    auto const identifier = registry.GetText(key, u"LoggedOnUserSID");
+    bool const good = error == std::errc() && end == number.data() + number.size() && session != 0;
+    if (!good || !identifier || identifier->empty()) continue;
+    users.push_back({session, tablet::ToUtf8(registry.GetText(key, u"LoggedOnUser").value_or(*identifier))});
+  }
+  return users;
+}
+
 }  // namespace
 
 std::vector<std::string> ReadHives(Volume& volume, bool dirty, Registry& registry) {
@@ -126,7 +143,7 @@ RegistryFacts FactsOf(const Registry& registry, const std::string& shown) {
   }
   facts.modem_links = LinksOf(registry, SystemKey(control_set, kModemInterfaces));
   facts.firmware_links = LinksOf(registry, SystemKey(control_set, kFirmwareInterfaces));
-  facts.image_state = registry.GetText(kSoftwareKeys[0], u"ImageState").value_or(u"");
+  facts.users = UsersOf(registry);
   return facts;
 }
 

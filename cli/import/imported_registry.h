@@ -1,6 +1,7 @@
 // The registry of an imported tablet: the keys that the service reads or writes, with what is below them.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +16,12 @@ namespace cli {
 /// and without `dirty` for those that are not up to date.
 std::vector<std::string> ReadHives(Volume& volume, bool dirty, tablet::Registry& registry);
 
+/// A session with a user.
+struct LoggedOn {
+  std::uint32_t session = 0;
+  std::string user;
+};
+
 /// What the registry of a source says of the tablet.
 struct RegistryFacts {
   bool has_service = false;  ///< the service's key exists
@@ -22,7 +29,7 @@ struct RegistryFacts {
   bool has_modem_driver = false;
   std::vector<std::u16string> modem_links;     ///< device interfaces that have arrived, also before the last shutdown
   std::vector<std::u16string> firmware_links;  ///< the same of the driver for firmware variables
-  std::u16string image_state;
+  std::vector<LoggedOn> users;                 ///< where Windows ran when it was collected
 };
 /// `shown`: the source, for messages. Throws InputError where no control set is the current one.
 RegistryFacts FactsOf(const tablet::Registry& registry, const std::string& shown);

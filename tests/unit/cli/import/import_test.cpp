@@ -32,6 +32,10 @@ class ImportTest : public ProgramTest {
     Make(sample);
     MakeWindowsVolume(In(sample), In("volume"), control_set);
   }
+  void MakeVolumeAgain(const std::string& sample) {
+    fs::remove_all(In("volume"));
+    MakeVolume(sample);
+  }
   /// The message of an import that must fail, in this process.
   std::string Refusal(const std::string& source, const cli::ImportOptions& options = {}) {
     try {
@@ -141,6 +145,17 @@ TEST_F(ImportTest, DumpsComeAlongAndEarlierOnesDoNot) {
   EXPECT_THAT(contents, Contains(::testing::Key(::testing::EndsWith(".dmp"))));
   EXPECT_TRUE(fs::is_directory(In("imported/C/Users/Public/Documents/RetailLog/CPCrash_20250101_000000")));
   EXPECT_FALSE(fs::exists(In("imported/C/Users/Public/Documents/RetailLog/CPCrash_20250101_000000/old.dmp")));
+}
+
+TEST_F(ImportTest, UsersWhoWereLoggedOnAreNotifiedOfTheCrash) {
+  MakeVolume("crashed-modem");
+  json const document = Imported();
+  EXPECT_EQ(Taken(document, "users"), "known");
+  EXPECT_EQ(Description()["sessions"][0]["id"], 1);
+  EXPECT_EQ(RunJson({"run", "imported"})["crash"], RunJson({"run", "crashed-modem"})["crash"]);
+  MakeVolumeAgain("crashed-nobody-logged-on");
+  RunJson({"import", "volume", "nobody"});
+  EXPECT_EQ(RunJson({"run", "nobody"})["crash"], RunJson({"run", "crashed-nobody-logged-on"})["crash"]);
 }
 
 TEST_F(ImportTest, NamesInAnyCaseAreFound) {
