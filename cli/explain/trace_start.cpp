@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "cli/base/console.h"
 #include "cli/output/story_teller.h"
 #include "sim/tablet/base/text.h"
 
