@@ -37,9 +37,9 @@ TEST_F(OptionsTest, ExplainReadsFromAPipeUnlessItIsALog) {
 }
 
 TEST_F(OptionsTest, HelpHasExamplesAndExitCodesAndNoRawTypes) {
-  for (const char* const command : {"init", "import", "export", "run", "select", "lint", "pack", "verify", "diff",
-                                     "explain", "validate", "check", "world", "story",
-                                    "collect", "replay", "fault", "sweep"}) {
+  for (const char* const command :
+       {"init", "import", "export", "run", "select", "lint", "pack", "verify", "diff", "explain", "validate", "check",
+        "world", "story", "collect", "replay", "fault", "sweep"}) {
     ProgramResult const help = Run({command, "--help"});
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_THAT(help.out, AllOf(HasSubstr(std::string("    vantord-tablet ") + command), HasSubstr("Exit codes:"),
