@@ -131,7 +131,11 @@ std::string Suffix() {
 /// With the rights that the user's mask gives; -1 and errno.
 int Make(Unfinished::Kind kind, const fs::path& path) {
   if (kind == Unfinished::Kind::kFile) return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  return ::mkdir(path.c_str(), 0777) == 0 ? ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+  if (::mkdir(path.c_str(), 0777) != 0) return -1;
+  int const descriptor = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // Another process took the new folder for an abandoned one: as if the name had been taken.
+  if (descriptor < 0 && errno == ENOENT) errno = EEXIST;
+  return descriptor;
 }
 
 }  // namespace

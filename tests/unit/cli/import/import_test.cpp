@@ -95,6 +95,24 @@ TEST_F(ImportTest, WhatIsNotKnownIsListedAndMarked) {
   EXPECT_FALSE(fs::exists(In(std::string("imported/") + kSalesCode)));
 }
 
+TEST_F(ImportTest, AVolumeIsCheckedAsATabletWithPlacesBelowTheSource) {
+  MakeVolume("fresh");
+  fs::remove(In("volume/Windows/System32/modem_core/KOR.bin"));
+  auto const before = Contents("volume");
+  json const document = RunJson({"check", "volume"}, 5);
+  EXPECT_EQ(Contents("volume"), before);
+  std::vector<std::string> noted;
+  bool missing = false;
+  for (const json& finding : document["tablets"][0]["findings"]) {
+    EXPECT_THAT(finding["file"].get<std::string>(), ::testing::StartsWith("volume"));
+    if (finding["id"] == "assumed") noted.push_back(finding["text"]);
+    missing = missing || finding["id"] == "archive-missing";
+  }
+  EXPECT_TRUE(missing) << document.dump(1);
+  EXPECT_THAT(noted, ::testing::Contains("the sales code: none"));
+  EXPECT_FALSE(LeftSomething());
+}
+
 TEST_F(ImportTest, OptionsSayWhatTheSourceDoesNot) {
   MakeVolume("fresh");
   EXPECT_THAT(Refusal("volume", {.sales_code = "LONG"}), HasSubstr("--sales-code: \"LONG\" is not a text of 1 to 3"));
