@@ -104,6 +104,22 @@ class InstallTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         self.assertIn("the tablet booted again", done.stdout)
 
+    def test_four_runs_at_a_time_on_one_tablet_do_not_disturb_each_other(self):
+        words = [PROGRAM, "run", "tablet", "--json"]
+        runs = [subprocess.Popen(words, cwd=SCRATCH, stdout=subprocess.PIPE, text=True) for _ in range(4)]
+        documents = [json.loads(one.communicate(timeout=60)[0]) for one in runs]
+        self.assertEqual([one.returncode for one in runs], [0] * 4)
+        for document in documents:
+            self.assertEqual(document["changes"], documents[0]["changes"])
+            self.assertEqual(document["status"], documents[0]["status"])
+
+    def test_the_page_of_commands_has_every_exit_code(self):
+        shown = re.findall(r"^ +(\d+)  \w", run("run", "--help").partition("Exit codes:")[2], re.M)
+        page = (Path(__file__).resolve().parents[2] / "docs" / "commands.md").read_text()
+        self.assertGreater(len(shown), 6)
+        for code in shown:
+            self.assertRegex(page, rf"(?m)^\| {code} \| \w")
+
     def test_the_manual_page_is_well_formed(self):
         if shutil.which("man") is None:
             self.skipTest("this machine has no man; install man-db")
