@@ -1,4 +1,5 @@
 // The command line as people who know other programs expect it.
+#include "tests/testing/places.h"
 #include "tests/unit/cli/program.h"
 
 namespace {
@@ -12,7 +13,8 @@ using testing_support::ProgramResult;
 class OptionsTest : public testing_support::ProgramTest {
  protected:
   ProgramResult Shell(const std::string& script) {
-    return testing_support::ProgramTest::Run("/bin/sh", {"sh", "-c", "P='" VANTORD_TABLET_PROGRAM "'; " + script});
+    return testing_support::ProgramTest::Run("/bin/sh",
+                                             {"sh", "-c", "P='" + testing_support::TabletProgram() + "'; " + script});
   }
 };
 

@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "cli/base/escape.h"
+#include "tests/testing/places.h"
 #include "tests/unit/cli/program.h"
 
 namespace {
@@ -21,7 +22,7 @@ class OutputsTest : public testing_support::ProgramTest {
  protected:
   /// With /bin/sh, where $P is the program: for redirections and pipes.
   ProgramResult Shell(const std::string& script) {
-    return Run("/bin/sh", {"sh", "-c", "P='" VANTORD_TABLET_PROGRAM "'; " + script});
+    return Run("/bin/sh", {"sh", "-c", "P='" + testing_support::TabletProgram() + "'; " + script});
   }
 };
 

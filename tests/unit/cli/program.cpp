@@ -6,8 +6,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <fstream>
 #include <sstream>
+
+#include "tests/testing/places.h"
 
 namespace testing_support {
 
@@ -18,22 +21,26 @@ ProgramTest::ProgramTest() { fs::create_directory(In("tmp")); }
 ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments) {
   std::vector<std::string> words{"vantord-tablet"};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  return Run(VANTORD_TABLET_PROGRAM, words);
+  return Run(TabletProgram(), words);
+}
+
+void ProgramTest::Become(const std::string& program, const std::vector<std::string>& arguments) const {
+  std::vector<char*> values;
+  for (const std::string& argument : arguments) values.push_back(const_cast<char*>(argument.c_str()));
+  values.push_back(nullptr);
+  ::setenv("TMPDIR", In("tmp").c_str(), 1);
+  if (::chdir(scratch().c_str()) == 0) ::execv(program.c_str(), values.data());
+  ::_exit(127);
 }
 
 ProgramResult ProgramTest::Run(const std::string& program, const std::vector<std::string>& arguments) {
   pid_t const child = ::fork();
   if (child == 0) {
-    std::vector<char*> values;
-    for (const std::string& argument : arguments) values.push_back(const_cast<char*>(argument.c_str()));
-    values.push_back(nullptr);
-    ::setenv("TMPDIR", In("tmp").c_str(), 1);
     int const out = ::open(In("out.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     int const err = ::open(In("err.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
-    if (::chdir(scratch().c_str()) == 0) ::execv(program.c_str(), values.data());
-    ::_exit(127);
+    Become(program, arguments);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
@@ -41,25 +48,25 @@ ProgramResult ProgramTest::Run(const std::string& program, const std::vector<std
   return {code, Read("out.txt"), Read("err.txt")};
 }
 
-std::optional<ProgramResult> ProgramTest::RunOnTerminal(const std::vector<std::string>& arguments) {
+std::optional<ProgramResult> ProgramTest::RunOnTerminal(const std::vector<std::string>& arguments,
+                                                        std::string_view interrupt_at) {
   int terminal = -1;
   pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child < 0) return std::nullopt;
   if (child == 0) {
     std::vector<std::string> words{"vantord-tablet"};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> values;
-    for (std::string& word : words) values.push_back(word.data());
-    values.push_back(nullptr);
-    ::setenv("TMPDIR", In("tmp").c_str(), 1);
     ::setenv("TERM", "xterm", 1);
-    if (::chdir(scratch().c_str()) == 0) ::execv(VANTORD_TABLET_PROGRAM, values.data());
-    ::_exit(127);
+    Become(TabletProgram(), words);
   }
   std::string seen;
   std::array<char, 4096> buffer{};
   for (ssize_t count = 0; (count = ::read(terminal, buffer.data(), buffer.size())) > 0;) {
     seen.append(buffer.data(), static_cast<std::size_t>(count));
+    if (!interrupt_at.empty() && seen.find(interrupt_at) != std::string::npos) {
+      ::kill(child, SIGINT);
+      interrupt_at = {};
+    }
   }
   int status = 0;
   ::waitpid(child, &status, 0);

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/testing/tablet_fixture.h"
@@ -30,8 +31,11 @@ class ProgramTest : public ::testing::Test {
   /// Another program, with all its arguments.
   ProgramResult Run(const std::string& program, const std::vector<std::string>& arguments);
   /// Runs the program on a terminal of its own; `out` is what the terminal gets. Nothing: this machine gives no
-  /// terminals.
-  std::optional<ProgramResult> RunOnTerminal(const std::vector<std::string>& arguments);
+  /// terminals. Ctrl-C is pressed once the terminal has shown `interrupt_at`.
+  std::optional<ProgramResult> RunOnTerminal(const std::vector<std::string>& arguments,
+                                             std::string_view interrupt_at = {});
+  /// For a process of its own, its files being as they should: it becomes the program in the scratch folder.
+  [[noreturn]] void Become(const std::string& program, const std::vector<std::string>& arguments) const;
   /// The program with --json; expects one document and nothing else on standard output.
   nlohmann::json RunJson(std::vector<std::string> arguments, int expected_code = 0);
   /// Makes the small variant of a sample; returns its folder's name.

@@ -1,9 +1,6 @@
-#include <pty.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <sstream>
 
 #include "tests/unit/cli/program.h"
@@ -301,31 +298,10 @@ TEST_F(RunTest, AKeptTabletIsReplacedOnlyOnRequest) {
 TEST_F(RunTest, ASignalLeavesNothingBehind) {
   Make("wifi-only");
   auto const before = Contents("wifi-only");
-  int terminal = -1;
-  pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child < 0) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
-  if (child == 0) {
-    ::setenv("TMPDIR", In("tmp").c_str(), 1);
-    ::setenv("TERM", "xterm", 1);
-    if (::chdir(scratch().c_str()) == 0) {
-      ::execl(VANTORD_TABLET_PROGRAM, "vantord-tablet", "run", "wifi-only", "--in-place", "--realtime", nullptr);
-    }
-    ::_exit(127);
-  }
   // The clock waits, so that the service is in its twenty seconds when it is first heard of its failure.
-  std::string seen;
-  std::array<char, 512> buffer{};
-  while (seen.find("Failed to open") == std::string::npos) {
-    ssize_t const count = ::read(terminal, buffer.data(), buffer.size());
-    ASSERT_GT(count, 0) << seen;
-    seen.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-  ::kill(child, SIGINT);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  ::close(terminal);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
+  auto const result = RunOnTerminal({"run", "wifi-only", "--in-place", "--realtime"}, "Failed to open");
+  if (!result) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
+  EXPECT_EQ(result->exit_code, 130) << result->out;
   EXPECT_EQ(Contents("wifi-only"), before);
   EXPECT_FALSE(LeftSomething());
 }

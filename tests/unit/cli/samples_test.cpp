@@ -5,6 +5,7 @@
 #include <fstream>
 #include <set>
 
+#include "tests/testing/places.h"
 #include "tests/unit/cli/program.h"
 
 namespace {
@@ -36,8 +37,7 @@ TEST_F(SamplesTest, EachHasATwinOfKilobytesThatRuns) {
 
 TEST_F(SamplesTest, EachHasAStory) {
   std::set<std::string> told;
-  for (const fs::directory_entry& story :
-       fs::directory_iterator(std::string(VANTORD_SOURCE_FOLDER) + "/tests/stories")) {
+  for (const fs::directory_entry& story : fs::directory_iterator(testing_support::SourceFolder() + "/tests/stories")) {
     std::ifstream in(story.path());
     for (std::string line; std::getline(in, line);) {
       if (line.starts_with("tablet ")) told.insert(line.substr(7));
@@ -47,7 +47,7 @@ TEST_F(SamplesTest, EachHasAStory) {
 }
 
 TEST_F(SamplesTest, TheDocumentationNamesEach) {
-  std::ifstream in(std::string(VANTORD_SOURCE_FOLDER) + "/docs/tablet.md");
+  std::ifstream in(testing_support::SourceFolder() + "/docs/tablet.md");
   std::string const text{std::istreambuf_iterator<char>(in), {}};
   for (const cli::Sample& sample : cli::Samples()) {
     EXPECT_THAT(text, HasSubstr("\n| `" + std::string(sample.name) + "` | "));

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "cli/samples/sample_archive.h"
+#include "tests/testing/places.h"
 #include "tests/unit/cli/program.h"
 
 namespace {
@@ -45,16 +46,13 @@ class BadSurroundingsTest : public testing_support::ProgramTest {
     ASSERT_EQ(::pipe(out.data()), 0);
     child_ = ::fork();
     if (child_ == 0) {
-      std::vector<char*> values{const_cast<char*>("vantord-tablet")};
-      for (const std::string& argument : arguments) values.push_back(const_cast<char*>(argument.c_str()));
-      values.push_back(nullptr);
-      ::setenv("TMPDIR", In("tmp").c_str(), 1);
       ::dup2(in[0], STDIN_FILENO);
       ::dup2(out[1], STDOUT_FILENO);
       ::dup2(out[1], STDERR_FILENO);
       for (int const end : {in[0], in[1], out[0], out[1]}) ::close(end);
-      if (::chdir(scratch().c_str()) == 0) ::execv(VANTORD_TABLET_PROGRAM, values.data());
-      ::_exit(127);
+      std::vector<std::string> words{"vantord-tablet"};
+      words.insert(words.end(), arguments.begin(), arguments.end());
+      Become(testing_support::TabletProgram(), words);
     }
     ::close(in[0]);
     ::close(out[1]);

@@ -10,6 +10,7 @@
 
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/description/description.h"
+#include "tests/testing/places.h"
 #include "tests/testing/tablet_fixture.h"
 
 namespace {
@@ -120,7 +121,7 @@ class KnownKeys {
 };
 
 std::string Documentation() {
-  std::ifstream in(std::string(VANTORD_SOURCE_FOLDER) + "/docs/tablet.md");
+  std::ifstream in(testing_support::SourceFolder() + "/docs/tablet.md");
   std::ostringstream text;
   text << in.rdbuf();
   return text.str().substr(0, text.str().find("## registry/"));

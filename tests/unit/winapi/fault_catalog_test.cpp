@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "sim/tablet/kernel/fault_catalog.h"
+#include "tests/testing/places.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ std::set<std::string> DeclaredIn(const fs::path& file) {
 }
 
 std::set<std::string> DeclaredCalls() {
-  fs::path const source = VANTORD_SOURCE_FOLDER;
+  fs::path const source = testing_support::SourceFolder();
   std::set<std::string> names = DeclaredIn(source / "vantord" / "radio" / "kavrilproxy.h");
   for (const fs::directory_entry& header : fs::directory_iterator(source / "sim" / "winapi" / "include")) {
     names.merge(DeclaredIn(header.path()));
@@ -64,7 +65,8 @@ TEST(FaultCatalogHeaders, EveryDeclaredCallIsInTheCatalogueAndNothingElse) {
 TEST(FaultCatalogHeaders, ExactlyTheCallsThatCanFailAskForFaults) {
   static const std::regex kCall("Call call\\(\"([A-Za-z0-9_]+)\", describe(?:, [^;]*)?\\);");
   std::set<std::string> asking;
-  for (const fs::directory_entry& source : fs::directory_iterator(fs::path(VANTORD_SOURCE_FOLDER) / "sim/winapi")) {
+  for (const fs::directory_entry& source :
+       fs::directory_iterator(fs::path(testing_support::SourceFolder()) / "sim/winapi")) {
     if (source.path().extension() != ".cpp") continue;
     std::string const text = WithoutComments(source.path());
     for (std::sregex_iterator at(text.begin(), text.end(), kCall); at != std::sregex_iterator(); ++at) {

@@ -11,6 +11,7 @@
 #include "cli/sweep/sweep_messages.h"
 #include "cli/sweep/sweep_promises.h"
 #include "sim/tablet/kernel/fault_catalog.h"
+#include "tests/testing/places.h"
 #include "tests/unit/cli/sweep/sweep_bench.h"
 
 namespace {
@@ -178,7 +179,7 @@ TEST_F(ReportingRun, AllocationsOfTheTraceSessionAndOfTheDeviceAreToldInDifferen
 }
 
 std::string PageText() {
-  std::ifstream in(VANTORD_SOURCE_FOLDER "/docs/promises.md");
+  std::ifstream in(testing_support::SourceFolder() + "/docs/promises.md");
   return {std::istreambuf_iterator<char>(in), {}};
 }
 

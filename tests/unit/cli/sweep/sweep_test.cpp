@@ -1,10 +1,7 @@
 // Sweeps as their users meet them, and their parts: the plan, the worker pool.
-#include <pty.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <ctime>
 #include <fstream>
@@ -127,33 +124,11 @@ TEST_F(SweepTest, SaysHowManyRunsMetKnownLimitations) {
 
 TEST_F(SweepTest, AnInterruptPrintsWhatWasFoundSoFar) {
   Make("already-deployed");
-  int terminal = -1;
-  pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child < 0) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
-  if (child == 0) {
-    ::setenv("TMPDIR", In("tmp").c_str(), 1);
-    ::setenv("TERM", "xterm", 1);
-    if (::chdir(scratch().c_str()) == 0) {
-      ::execl(VANTORD_TABLET_PROGRAM, "vantord-tablet", "sweep", "already-deployed", "--schedules", "100000", nullptr);
-    }
-    ::_exit(127);
-  }
-  std::string seen;
-  std::array<char, 512> buffer{};
-  bool interrupted = false;
-  for (ssize_t count = 0; (count = ::read(terminal, buffer.data(), buffer.size())) > 0;) {
-    seen.append(buffer.data(), static_cast<std::size_t>(count));
-    if (!interrupted && seen.find(" runs") != std::string::npos) {
-      ::kill(child, SIGINT);
-      interrupted = true;
-    }
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  ::close(terminal);
-  EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_THAT(seen, HasSubstr("interrupted: not all runs were made"));
-  EXPECT_THAT(seen, HasSubstr("no new failure"));
+  auto const result = RunOnTerminal({"sweep", "already-deployed", "--schedules", "100000"}, " runs");
+  if (!result) GTEST_SKIP() << "this machine gives no pseudo-terminal (is devpts mounted on /dev/pts?)";
+  EXPECT_EQ(result->exit_code, 130);
+  EXPECT_THAT(result->out, HasSubstr("interrupted: not all runs were made"));
+  EXPECT_THAT(result->out, HasSubstr("no new failure"));
   EXPECT_FALSE(LeftSomething());
 }
 
