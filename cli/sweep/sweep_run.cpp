@@ -30,14 +30,14 @@ namespace {
 using nlohmann::json;
 
 /// How often the watchdog looks at a run that makes no call, in processor time.
-constexpr std::chrono::milliseconds kLook{4};
+constexpr std::chrono::milliseconds kLook{2};
 #ifdef VANTORD_FINDS_LEAKS
 constexpr int kSlowness = 10;
 #else
 constexpr int kSlowness = 1;
 #endif
 /// The least limits; a small tablet's longest pause between two calls is below a millisecond.
-constexpr std::chrono::milliseconds kKnownLimit = kSlowness * std::chrono::milliseconds(12);
+constexpr std::chrono::milliseconds kKnownLimit = kSlowness * std::chrono::milliseconds(6);
 constexpr std::chrono::milliseconds kFindingLimit = kSlowness * std::chrono::milliseconds(1000);
 /// Limits as multiples of the undisturbed run's longest pause.
 constexpr int kKnownPauses = 10;
