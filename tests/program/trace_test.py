@@ -55,7 +55,7 @@ def make_trace(sample):
     folder = FOLDER / sample
     subprocess.run([PROGRAM, "init", folder, "--sample", sample, "--small"], check=True, stdout=subprocess.DEVNULL)
     trace = PAGE / f"{sample}.json"
-    subprocess.run([PROGRAM, "run", folder, "--quiet", "--trace", trace], check=True, stdout=subprocess.DEVNULL)
+    subprocess.run([PROGRAM, "run", folder, "--quiet", "--force", "--trace", trace], check=True, stdout=subprocess.DEVNULL)
     return json.loads(trace.read_text())["traceEvents"]
 
 
