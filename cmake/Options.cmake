@@ -41,7 +41,9 @@ endfunction()
 
 # Tests run for a moment and are compiled for long: without optimization it is a third less.
 function(vantord_of_tests target)
-  target_compile_options(${target} PRIVATE $<$<NOT:$<BOOL:${VANTORD_FUZZ}>>:-O0>)
+  if(NOT VANTORD_SANITIZE)
+    target_compile_options(${target} PRIVATE -O0)
+  endif()
   vantord_lines_only(${target})
 endfunction()
 
