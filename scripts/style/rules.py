@@ -289,6 +289,15 @@ def nothing_is_pending(sources):
             yield source.path, 1, "is a placeholder for something missing"
 
 
+def the_picture_shows_every_room(sources):
+    for source in sources:
+        if source.path == "docs/images/architecture.svg":
+            for wing, layers in LAYERS.items():
+                for room in sum(layers, ()):
+                    if room and f">{room}<" not in source.text and f">{room.rpartition('/')[2]}<" not in source.text:
+                        yield source.path, 1, f"the room {wing}/{room} is not in the picture"
+
+
 RULES = (
     includes_run_one_way,
     the_tablet_knows_no_windows_headers,
@@ -306,4 +315,5 @@ RULES = (
     formats_match_their_arguments,
     the_project_speaks_for_itself,
     nothing_is_pending,
+    the_picture_shows_every_room,
 )

@@ -12,7 +12,7 @@ sys.path.append(str(Path(__file__).resolve().parents[1] / "pages"))
 import messages  # noqa: E402
 import style  # noqa: E402
 from functions import functions  # noqa: E402
-from rules import RULES  # noqa: E402
+from rules import LAYERS, RULES  # noqa: E402
 from source import Source, load  # noqa: E402
 
 # A project that keeps every rule, close to what each of them refuses.
@@ -51,6 +51,9 @@ CLEAN = {
     ),
     "tests/stories/quiet.story": "quiet\n",
 }
+
+PICTURE = "".join(f"<text>{room}</text>\n" for layers in LAYERS.values() for room in sum(layers, ()))
+CLEAN["docs/images/architecture.svg"] = PICTURE.replace(">tablet/drive<", ">drive<")
 
 LONG_FUNCTION = "void F() {\n" + "  G();\n" * 69 + "}\n"
 
@@ -131,6 +134,9 @@ PLANTED = {
         ("cli/a.cpp", '// DEVELOP' + 'ERS\nauto a = "/wo' + 'rk/main"; auto b = "/ro' + 'ot/x"; // .lib' + 'rary\n', 4),
     ],
     "nothing_is_pending": [("sim/tablet/base/pending_drive.cpp", "\n", 1)],
+    "the_picture_shows_every_room": [
+        ("docs/images/architecture.svg", PICTURE.replace(">explain<", "><").replace(">tablet/drive<", "><"), 2),
+    ],
 }
 
 
