@@ -5,22 +5,24 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 
 #include "cli/archive/archive_survey.h"
 #include "cli/archive/archive_trial.h"
 #include "cli/archive/driver_images.h"
-#include "cli/archive/landed_file.h"
 #include "cli/archive/lint_findings.h"
 #include "cli/base/child_process.h"
 #include "cli/base/console.h"
 #include "cli/base/service_facts.h"
 #include "cli/base/watchdog.h"
 #include "cli/base/work_folder.h"
+#include "cli/boot/changes.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/text.h"
 #include "sim/tablet/drive/drive_path.h"
+#include "sim/tablet/drive/pe_version.h"
 #include "sim/tablet/folder/folder.h"
 
 namespace cli {
@@ -36,6 +38,49 @@ constexpr std::chrono::milliseconds kShortTimeOut{1000};
 constexpr std::uint64_t kNoLimit = std::uint64_t{1} << 60;
 /// An archive that unpacks to no more is tried on a drive in memory.
 constexpr std::uint64_t kMostInMemory = 256'000'000;
+
+std::uint32_t NumberAt(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 4; i-- > 0;) number = number << 8 | bytes[at + i];
+  return number;
+}
+
+/// The file version of the fixed record; null for a file without a version block.
+ordered_json VersionOf(const tablet::Drive& drive, std::u16string_view path) {
+  constexpr std::uint32_t kSignature = 0xFEEF04BD;
+  constexpr std::size_t kFixed = tablet::kVersionValueOffset;
+  std::vector<std::uint8_t> block;
+  bool const found =
+      drive.VersionResource(path, block) == tablet::kSuccess && block.size() >= tablet::kLeastVersionResource;
+  if (!found || NumberAt(block, kFixed) != kSignature) return nullptr;
+  std::uint32_t const high = NumberAt(block, kFixed + 8);
+  std::uint32_t const low = NumberAt(block, kFixed + 12);
+  return fmt::format("{}.{}.{}.{}", high >> 16, high & 0xFFFF, low >> 16, low & 0xFFFF);
+}
+
+/// UTC.
+std::string TimeText(tablet::FileTicks ticks) {
+  auto const seconds =
+      static_cast<std::time_t>(static_cast<std::int64_t>(ticks / tablet::kTicksPerSecond) -
+                               static_cast<std::int64_t>(tablet::kUnixEpoch / tablet::kTicksPerSecond));
+  std::tm parts{};
+  ::gmtime_r(&seconds, &parts);
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday,
+                     parts.tm_hour, parts.tm_min, parts.tm_sec);
+}
+
+/// Attributes, time of writing, checksum and version of a file of the drive: {"attributes": "RA", "written":
+/// "2026-03-02 08:00:00", "sum": "0a1b2c3d", "version": "1.0.25.0" or null}; null for what is not a file.
+ordered_json DescribeFile(const tablet::Drive& drive, const std::string& path) {
+  std::u16string const wide = tablet::ToUtf16(path);
+  if (!drive.Exists(wide)) return nullptr;
+  tablet::FileFacts const facts = drive.Facts(wide);
+  if ((facts.attributes & tablet::kAttributeDirectory) != 0) return nullptr;
+  return {{"attributes", AttributeLetters(facts.attributes)},
+          {"written", TimeText(facts.times.write)},
+          {"sum", fmt::format("{:08x}", drive.Sum(wide))},
+          {"version", VersionOf(drive, wide)}};
+}
 
 /// One archive on its tablet.
 class Linter {

@@ -6,10 +6,6 @@
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
 #include "cli/base/work_folder.h"
-#include "cli/check/printers/check_document.h"
-#include "cli/check/printers/check_junit.h"
-#include "cli/check/printers/check_page.h"
-#include "cli/check/printers/check_sarif.h"
 #include "cli/check/printers/check_text.h"
 #include "sim/tablet/base/input_error.h"
 

@@ -10,7 +10,6 @@
 #include "cli/archive/driver_images.h"
 #include "cli/base/own_drive.h"
 #include "cli/base/service_facts.h"
-#include "cli/check/check_progress.h"
 #include "cli/check/equal_archives.h"
 #include "cli/check/rules/archive_rules.h"
 #include "cli/check/rules/policy_rules.h"
@@ -31,6 +30,8 @@ using CaseResult = CheckCase::Result;
 
 /// A trial may take this much more time for each megabyte of the largest archive.
 constexpr std::uint64_t kBytesPerSecond = 1'000'000;
+/// What a trial takes besides reading its archive, in bytes.
+constexpr std::uint64_t kOfEachTrial = 1'000'000;
 
 /// "file:12: key" as a place; what follows the line begins the text.
 CheckFinding FromProblem(const tablet::InputError& problem) {
@@ -184,32 +185,39 @@ class Checker {
 
   void TryArchives() {
     std::vector<TrialTask> tasks;
-    std::vector<std::uint64_t> weights;
     std::uint64_t largest = 0;
+    std::uint64_t left = 0;  // bytes, of which each trial that ends takes its own
     if (description_.modem_present) {
       check_.archives = ArchivesOf(check_.cases, drive_.get());
       for (std::size_t i = 0; i < check_.archives.size(); ++i) {
         tasks.push_back(TaskFor(i));
-        weights.push_back(check_.archives[i].bytes);
+        left += check_.archives[i].bytes + kOfEachTrial;
         largest = std::max(largest, check_.archives[i].bytes);
       }
     }
     if (!deploys_ || !description_.modem_present) {
       tasks.push_back({.folder = folder_, .row = std::nullopt, .archive = {}, .time_out = settings_.time_out});
-      weights.push_back(0);
+      left += kOfEachTrial;
     }
     WorkerPoolOptions pool = settings_.pool;
     pool.time_out += std::chrono::seconds(largest / kBytesPerSecond);
-    CheckProgress progress(console_, check_.folder, weights);
+    std::uint64_t const whole = left;
+    std::size_t finished = 0;
+    auto const begun = std::chrono::steady_clock::now();
+    console_.Progress(fmt::format("of the archives of {}", check_.folder), 0, whole);
     RunWorkerPool(
         tasks.size(), pool, [&](std::size_t job, const Deliver& deliver) { RunTrial(tasks[job], deliver); },
         [&](std::size_t job, const nlohmann::json& answer) {
-          progress.Done(job);
-          if (job < check_.archives.size()) {
+          bool const of_archive = job < check_.archives.size();
+          if (of_archive) {
             check_.archives[job].trial = TakeTrial(answer);
           } else {
             check_.own_start = TakeTrial(answer);
           }
+          left -= kOfEachTrial + (of_archive ? check_.archives[job].bytes : 0);
+          console_.Progress(fmt::format("{} of {} archives of {}, {} left", ++finished, tasks.size(), check_.folder,
+                                        TimeLeft(std::chrono::steady_clock::now() - begun, whole - left, whole)),
+                            whole - left, whole);
         });
     console_.EndProgress();
   }

@@ -3,21 +3,23 @@
 #include <fmt/format.h>
 
 #include <map>
+#include <memory>
 
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
 #include "cli/base/table.h"
+#include "cli/base/unfinished.h"
+#include "cli/boot/observer.h"
 #include "cli/explain/comparison.h"
 #include "cli/explain/explain_output.h"
-#include "cli/explain/kept_start.h"
-#include "cli/explain/simulated_start.h"
 #include "cli/explain/start_splitter.h"
 #include "cli/output/story_teller.h"
 #include "cli/report/chrome_trace.h"
 #include "cli/report/report_page.h"
 #include "cli/report/timeline.h"
 #include "sim/tablet/base/input_error.h"
+#include "sim/tablet/folder/folder.h"
 
 namespace cli {
 
@@ -32,6 +34,86 @@ constexpr std::size_t kMostStarts = 200;
 std::optional<PrefixFormat> PrefixOf(const ExplainOptions& options) {
   if (!options.prefix) return std::nullopt;
   return PrefixFormat(*options.prefix);
+}
+
+/// The messages of a run of the tablet, from power-on to its end. The folder stays as it is. Throws InputError, also
+/// for a tablet that collects no trace; ends the program when the service hangs.
+std::vector<tablet::Event> SimulateStart(const std::filesystem::path& folder, Console& console) {
+  tablet::Description const description = tablet::ReadTabletFolder(folder);
+  TabletRun run(description, folder, folder, {});
+  run.machine().drive().KeepInMemory();
+  Observer const observer(run);  // ends a run that polls for ever
+  run.OnHang([&console](const RunEnd& end) {
+    console.Warn(end.message + "; \"vantord-tablet run\" shows where");
+    EndNow(kServiceFailed);
+  });
+  run.Run(std::nullopt);
+  std::vector<tablet::Event> messages;
+  for (const tablet::Event& event : run.machine().journal().events()) {
+    if (std::holds_alternative<tablet::TraceEvent>(event.what)) messages.push_back(event);
+  }
+  if (messages.empty()) {
+    throw tablet::InputError((folder / "tablet.json").string(), "its run logs no message",
+                             "let it collect the trace: \"trace\": {\"collect\": true}");
+  }
+  return messages;
+}
+
+/// The events of one start of a trace, kept for the page, the timeline and the comparison.
+struct KeptStart {
+  std::size_t number = 0;
+  std::string heading;
+  nlohmann::ordered_json document;
+  Findings findings;
+  std::vector<tablet::Event> events;
+  std::vector<std::uint64_t> lines;  ///< of the file, one for each event
+  std::uint64_t left_out = 0;        ///< events beyond the most that are kept
+  bool failed = false;
+};
+
+class StartKeeper {
+ public:
+  /// Events of a start that are kept: a hundred times those of a deployment.
+  static constexpr std::size_t kMost = 50'000;
+
+  /// `number`: the start that is wanted; nothing: the last one that failed, or else the last one.
+  explicit StartKeeper(std::optional<std::size_t> number) : wanted_(number) {}
+
+  void Take(const TraceStart& start, const tablet::Event& event);
+  void End(const TraceStart& start);
+  /// Null where the trace does not have it.
+  const KeptStart* chosen() const { return chosen_.get(); }
+
+ private:
+  std::optional<std::size_t> wanted_;
+  std::map<std::size_t, std::unique_ptr<KeptStart>> open_;
+  std::unique_ptr<KeptStart> chosen_;
+};
+
+void StartKeeper::Take(const TraceStart& start, const tablet::Event& event) {
+  if (wanted_ && *wanted_ != start.number()) return;
+  std::unique_ptr<KeptStart>& kept = open_[start.number()];
+  if (!kept) kept = std::make_unique<KeptStart>();
+  if (kept->events.size() == kMost) {
+    ++kept->left_out;
+    return;
+  }
+  kept->events.push_back(event);
+  kept->lines.push_back(start.last_line());
+}
+
+void StartKeeper::End(const TraceStart& start) {
+  auto const found = open_.find(start.number());
+  if (found == open_.end()) return;
+  std::unique_ptr<KeptStart> kept = std::move(found->second);
+  open_.erase(found);
+  kept->number = start.number();
+  kept->failed = !start.Failure().empty();
+  if (!wanted_ && chosen_ && chosen_->failed && !kept->failed) return;
+  kept->heading = Heading(start);
+  kept->document = ToJson(start);
+  kept->findings = start.findings();
+  chosen_ = std::move(kept);
 }
 
 /// One trace, from its first line to the summary.

@@ -13,16 +13,20 @@
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
 #include "cli/base/output_file.h"
+#include "cli/base/own_drive.h"
+#include "cli/base/service_facts.h"
 #include "cli/story/story_file.h"
 #include "cli/story/story_matrix.h"
-#include "cli/story/story_new.h"
 #include "cli/story/story_player.h"
 #include "sim/tablet/base/input_error.h"
+#include "sim/tablet/base/text.h"
+#include "sim/tablet/folder/folder.h"
 
 namespace cli {
 
 namespace {
 
+namespace fs = std::filesystem;
 using Style = Console::Style;
 
 /// The first place where a record and what happened differ, or an expectation that does not hold.
@@ -94,11 +98,11 @@ class JunitReport {
     AddCase(story.file, variation, differences.empty() ? "" : "failure",
             story.is_partial() ? "an expectation does not hold" : "the output differs from the recording", text);
   }
-  void AddError(const std::filesystem::path& file, const std::string& message) {
+  void AddError(const fs::path& file, const std::string& message) {
     ++errors_;
     AddCase(file, "", "error", message, message);
   }
-  void Write(const std::filesystem::path& file) const {
+  void Write(const fs::path& file) const {
     WriteOutput(file,
                 fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n  <testsuite name=\"stories\" "
                             "tests=\"{}\" failures=\"{}\" errors=\"{}\">\n{}  </testsuite>\n</testsuites>\n",
@@ -107,7 +111,7 @@ class JunitReport {
 
  private:
   /// `kind`: "failure", "error" or nothing.
-  void AddCase(const std::filesystem::path& file, const std::string& variation, std::string_view kind,
+  void AddCase(const fs::path& file, const std::string& variation, std::string_view kind,
                std::string_view message, std::string_view text) {
     ++count_;
     std::string const name = file.stem().string() + (variation.empty() ? "" : fmt::format(" [{}]", variation));
@@ -131,7 +135,7 @@ class StoryList {
  public:
   StoryList(const StoryOptions& options, Console& console) : options_(options), console_(console) {}
 
-  void Play(const std::filesystem::path& file) {
+  void Play(const fs::path& file) {
     try {
       Story story = ReadStory(file);
       std::vector<Variation> const variations = VariationsOf(story);
@@ -196,7 +200,7 @@ class StoryList {
     }
   }
 
-  void TakeError(const std::filesystem::path& file, int code, const std::string& place, const std::string& problem,
+  void TakeError(const fs::path& file, int code, const std::string& place, const std::string& problem,
                  const std::string& next) {
     if (code_ != kOperationFailed) code_ = code;
     std::string const message = fmt::format("{}: {}{}{}", place, problem, next.empty() ? "" : "; ", next);
@@ -205,7 +209,7 @@ class StoryList {
     AddEntry(file, false)["error"] = {{"place", place}, {"problem", problem}, {"next", next}};
   }
 
-  ordered_json& AddEntry(const std::filesystem::path& file, bool as_recorded) {
+  ordered_json& AddEntry(const fs::path& file, bool as_recorded) {
     entries_.push_back({{"file", file.string()}, {"as_told", as_recorded}, {"differences", ordered_json::array()}});
     return entries_.back();
   }
@@ -218,13 +222,67 @@ class StoryList {
   int code_ = kDone;
 };
 
-}  // namespace
+/// Every outcome of the firmware that this tablet could have.
+std::vector<std::string> FirmwareCandidates(const fs::path& folder, const tablet::Description& description) {
+  std::vector<std::string> candidates{"expect firmware not needed"};
+  OwnDrive const drive(folder, description);
+  std::vector<tablet::FileFacts> files;
+  drive.get().Find(service_facts::kWideArchives, files);
+  for (const tablet::FileFacts& file : files) {
+    if ((file.attributes & tablet::kAttributeDirectory) != 0) continue;
+    for (const char* const state : {"deployed", "failed"}) {
+      candidates.push_back(fmt::format("expect firmware {} {}", tablet::ToUtf8(file.name), state));
+    }
+  }
+  return candidates;
+}
+
+/// A story of a tablet, to be kept as `file`: it boots, is stopped, and the expectations are those that hold. Throws
+/// InputError for a bad tablet.
+Story NewStory(const fs::path& folder, const fs::path& file) {
+  tablet::Description const description = tablet::ReadTabletFolder(folder);
+  fs::path const base = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  fs::path const place = fs::proximate(folder, base);
+  Story story{.file = file,
+              .preface = {"# " + description.name, "# A first story, from a run: it boots, rests, and is stopped.",
+                          "# Change it to what this tablet must do."},
+              .verbs = {}};
+  std::vector<std::string> texts{"tablet " + place.string(), "boot quietly"};
+  for (std::string& text : FirmwareCandidates(folder, description)) texts.push_back(std::move(text));
+  texts.insert(texts.end(), {"expect no message in zone error", "expect status RUNNING", "expect status STOPPED"});
+  constexpr std::size_t kAlways = 2;
+  auto const write = [&] {
+    story.verbs.clear();
+    for (const std::string& text : texts) story.verbs.push_back(VerbOf(static_cast<int>(story.verbs.size()) + 4, text));
+  };
+  auto const play = [&] {
+    write();
+    std::vector<std::vector<std::string>> const now = PlayStory(story);
+    std::vector<std::string> kept;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      if (i < kAlways || story.verbs[i].word != kExpect || now[i].empty()) kept.push_back(texts[i]);
+    }
+    texts = std::move(kept);
+  };
+  play();
+  // A service that still runs is stopped; the shortest time that holds stays.
+  if (texts.back() == "expect status RUNNING") {
+    std::size_t const before = texts.size() + 1;
+    texts.emplace_back("stop");
+    for (const char* const time : {"1 s", "10 s", "30 s", "125 s"})
+      texts.push_back(fmt::format("expect stopped within {}", time));
+    play();
+    if (texts.size() > before + 1) texts.resize(before + 1);
+  }
+  write();
+  return story;
+}
 
 int WriteNewStory(const StoryOptions& options, Console& console) {
   bool const to_file = !options.files.empty();
   if (options.files.size() > 1 || (!to_file && options.json)) throw UsageError("--new writes one story; name one FILE");
   if (to_file) CheckOutputs({{"FILE", options.files[0]}}, {*options.new_of}, options.force);
-  Story const story = NewStory(*options.new_of, to_file ? options.files[0] : std::filesystem::path("new.story"));
+  Story const story = NewStory(*options.new_of, to_file ? options.files[0] : fs::path("new.story"));
   if (!to_file) {
     console.Document(ToText(story));
     return kDone;
@@ -244,11 +302,13 @@ int WriteNewStory(const StoryOptions& options, Console& console) {
   return kDone;
 }
 
+}  // namespace
+
 int PlayStories(const StoryOptions& options, Console& console) {
   if (options.new_of) return WriteNewStory(options, console);
   if (options.junit) CheckOutputs({{"--junit", *options.junit}}, options.files, options.force);
   StoryList list(options, console);
-  for (const std::filesystem::path& file : options.files) list.Play(file);
+  for (const fs::path& file : options.files) list.Play(file);
   return list.Finish();
 }
 

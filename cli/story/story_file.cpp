@@ -33,9 +33,7 @@ std::string Trimmed(std::string_view text) {
 }
 
 StoryVerb MakeVerb(const fs::path& file, int line, const std::string& text) {
-  StoryVerb verb{
-      .line = line, .lead = {}, .text = text, .word = text.substr(0, text.find(' ')), .rest = {}, .recorded = {}};
-  verb.rest = Trimmed(std::string_view(text).substr(verb.word.size()));
+  StoryVerb verb = VerbOf(line, text);
   if (std::find(kVerbs.begin(), kVerbs.end(), verb.word) == kVerbs.end()) {
     throw tablet::InputError(fmt::format("{}:{}: {}", file.string(), PlaceOf(verb, verb.word), verb.word),
                              "unknown verb", tablet::SuggestOneOf(verb.word, kVerbs));
@@ -63,6 +61,12 @@ void CheckShape(const Story& story, int lines) {
 }
 
 }  // namespace
+
+StoryVerb VerbOf(int line, const std::string& text) {
+  std::string word = text.substr(0, text.find(' '));
+  std::string rest = Trimmed(std::string_view(text).substr(word.size()));
+  return {.line = line, .lead = {}, .text = text, .word = std::move(word), .rest = std::move(rest), .recorded = {}};
+}
 
 std::string PlaceOf(const StoryVerb& verb, std::string_view part) {
   std::size_t const from = part == verb.word ? 0 : verb.word.size();

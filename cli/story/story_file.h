@@ -18,6 +18,9 @@ struct StoryVerb {
   std::vector<std::string> recorded;  ///< the record, without its indentation
 };
 
+/// A verb without a record, of a line as written.
+StoryVerb VerbOf(int line, const std::string& text);
+
 /// "LINE:COLUMN" of a part of a verb, or of its word where `part` is empty or none of it.
 std::string PlaceOf(const StoryVerb& verb, std::string_view part);
 

@@ -26,12 +26,6 @@ constexpr std::array<Axis, 2> kAxes{
      {"id", R"(registry [HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Vantord] "ModemImageID"="{}")",
       R"(registry [HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Vantord] "ModemImageID"=-)"}}};
 
-void Become(StoryVerb& verb, std::string text) {
-  verb.text = std::move(text);
-  verb.word = verb.text.substr(0, verb.text.find(' '));
-  verb.rest = Split(verb.text).second;
-}
-
 void Replace(std::string& text, std::string_view what, std::string_view with) {
   for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size()) {
     text.replace(at, what.size(), with);
@@ -49,7 +43,7 @@ Story WithValue(const Story& story, std::size_t matrix, const Axis& axis, const 
     } else {
       Replace(text, fmt::format("${}", axis.name), value);
     }
-    if (text != verb.text) Become(verb, std::move(text));
+    if (text != verb.text) verb = VerbOf(verb.line, text);
   }
   return variation;
 }

@@ -1,18 +1,22 @@
 #include "cli/sweep/sweep_command.h"
 
 #include <fmt/format.h>
+#include <zlib.h>
 
+#include <fstream>
 #include <map>
 #include <stdexcept>
 
 #include "cli/base/exit_code.h"
 #include "cli/base/json_text.h"
 #include "cli/base/unfinished.h"
-#include "cli/sweep/sweep_progress.h"
+#include "sim/tablet/base/input_error.h"
 
 namespace cli {
 
 namespace {
+
+using nlohmann::json;
 
 /// A run may take this much more time for each megabyte of the largest archive.
 constexpr std::uint64_t kBytesPerSecond = 1'000'000;
@@ -23,6 +27,61 @@ WorkerPoolOptions PoolFor(const SweepOptions& options, const SweepGround& ground
   return pool;
 }
 
+/// What the file begins with: the sum of everything that decides which run a number stands for.
+json Head(const std::vector<KnownCall>& calls, const std::vector<SweepTask>& tasks) {
+  std::string all;
+  for (const KnownCall& call : calls) all += call.name + ' ' + call.function + ' ' + call.args + '\n';
+  for (const SweepTask& task : tasks) all += RepeatOptions(task) + '\n';
+  auto const sum = ::crc32(0, reinterpret_cast<const Bytef*>(all.data()), static_cast<uInt>(all.size()));
+  return {{"sweep", sum}, {"runs", tasks.size()}};
+}
+
+/// The answers of a sweep's runs in a file, so that a sweep that was interrupted can go on.
+class SweepProgress {
+ public:
+  /// Reads `file`, or makes it. Throws InputError for a file that does not belong to these tasks and calls.
+  SweepProgress(const std::filesystem::path& file, const std::vector<KnownCall>& calls,
+                const std::vector<SweepTask>& tasks);
+
+  /// By task: what is known already.
+  const std::map<std::size_t, json>& known() const { return known_; }
+  /// Adds the answer of a task.
+  void Keep(std::size_t task, const json& answer);
+
+ private:
+  std::map<std::size_t, json> known_;
+  std::ofstream out_;
+};
+
+SweepProgress::SweepProgress(const std::filesystem::path& file, const std::vector<KnownCall>& calls,
+                             const std::vector<SweepTask>& tasks) {
+  json const head = Head(calls, tasks);
+  std::ifstream in(file);
+  std::string line;
+  bool const begins = !std::getline(in, line);
+  if (begins && std::filesystem::exists(file) && std::filesystem::file_size(file) != 0) {
+    throw tablet::InputError(file.string(), "cannot be read", "name a file of an earlier sweep, or a new one");
+  }
+  if (!begins && !(json::parse(line, nullptr, false) == head)) {  // != is false for what is not JSON
+    throw tablet::InputError(file.string(),
+                             "is not the progress of this sweep: the tablet, the options or the program differ",
+                             "name another file, or delete this one");
+  }
+  // A line that was cut off does not count.
+  while (std::getline(in, line) && !in.eof()) {
+    json const entry = json::parse(line, nullptr, false);
+    if (!entry.is_array() || entry.size() != 2) continue;
+    known_[entry[0].get<std::size_t>()] = entry[1];
+  }
+  out_.open(file, std::ios::app);
+  out_ << (begins ? head.dump() : "") << std::endl;
+  if (!out_) throw tablet::InputError(file.string(), "cannot be written", "check its rights");
+}
+
+void SweepProgress::Keep(std::size_t task, const json& answer) {
+  out_ << json{task, answer}.dump(-1, ' ', false, json::error_handler_t::replace) << std::endl;
+}
+
 /// The ground of a tablet after its undisturbed run; without calls when the sweep was stopped.
 SweepGround GroundOf(const SweepOptions& options, Verdict& undisturbed) {
   SweepGround ground = PrepareGround(options.folder, options.time_out, options.change);
@@ -31,7 +90,7 @@ SweepGround GroundOf(const SweepOptions& options, Verdict& undisturbed) {
   alone.workers = 1;
   RunWorkerPool(
       1, alone, [&](std::size_t, const Deliver& deliver) { RunUndisturbed(ground, deliver); },
-      [&](std::size_t, const nlohmann::json& answer) { undisturbed = TakeUndisturbed(answer, ground); });
+      [&](std::size_t, const json& answer) { undisturbed = TakeUndisturbed(answer, ground); });
   if (ground.calls.empty() && !undisturbed.end.empty()) {
     throw std::runtime_error("the undisturbed run does not end: " +
                              (undisturbed.findings.empty() ? undisturbed.end : undisturbed.findings.front().detail));
@@ -50,7 +109,7 @@ bool RunAll(const SweepOptions& options, SweepGround& ground, const std::vector<
   std::vector<std::size_t> left;
   for (std::size_t task = 0; task < tasks.size(); ++task) {
     auto const known =
-        progress ? progress->known().find(task) : std::map<std::size_t, nlohmann::json>::const_iterator{};
+        progress ? progress->known().find(task) : std::map<std::size_t, json>::const_iterator{};
     if (!progress || known == progress->known().end()) {
       left.push_back(task);
       continue;
@@ -61,7 +120,7 @@ bool RunAll(const SweepOptions& options, SweepGround& ground, const std::vector<
   RunWorkerPool(
       left.size(), PoolFor(options, ground),
       [&](std::size_t job, const Deliver& deliver) { RunTask(ground, tasks[left[job]], deliver); },
-      [&](std::size_t job, const nlohmann::json& answer) {
+      [&](std::size_t job, const json& answer) {
         if (progress) progress->Keep(left[job], answer);
         done(tasks[left[job]], VerdictFrom(answer));
         ++finished;

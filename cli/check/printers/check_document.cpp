@@ -1,4 +1,4 @@
-#include "cli/check/printers/check_document.h"
+#include "cli/check/printers/check_text.h"
 
 #include <utility>
 

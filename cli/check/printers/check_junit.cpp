@@ -1,11 +1,10 @@
-#include "cli/check/printers/check_junit.h"
+#include "cli/check/printers/check_text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <set>
 
-#include "cli/check/printers/check_text.h"
 
 namespace cli {
 

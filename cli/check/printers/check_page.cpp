@@ -1,10 +1,9 @@
-#include "cli/check/printers/check_page.h"
+#include "cli/check/printers/check_text.h"
 
 #include <fmt/format.h>
 
 #include <set>
 
-#include "cli/check/printers/check_text.h"
 #include "cli/report/report_page.h"
 
 namespace cli {

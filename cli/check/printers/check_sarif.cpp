@@ -1,4 +1,4 @@
-#include "cli/check/printers/check_sarif.h"
+#include "cli/check/printers/check_text.h"
 
 #include <fmt/format.h>
 
