@@ -2,14 +2,14 @@
 
 #include <utility>
 
+#include "cli/base/service_facts.h"
 #include "sim/tablet/base/text.h"
 
 namespace cli {
 
 namespace {
 
-constexpr std::u16string_view kModemClass =
-    u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
+constexpr std::u16string_view kModemClass = service_facts::kModemClass;
 constexpr std::u16string_view kFirmwarePath = u"\\SystemRoot\\System32\\qcdsp1v2850.mbn";
 constexpr std::u16string_view kSoftwarePath = u"\\SystemRoot\\System32\\qcdsp2850.mbn";
 constexpr std::u16string_view kFirmwareValue = u"AmssFwImagePath";

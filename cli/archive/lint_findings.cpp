@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/archive/lint_warnings.h"
+#include "cli/base/json_text.h"
 #include "cli/boot/call_text.h"
 #include "sim/tablet/base/text.h"
 #include "vantord/unzip/unzip.h"
@@ -148,15 +149,14 @@ ordered_json ImageFindings(const LintFacts& facts, std::vector<Warning>& warning
       bool const lands = trial.entries[i].code && !facts.survey.entries[i].folder;
       if (lands && tablet::FoldCase(tablet::ToUtf16(LandingOf(trial.entries[i]))) == file) brings = i;
     }
-    ordered_json entry;
-    if (brings && !Fails(trial.entries[*brings])) entry = *brings;
-    if (entry.is_null() && trial.ended && trial.opened) {
+    bool const fails = brings && Fails(trial.entries[*brings]);
+    if ((!brings || fails) && trial.ended && trial.opened) {
       warnings.push_back({"image", std::nullopt,
                           brings ? fmt::format("the driver is pointed at {}, and entry {}, which brings it, fails",
                                                image.path, *brings)
                                  : fmt::format("the driver is pointed at {}, which no entry brings", image.path)});
     }
-    images.push_back({{"value", image.value}, {"path", image.path}, {"entry", std::move(entry)}});
+    images.push_back({{"value", image.value}, {"path", image.path}, {"entry", fails ? ordered_json() : OrNull(brings)}});
   }
   return images;
 }
@@ -178,18 +178,14 @@ ordered_json LintFindings(const LintFacts& facts) {
   ordered_json images = ImageFindings(facts, warnings);
   ordered_json list = ordered_json::array();
   for (const Warning& warning : warnings) {
-    ordered_json entry;
-    if (warning.entry) entry = *warning.entry;
-    list.push_back({{"what", warning.what}, {"entry", std::move(entry)}, {"text", warning.text}});
+    list.push_back({{"what", warning.what}, {"entry", OrNull(warning.entry)}, {"text", warning.text}});
   }
-  ordered_json free_bytes;
-  if (facts.free_bytes) free_bytes = *facts.free_bytes;
   return {{"archive", facts.archive},
           {"verdict", verdict},
           {"reason", reason},
           {"claimed_entries", facts.survey.claimed},
           {"unpacked_bytes", Unpacked(facts.survey)},
-          {"free_bytes", std::move(free_bytes)},
+          {"free_bytes", OrNull(facts.free_bytes)},
           {"entries", std::move(entries)},
           {"images", std::move(images)},
           {"warnings", std::move(list)}};

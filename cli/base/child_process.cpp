@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "cli/base/json_text.h"
 #include "sim/tablet/base/input_error.h"
 
 namespace cli {
@@ -29,7 +30,7 @@ std::string ReadAll(int descriptor) {
 
 /// Writes the answer and ends the process, whatever its threads are doing.
 [[noreturn]] void Give(int descriptor, const ordered_json& answer) {
-  std::string const text = answer.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  std::string const text = JsonText(answer);
   for (std::size_t done = 0; done < text.size();) {
     ssize_t const count = ::write(descriptor, text.data() + done, text.size() - done);
     if (count <= 0) ::_exit(1);

@@ -29,4 +29,11 @@ inline constexpr char16_t kWideImageIdMap[] = u"SYSTEM\\CurrentControlSet\\Servi
 inline constexpr char16_t kServiceKey[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord";
 inline constexpr char16_t kParametersKey[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
 
+/// The class of the modem's driver, below HKEY_LOCAL_MACHINE.
+inline constexpr char16_t kModemClass[] =
+    u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
+/// The vendors of the firmware variables SALES_CODE and ModemImageID.
+inline constexpr char kSalesCodeVendor[] = "9806d87d-b4fb-4d02-97d2-8597337abc83";
+inline constexpr char kImageIdVendor[] = "B61EB57B-80E6-491C-AFCA-45FF77702391";
+
 }  // namespace service_facts

@@ -117,8 +117,7 @@ int Collect(const CollectOptions& options, Console& console) {
   } catch (const tablet::InputError& error) {
     throw OfUsersTablet(error, tablet, options.folder);
   }
-  ordered_json redacted;
-  if (redaction) redacted = redaction->Counts();
+  ordered_json const redacted = redaction ? redaction->Counts() : ordered_json();
   ordered_json const manifest{{"schema", 1},
                               {"made_by", ProgramVersion()},
                               {"run", options.run},

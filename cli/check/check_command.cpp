@@ -56,7 +56,7 @@ TabletCheck CheckOne(const std::filesystem::path& source, const CheckOptions& op
 
 void WriteFiles(const CheckOptions& options, const std::vector<TabletCheck>& checks) {
   if (options.junit) WriteOutput(*options.junit, JunitOf(checks));
-  if (options.sarif) WriteOutput(*options.sarif, SarifOf(checks).dump(2, ' ', false, kReplace) + "\n");
+  if (options.sarif) WriteOutput(*options.sarif, JsonText(SarifOf(checks), 2) + "\n");
   if (options.report) WriteOutput(*options.report, CheckPage(checks));
 }
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "cli/base/json_text.h"
+
 namespace cli {
 
 namespace {
@@ -118,15 +120,11 @@ const CheckRule* FindCheckRule(std::string_view id) {
 
 nlohmann::ordered_json ToJson(const CheckFinding& finding) {
   nlohmann::ordered_json line;
-  nlohmann::ordered_json entry;
-  nlohmann::ordered_json allowed;
   if (finding.place.line != 0) line = finding.place.line;
-  if (!finding.place.entry.empty()) entry = finding.place.entry;
-  if (finding.allowed) allowed = *finding.allowed;
   return {{"id", finding.id},           {"severity", NameOf(finding.severity())},
           {"file", finding.place.file}, {"line", std::move(line)},
-          {"entry", std::move(entry)},  {"text", finding.text},
-          {"next", finding.next},       {"allowed", std::move(allowed)}};
+          {"entry", OrNull(finding.place.entry)},  {"text", finding.text},
+          {"next", finding.next},       {"allowed", OrNull(finding.allowed)}};
 }
 
 }  // namespace cli

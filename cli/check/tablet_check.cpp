@@ -138,11 +138,11 @@ class Checker {
            "correct it, or add it to the map"});
     };
     check(Origin::kCscMap, "sales-code-unmapped",
-          places_.OfVariable("SALES_CODE", *tablet::Guid::Parse("9806d87d-b4fb-4d02-97d2-8597337abc83")), "sales code");
+          places_.OfVariable("SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)), "sales code");
     check(Origin::kIdMap, "image-id-unmapped",
           at(Origin::kRegistryId).found
               ? places_.OfValue(service_facts::kServiceKey, u"ModemImageID")
-              : places_.OfVariable("ModemImageID", *tablet::Guid::Parse("b61eb57b-80e6-491c-afca-45ff77702391")),
+              : places_.OfVariable("ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)),
           "image ID");
   }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/base/json_text.h"
 #include "cli/base/table.h"
 #include "cli/explain/message_findings.h"
 #include "cli/explain/trace_start.h"
@@ -163,15 +164,11 @@ void PrintComparison(Console& console, const Comparison& comparison, const std::
 ordered_json ToJson(const Comparison& comparison, const std::string& tablet, const std::vector<std::uint64_t>& lines) {
   ordered_json partings = ordered_json::array();
   for (const Parting& one : comparison.partings) {
-    ordered_json out{{"part", one.part},
-                     {"time_ms", one.time.count()},
-                     {"line", nullptr},
-                     {"device", nullptr},
-                     {"simulation", nullptr}};
-    if (one.mine) out["line"] = lines[*one.mine];
-    if (!one.device.empty()) out["device"] = one.device;
-    if (!one.simulation.empty()) out["simulation"] = one.simulation;
-    partings.push_back(std::move(out));
+    partings.push_back({{"part", one.part},
+                        {"time_ms", one.time.count()},
+                        {"line", one.mine ? ordered_json(lines[*one.mine]) : ordered_json()},
+                        {"device", OrNull(one.device)},
+                        {"simulation", OrNull(one.simulation)}});
   }
   ordered_json answers = ordered_json::array();
   for (const OtherAnswer& one : comparison.answers) {

@@ -178,8 +178,7 @@ class Explanation {
       report_->Keep();
     }
     if (trace_) {
-      ordered_json const picture = ChromeTrace(timeline, name, "microseconds since the start's first message");
-      trace_->Write(picture.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+      trace_->Write(JsonText(ChromeTrace(timeline, name, "microseconds since the start's first message")));
       trace_->Keep();
     }
     if (options_.tablet) comparison_ = Compare(chosen->events, simulation_);

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "cli/base/json_text.h"
 #include "cli/base/table.h"
 #include "cli/output/findings_output.h"
 #include "cli/output/story_teller.h"
@@ -90,18 +91,15 @@ void PrintStart(Console& console, const TraceStart& start) {
 
 ordered_json ToJson(const TraceStart& start) {
   ordered_json out{{"number", start.number()},
-                   {"at", nullptr},
-                   {"process", nullptr},
+                   {"at", OrNull(start.stamp())},
+                   {"process", OrNull(start.process())},
                    {"first_line", start.first_line()},
                    {"last_line", start.last_line()},
                    {"whole_beginning", start.has_beginning()},
                    {"end", NameOf(start.end())},
                    {"message", start.EndText()},
-                   {"failure", nullptr},
+                   {"failure", OrNull(start.Failure())},
                    {"length_ms", start.length().count()}};
-  if (!start.stamp().empty()) out["at"] = start.stamp();
-  if (start.process()) out["process"] = *start.process();
-  if (std::string failure = start.Failure(); !failure.empty()) out["failure"] = std::move(failure);
   out.update(ToJson(start.findings()));
   out["crash"] = ToJson(start.crash());
   out["crash"].erase("left_behind");  // a trace does not say
@@ -188,9 +186,8 @@ std::vector<std::string> GapLines(const SequenceGaps& gaps) {
 ordered_json ToJson(const SequenceGaps& gaps) {
   ordered_json out = ordered_json::array();
   for (const SequenceGap& gap : gaps.All()) {
-    ordered_json one{{"first", gap.first}, {"last", gap.last}, {"after_line", gap.after_line}, {"after", nullptr}};
-    if (!gap.stamp.empty()) one["after"] = gap.stamp;
-    out.push_back(std::move(one));
+    out.push_back(
+        {{"first", gap.first}, {"last", gap.last}, {"after_line", gap.after_line}, {"after", OrNull(gap.stamp)}});
   }
   return out;
 }

@@ -7,13 +7,12 @@
 #include "cli/base/service_facts.h"
 #include "cli/boot/call_text.h"
 #include "cli/output/story_teller.h"
+#include "sim/tablet/base/text.h"
 
 namespace cli {
 
 namespace {
 
-constexpr std::string_view kServiceKey = "SYSTEM\\CurrentControlSet\\Services\\Vantord";
-constexpr std::string_view kParametersKey = "SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
 constexpr std::string_view kModemClass =
     "system\\currentcontrolset\\control\\class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
 constexpr std::string_view kMissing = "RegQueryValueEx fail, ValueName = ";
@@ -75,13 +74,13 @@ void MessageFindings::TakeLookUp(std::string_view function, int number, std::str
   in_worker_ = in_worker_ || function == "IsFactoryLoggingMode";
   if (function == "SGetRegistryDWORD" && text == fmt::format("{}Distribute", kMissing)) {
     asked_for_request_ = true;
-    NoteRegistry(std::string(kParametersKey), "Distribute", std::nullopt);
+    NoteRegistry(tablet::ToUtf8(service_facts::kParametersKey), "Distribute", std::nullopt);
   }
   if (function == "SRegistrySubKeys" && number == 1072 && !drivers_done_) {
     // The service asks for the request just before; it logs nothing when the value is there.
     if (in_worker_ && !asked_for_request_) {
       asked_for_request_ = true;
-      NoteRegistry(std::string(kParametersKey), "Distribute", "set (there is no message that it is missing)");
+      NoteRegistry(tablet::ToUtf8(service_facts::kParametersKey), "Distribute", "set (there is no message that it is missing)");
     }
     if (auto key = Between(text, ") = ", "")) drivers_.push_back(std::move(*key));
   }
@@ -96,7 +95,7 @@ void MessageFindings::TakeLookUp(std::string_view function, int number, std::str
 void MessageFindings::TakeChoice(std::string_view function, int number, std::string_view text) {
   if (function == "SGetRegistrySZ") {
     missing_ = Between(text, kMissing, "").value_or("");
-    if (missing_ == "ModemImageID") NoteRegistry(std::string(kServiceKey), missing_, std::nullopt);
+    if (missing_ == "ModemImageID") NoteRegistry(tablet::ToUtf8(service_facts::kServiceKey), missing_, std::nullopt);
   } else if (function == "GetUEFISalesCode") {
     if (auto code = Between(text, "Sales_Code = ", "!!!")) {
       findings_.Note({LookUp::Store::kFirmware, {}, "SALES_CODE", std::move(code), std::nullopt});
@@ -113,7 +112,7 @@ void MessageFindings::TakeChoice(std::string_view function, int number, std::str
   } else if (function == "CImageSelector::DetermineImageByModemID" && number == 79) {
     NoteRegistry(service_facts::kImageIdMap, missing_, std::nullopt);
   } else if (function == "CImageSelector::GetRegModemID") {
-    NoteRegistry(std::string(kServiceKey), "ModemImageID", Between(text, "Image ID = ", "!!!"));
+    NoteRegistry(tablet::ToUtf8(service_facts::kServiceKey), "ModemImageID", Between(text, "Image ID = ", "!!!"));
   } else if (function == "CImageSelector::GetUEFIModemID") {
     findings_.Note({LookUp::Store::kFirmware, {}, "ModemImageID", Between(text, "Image ID = ", "!!!"), std::nullopt});
   }

@@ -49,7 +49,6 @@ class TraceStart {
   /// Whether the trace has the start's first message; else it begins in the middle.
   bool has_beginning() const { return has_beginning_; }
   tablet::Millis length() const { return last_; }
-  std::uint64_t steps_back() const { return steps_back_; }
 
   const Findings& findings() const { return findings_.findings(); }
   const CrashReport& crash() const { return crash_; }

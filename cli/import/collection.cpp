@@ -40,26 +40,11 @@ std::vector<std::string> LinesOf(const fs::path& file) {
 /// From letters such as "d-rahs": those of "%~a" in cmd and of Mode in PowerShell.
 std::uint32_t AttributesFrom(std::string_view letters) {
   std::uint32_t attributes = 0;
-  for (char const letter : letters) {
-    switch (letter) {
-      case 'd':
-        attributes |= tablet::kAttributeDirectory;
-        break;
-      case 'r':
-        attributes |= tablet::kAttributeReadOnly;
-        break;
-      case 'a':
-        attributes |= tablet::kAttributeArchive;
-        break;
-      case 'h':
-        attributes |= tablet::kAttributeHidden;
-        break;
-      case 's':
-        attributes |= tablet::kAttributeSystem;
-        break;
-      default:
-        break;
-    }
+  for (auto const& [letter, bit] :
+       {std::pair{'d', tablet::kAttributeDirectory}, std::pair{'r', tablet::kAttributeReadOnly},
+        std::pair{'a', tablet::kAttributeArchive}, std::pair{'h', tablet::kAttributeHidden},
+        std::pair{'s', tablet::kAttributeSystem}}) {
+    if (letters.find(letter) != letters.npos) attributes |= bit;
   }
   return attributes;
 }

@@ -6,6 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "cli/base/json_text.h"
+#include "cli/base/service_facts.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/text.h"
 
@@ -19,10 +21,10 @@ using nlohmann::ordered_json;
 constexpr int kLateArrival = 5000;  // milliseconds after power-on: most of the attempts to find the modem fail
 
 tablet::FirmwareKey SalesCodeKey() {
-  return {u"SALES_CODE", *tablet::Guid::Parse("9806d87d-b4fb-4d02-97d2-8597337abc83")};
+  return {u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)};
 }
 tablet::FirmwareKey ImageIdKey() {
-  return {u"ModemImageID", *tablet::Guid::Parse("b61eb57b-80e6-491c-afca-45ff77702391")};
+  return {u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)};
 }
 
 /// Why the tablet has a modem; empty: there is no sign of one.
@@ -123,7 +125,7 @@ std::string DescriptionOf(const ImportFacts& facts, const ImportOptions& options
   if (facts.partner == "running") document["partner"]["state"] = "running";
   for (const LoggedOn& one : facts.registry.users)
     document["sessions"].push_back({{"id", one.session}, {"user", one.user}});
-  return document.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  return JsonText(document, 2) + "\n";
 }
 
 void PutVariables(const ImportOptions& options, tablet::Firmware& firmware) {

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <array>
+
 #include "cli/base/console.h"
 #include "cli/output/story_teller.h"
 #include "sim/tablet/base/text.h"
@@ -20,21 +22,8 @@ bool IsInDumpFolder(const std::u16string& path) {
 }
 
 std::string_view NameOf(Reset reset) {
-  switch (reset) {
-    case Reset::kNotAskedFor:
-      return "not asked for";
-    case Reset::kDone:
-      return "done";
-    case Reset::kNoDriver:
-      return "no driver";
-    case Reset::kRefused:
-      return "refused";
-    case Reset::kCalledOff:
-      return "called off";
-    case Reset::kStillWaits:
-      return "waiting";
-  }
-  return "unknown";
+  static constexpr std::array<std::string_view, 6> kNames{"not asked for", "done", "no driver", "refused", "called off", "waiting"};
+  return kNames[static_cast<std::size_t>(reset)];
 }
 
 }  // namespace
@@ -82,7 +71,7 @@ std::string CrashReport::DumpsText() const {
   if (!found) return "none was there";
   if (dumps.empty()) return "found, and not moved";
   std::string const& first = dumps.front().to;
-  return fmt::format("{} moved to {}", dumps.size() == 1 ? "1 file" : fmt::format("{} files", dumps.size()),
+  return fmt::format("{} moved to {}", Counted(dumps.size(), "file"),
                      first.substr(0, first.rfind('\\')));
 }
 
@@ -100,8 +89,7 @@ std::string CrashReport::LeftText() const {
 
 std::string CrashReport::ToastText() const {
   if (!found) return "none was due";
-  std::string const attempts =
-      fmt::format("{} failed", failed_toasts == 1 ? "1 attempt" : fmt::format("{} attempts", failed_toasts));
+  std::string const attempts = Counted(failed_toasts, "attempt") + " failed";
   if (toasts.empty()) return "not shown: " + attempts;
   const tablet::StartedProgram& toast = toasts.back();
   std::string const user = toast.user.empty() ? "nobody" : tablet::ToUtf8(toast.user);

@@ -1,5 +1,7 @@
 #include "cli/output/event_json.h"
 
+#include "cli/base/json_text.h"
+
 namespace cli {
 
 using nlohmann::ordered_json;
@@ -45,8 +47,7 @@ ordered_json ToJson(const tablet::Event& event, std::uint64_t seq) {
 
 void EventFile::Write(const tablet::Event& event) {
   if (!with_calls_ && std::holds_alternative<tablet::CallEvent>(event.what)) return;
-  // Texts are the service's: what is no UTF-8 must not end the run.
-  out_.Write(ToJson(event, ++seq_).dump(-1, ' ', false, ordered_json::error_handler_t::replace) + '\n');
+  out_.Write(JsonText(ToJson(event, ++seq_)) + '\n');
 }
 
 }  // namespace cli

@@ -4,6 +4,8 @@
 
 #include <array>
 
+#include "cli/base/json_text.h"
+
 namespace cli {
 
 namespace {
@@ -60,8 +62,7 @@ ordered_json LookUpsJson(const Findings& findings) {
     ordered_json entry{{"where", registry ? "registry" : "firmware"}};
     if (registry) entry["key"] = look_up.key;
     entry["name"] = look_up.name;
-    entry["found"] = nullptr;
-    if (look_up.found) entry["found"] = *look_up.found;
+    entry["found"] = OrNull(look_up.found);
     if (look_up.data) entry["type"] = look_up.data->type;
     look_ups.push_back(std::move(entry));
   }

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "cli/base/json_text.h"
 #include "cli/base/table.h"
 #include "cli/boot/call_text.h"
 #include "cli/output/crash_report.h"
@@ -162,8 +163,6 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
   ordered_json cut;
   if (summary.cut) cut = {{"call", summary.cut->call}, {"time_ms", summary.cut->at.count()}};
   MessageCounts const messages = CountMessages(run);
-  ordered_json kept;
-  if (!summary.kept.empty()) kept = summary.kept;
   ordered_json document{{"schema", 1},
                         {"tablet", summary.tablet},
                         {"end", NameOf(summary.end.kind)},
@@ -182,7 +181,7 @@ ordered_json SummaryJson(const Summary& summary, TabletRun& run, const Observer&
                    {"power_cut", std::move(cut)},
                    {"calls", run.machine().scheduler().calls()},
                    {"virtual_ms", run.machine().scheduler().Now().count()},
-                   {"kept", std::move(kept)}});
+                   {"kept", OrNull(summary.kept)}});
   return document;
 }
 

@@ -144,7 +144,7 @@ std::string ReportPage(const ordered_json& data) {
   Put(page, "/*style*/", Text(kStyle));
   Put(page, "/*script*/", Text(kScript));
   // The data comes last: a mark in it is a text like any other.
-  Put(page, "\"data\"", Escaped(data.dump(-1, ' ', false, ordered_json::error_handler_t::replace)));
+  Put(page, "\"data\"", Escaped(JsonText(data)));
   return page;
 }
 

@@ -65,11 +65,6 @@ void CheckFiles(const RunOptions& options) {
   }
 }
 
-/// Texts may be the service's: what is no UTF-8 must not end the run.
-std::string Dump(const nlohmann::ordered_json& document) {
-  return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
 /// One run, from the folder to the summary.
 class Session {
  public:
@@ -220,7 +215,7 @@ class Session {
     }
     Timeline const timeline = Timeline::Of(events, before + machine.scheduler().Now());
     if (trace_) {
-      trace_->Write(Dump(ChromeTrace(timeline, description_.name)));
+      trace_->Write(JsonText(ChromeTrace(timeline, description_.name)));
       trace_->Keep();
     }
     if (!report_) return;

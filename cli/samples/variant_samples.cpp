@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "cli/samples/sample_archive.h"
+#include "cli/base/service_facts.h"
 #include "sim/tablet/base/text.h"
 #include "sim/tablet/drive/pe_version.h"
 
@@ -162,11 +163,11 @@ const VariantSample* FindVariantSample(std::string_view name) {
 
 void PutFirmware(const VariantSample& sample, tablet::Firmware& firmware) {
   if (!sample.sales_code.empty()) {
-    firmware.Put({u"SALES_CODE", *tablet::Guid::Parse("9806d87d-b4fb-4d02-97d2-8597337abc83")},
+    firmware.Put({u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)},
                  {sample.sales_code.begin(), sample.sales_code.end()});
   }
   if (!sample.image_id.empty()) {
-    firmware.Put({u"ModemImageID", *tablet::Guid::Parse("b61eb57b-80e6-491c-afca-45ff77702391")},
+    firmware.Put({u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)},
                  {sample.image_id.begin(), sample.image_id.end()});
   }
 }

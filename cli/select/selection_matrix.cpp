@@ -26,10 +26,10 @@ constexpr std::u16string_view kArchivesPattern = service_facts::kWideArchives;
 constexpr std::u16string_view kImageIdValue = u"ModemImageID";
 
 tablet::FirmwareKey SalesCodeKey() {
-  return {u"SALES_CODE", *tablet::Guid::Parse("9806d87d-b4fb-4d02-97d2-8597337abc83")};
+  return {u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)};
 }
 tablet::FirmwareKey ImageIdKey() {
-  return {u"ModemImageID", *tablet::Guid::Parse("B61EB57B-80E6-491C-AFCA-45FF77702391")};
+  return {u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)};
 }
 
 /// The bytes of a code in firmware. An empty one is a byte of 0: a variable without data cannot be read.

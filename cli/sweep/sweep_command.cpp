@@ -79,7 +79,7 @@ SweepProgress::SweepProgress(const std::filesystem::path& file, const std::vecto
 }
 
 void SweepProgress::Keep(std::size_t task, const json& answer) {
-  out_ << json{task, answer}.dump(-1, ' ', false, json::error_handler_t::replace) << std::endl;
+  out_ << JsonText(json{task, answer}) << std::endl;
 }
 
 /// The ground of a tablet after its undisturbed run; without calls when the sweep was stopped.

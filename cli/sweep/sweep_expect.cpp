@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "cli/sweep/sweep_state.h"
+#include "cli/base/service_facts.h"
 #include "sim/tablet/base/text.h"
 
 namespace cli {
@@ -18,9 +18,7 @@ constexpr std::u16string_view kTarget = u"C:\\Windows\\System32\\";
 constexpr std::u16string_view kToastTarget = u"C:\\Windows\\ToastGenerator\\";
 constexpr std::size_t kPiece = 65536;
 constexpr std::u16string_view kStepUpName = u"..\\";
-constexpr std::u16string_view kParameters = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
-constexpr std::u16string_view kModemClass =
-    u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
+constexpr std::u16string_view kModemClass = service_facts::kModemClass;
 
 struct ReaderCloser {
   void operator()(archive* reader) const { archive_read_free(reader); }
@@ -116,7 +114,7 @@ void ReadArchives(const Expectations& expected) {
 }
 
 DeploymentMarks MarksOf(const tablet::Registry& registry) {
-  DeploymentMarks marks{.request = registry.Get(kParameters, u"Distribute"), .image_paths = {}};
+  DeploymentMarks marks{.request = registry.Get(service_facts::kParametersKey, u"Distribute"), .image_paths = {}};
   for (const std::u16string& instance : registry.SubKeyNames(kModemClass)) {
     std::u16string const key = std::u16string(kModemClass) + u'\\' + instance;
     for (auto const name : {u"AmssFwImagePath", u"AmssSwImagePath"}) {

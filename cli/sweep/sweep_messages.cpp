@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/boot/call_text.h"
+
 namespace cli {
 
 namespace {
@@ -146,13 +148,6 @@ constexpr MessageRule kEndOfList{"", "", "", "", "it is the end of the list"};
 constexpr MessageRule kReadAgain{"", "", "", "", "the text is longer: it is read again"};
 constexpr MessageRule kExists{"", "", "", "", "the folder exists already"};
 
-/// The first text in quotes.
-std::string_view Quoted(std::string_view args) {
-  std::size_t const begin = args.find('"');
-  std::size_t const end = begin == args.npos ? args.npos : args.find('"', begin + 1);
-  return end == args.npos ? std::string_view{} : args.substr(begin + 1, end - begin - 1);
-}
-
 bool Contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
 /// "Unzipping status !" stands for any status but 0.
@@ -183,7 +178,7 @@ bool IsReported(const MessageRule& rule, const KnownCall& call, const std::vecto
     std::size_t const to = std::min(rule.message.find('|', from), rule.message.size());
     std::string part(rule.message.substr(from, to - from));
     if (std::size_t const value = part.find("{value}"); value != part.npos) {
-      part.replace(value, 7, std::string(Quoted(call.args)));
+      part.replace(value, 7, FirstQuoted(call.args));
     }
     if (std::ranges::any_of(messages, [&](const std::string& message) { return Shows(message, part); })) return true;
     from = to + 1;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <random>
 #include <set>
@@ -56,19 +57,8 @@ SweepTask Pair(const std::vector<SweepTask>& singles, std::mt19937_64& random) {
 }  // namespace
 
 std::string_view NameOf(TaskKind kind) {
-  switch (kind) {
-    case TaskKind::kFault:
-      return "fault";
-    case TaskKind::kAllocation:
-      return "allocation";
-    case TaskKind::kPair:
-      return "pair";
-    case TaskKind::kCut:
-      return "cut";
-    case TaskKind::kSchedule:
-      return "schedule";
-  }
-  return "unknown";
+  static constexpr std::array<std::string_view, 5> kNames{"fault", "allocation", "pair", "cut", "schedule"};
+  return kNames[static_cast<std::size_t>(kind)];
 }
 
 std::vector<SweepTask> PlanSweep(const std::vector<KnownCall>& calls, const PlanOptions& options) {

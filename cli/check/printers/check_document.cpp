@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "cli/base/json_text.h"
+
 namespace cli {
 
 namespace {
@@ -9,30 +11,21 @@ namespace {
 using nlohmann::ordered_json;
 
 ordered_json ToJson(const CheckCase& one) {
-  ordered_json name;
-  ordered_json entry;
-  ordered_json archive;
-  if (one.kind == CheckCase::Kind::kCode || one.kind == CheckCase::Kind::kId) {
-    name = one.row.name;
-    if (!one.row.entry.empty()) entry = one.row.entry;
-  }
-  if (one.archive) archive = *one.archive;
-  return {{"by", NameOf(one.kind)},  {"name", std::move(name)},       {"entry", std::move(entry)},
-          {"gets", one.row.archive}, {"archive", std::move(archive)}, {"result", NameOf(one.result)},
+  bool const named = one.kind == CheckCase::Kind::kCode || one.kind == CheckCase::Kind::kId;
+  return {{"by", NameOf(one.kind)},  {"name", named ? ordered_json(one.row.name) : ordered_json()},       {"entry", named ? OrNull(one.row.entry) : ordered_json()},
+          {"gets", one.row.archive}, {"archive", OrNull(one.archive)}, {"result", NameOf(one.result)},
           {"reason", one.reason},    {"findings", one.findings}};
 }
 
 ordered_json ToJson(const CheckedArchive& archive) {
   const TrialResult& trial = archive.trial;
   ordered_json verdict;
-  ordered_json free_bytes;
   ordered_json bytes;
   if (trial.lint.is_object()) verdict = trial.lint["verdict"];
-  if (trial.free_bytes) free_bytes = *trial.free_bytes;
   if (archive.present) bytes = archive.bytes;
   return {{"path", archive.path},           {"file", archive.file},           {"bytes", std::move(bytes)},
           {"equal", archive.equal},         {"verdict", std::move(verdict)},  {"end", trial.end},
-          {"deployment", trial.deployment}, {"written_bytes", trial.written}, {"free_bytes", std::move(free_bytes)},
+          {"deployment", trial.deployment}, {"written_bytes", trial.written}, {"free_bytes", OrNull(trial.free_bytes)},
           {"second_start", trial.again},    {"findings", archive.findings}};
 }
 
@@ -43,14 +36,12 @@ ordered_json ToJson(const TabletCheck& check) {
   for (const CheckedArchive& archive : check.archives) archives.push_back(ToJson(archive));
   ordered_json findings = ordered_json::array();
   for (const CheckFinding& finding : check.findings) findings.push_back(cli::ToJson(finding));
-  ordered_json policy;
-  if (!check.policy.empty()) policy = check.policy;
   return {{"folder", check.folder},
           {"name", check.name},
           {"result", !check.well_formed ? "bad input"
                      : check.well()     ? "well"
                                         : "fails"},
-          {"policy", std::move(policy)},
+          {"policy", OrNull(check.policy)},
           {"cases", std::move(cases)},
           {"archives", std::move(archives)},
           {"findings", std::move(findings)},

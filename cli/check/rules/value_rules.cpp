@@ -20,14 +20,11 @@ namespace {
 using service_facts::kParametersKey;
 using service_facts::kServiceKey;
 
-constexpr std::u16string_view kModemClass =
-    u"SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}";
+constexpr std::u16string_view kModemClass = service_facts::kModemClass;
 constexpr std::u16string_view kCrashControl = u"SYSTEM\\CurrentControlSet\\Control\\CrashControl";
 constexpr std::u16string_view kSetupState = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Setup\\State";
 constexpr std::u16string_view kLogon = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\LogonUI";
 constexpr std::u16string_view kToastProgram = u"C:\\Windows\\ToastGenerator\\ToastGenerator.exe";
-constexpr std::string_view kSalesCodeVendor = "9806d87d-b4fb-4d02-97d2-8597337abc83";
-constexpr std::string_view kImageIdVendor = "B61EB57B-80E6-491C-AFCA-45FF77702391";
 constexpr std::uint32_t kAutomaticStart = 2;
 constexpr std::size_t kNumberBytes = 4;
 
@@ -260,8 +257,8 @@ class Values {
   }
 
   void CheckFirmware() {
-    CheckVariable(u"SALES_CODE", kSalesCodeVendor, 4, "sales-code");
-    CheckVariable(u"ModemImageID", kImageIdVendor, 10, "firmware-image-id");
+    CheckVariable(u"SALES_CODE", service_facts::kSalesCodeVendor, 4, "sales-code");
+    CheckVariable(u"ModemImageID", service_facts::kImageIdVendor, 10, "firmware-image-id");
     bool const asked = facts_.description.modem_present;
     if (asked && !facts_.description.firmware_driver_present) {
       Add("firmware-driver", facts_.places.OfSetting("firmware_driver.present"),

@@ -32,7 +32,6 @@ class SequenceGaps {
   std::vector<SequenceGap> All() const;
   /// Of all gaps, also of those that were not kept.
   std::uint64_t lost() const { return lost_; }
-  bool any_numbers() const { return highest_.has_value(); }
 
  private:
   void Fill(std::uint64_t number);

@@ -224,12 +224,7 @@ void TraceReader::TakeLine(TraceRecord& record, const Prefix& prefix) {
   if (prefix.thread) record.thread = fmt::format("{:04X}", *prefix.thread);
   record.sequence = prefix.sequence;
   std::string text(prefix.text);
-  std::optional<tablet::TraceEvent> message;
-  if (prefix.provider) {
-    message = OwnMessage(text, *prefix.provider);
-  } else {
-    message = OwnMessage(text, std::nullopt);
-  }
+  std::optional<tablet::TraceEvent> message = OwnMessage(text, prefix.provider);
   has_line_ = false;  // from here on the prefix points to what is gone
   while (NextLine() && !Match() && (IsBlank(line_) || MayContinue())) {
     if (message && !IsBlank(line_) && message->text.size() + line_.size() < kLongestMessage) {
