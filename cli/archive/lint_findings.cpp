@@ -156,7 +156,8 @@ ordered_json ImageFindings(const LintFacts& facts, std::vector<Warning>& warning
                                                image.path, *brings)
                                  : fmt::format("the driver is pointed at {}, which no entry brings", image.path)});
     }
-    images.push_back({{"value", image.value}, {"path", image.path}, {"entry", fails ? ordered_json() : OrNull(brings)}});
+    images.push_back(
+        {{"value", image.value}, {"path", image.path}, {"entry", fails ? ordered_json() : OrNull(brings)}});
   }
   return images;
 }

@@ -20,7 +20,8 @@ std::string ValueName(const tablet::RegistryChange& change) {
 }
 
 std::string_view NameOfChange(ChangeKind kind) {
-  static constexpr std::array<std::string_view, 5> kNames{"key added", "key removed", "value added", "value changed", "value removed"};
+  static constexpr std::array<std::string_view, 5> kNames{"key added", "key removed", "value added", "value changed",
+                                                          "value removed"};
   return kNames[static_cast<std::size_t>(kind)];
 }
 

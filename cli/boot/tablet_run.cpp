@@ -70,7 +70,8 @@ bool EndsTheService(const tablet::TimelineEvent& event) {
 }  // namespace
 
 std::string_view NameOf(Kind kind) {
-  static constexpr std::array<std::string_view, 8> kNames{"stopped", "failed", "died", "hung", "time limit", "call limit", "not modelled", "power cut"};
+  static constexpr std::array<std::string_view, 8> kNames{"stopped",    "failed",     "died",         "hung",
+                                                          "time limit", "call limit", "not modelled", "power cut"};
   return kNames[static_cast<std::size_t>(kind)];
 }
 

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "cli/base/output_file.h"
+#include "cli/base/zip_file.h"
 #include "sim/tablet/base/input_error.h"
 
 namespace cli {
@@ -21,9 +22,6 @@ namespace fs = std::filesystem;
 
 struct WriterCloser {
   void operator()(archive* writer) const { archive_write_free(writer); }
-};
-struct ReaderCloser {
-  void operator()(archive* reader) const { archive_read_free(reader); }
 };
 struct EntryCloser {
   void operator()(archive_entry* entry) const { archive_entry_free(entry); }
@@ -61,30 +59,7 @@ void AddEntry(archive* writer, const fs::path& path, const std::string& name, co
     Check(writer, ARCHIVE_FATAL, bundle);
 }
 
-tablet::InputError NoBundle(const fs::path& bundle, const std::string& why) {
-  return {bundle.string(), why, "name a file that \"vantord-tablet collect\" has made"};
-}
-
-/// Where an entry goes: never out of the folder.
-fs::path Target(const fs::path& folder, const std::string& name, const fs::path& bundle) {
-  fs::path const relative = fs::path(name).lexically_normal();
-  bool const inside = !relative.empty() && relative.is_relative() && *relative.begin() != "..";
-  if (!inside) throw NoBundle(bundle, "holds \"" + name + "\", which leads out of it");
-  return folder / relative;
-}
-
-std::string EntryData(archive* reader, const fs::path& bundle) {
-  std::string data;
-  const void* block = nullptr;
-  std::size_t size = 0;
-  la_int64_t offset = 0;
-  for (;;) {
-    int const code = archive_read_data_block(reader, &block, &size, &offset);
-    if (code == ARCHIVE_EOF) return data;
-    if (code != ARCHIVE_OK) throw NoBundle(bundle, std::string("is damaged: ") + archive_error_string(reader));
-    data.append(static_cast<const char*>(block), size);
-  }
-}
+constexpr const char* kNameABundle = "name a file that \"vantord-tablet collect\" has made";
 
 std::int64_t WrittenAt(const fs::path& path) {
   struct stat facts {};
@@ -108,12 +83,14 @@ void SetDriveTimes(const fs::path& tablet, const nlohmann::json& times) {
     bool const formed = one->is_array() && one->size() == 2 && (*one)[0].is_string() && (*one)[1].is_number_integer();
     if (!formed)
       throw tablet::InputError(kManifestFile, "times: a time is not [path, nanoseconds]", "collect it again");
-    fs::path const path = Target(tablet, (*one)[0], kManifestFile);
+    std::string const name = (*one)[0];
+    std::optional<fs::path> const path = PathBelow(tablet, name);
+    if (!path) throw tablet::InputError(kManifestFile, "holds \"" + name + "\", which leads out of it", kNameABundle);
     std::int64_t const time = (*one)[1];
     std::int64_t const second = time >= 0 ? time / 1'000'000'000 : -((999'999'999 - time) / 1'000'000'000);
     timespec const moment{second, time - second * 1'000'000'000};
     timespec const both[2] = {moment, moment};
-    ::utimensat(AT_FDCWD, path.c_str(), both, AT_SYMLINK_NOFOLLOW);
+    ::utimensat(AT_FDCWD, path->c_str(), both, AT_SYMLINK_NOFOLLOW);
   }
 }
 
@@ -132,28 +109,11 @@ void PackBundle(const fs::path& folder, const fs::path& bundle) {
 }
 
 void UnpackBundle(const fs::path& bundle, const fs::path& folder) {
-  if (!fs::exists(bundle)) throw NoBundle(bundle, "there is no such file");
-  std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
-  archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), bundle.c_str(), 1 << 16) != ARCHIVE_OK)
-    throw NoBundle(bundle, "is not a bundle");
-  archive_entry* entry = nullptr;
-  for (;;) {
-    int const code = archive_read_next_header(reader.get(), &entry);
-    if (code == ARCHIVE_EOF) break;
-    if (code != ARCHIVE_OK) throw NoBundle(bundle, "is not a bundle, or is damaged");
-    fs::path const target = Target(folder, archive_entry_pathname(entry), bundle);
-    if (archive_entry_filetype(entry) == AE_IFDIR) {
-      fs::create_directories(target);
-      continue;
-    }
-    if (archive_entry_filetype(entry) != AE_IFREG)
-      throw NoBundle(bundle, "holds an entry that is neither a file nor a folder");
-    fs::create_directories(target.parent_path());
-    WriteOutput(target, EntryData(reader.get(), bundle));
-  }
+  if (!fs::exists(bundle)) throw tablet::InputError(bundle.string(), "there is no such file", kNameABundle);
+  UnpackZip(bundle, folder, "a bundle", kNameABundle);
   for (const char* const needed : {kManifestFile, kEventsFile, kSummaryFile, kTabletFolder}) {
-    if (!fs::exists(folder / needed)) throw NoBundle(bundle, std::string("is not a bundle: it has no ") + needed);
+    if (fs::exists(folder / needed)) continue;
+    throw tablet::InputError(bundle.string(), std::string("is not a bundle: it has no ") + needed, kNameABundle);
   }
 }
 

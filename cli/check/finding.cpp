@@ -121,10 +121,9 @@ const CheckRule* FindCheckRule(std::string_view id) {
 nlohmann::ordered_json ToJson(const CheckFinding& finding) {
   nlohmann::ordered_json line;
   if (finding.place.line != 0) line = finding.place.line;
-  return {{"id", finding.id},           {"severity", NameOf(finding.severity())},
-          {"file", finding.place.file}, {"line", std::move(line)},
-          {"entry", OrNull(finding.place.entry)},  {"text", finding.text},
-          {"next", finding.next},       {"allowed", OrNull(finding.allowed)}};
+  return {{"id", finding.id},        {"severity", NameOf(finding.severity())}, {"file", finding.place.file},
+          {"line", std::move(line)}, {"entry", OrNull(finding.place.entry)},   {"text", finding.text},
+          {"next", finding.next},    {"allowed", OrNull(finding.allowed)}};
 }
 
 }  // namespace cli

@@ -90,16 +90,11 @@ void PrintStart(Console& console, const TraceStart& start) {
 }
 
 ordered_json ToJson(const TraceStart& start) {
-  ordered_json out{{"number", start.number()},
-                   {"at", OrNull(start.stamp())},
-                   {"process", OrNull(start.process())},
-                   {"first_line", start.first_line()},
-                   {"last_line", start.last_line()},
-                   {"whole_beginning", start.has_beginning()},
-                   {"end", NameOf(start.end())},
-                   {"message", start.EndText()},
-                   {"failure", OrNull(start.Failure())},
-                   {"length_ms", start.length().count()}};
+  ordered_json out{{"number", start.number()},           {"at", OrNull(start.stamp())},
+                   {"process", OrNull(start.process())}, {"first_line", start.first_line()},
+                   {"last_line", start.last_line()},     {"whole_beginning", start.has_beginning()},
+                   {"end", NameOf(start.end())},         {"message", start.EndText()},
+                   {"failure", OrNull(start.Failure())}, {"length_ms", start.length().count()}};
   out.update(ToJson(start.findings()));
   out["crash"] = ToJson(start.crash());
   out["crash"].erase("left_behind");  // a trace does not say

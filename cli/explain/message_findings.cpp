@@ -80,7 +80,8 @@ void MessageFindings::TakeLookUp(std::string_view function, int number, std::str
     // The service asks for the request just before; it logs nothing when the value is there.
     if (in_worker_ && !asked_for_request_) {
       asked_for_request_ = true;
-      NoteRegistry(tablet::ToUtf8(service_facts::kParametersKey), "Distribute", "set (there is no message that it is missing)");
+      NoteRegistry(tablet::ToUtf8(service_facts::kParametersKey), "Distribute",
+                   "set (there is no message that it is missing)");
     }
     if (auto key = Between(text, ") = ", "")) drivers_.push_back(std::move(*key));
   }

@@ -1,14 +1,12 @@
 #include "cli/import/collection.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <fstream>
-#include <memory>
 #include <utility>
 
+#include "cli/base/zip_file.h"
 #include "cli/import/imported_registry.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/text.h"
@@ -47,29 +45,6 @@ std::uint32_t AttributesFrom(std::string_view letters) {
     if (letters.find(letter) != letters.npos) attributes |= bit;
   }
   return attributes;
-}
-
-struct ReaderCloser {
-  void operator()(archive* reader) const { archive_read_free(reader); }
-};
-
-tablet::InputError NoZip(const fs::path& file, const std::string& why) { return {file.string(), why, kCollectAgain}; }
-
-void WriteEntry(archive* reader, const fs::path& target, const fs::path& file) {
-  fs::create_directories(target.parent_path());
-  std::ofstream out(target, std::ios::binary | std::ios::trunc);
-  const void* block = nullptr;
-  std::size_t size = 0;
-  la_int64_t offset = 0;
-  for (;;) {
-    int const code = archive_read_data_block(reader, &block, &size, &offset);
-    if (code == ARCHIVE_EOF) break;
-    if (code != ARCHIVE_OK) throw NoZip(file, std::string("is damaged: ") + archive_error_string(reader));
-    out.seekp(offset);
-    out.write(static_cast<const char*>(block), static_cast<std::streamsize>(size));
-  }
-  out.close();
-  if (!out) throw tablet::InputError(target.string(), "cannot be written", "check the folder's space");
 }
 
 }  // namespace
@@ -152,30 +127,8 @@ void Collection::ReadRegistry(tablet::Registry& registry) const {
   }
 }
 
-void UnpackZip(const fs::path& file, const fs::path& folder) {
-  std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
-  archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), file.c_str(), 1 << 16) != ARCHIVE_OK)
-    throw NoZip(file, "is not a zip file");
-  archive_entry* entry = nullptr;
-  for (;;) {
-    int const code = archive_read_next_header(reader.get(), &entry);
-    if (code == ARCHIVE_EOF) return;
-    if (code != ARCHIVE_OK) throw NoZip(file, "is not a zip file, or is damaged");
-    const char* const raw = archive_entry_pathname(entry);
-    std::string name = raw == nullptr ? "" : raw;
-    std::replace(name.begin(), name.end(), '\\', '/');  // PowerShell 5 writes these
-    fs::path const relative = fs::path(name).lexically_normal();
-    bool const inside = !relative.empty() && relative.is_relative() && *relative.begin() != "..";
-    if (!inside) throw NoZip(file, "holds \"" + name + "\", which leads out of it");
-    if (archive_entry_filetype(entry) == AE_IFDIR || name.ends_with('/')) {
-      fs::create_directories(folder / relative);
-    } else if (archive_entry_filetype(entry) == AE_IFREG) {
-      WriteEntry(reader.get(), folder / relative, file);
-    } else {
-      throw NoZip(file, "holds \"" + name + "\", which is neither a file nor a folder");
-    }
-  }
+void UnpackCollection(const fs::path& file, const fs::path& folder) {
+  UnpackZip(file, folder, "a zip file", kCollectAgain);
 }
 
 }  // namespace cli

@@ -45,8 +45,7 @@ class Collection : public Volume {
   std::vector<Listed> files_;
 };
 
-/// Unpacks a zip file into an existing empty folder. Throws InputError for what is no zip file and for names that lead
-/// out of the folder.
-void UnpackZip(const std::filesystem::path& file, const std::filesystem::path& folder);
+/// Unpacks a collection's zip file into an existing empty folder. Throws InputError.
+void UnpackCollection(const std::filesystem::path& file, const std::filesystem::path& folder);
 
 }  // namespace cli

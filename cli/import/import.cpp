@@ -111,7 +111,7 @@ class Import {
     } else if (kind == Kind::kCollection || kind == Kind::kCollectionZip) {
       fs::path from = source_;
       if (kind == Kind::kCollectionZip) {
-        UnpackZip(source_, work_);
+        UnpackCollection(source_, work_);
         from = Unwrapped(work_);
         RequireMark(from);
       }

@@ -20,12 +20,8 @@ using nlohmann::ordered_json;
 
 constexpr int kLateArrival = 5000;  // milliseconds after power-on: most of the attempts to find the modem fail
 
-tablet::FirmwareKey SalesCodeKey() {
-  return {u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)};
-}
-tablet::FirmwareKey ImageIdKey() {
-  return {u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)};
-}
+tablet::FirmwareKey SalesCodeKey() { return {u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)}; }
+tablet::FirmwareKey ImageIdKey() { return {u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)}; }
 
 /// Why the tablet has a modem; empty: there is no sign of one.
 std::string SignOfModem(const ImportFacts& facts) {

@@ -7,11 +7,11 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string_view>
 
+#include "cli/base/zip_file.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/text.h"
 #include "sim/tablet/drive/dos_attributes.h"
@@ -162,13 +162,9 @@ class DriveCopy {
 DriveFacts ImportDrive(Volume& volume, const fs::path& tablet) { return DriveCopy(volume, tablet).Run(); }
 
 std::vector<std::u16string> FilesInArchive(const fs::path& file) {
-  struct Closer {
-    void operator()(archive* reader) const { archive_read_free(reader); }
-  };
   std::vector<std::u16string> names;
-  std::unique_ptr<archive, Closer> const reader(archive_read_new());
-  archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), file.c_str(), 1 << 16) != ARCHIVE_OK) return names;
+  ZipReader const reader = OpenZip(file);
+  if (!reader) return names;
   archive_entry* entry = nullptr;
   while (archive_read_next_header(reader.get(), &entry) == ARCHIVE_OK) {
     const char* raw = archive_entry_pathname_utf8(entry);

@@ -22,7 +22,8 @@ bool IsInDumpFolder(const std::u16string& path) {
 }
 
 std::string_view NameOf(Reset reset) {
-  static constexpr std::array<std::string_view, 6> kNames{"not asked for", "done", "no driver", "refused", "called off", "waiting"};
+  static constexpr std::array<std::string_view, 6> kNames{"not asked for", "done",       "no driver",
+                                                          "refused",       "called off", "waiting"};
   return kNames[static_cast<std::size_t>(reset)];
 }
 
@@ -71,8 +72,7 @@ std::string CrashReport::DumpsText() const {
   if (!found) return "none was there";
   if (dumps.empty()) return "found, and not moved";
   std::string const& first = dumps.front().to;
-  return fmt::format("{} moved to {}", Counted(dumps.size(), "file"),
-                     first.substr(0, first.rfind('\\')));
+  return fmt::format("{} moved to {}", Counted(dumps.size(), "file"), first.substr(0, first.rfind('\\')));
 }
 
 std::string CrashReport::LeftText() const {

@@ -6,8 +6,8 @@
 #include <array>
 #include <stdexcept>
 
-#include "cli/samples/sample_archive.h"
 #include "cli/base/service_facts.h"
+#include "cli/samples/sample_archive.h"
 #include "sim/tablet/base/text.h"
 #include "sim/tablet/drive/pe_version.h"
 

@@ -25,12 +25,8 @@ constexpr std::u16string_view kIdMapKey = service_facts::kWideImageIdMap;
 constexpr std::u16string_view kArchivesPattern = service_facts::kWideArchives;
 constexpr std::u16string_view kImageIdValue = u"ModemImageID";
 
-tablet::FirmwareKey SalesCodeKey() {
-  return {u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)};
-}
-tablet::FirmwareKey ImageIdKey() {
-  return {u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)};
-}
+tablet::FirmwareKey SalesCodeKey() { return {u"SALES_CODE", *tablet::Guid::Parse(service_facts::kSalesCodeVendor)}; }
+tablet::FirmwareKey ImageIdKey() { return {u"ModemImageID", *tablet::Guid::Parse(service_facts::kImageIdVendor)}; }
 
 /// The bytes of a code in firmware. An empty one is a byte of 0: a variable without data cannot be read.
 std::vector<std::uint8_t> BytesOf(const std::u16string& name) {

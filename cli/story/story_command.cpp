@@ -111,8 +111,8 @@ class JunitReport {
 
  private:
   /// `kind`: "failure", "error" or nothing.
-  void AddCase(const fs::path& file, const std::string& variation, std::string_view kind,
-               std::string_view message, std::string_view text) {
+  void AddCase(const fs::path& file, const std::string& variation, std::string_view kind, std::string_view message,
+               std::string_view text) {
     ++count_;
     std::string const name = file.stem().string() + (variation.empty() ? "" : fmt::format(" [{}]", variation));
     cases_ += fmt::format("    <testcase classname=\"stories\" name=\"{}\" file=\"{}\"", XmlText(name),

@@ -8,10 +8,10 @@
 #include <array>
 #include <charconv>
 #include <map>
-#include <memory>
 #include <optional>
 #include <vector>
 
+#include "cli/base/zip_file.h"
 #include "cli/boot/call_text.h"
 #include "cli/boot/changes.h"
 #include "cli/output/message_zones.h"
@@ -27,10 +27,6 @@ namespace cli {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-struct EntryReaderCloser {
-  void operator()(archive* reader) const { archive_read_free(reader); }
-};
 
 /// One expectation, taken apart.
 class Expectation {
@@ -175,7 +171,7 @@ class Expectation {
       std::u16string const path = tablet::ToUtf16(use->path);
       if (!use->opened || !machine().drive().Exists(path)) continue;
       Bytes const bytes = machine().drive().Contents(path);
-      std::unique_ptr<archive, EntryReaderCloser> const reader(archive_read_new());
+      ZipReader const reader(archive_read_new());
       archive_read_support_format_zip(reader.get());
       if (archive_read_open_memory(reader.get(), bytes.data(), bytes.size()) != ARCHIVE_OK) continue;
       archive_entry* entry = nullptr;

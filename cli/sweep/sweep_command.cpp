@@ -78,9 +78,7 @@ SweepProgress::SweepProgress(const std::filesystem::path& file, const std::vecto
   if (!out_) throw tablet::InputError(file.string(), "cannot be written", "check its rights");
 }
 
-void SweepProgress::Keep(std::size_t task, const json& answer) {
-  out_ << JsonText(json{task, answer}) << std::endl;
-}
+void SweepProgress::Keep(std::size_t task, const json& answer) { out_ << JsonText(json{task, answer}) << std::endl; }
 
 /// The ground of a tablet after its undisturbed run; without calls when the sweep was stopped.
 SweepGround GroundOf(const SweepOptions& options, Verdict& undisturbed) {
@@ -108,8 +106,7 @@ bool RunAll(const SweepOptions& options, SweepGround& ground, const std::vector<
   auto const begun = std::chrono::steady_clock::now();
   std::vector<std::size_t> left;
   for (std::size_t task = 0; task < tasks.size(); ++task) {
-    auto const known =
-        progress ? progress->known().find(task) : std::map<std::size_t, json>::const_iterator{};
+    auto const known = progress ? progress->known().find(task) : std::map<std::size_t, json>::const_iterator{};
     if (!progress || known == progress->known().end()) {
       left.push_back(task);
       continue;

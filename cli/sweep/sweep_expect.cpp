@@ -5,9 +5,9 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "cli/base/service_facts.h"
+#include "cli/base/zip_file.h"
 #include "sim/tablet/base/text.h"
 
 namespace cli {
@@ -19,10 +19,6 @@ constexpr std::u16string_view kToastTarget = u"C:\\Windows\\ToastGenerator\\";
 constexpr std::size_t kPiece = 65536;
 constexpr std::u16string_view kStepUpName = u"..\\";
 constexpr std::u16string_view kModemClass = service_facts::kModemClass;
-
-struct ReaderCloser {
-  void operator()(archive* reader) const { archive_read_free(reader); }
-};
 
 /// Where an entry's file lies. A name that begins with a step up leads into the folder above the target.
 std::u16string PlaceOf(std::u16string_view target, std::u16string_view name) {
@@ -51,9 +47,8 @@ std::vector<ExpectedFile> FilesOf(const std::filesystem::path& file, std::u16str
                                   bool& complete) {
   complete = false;
   std::vector<ExpectedFile> files;
-  std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
-  archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), file.c_str(), kPiece) != ARCHIVE_OK) return files;
+  ZipReader const reader = OpenZip(file);
+  if (!reader) return files;
   archive_entry* entry = nullptr;
   int status = ARCHIVE_OK;
   while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK) {

@@ -30,7 +30,8 @@ std::string CountedRuns(std::uint64_t count) {
 }
 
 std::string_view Words(SweepTask::Kind kind) {
-  static constexpr std::array<std::string_view, 5> kNames{"one call fails", "an allocation fails", "two calls fail", "the power is cut", "threads in another order"};
+  static constexpr std::array<std::string_view, 5> kNames{"one call fails", "an allocation fails", "two calls fail",
+                                                          "the power is cut", "threads in another order"};
   return kNames[static_cast<std::size_t>(kind)];
 }
 

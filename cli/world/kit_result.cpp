@@ -3,9 +3,9 @@
 #include <archive.h>
 #include <archive_entry.h>
 
-#include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/base/zip_file.h"
 #include "sim/tablet/base/input_error.h"
 
 namespace cli {
@@ -18,10 +18,6 @@ constexpr const char* kEntry = "result.json";
 constexpr std::size_t kMostBytes = 16 << 20;
 constexpr std::size_t kReadBlock = 1 << 16;
 
-struct ReaderCloser {
-  void operator()(archive* reader) const { archive_read_free(reader); }
-};
-
 tablet::InputError NoResult(const fs::path& file, const std::string& why) {
   return {file.string(), why, "name a file that vantord-check has written"};
 }
@@ -29,11 +25,8 @@ tablet::InputError NoResult(const fs::path& file, const std::string& why) {
 /// The text of the document in the zip file.
 std::string DocumentIn(const fs::path& file) {
   if (!fs::exists(file)) throw NoResult(file, "there is no such file");
-  std::unique_ptr<archive, ReaderCloser> const reader(archive_read_new());
-  archive_read_support_format_zip(reader.get());
-  if (archive_read_open_filename(reader.get(), file.c_str(), kReadBlock) != ARCHIVE_OK) {
-    throw NoResult(file, "is not a zip file");
-  }
+  ZipReader const reader = OpenZip(file);
+  if (!reader) throw NoResult(file, "is not a zip file");
   archive_entry* entry = nullptr;
   while (archive_read_next_header(reader.get(), &entry) == ARCHIVE_OK) {
     if (std::string(archive_entry_pathname(entry)) != kEntry) continue;

@@ -12,9 +12,14 @@ using nlohmann::ordered_json;
 
 ordered_json ToJson(const CheckCase& one) {
   bool const named = one.kind == CheckCase::Kind::kCode || one.kind == CheckCase::Kind::kId;
-  return {{"by", NameOf(one.kind)},  {"name", named ? ordered_json(one.row.name) : ordered_json()},       {"entry", named ? OrNull(one.row.entry) : ordered_json()},
-          {"gets", one.row.archive}, {"archive", OrNull(one.archive)}, {"result", NameOf(one.result)},
-          {"reason", one.reason},    {"findings", one.findings}};
+  return {{"by", NameOf(one.kind)},
+          {"name", named ? ordered_json(one.row.name) : ordered_json()},
+          {"entry", named ? OrNull(one.row.entry) : ordered_json()},
+          {"gets", one.row.archive},
+          {"archive", OrNull(one.archive)},
+          {"result", NameOf(one.result)},
+          {"reason", one.reason},
+          {"findings", one.findings}};
 }
 
 ordered_json ToJson(const CheckedArchive& archive) {
