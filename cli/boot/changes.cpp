@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <set>
 
 #include "cli/base/console.h"
@@ -20,9 +19,19 @@ std::string ValueName(const tablet::RegistryChange& change) {
 }
 
 std::string_view NameOfChange(ChangeKind kind) {
-  static constexpr std::array<std::string_view, 5> kNames{"key added", "key removed", "value added", "value changed",
-                                                          "value removed"};
-  return kNames[static_cast<std::size_t>(kind)];
+  switch (kind) {
+    case ChangeKind::kKeyAdded:
+      return "key added";
+    case ChangeKind::kKeyRemoved:
+      return "key removed";
+    case ChangeKind::kValueAdded:
+      return "value added";
+    case ChangeKind::kValueChanged:
+      return "value changed";
+    case ChangeKind::kValueRemoved:
+      return "value removed";
+  }
+  return "changed";
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <sched.h>
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <utility>
 
@@ -70,15 +69,43 @@ bool EndsTheService(const tablet::TimelineEvent& event) {
 }  // namespace
 
 std::string_view NameOf(Kind kind) {
-  static constexpr std::array<std::string_view, 8> kNames{"stopped",    "failed",     "died",         "hung",
-                                                          "time limit", "call limit", "not modelled", "power cut"};
-  return kNames[static_cast<std::size_t>(kind)];
+  switch (kind) {
+    case Kind::kStopped:
+      return "stopped";
+    case Kind::kFailed:
+      return "failed";
+    case Kind::kDied:
+      return "died";
+    case Kind::kHung:
+      return "hung";
+    case Kind::kTimeLimit:
+      return "time limit";
+    case Kind::kCallLimit:
+      return "call limit";
+    case Kind::kNotModelled:
+      return "not modelled";
+    case Kind::kPowerCut:
+      return "power cut";
+  }
+  return "unknown";
 }
 
 int ExitCodeOf(Kind kind) {
-  if (kind == Kind::kStopped || kind == Kind::kPowerCut) return kDone;
-  if (kind == Kind::kTimeLimit || kind == Kind::kCallLimit) return kLimitReached;
-  return kind == Kind::kNotModelled ? kOperationFailed : kServiceFailed;
+  switch (kind) {
+    case Kind::kStopped:
+    case Kind::kPowerCut:
+      return kDone;
+    case Kind::kFailed:
+    case Kind::kDied:
+    case Kind::kHung:
+      return kServiceFailed;
+    case Kind::kTimeLimit:
+    case Kind::kCallLimit:
+      return kLimitReached;
+    case Kind::kNotModelled:
+      return kOperationFailed;
+  }
+  return kOperationFailed;
 }
 
 TabletRun::TabletRun(const tablet::Description& description, const std::filesystem::path& folder,

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "cli/base/console.h"
@@ -35,8 +34,17 @@ Meaning PartsOf(std::string_view meaning) {
 }
 
 std::string_view NameOf(StartEnd end) {
-  static constexpr std::array<std::string_view, 4> kNames{"stopped", "no modem", "running", "unfinished"};
-  return kNames[static_cast<std::size_t>(end)];
+  switch (end) {
+    case StartEnd::kStopped:
+      return "stopped";
+    case StartEnd::kNoModem:
+      return "no modem";
+    case StartEnd::kRunning:
+      return "running";
+    case StartEnd::kUnfinished:
+      return "unfinished";
+  }
+  return "unknown";
 }
 
 bool BeginsStart(const tablet::TraceEvent& message) { return Is(message, "CVantord::OnStart", 62); }
@@ -138,10 +146,17 @@ StartEnd TraceStart::end() const {
 }
 
 std::string TraceStart::EndText() const {
-  static constexpr std::array<const char*, 4> kTexts{
-      "the service was stopped", "the service stopped itself: it found no modem", "no stop is in the trace",
-      "the trace ends before the service runs"};
-  return kTexts[static_cast<std::size_t>(end())];
+  switch (end()) {
+    case StartEnd::kStopped:
+      return "the service was stopped";
+    case StartEnd::kNoModem:
+      return "the service stopped itself: it found no modem";
+    case StartEnd::kRunning:
+      return "no stop is in the trace";
+    case StartEnd::kUnfinished:
+      return "the trace ends before the service runs";
+  }
+  return {};
 }
 
 std::string TraceStart::Failure() const {

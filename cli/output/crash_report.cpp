@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 #include "cli/base/console.h"
 #include "cli/output/story_teller.h"
 #include "sim/tablet/base/text.h"
@@ -22,9 +20,21 @@ bool IsInDumpFolder(const std::u16string& path) {
 }
 
 std::string_view NameOf(Reset reset) {
-  static constexpr std::array<std::string_view, 6> kNames{"not asked for", "done",       "no driver",
-                                                          "refused",       "called off", "waiting"};
-  return kNames[static_cast<std::size_t>(reset)];
+  switch (reset) {
+    case Reset::kNotAskedFor:
+      return "not asked for";
+    case Reset::kDone:
+      return "done";
+    case Reset::kNoDriver:
+      return "no driver";
+    case Reset::kRefused:
+      return "refused";
+    case Reset::kCalledOff:
+      return "called off";
+    case Reset::kStillWaits:
+      return "waiting";
+  }
+  return "unknown";
 }
 
 }  // namespace

@@ -182,8 +182,15 @@ tablet::Millis Timeline::TimeAt(double position) const {
 }
 
 std::string_view NameOf(Span::Kind kind) {
-  static constexpr std::array<std::string_view, 3> kNames{"function", "wait", "status"};
-  return kNames[static_cast<std::size_t>(kind)];
+  switch (kind) {
+    case Span::Kind::kFunction:
+      return "function";
+    case Span::Kind::kWait:
+      return "wait";
+    case Span::Kind::kStatus:
+      return "status";
+  }
+  return "span";
 }
 
 bool IsFromOutside(const tablet::Event& event) {

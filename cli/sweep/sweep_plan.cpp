@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <random>
 #include <set>
@@ -57,8 +56,19 @@ SweepTask Pair(const std::vector<SweepTask>& singles, std::mt19937_64& random) {
 }  // namespace
 
 std::string_view NameOf(TaskKind kind) {
-  static constexpr std::array<std::string_view, 5> kNames{"fault", "allocation", "pair", "cut", "schedule"};
-  return kNames[static_cast<std::size_t>(kind)];
+  switch (kind) {
+    case TaskKind::kFault:
+      return "fault";
+    case TaskKind::kAllocation:
+      return "allocation";
+    case TaskKind::kPair:
+      return "pair";
+    case TaskKind::kCut:
+      return "cut";
+    case TaskKind::kSchedule:
+      return "schedule";
+  }
+  return "unknown";
 }
 
 std::vector<SweepTask> PlanSweep(const std::vector<KnownCall>& calls, const PlanOptions& options) {

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <set>
 
 #include "cli/base/exit_code.h"
@@ -29,10 +28,20 @@ std::string CountedRuns(std::uint64_t count) {
   return text + (count == 1 ? " run" : " runs");
 }
 
-std::string_view Words(SweepTask::Kind kind) {
-  static constexpr std::array<std::string_view, 5> kNames{"one call fails", "an allocation fails", "two calls fail",
-                                                          "the power is cut", "threads in another order"};
-  return kNames[static_cast<std::size_t>(kind)];
+std::string Words(SweepTask::Kind kind) {
+  switch (kind) {
+    case SweepTask::Kind::kFault:
+      return "one call fails";
+    case SweepTask::Kind::kAllocation:
+      return "an allocation fails";
+    case SweepTask::Kind::kPair:
+      return "two calls fail";
+    case SweepTask::Kind::kCut:
+      return "the power is cut";
+    case SweepTask::Kind::kSchedule:
+      return "threads in another order";
+  }
+  return "unknown";
 }
 
 }  // namespace
