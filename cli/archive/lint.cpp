@@ -197,7 +197,7 @@ class Linter {
 ordered_json Lint(const LintSubject& subject) {
   std::string const place = subject.archive.string();
   if (!fs::exists(subject.archive)) throw tablet::InputError(place, "there is no such file", "name an archive");
-  if (!fs::is_regular_file(subject.archive)) throw tablet::InputError(place, "is no file", "name an archive");
+  if (!fs::is_regular_file(subject.archive)) throw tablet::InputError(place, "is not a file", "name an archive");
   if (!std::ifstream(subject.archive)) throw tablet::InputError(place, "cannot be read", "check its rights");
   WorkFolder const work = WorkFolder::Temporary();
   if (subject.tablet) {

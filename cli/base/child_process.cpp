@@ -28,7 +28,7 @@ std::string ReadAll(int descriptor) {
   return text;
 }
 
-/// Writes the answer and ends the process, whatever its threads are doing.
+/// Writes the result and ends the process, whatever its threads are doing.
 [[noreturn]] void Give(int descriptor, const ordered_json& answer) {
   std::string const text = JsonText(answer);
   for (std::size_t done = 0; done < text.size();) {

@@ -28,7 +28,7 @@ int TerminalWidth() {
   return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-/// Private characters that stand for colours until a line is escaped; the first ends a colour.
+/// Private characters in place of colours until a line is escaped; the first ends a colour.
 constexpr std::array<std::string_view, 6> kMarks{"\xEF\xB7\x90", "\xEF\xB7\x91", "\xEF\xB7\x92",
                                                  "\xEF\xB7\x93", "\xEF\xB7\x94", "\xEF\xB7\x95"};
 constexpr std::array<std::string_view, 6> kCodes{"\x1b[0m", "\x1b[2m", "\x1b[1m", "\x1b[32m", "\x1b[31m", "\x1b[36m"};

@@ -17,7 +17,7 @@ class Watchdog {
   using OnHang = std::function<void(std::chrono::milliseconds still)>;
 
   /// While it runs, calls `on_hang` on a thread of its own each time that `beats` has given the same number for
-  /// `time_out` of this process's processor time: a busy machine does not count. `beats` is asked on that thread.
+  /// `time_out` of this process's processor time: a busy machine does not count. `beats` is called on that thread.
   Watchdog(std::function<std::uint64_t()> beats, std::chrono::milliseconds time_out, OnHang on_hang);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;

@@ -72,7 +72,7 @@ class Worker {
   void Begin(std::size_t job, const std::function<void(std::size_t, const Deliver&)>& work);
   /// Takes what has arrived; true once the job has ended.
   bool Receive();
-  /// The answer of a job that has ended; the worker is free then.
+  /// The result of a job that has ended; the worker is free then.
   json Take();
   /// Kills a job that has used too much time. A job that waits for a processor differs from one that waits for nothing
   /// only by `time_out` of real time. Call once every kBetweenLooks.

@@ -16,11 +16,11 @@ struct WorkerPoolOptions {
   std::function<bool()> stops = nullptr;
 };
 
-/// Ends the job's process with this answer; may be called on any of its threads. Does not return.
+/// Ends the job's process with this result; may be called on any of its threads. Does not return.
 using Deliver = std::function<void(const nlohmann::json& answer)>;
 
 /// Calls `job` for 0 .. jobs - 1, each in a copy of this process, which must have no threads other than those that wait
-/// for signals. `done` is called here with each answer, in no particular order. A job that ended without an answer
+/// for signals. `done` is called here with each result, in no particular order. A job that ended without a result
 /// gives {"crashed": how it ended, "output": the end of what it wrote}.
 void RunWorkerPool(std::size_t jobs, const WorkerPoolOptions& options,
                    const std::function<void(std::size_t, const Deliver&)>& job,

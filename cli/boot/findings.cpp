@@ -28,7 +28,7 @@ std::string Describe(const FailedEntry& entry) { return fmt::format("{}: {:#x}",
 bool IsModemArchive(std::string_view path) { return ContainsIgnoringCase(path, service_facts::kArchivePart); }
 
 void Findings::Note(LookUp look_up) {
-  // Sizes and attempts are asked for again and again; the last answer counts.
+  // Sizes and attempts are asked for again and again; the last result counts.
   auto const same = std::find_if(look_ups.begin(), look_ups.end(), [&](const LookUp& seen) {
     return seen.store == look_up.store && seen.key == look_up.key && seen.name == look_up.name;
   });

@@ -38,7 +38,7 @@ std::optional<std::string> LoopWatch::See(const tablet::Event& event) {
     different_.push_back(*call);
   }
   if (++calls_ == kEndlessCalls) return Describe(event);
-  // What led to the loop is no part of it.
+  // What led to the loop is not part of it.
   if (calls_ % kForgetAfter == 0) different_.clear();
   return std::nullopt;
 }

@@ -17,7 +17,7 @@ namespace cli {
 class Observer {
  public:
   /// Registers itself with the run's journal, registry, firmware and drive; outlives the run's run. Makes the journal
-  /// record calls. Halts a run in which the service polls for ever.
+  /// record calls. Halts a run in which the service polls without end.
   explicit Observer(TabletRun& run);
   Observer(const Observer&) = delete;
   Observer& operator=(const Observer&) = delete;

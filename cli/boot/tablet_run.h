@@ -29,7 +29,7 @@ struct RunSettings {
   /// The service's requests for memory count as occurrences of tablet::kAllocation. They do in any case when a fault of
   /// that name is there at the start.
   bool counts_allocations = false;
-  /// Calls without movement of the clock after which the service counts as polling for ever.
+  /// Calls without movement of the clock after which the service counts as polling without end.
   std::uint64_t call_limit = tablet::Scheduler::Options{}.call_limit;
   /// The watchdog's: processor time without a call of the Windows API after which the service counts as hung.
   std::chrono::milliseconds time_out{10'000};
@@ -43,7 +43,7 @@ struct RunEnd {
     kDied,         ///< an exception left one of its threads
     kHung,         ///< neither ended nor ever runs again
     kTimeLimit,    ///< the wanted virtual time was reached first
-    kCallLimit,    ///< it polls for ever
+    kCallLimit,    ///< it polls without end
     kNotModelled,  ///< it called what the simulation does not model
     kPowerCut,     ///< the power was cut, as asked
   };

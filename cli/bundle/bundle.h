@@ -19,7 +19,7 @@ inline constexpr const char* kSummaryFile = "summary.json";
 inline constexpr const char* kTabletFolder = "tablet";
 
 /// Copies what makes a tablet, and nothing else of its folder, to `to`, which must not exist. Attributes and creation
-/// times all stand in attributes.txt then, whatever the host's file systems can keep. Throws InputError.
+/// times are all in attributes.txt then, whatever the host's file systems can keep. Throws InputError.
 void StageTablet(const std::filesystem::path& from, const std::filesystem::path& to);
 
 /// The times of writing of the drive's files and folders: [["C/Windows", nanoseconds since 1970], ...].
@@ -29,7 +29,7 @@ void SetDriveTimes(const std::filesystem::path& tablet, const nlohmann::json& ti
 
 /// Packs a folder. The same content gives the same bytes: names in order, no times, no rights. Throws InputError.
 void PackBundle(const std::filesystem::path& folder, const std::filesystem::path& bundle);
-/// Unpacks a bundle into `folder`, an existing empty one. Throws InputError for what is no bundle and for names that
+/// Unpacks a bundle into `folder`, an existing empty one. Throws InputError for what is not a bundle and for names that
 /// lead out of the folder.
 void UnpackBundle(const std::filesystem::path& bundle, const std::filesystem::path& folder);
 

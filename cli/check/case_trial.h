@@ -41,7 +41,7 @@ struct TrialResult {
   bool driver_updated = false;              ///< it points at the service's image
   std::uint64_t written = 0;                ///< bytes
   std::optional<std::uint64_t> free_bytes;  ///< left; nothing without a limit
-  std::string reset;                        ///< why the modem was not reset; empty: it was, or nobody asked
+  std::string reset;                        ///< why the modem was not reset; empty: it was, or no reset was requested
   std::string toast;                        ///< why the notice's pictures were not unpacked; empty: they were
   std::vector<std::string> again;           ///< what the second start did
   std::vector<std::string> differing;       ///< of TrialTask::compares, a line each

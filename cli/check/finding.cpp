@@ -12,7 +12,7 @@ namespace {
 
 using enum Severity;
 
-// The rules of archives' entries and the warnings of lint bear lint's own names behind "entry-" and "archive-".
+// The rules of archives' entries and the warnings of lint have lint's own names after "entry-" and "archive-".
 constexpr CheckRule kRules[] = {
     {"folder", kError, "the tablet's folder is well-formed"},
     {"service", kError, "the service is registered, starts by itself, and its program is on the drive"},

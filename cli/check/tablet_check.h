@@ -91,7 +91,7 @@ struct CheckSettings {
   std::function<void(TabletRun& run, const SweepTask& task, int start)> prepare_stop = nullptr;
 };
 
-/// Throws InputError for what is no tablet's folder at all and for a policy that cannot be read.
+/// Throws InputError for what is not a tablet's folder and for a policy that cannot be read.
 TabletCheck CheckTablet(const std::filesystem::path& folder, const CheckSettings& settings, Console& console);
 
 }  // namespace cli

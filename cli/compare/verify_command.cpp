@@ -82,7 +82,7 @@ ordered_json Compare(const ordered_json& file, const tablet::Drive& drive) {
 fs::path ArchiveOf(const VerifyOptions& options, const tablet::Drive& drive) {
   if (options.archive) {
     if (!fs::is_regular_file(*options.archive)) {
-      throw tablet::InputError(options.archive->string(), "is no file", "name an archive");
+      throw tablet::InputError(options.archive->string(), "is not a file", "name an archive");
     }
     return *options.archive;
   }

@@ -42,7 +42,7 @@ std::vector<tablet::Event> SimulateStart(const std::filesystem::path& folder, Co
   tablet::Description const description = tablet::ReadTabletFolder(folder);
   TabletRun run(description, folder, folder, {});
   run.machine().drive().KeepInMemory();
-  Observer const observer(run);  // ends a run that polls for ever
+  Observer const observer(run);  // ends a run that polls without end
   run.OnHang([&console](const RunEnd& end) {
     console.Warn(end.message + "; \"vantord-tablet run\" shows where");
     EndNow(kServiceFailed);

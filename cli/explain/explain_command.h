@@ -22,9 +22,8 @@ struct ExplainOptions {
   bool verbose = false;  ///< every message
 };
 
-/// Returns the exit code: kNotAsExpected when a start in the trace failed or did something else
-/// than the tablet's run. Throws InputError for what is no trace and
-/// UsageError for a prefix that is not understood.
+/// Returns the exit code: kNotAsExpected when a start in the trace failed or did something else than the tablet's run.
+/// Throws InputError for what is not a trace and UsageError for a prefix that is not understood.
 int Explain(const ExplainOptions& options, Console& console);
 
 }  // namespace cli

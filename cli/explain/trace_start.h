@@ -61,7 +61,7 @@ class TraceStart {
   std::string EndText() const;
   /// Why this start counts as failed; empty when it does not.
   std::string Failure() const;
-  /// What limits the answer: zones that were off, a beginning that is missing.
+  /// What limits the findings: zones that were off, a beginning that is missing.
   std::vector<std::string> Notes() const;
 
  private:

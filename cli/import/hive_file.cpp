@@ -59,7 +59,7 @@ std::u16string Joined(std::u16string_view path, std::u16string_view name) {
   return path.empty() ? std::u16string(name) : std::u16string(path) + u'\\' + std::u16string(name);
 }
 
-/// What the library gave as a name; nothing where a zero character hides the rest of it, or it is no text at all.
+/// The name that the library returned; nothing where a zero character hides the rest of it, or it is not text.
 std::optional<std::u16string> NameOf(const Owned<char>& name, std::size_t length) {
   if (name == nullptr || std::strlen(name.get()) != length) return std::nullopt;
   return tablet::ToUtf16(name.get());
@@ -91,7 +91,7 @@ class HiveFile::Walk {
  public:
   explicit Walk(const HiveFile& file) : file_(file), hive_(file.hive_->get()), data_left_(file.bytes_) {}
 
-  /// 0 where there is no such key.
+  /// 0 where the key does not exist.
   hive_node_h Find(std::u16string_view path) {
     hive_node_h node = ::hivex_root(hive_);
     if (node == 0) Fail({}, "has no root key");

@@ -8,7 +8,7 @@
 
 namespace cli {
 
-/// Nothing where the file system keeps none. Throws InputError for user.DOSATTRIB of a form that nobody writes.
+/// Nothing where the file system keeps none. Throws InputError for user.DOSATTRIB of an unknown form.
 std::optional<std::uint32_t> HostAttributes(const std::filesystem::path& file);
 
 /// The value of user.DOSATTRIB: "0x22", with or without a zero, or Samba's record, which may begin with that text.

@@ -21,7 +21,7 @@ struct DriveFacts {
 /// Copies from the volume to the folder C of `tablet`, with DOS attributes and times. Throws InputError.
 DriveFacts ImportDrive(Volume& volume, const std::filesystem::path& tablet);
 
-/// Names of the files in an archive, as paths below the folder it is extracted to; none for what is no archive.
+/// Names of the files in an archive, as paths below the folder it is extracted to; none for what is not an archive.
 std::vector<std::u16string> FilesInArchive(const std::filesystem::path& archive);
 
 }  // namespace cli

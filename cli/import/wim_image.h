@@ -14,9 +14,8 @@ bool IsWimFile(const std::filesystem::path& file);
 
 class WimImage : public Volume {
  public:
-  /// `index` counts from 1; `work`, which must not exist, is where files are extracted to; a list
-  /// of them goes beside it. Throws InputError for damaged files,
-  /// for an image that does not exist and where wimlib-imagex is not installed.
+  /// `index` counts from 1; `work`, which must not exist, is where files are extracted to; a list of them goes beside
+  /// it. Throws InputError for damaged files, for an image that does not exist and where wimlib-imagex is missing.
   WimImage(std::filesystem::path file, int index, std::filesystem::path work);
 
   void Fetch(const std::vector<std::u16string>& paths) override;

@@ -95,7 +95,7 @@ void StoryTeller::Tell(const tablet::Event& event) {
   Offer(std::move(line));
 }
 
-/// What is told of an entry depends on its status, which comes last.
+/// What is printed of an entry depends on its status, which comes last.
 bool StoryTeller::IsHeldBack(const tablet::TraceEvent& message, const StoryLine& line) {
   constexpr std::size_t kMostHeld = 50;
   bool const left_out = IsLeftOut(message);

@@ -29,7 +29,7 @@ class StoryTeller {
   StoryTeller(std::function<void(const StoryLine&)> out, Detail detail) : out_(std::move(out)), detail_(detail) {}
 
   void Tell(const tablet::Event& event);
-  /// Tells what is still held back. Call at the end and before anything else is shown.
+  /// Prints what is still held back. Call at the end and before anything else is shown.
   void Flush();
 
  private:
@@ -39,7 +39,7 @@ class StoryTeller {
   std::function<void(const StoryLine&)> out_;
   Detail detail_;
   std::vector<StoryLine> of_entry_;  ///< left out so far: messages of the entry that is being extracted
-  std::deque<std::string> recent_;   ///< the messages last told
+  std::deque<std::string> recent_;   ///< the messages last printed
   std::size_t repeated_ = 0;
   tablet::Millis last_repeat_{0};
 };

@@ -29,7 +29,7 @@ std::string Text(const unsigned char (&bytes)[size]) {
   return {reinterpret_cast<const char*>(bytes), size};
 }
 
-/// Texts as they stand in a script element: nothing in them can end it or begin a comment.
+/// Texts as they are in a script element: nothing in them can end it or begin a comment.
 std::string Escaped(const std::string& json) {
   std::string text;
   text.reserve(json.size());

@@ -39,7 +39,7 @@ struct Query {
 
 struct Variable {
   std::optional<std::vector<std::uint8_t>> data;  ///< nullopt: it is missing, or could not be read
-  std::uint32_t error = 0;                        ///< the last one that the service told of
+  std::uint32_t error = 0;                        ///< the last one that the service logged
 };
 
 std::uint32_t NumberOf(std::string_view result) {

@@ -33,7 +33,7 @@ struct Story {
   bool is_partial() const;
 };
 
-/// Throws InputError (file, line) for what is no story: another preface, an unknown verb, a record without a verb, a
+/// Throws InputError (file, line) for what is not a story: another preface, an unknown verb, a record without a verb, a
 /// first verb that is neither "tablet" nor "bundle", kLongestStory lines or more.
 Story ReadStory(const std::filesystem::path& file);
 

@@ -158,7 +158,7 @@ class RunPlayer {
     if (started_) Refuse(verb, "the tablet is on", "write \"cut\" before \"boot\"");
     auto const call = WholeNumber(verb.rest);
     if (!call)
-      Refuse(verb, fmt::format("\"{}\" is no number", verb.rest), "give the number of a call: cut 250", verb.rest);
+      Refuse(verb, fmt::format("\"{}\" is not a number", verb.rest), "give the number of a call: cut 250", verb.rest);
     run_.machine().scheduler().CutPowerAt(static_cast<std::uint64_t>(*call));
   }
 

@@ -42,13 +42,13 @@ const Area& AreaOf(std::string_view line) {
   return *std::ranges::find_if(kAreas, [&](const Area& area) { return line.find(area.part) != line.npos; });
 }
 
-/// What stands for a name; nothing is a text of its own.
+/// The text of a name; empty for a missing one.
 std::string_view At(const TabletState& state, const std::string& name) {
   auto const found = state.find(name);
   return found == state.end() ? std::string_view{} : std::string_view(found->second);
 }
 
-/// The names that do not stand for the same in both.
+/// The names whose texts differ.
 std::set<std::string> Changed(const TabletState& one, const TabletState& other) {
   std::set<std::string> names;
   for (auto const& [name, value] : one) {

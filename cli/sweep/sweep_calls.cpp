@@ -96,7 +96,7 @@ void CallRecorder::End(const tablet::CallEvent& ended) {
   while (!open.empty()) {
     KnownCall& call = calls_[open.back()];
     open.pop_back();
-    if (call.name != ended.name) continue;  // an answer, which has no end of its own
+    if (call.name != ended.name) continue;  // a reply of the driver, which has no end of its own
     call.args = ended.args;
     return;
   }

@@ -119,7 +119,7 @@ void RunJudge::CheckReported() {
     return;
   }
   if (rule->message.empty()) return;
-  // Without a trace session there is no message, and neither in a run that does not come that far.
+  // Without a trace session there is no message; nor is there in a run that ends before.
   bool const ended = run_.machine().services().status().state == tablet::kServiceStopped;
   if (!call.heard || !ended || !verdict_.triggered) return;
   if (IsReported(*rule, call, run_.machine().journal().Messages())) return;

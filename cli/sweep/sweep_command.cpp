@@ -27,7 +27,7 @@ WorkerPoolOptions PoolFor(const SweepOptions& options, const SweepGround& ground
   return pool;
 }
 
-/// What the file begins with: the sum of everything that decides which run a number stands for.
+/// What the file begins with: the sum of everything that decides which run a number means.
 json Head(const std::vector<KnownCall>& calls, const std::vector<SweepTask>& tasks) {
   std::string all;
   for (const KnownCall& call : calls) all += call.name + ' ' + call.function + ' ' + call.args + '\n';
@@ -36,7 +36,7 @@ json Head(const std::vector<KnownCall>& calls, const std::vector<SweepTask>& tas
   return {{"sweep", sum}, {"runs", tasks.size()}};
 }
 
-/// The answers of a sweep's runs in a file, so that a sweep that was interrupted can go on.
+/// The results of a sweep's runs in a file, so that a sweep that was interrupted can go on.
 class SweepProgress {
  public:
   /// Reads `file`, or makes it. Throws InputError for a file that does not belong to these tasks and calls.
@@ -45,7 +45,7 @@ class SweepProgress {
 
   /// By task: what is known already.
   const std::map<std::size_t, json>& known() const { return known_; }
-  /// Adds the answer of a task.
+  /// Adds the result of a task.
   void Keep(std::size_t task, const json& answer);
 
  private:

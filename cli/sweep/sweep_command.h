@@ -22,7 +22,7 @@ struct SweepOptions {
   bool cut_table = false;  ///< what power cuts leave, and nothing else
   /// See PrepareGround.
   std::optional<std::chrono::milliseconds> time_out = std::nullopt;
-  /// The file that keeps the answers of the runs; a sweep that was interrupted goes on from it.
+  /// The file that keeps the results of the runs; a sweep that was interrupted goes on from it.
   std::optional<std::filesystem::path> resume = std::nullopt;
   /// See PrepareGround.
   std::function<void(tablet::Tablet& machine)> change = nullptr;

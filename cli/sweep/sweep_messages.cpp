@@ -150,7 +150,7 @@ constexpr MessageRule kExists{"", "", "", "", "the folder exists already"};
 
 bool Contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
-/// "Unzipping status !" stands for any status but 0.
+/// "Unzipping status !" is any status but 0.
 bool Shows(const std::string& message, std::string_view part) {
   if (part == "Unzipping status !") {
     std::size_t const at = message.find(kStatus);

@@ -171,7 +171,7 @@ bool BeforeTheNotice(const RunFacts& facts) {
 bool StepsUp(const RunFacts& facts) { return AllContain(facts.broken, kStepUp); }
 
 /// A header or a name that is read wrong gives an entry no name, so that its target is the folder itself; and its
-/// attributes, which cannot be asked for, are set to what stands for "none".
+/// attributes, which cannot be asked for, are set to the value that means "none".
 bool TargetFolderItself(const RunFacts& facts) {
   bool const no_name = Failed(facts, "ReadFile") != nullptr || Failed(facts, "SetFilePointer") != nullptr;
   return no_name && Failed(facts, "GetFileAttributesW") != nullptr && AllContain(facts.broken, kTargetFolder);

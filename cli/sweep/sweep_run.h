@@ -61,7 +61,7 @@ struct Verdict {
   bool triggered = true;                 ///< every fault met its call
   std::uint64_t calls = 0;
   CutRow cut;         ///< of a power cut, when that is described
-  std::string crash;  ///< how the process ended without an answer; empty: it gave one
+  std::string crash;  ///< how the process ended without a result; empty: it gave one
 };
 nlohmann::json ToJson(const Verdict& verdict);
 Verdict VerdictFrom(const nlohmann::json& document);

@@ -11,7 +11,7 @@
 namespace cli {
 
 /// In the order of the tablet's parts: tablet.json, registry, drive, attributes, firmware. Throws InputError for what
-/// is no tablet's folder at all.
+/// is not a tablet's folder at all.
 std::vector<tablet::InputError> ProblemsOf(const std::filesystem::path& folder);
 
 /// The problems of a tablet.json. After one that is not about a single key (text that is not JSON) nothing is checked.

@@ -21,7 +21,7 @@ std::string AsCode(std::string_view text) {
   return out + "`";
 }
 
-/// Where the last cell of a row begins, behind its bar; npos if the line is no row.
+/// Where the last cell of a row begins, after its bar; npos if the line is not a row.
 std::size_t LastCell(const std::string& line) {
   if (!line.starts_with("| ") || !line.ends_with(" |")) return std::string::npos;
   std::size_t at = line.size() - 1;

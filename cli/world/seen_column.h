@@ -1,4 +1,4 @@
-// The column "as seen on" of the tables of sim/winapi/README.md: what machines gave as answers.
+// The column "as seen on" of the tables of sim/winapi/README.md: the answers of machines.
 #pragma once
 
 #include <string>

@@ -109,7 +109,7 @@ class Comparison {
     }
   }
 
-  /// Whoever gets the archive fails.
+  /// Every case that gets the archive fails.
   void RefuseArchive(std::size_t index, std::string_view id, FindingPlace place, const std::string& text,
                      std::string next) {
     std::size_t const finding = Add({std::string(id), std::move(place), text, std::move(next)});

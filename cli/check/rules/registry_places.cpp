@@ -43,7 +43,7 @@ std::string TextOfFile(const fs::path& file) {
   return tablet::ToUtf8(wide);
 }
 
-/// The name in front of "=", without its quotes, and what is behind; false for a line that sets no value.
+/// The name in front of "=", without its quotes, and what follows it; false for a line that sets no value.
 bool SplitValue(const std::string& line, std::string& name, std::string& rest) {
   std::size_t at = 1;
   name.clear();

@@ -97,7 +97,7 @@ std::optional<std::string> TextTrouble(const tablet::RegistryValue& value, std::
   if (value.type != tablet::kTypeText) {
     return fmt::format("is {}, not REG_SZ: the service reads its bytes as a text", TypeName(value.type));
   }
-  if (value.data.size() % 2 != 0) return fmt::format("has {} bytes, which is no whole text", value.data.size());
+  if (value.data.size() % 2 != 0) return fmt::format("has {} bytes, which is not a whole text", value.data.size());
   std::size_t const count = tablet::TextOf(value).size();
   if (count <= most && value.data.size() <= (most + 1) * 2) return std::nullopt;
   return fmt::format("has {} characters, and the service reads at most {}: {}", count, most, effect);

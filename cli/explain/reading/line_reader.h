@@ -20,7 +20,7 @@ class LineReader {
   /// Throws InputError for a file that cannot be read; "-" is standard input.
   explicit LineReader(const std::filesystem::path& file);
 
-  /// The next line in UTF-8 without its end; false after the last one. Throws InputError for what is no text and for a
+  /// The next line in UTF-8 without its end; false after the last one. Throws InputError for what is not text and for a
   /// file that cannot be read to its end.
   bool Next(std::string& line);
 

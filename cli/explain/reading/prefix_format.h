@@ -1,4 +1,4 @@
-// What stands before each message of a trace as text: the prefix that the environment variable TRACE_FORMAT_PREFIX of
+// What precedes each message of a trace as text: the prefix that the environment variable TRACE_FORMAT_PREFIX of
 // tracefmt describes.
 #pragma once
 
@@ -53,7 +53,7 @@ class PrefixFormat {
 };
 
 /// "06/10/2025-14:25:43.968", with any number of digits after the point, at the start of `text`; sets its length.
-/// Nothing for what is no date or no time.
+/// Nothing for what is not a date and a time.
 std::optional<std::int64_t> ReadStamp(std::string_view text, std::size_t& length);
 
 }  // namespace cli

@@ -21,7 +21,7 @@ struct TraceFacts {
   std::uint64_t messages = 0;     ///< of the service
   std::uint64_t others = 0;       ///< records of other providers, and calls
   std::uint64_t unformatted = 0;  ///< "No Format Information found"
-  std::uint64_t unreadable = 0;   ///< lines that are no record and belong to none
+  std::uint64_t unreadable = 0;   ///< lines that are neither a record nor part of one
   std::uint64_t first_unreadable = 0;
   std::uint64_t lost_events = 0;  ///< that the session could not record, as a log counts them
   bool without_prefix = false;    ///< as -noprefix writes it: neither times nor processes
