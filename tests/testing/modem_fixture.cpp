@@ -1,7 +1,5 @@
 #include "tests/testing/modem_fixture.h"
 
-#include <algorithm>
-
 namespace modem_tests {
 
 namespace {
@@ -48,26 +46,14 @@ void ModemTest::EnterAuditMode() {
   registry().PutText(kSetupState, u"ImageState", u"IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT");
 }
 
-void ModemTest::PutArchive(const testing_support::ZipBuilder& archive, std::u16string_view path) {
-  drive().Put(path, archive.Build());
-}
+void ModemTest::PutArchive(const ZipBuilder& archive, std::u16string_view path) { drive().Put(path, archive.Build()); }
 
 void ModemTest::PutArchive() {
-  testing_support::ZipBuilder archive;
+  ZipBuilder archive;
   archive.Add("qcdsp1v2850.mbn", ToBytes("firmware"));
   PutArchive(archive);
 }
 
 bool ModemTest::IsDeployed() { return drive().Exists(u"c:\\windows\\system32\\qcdsp1v2850.mbn"); }
-
-std::vector<std::string> ModemTest::MessagesOf(std::string_view start) {
-  std::vector<std::string> found;
-  for (const std::string& message : messages()) {
-    if (message.starts_with(start)) found.push_back(message);
-  }
-  return found;
-}
-
-std::size_t ModemTest::Times(std::string_view message) { return std::ranges::count(messages(), message); }
 
 }  // namespace modem_tests

@@ -30,8 +30,7 @@ inline constexpr char16_t kShippedPath[] = u"\\SystemRoot\\System32\\shipped.mbn
 inline constexpr auto& kModemFolder = service_facts::kWideArchiveFolder;
 inline constexpr char16_t kVzwArchive[] = u"c:\\windows\\system32\\modem_core\\VZW.bin";
 
-using testing_support::Bytes;
-using testing_support::ToBytes;
+using namespace testing_support;
 
 /// ERROR_ACCESS_DENIED, for faults.
 inline constexpr std::uint32_t kAccessDenied = 5;
@@ -39,7 +38,7 @@ inline constexpr std::uint32_t kAccessDenied = 5;
 /// A text as the registry stores it, terminator included.
 tablet::RegistryValue TextValue(std::u16string_view text);
 
-class ModemTest : public testing_support::TabletTest {
+class ModemTest : public TabletTest {
  protected:
   ModemTest();
 
@@ -60,16 +59,11 @@ class ModemTest : public testing_support::TabletTest {
   void EnterAuditMode();
 
   /// Puts an archive under the default image's name, or another.
-  void PutArchive(const testing_support::ZipBuilder& archive, std::u16string_view path = kVzwArchive);
+  void PutArchive(const ZipBuilder& archive, std::u16string_view path = kVzwArchive);
   /// Puts an archive of one file, "qcdsp1v2850.mbn", under the default image's name.
   void PutArchive();
   /// Whether that file has been extracted.
   bool IsDeployed();
-
-  /// The messages that begin with `start`, a function's name for instance, in order.
-  std::vector<std::string> MessagesOf(std::string_view start);
-  /// How often a message was logged.
-  std::size_t Times(std::string_view message);
 };
 
 }  // namespace modem_tests

@@ -1,5 +1,6 @@
 #include "tests/testing/tablet_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "cli/base/service_facts.h"
@@ -46,10 +47,31 @@ void TabletTest::OpenLog(ULONG zones) {
   TraceProviderInit();
 }
 
-std::vector<std::string> TabletTest::formatted() {
-  std::vector<std::string> texts;
-  for (const tablet::CallEvent& call : machine_->journal().Calls("_vsnwprintf")) texts.push_back(call.args);
-  return texts;
+std::vector<std::string> TabletTest::MessagesOf(std::string_view start) {
+  std::vector<std::string> found = messages();
+  std::erase_if(found, [&](const std::string& message) { return !message.starts_with(start); });
+  return found;
+}
+
+std::size_t TabletTest::TimesLogged(std::string_view message) { return std::ranges::count(messages(), message); }
+
+std::vector<std::string> TabletTest::ArgumentsOf(std::string_view call) {
+  std::vector<std::string> arguments;
+  for (const tablet::CallEvent& event : machine_->journal().Calls(call)) arguments.push_back(event.args);
+  return arguments;
+}
+
+void TabletTest::Settle() {
+  machine_->scheduler().Wait(tablet::kForever, [] { return false; });
+}
+
+void TabletTest::Put(std::u16string_view path, std::string_view text, std::uint32_t attributes) {
+  drive().Put(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, attributes);
+}
+
+std::string TabletTest::TextOf(std::u16string_view path) {
+  auto const data = drive().Contents(path);
+  return {data.begin(), data.end()};
 }
 
 void TabletTest::Inject(std::string call, tablet::WinError error, std::uint32_t first, std::uint32_t count) {

@@ -2,18 +2,20 @@
 // calls the Windows API directly.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sim/tablet/machine/tablet.h"
+#include "tests/testing/matchers.h"
 #include "tests/testing/scratch_folder.h"
 #include "vantord/common/diagnostic_log.h"
+
+using tablet::Millis;
 
 namespace testing_support {
 
@@ -28,6 +30,13 @@ class TabletTest : public ::testing::Test {
   /// resets.
   void PowerOn(const tablet::Description& description, tablet::Scheduler::Options options = {});
   static tablet::Description DefaultDescription();
+  /// The default description after `change`.
+  template <typename Change>
+  static tablet::Description With(Change change) {
+    tablet::Description description = DefaultDescription();
+    change(description);
+    return description;
+  }
 
   /// As the service's start does it: registers the trace provider. Without zones only unconditional messages are sent.
   void OpenLog(ULONG zones = kDefaultZoneMask);
@@ -36,8 +45,24 @@ class TabletTest : public ::testing::Test {
   tablet::Registry& registry() { return machine_->registry(); }
   tablet::Drive& drive() { return machine_->drive(); }
   std::vector<std::string> messages() { return machine_->journal().Messages(); }
+  /// The messages that begin with `start`, a function's name for instance, in order.
+  std::vector<std::string> MessagesOf(std::string_view start);
+  /// How often a message was logged.
+  std::size_t TimesLogged(std::string_view message);
+  /// The arguments of each call of that name.
+  std::vector<std::string> ArgumentsOf(std::string_view call);
+  /// The kinds of the handles that are open.
+  std::vector<std::string> open_kinds() { return machine_->handles().OpenKinds(tablet::kMachineProcess); }
+
+  Millis Now() { return machine_->scheduler().Now(); }
+  /// Lets everything happen that can happen.
+  void Settle();
+
+  void Put(std::u16string_view path, std::string_view text, std::uint32_t attributes = tablet::kAttributeArchive);
+  std::string TextOf(std::u16string_view path);
+
   /// Everything the wide formatter made so far, delivered or not.
-  std::vector<std::string> formatted();
+  std::vector<std::string> formatted() { return ArgumentsOf("_vsnwprintf"); }
 
   /// Makes an injected error: the call fails from its `first` next occurrence on, `count` times.
   void Inject(std::string call, tablet::WinError error, std::uint32_t first = 1,

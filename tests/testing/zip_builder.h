@@ -97,6 +97,13 @@ struct ZipItem {
 
   std::function<void(LocalHeader&)> edit_local;      ///< last look before the local header is written
   std::function<void(CentralHeader&)> edit_central;  ///< last look before the central header is written
+
+  /// Changes both headers in the same way, so that they agree.
+  template <typename Edit>
+  void EditBoth(Edit edit) {
+    edit_local = edit;
+    edit_central = edit;
+  }
 };
 
 class ZipBuilder {
@@ -120,3 +127,8 @@ class ZipBuilder {
 Bytes Deflate(const Bytes& content);
 
 }  // namespace testing_support
+
+using testing_support::Compressible;
+using testing_support::ToBytes;
+using testing_support::ZipBuilder;
+using testing_support::ZipItem;
