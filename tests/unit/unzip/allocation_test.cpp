@@ -50,16 +50,10 @@ extern "C" int inflateEnd(z_streamp stream) {
   return real(stream);
 }
 
+namespace unzip_tests {
 namespace {
 
-using testing_support::Bytes;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-using unzip_tests::MemoryArchive;
-using unzip_tests::MemoryStream;
-using unzip_tests::ReadToEnd;
-
-class AllocationTest : public testing_support::TabletTest {
+class AllocationTest : public TabletTest {
  protected:
   AllocationTest() { zip_.Add("a", ToBytes("content")); }
   ~AllocationTest() override {
@@ -144,7 +138,7 @@ TEST_F(AllocationTest, AFileWithoutMemoryForItsStreamIsClosedAgain) {
   drive().Put(u"c:\\a.zip", zip_.Build());
   failing_size = sizeof(ZipInputStream);
   EXPECT_EQ(lufopen(u"c:\\a.zip"), nullptr);
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), testing::IsEmpty());
+  EXPECT_THAT(open_kinds(), testing::IsEmpty());
 }
 
 TEST_F(AllocationTest, AnExtractionWithoutMemoryForTheObjectTheHandleOrTheBufferFails) {
@@ -164,3 +158,4 @@ TEST_F(AllocationTest, AnExtractionWithoutMemoryForTheObjectTheHandleOrTheBuffer
 }
 
 }  // namespace
+}  // namespace unzip_tests

@@ -13,7 +13,7 @@
 
 namespace unzip_tests {
 
-using testing_support::Bytes;
+using namespace testing_support;
 
 /// A stream over a block of memory, which must outlive it.
 inline std::unique_ptr<ZipInputStream> MemoryStream(std::span<const std::uint8_t> bytes) {
@@ -26,7 +26,7 @@ inline std::unique_ptr<ZipInputStream> MemoryStream(std::span<const std::uint8_t
 /// An archive in memory with a reader over it; the reader is null when the bytes hold no archive.
 struct MemoryArchive {
   explicit MemoryArchive(Bytes content) : bytes(std::move(content)), reader(OpenZipArchive(MemoryStream(bytes))) {}
-  explicit MemoryArchive(const testing_support::ZipBuilder& zip) : MemoryArchive(zip.Build()) {}
+  explicit MemoryArchive(const ZipBuilder& zip) : MemoryArchive(zip.Build()) {}
   Bytes bytes;
   std::unique_ptr<ZipArchiveReader> reader;
 };
@@ -46,6 +46,14 @@ inline Delivery ReadToEnd(ZipArchiveReader* reader, std::uint32_t piece = 16384)
     if (delivery.code > 0) delivery.bytes.insert(delivery.bytes.end(), buffer.begin(), buffer.begin() + delivery.code);
     if (delivery.code <= 0 || delivery.end) return delivery;
   }
+}
+
+inline tablet::FileTicks Ticks(const FILETIME& time) {
+  return static_cast<tablet::FileTicks>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+inline tablet::FileTicks TicksOfUnix(std::int64_t seconds) {
+  return static_cast<tablet::FileTicks>((seconds + 11'644'473'600) * 10'000'000);
 }
 
 inline std::string CurrentName(ZipArchiveReader* reader) {

@@ -4,8 +4,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 class EnsureDirectoryTest : public testing_support::TabletTest {
  protected:
   // "c:", the parent of "c:\a", is the current directory of the drive, which is always there.
@@ -13,10 +11,8 @@ class EnsureDirectoryTest : public testing_support::TabletTest {
 
   /// The folders that were asked to be made, in order.
   std::vector<std::string> Created() {
-    std::vector<std::string> paths;
-    for (const tablet::CallEvent& call : machine().journal().Calls("CreateDirectoryW")) {
-      paths.push_back(call.args.substr(1, call.args.find('"', 1) - 1));
-    }
+    std::vector<std::string> paths = ArgumentsOf("CreateDirectoryW");
+    for (std::string& path : paths) path = path.substr(1, path.find('"', 1) - 1);
     return paths;
   }
 };

@@ -2,26 +2,14 @@
 
 #include "tests/unit/unzip/archives.h"
 
+namespace unzip_tests {
 namespace {
-
-using testing_support::DosTime;
-using testing_support::ExtraBlock;
-using testing_support::TimestampBlock;
-using unzip_tests::Bytes;
 
 constexpr std::uint32_t kUnixFile0644 = 0100644u << 16;
 constexpr std::uint32_t kUnixFile0444 = 0100444u << 16;
 constexpr std::uint32_t kUnixFolder0755 = 0040755u << 16;
 
-std::uint64_t Ticks(const FILETIME& time) {
-  return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
-std::uint64_t TicksOfUnix(std::int64_t seconds) {
-  return static_cast<std::uint64_t>((seconds + 11'644'473'600) * 10'000'000);
-}
-
-class EntryFactsTest : public testing_support::TabletTest {
+class EntryFactsTest : public TabletTest {
  protected:
   void Read(const Bytes& extra) {
     ReadExtendedTimestamps(extra.data(), static_cast<std::uint32_t>(extra.size()), write_, access_, creation_);
@@ -73,9 +61,7 @@ TEST_F(EntryFactsTest, ADosTimeIsLocalTime) {
   // The tablet is one hour ahead of UTC: 13:25:36 there is 12:25:36 UTC, 1534422336 of Unix.
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 8, 16, 13, 25, 36))), TicksOfUnix(1'534'422'336));
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 7, 15, 13, 25, 36))), TicksOfUnix(1'531'657'536));
-  tablet::Description west = DefaultDescription();
-  west.utc_offset_minutes = -300;
-  PowerOn(west);
+  PowerOn(With([](auto& west) { west.utc_offset_minutes = -300; }));
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 8, 16, 13, 25, 36))), TicksOfUnix(1'534'443'936));
 }
 
@@ -89,9 +75,7 @@ TEST_F(EntryFactsTest, AFieldThatIsNoDateGivesNoTime) {
   EXPECT_EQ(Ticks(FileTimeFromDos(DosTime(2018, 8, 16, 24, 0, 0))), 0u);
   EXPECT_EQ(Ticks(FileTimeFromDos(0xFFFFFFFF)), 0u);
   // West of UTC even the earliest time there is has one that is later.
-  tablet::Description west = DefaultDescription();
-  west.utc_offset_minutes = -300;
-  PowerOn(west);
+  PowerOn(With([](auto& west) { west.utc_offset_minutes = -300; }));
   EXPECT_EQ(Ticks(FileTimeFromDos(0)), 0u);
 }
 
@@ -177,3 +161,4 @@ TEST_F(EntryFactsTest, AFieldOf4BytesOrFewerIsNotWalked) {
 }
 
 }  // namespace
+}  // namespace unzip_tests

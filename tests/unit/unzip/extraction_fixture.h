@@ -1,23 +1,15 @@
 // An archive on drive C:, opened for extraction.
 #pragma once
 
+#include <stdexcept>
+
 #include "tests/unit/unzip/archives.h"
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/unzip/unzip.h"
 
 namespace unzip_tests {
 
-using namespace testing_support;
-
 inline constexpr const char16_t* kArchive = u"c:\\archives\\image.zip";
-
-inline tablet::FileTicks Ticks(const FILETIME& time) {
-  return static_cast<tablet::FileTicks>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
-inline tablet::FileTicks TicksOfUnix(std::int64_t seconds) {
-  return static_cast<tablet::FileTicks>((seconds + 11'644'473'600) * 10'000'000);
-}
 
 class ExtractionTest : public TabletTest {
  protected:
@@ -35,19 +27,25 @@ class ExtractionTest : public TabletTest {
     return handle_;
   }
 
+  /// Another archive, without entries yet; the one before is closed.
+  void BeginAgain() {
+    CloseZipFile(handle_);
+    handle_ = nullptr;
+    zip_ = {};
+  }
+
+  // These open the archive when it is not open yet.
   ZipEntry Get(INT index) {
     ZipEntry entry = {};
-    EXPECT_EQ(GetZipEntry(handle_, index, entry), UNZIP_OK);
+    EXPECT_EQ(GetZipEntry(Opened(), index, entry), UNZIP_OK);
     return entry;
   }
   DWORD CodeOfGet(INT index) {
     ZipEntry entry = {};
-    return GetZipEntry(handle_, index, entry);
+    return GetZipEntry(Opened(), index, entry);
   }
   std::u16string NameOf(INT index) { return Get(index).name; }
-  DWORD Unzip(INT index, const WCHAR* destination) { return UnzipZipEntry(handle_, index, destination); }
-
-  std::vector<std::string> OpenHandles() { return machine().handles().OpenKinds(tablet::kMachineProcess); }
+  DWORD Unzip(INT index, const WCHAR* destination) { return UnzipZipEntry(Opened(), index, destination); }
 
   /// The log lines that were made, delivered or not; the formatter makes paths as well.
   std::vector<std::string> Lines() {
@@ -58,6 +56,12 @@ class ExtractionTest : public TabletTest {
 
   ZipBuilder zip_;
   ZipHandle* handle_ = nullptr;
+
+ private:
+  ZipHandle* Opened() {
+    if (handle_ == nullptr && Open() == nullptr) throw std::runtime_error("the archive does not open");
+    return handle_;
+  }
 };
 
 }  // namespace unzip_tests

@@ -6,16 +6,8 @@
 namespace unzip_tests {
 namespace {
 
-using testing::IsEmpty;
-
 class LyingArchiveTest : public ExtractionTest {
  protected:
-  /// Changes both headers of an entry in the same way, so that they agree.
-  template <typename Edit>
-  static void EditBoth(ZipItem& item, Edit edit) {
-    item.edit_local = edit;
-    item.edit_central = edit;
-  }
   static void SetOffset(ZipItem& item, std::uint32_t offset) {
     item.edit_central = [offset](CentralHeader& header) { header.local_header_offset = offset; };
   }
@@ -30,11 +22,11 @@ class LyingArchiveTest : public ExtractionTest {
 TEST_F(LyingArchiveTest, SizesBeyondTheFileGiveBadData) {
   for (std::uint32_t size : {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(size);
-    zip_ = {};
-    EditBoth(zip_.Add("a", ToBytes("content"), 0),
-             [size](auto& header) { header.compressed_size = header.uncompressed_size = size; });
+    BeginAgain();
+    zip_.Add("a", ToBytes("content"), 0).EditBoth([size](auto& header) {
+      header.compressed_size = header.uncompressed_size = size;
+    });
     zip_.Add("b", ToBytes("good"));
-    ASSERT_NE(Open(), nullptr);
     EXPECT_EQ(Get(0).uncompressedSize, static_cast<INT>(size)) << "sizes are told as signed numbers";
     EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_BAD_DATA);
     EXPECT_EQ(drive().Facts(u"c:\\a").size, 0u);
@@ -43,16 +35,14 @@ TEST_F(LyingArchiveTest, SizesBeyondTheFileGiveBadData) {
 }
 
 TEST_F(LyingArchiveTest, ADeflatedSizeBeyondTheFileGivesBadDataBeforeAnyByte) {
-  EditBoth(zip_.Add("a", Compressible(1000)), [](auto& header) { header.compressed_size += 10'000; });
-  ASSERT_NE(Open(), nullptr);
+  zip_.Add("a", Compressible(1000)).EditBoth([](auto& header) { header.compressed_size += 10'000; });
   EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_BAD_DATA) << "though the deflated data are all there";
   EXPECT_EQ(drive().Facts(u"c:\\a").size, 0u);
 }
 
 TEST_F(LyingArchiveTest, ASizeThatReachesIntoWhatFollowsIsTakenAtItsWord) {
-  EditBoth(zip_.Add("a", ToBytes("abc"), 0), [](auto& h) { h.compressed_size = h.uncompressed_size = 3 + 30; });
+  zip_.Add("a", ToBytes("abc"), 0).EditBoth([](auto& h) { h.compressed_size = h.uncompressed_size = 3 + 30; });
   zip_.Add("b", ToBytes("good"), 0);
-  ASSERT_NE(Open(), nullptr);
   Bytes const out = Extracted(0);
   ASSERT_EQ(out.size(), 33u);
   EXPECT_EQ(Bytes(out.begin(), out.begin() + 7), ToBytes("abcPK\x03\x04")) << "the header of the next entry";
@@ -63,10 +53,9 @@ TEST_F(LyingArchiveTest, AnOffsetWhereNoHeaderStandsGivesABadHeader) {
   std::uint32_t const offsets[] = {1, StoredEntry(4) - 1, 5000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
   for (std::uint32_t offset : offsets) {
     SCOPED_TRACE(offset);
-    zip_ = {};
+    BeginAgain();
     zip_.Add("a", ToBytes("good"), 0);
     SetOffset(zip_.Add("b", ToBytes("good"), 0), offset);
-    ASSERT_NE(Open(), nullptr);
     EXPECT_EQ(CodeOfGet(1), UNZIP_BAD_HEADER);
     EXPECT_EQ(Unzip(1, u"c:\\b"), UNZIP_BAD_DATA);
     EXPECT_EQ(Extracted(0), ToBytes("good"));
@@ -76,7 +65,6 @@ TEST_F(LyingArchiveTest, AnOffsetWhereNoHeaderStandsGivesABadHeader) {
 TEST_F(LyingArchiveTest, EntriesThatShareOneLocalHeaderHaveTheSameData) {
   zip_.Add("a", Compressible(500));
   for (const char* name : {"b", "c"}) SetOffset(zip_.Add(name, Compressible(500)), 0);
-  ASSERT_NE(Open(), nullptr);
   for (INT i = 0; i < 3; ++i) {
     EXPECT_EQ(NameOf(i), std::u16string(1, static_cast<char16_t>(u'a' + i))) << "the central name counts";
     EXPECT_EQ(Extracted(i), Compressible(500));
@@ -89,7 +77,6 @@ TEST_F(LyingArchiveTest, AnEntryInsideTheDataOfAnotherOneIsAnEntry) {
   inner.Add("x", ToBytes("inner"), 0);
   zip_.Add("a", inner.Build(), 0);
   SetOffset(zip_.Add("x", ToBytes("inner"), 0), StoredEntry(0));
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Extracted(0), inner.Build());
   EXPECT_EQ(Extracted(1), ToBytes("inner"));
 }
@@ -98,16 +85,13 @@ TEST_F(LyingArchiveTest, ADirectoryThatIsSaidToStartEarlierShiftsEveryEntry) {
   // What looks like 5 bytes in front of the archive is added to every offset: the local headers are missed.
   zip_.Add("a", ToBytes("content"), 0);
   zip_.edit_end = [](EndRecord& end) { end.directory_offset -= 5; };
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(CodeOfGet(0), UNZIP_BAD_HEADER);
 
   // Offsets that are too small by as much, one of them below zero, meet them again.
-  zip_.Add("b", ToBytes("more"), 0);
-  zip_ = {};
+  BeginAgain();
   SetOffset(zip_.Add("a", ToBytes("content"), 0), 0xFFFFFFFB);
   SetOffset(zip_.Add("b", ToBytes("more"), 0), StoredEntry(7) - 5);
   zip_.edit_end = [](EndRecord& end) { end.directory_offset -= 5; };
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Extracted(0), ToBytes("content"));
   EXPECT_EQ(Extracted(1), ToBytes("more"));
 }
@@ -119,7 +103,6 @@ TEST_F(LyingArchiveTest, ADirectoryWhoseOffsetAndSizeOverflowIsAnArchive) {
     end.directory_offset = 0xFFFFFFF0;
     end.directory_size = 0x20;
   };
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Get(-1).index, 1);
   EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_BAD_DATA);
 }
@@ -127,7 +110,6 @@ TEST_F(LyingArchiveTest, ADirectoryWhoseOffsetAndSizeOverflowIsAnArchive) {
 TEST_F(LyingArchiveTest, AnEndRecordThatClaimsNoEntriesHidesThemAll) {
   zip_.Add("a", ToBytes("content"));
   zip_.edit_end = [](EndRecord& end) { end.entries = end.entries_on_disk = 0; };
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Get(-1).index, 0);
   EXPECT_EQ(CodeOfGet(0), UNZIP_BAD_INDEX);
 }
@@ -156,7 +138,6 @@ TEST_F(LyingArchiveTest, AWholeArchiveInFrontIsPassedOver) {
   first.Add("old", ToBytes("old"));
   zip_.prefix = first.Build();
   zip_.Add("new", ToBytes("new"));
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Get(-1).index, 1);
   EXPECT_EQ(NameOf(0), u"new");
   EXPECT_EQ(Extracted(0), ToBytes("new"));
@@ -164,7 +145,6 @@ TEST_F(LyingArchiveTest, AWholeArchiveInFrontIsPassedOver) {
 
 TEST_F(LyingArchiveTest, AnEndRecordInTheDataIsNotTheLastOne) {
   zip_.Add("a", ZipBuilder().Build(), 0);
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Get(-1).index, 1);
   EXPECT_EQ(Extracted(0), ZipBuilder().Build());
 }
@@ -182,11 +162,10 @@ TEST_F(LyingArchiveTest, ASecondEndRecordBehindTheFirstOneCounts) {
 
 TEST_F(LyingArchiveTest, TheCommentsLengthIsNotHeldAgainstTheFile) {
   for (std::uint16_t length : {0, 3, 0xFFFF}) {
-    zip_ = {};
+    BeginAgain();
     zip_.Add("a", ToBytes("content"));
     zip_.comment = ToBytes("comment");
     zip_.edit_end = [length](EndRecord& end) { end.comment_length = length; };
-    ASSERT_NE(Open(), nullptr);
     EXPECT_EQ(Extracted(0), ToBytes("content"));
   }
 }
@@ -195,9 +174,8 @@ TEST_F(LyingArchiveTest, TimestampsThatAreCutKeepTheDosTimeForWhatIsMissing) {
   Bytes const whole = TimestampBlock(7, {1'500'000'001, 1'500'000'002, 1'500'000'003});
   for (std::size_t size = 0; size <= whole.size(); ++size) {
     SCOPED_TRACE(size);
-    zip_ = {};
+    BeginAgain();
     zip_.Add("a", ToBytes("1")).local_extra = Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-    ASSERT_NE(Open(), nullptr);
     ZipEntry const entry = Get(0);
     tablet::FileTicks const dos = TicksOfUnix(1'534'422'336);
     EXPECT_EQ(Ticks(entry.writeTime), size >= 9 ? TicksOfUnix(1'500'000'001) : dos);
@@ -213,9 +191,8 @@ TEST_F(LyingArchiveTest, TimestampsAreFoundBehindABlockOf255BytesButNotBehindLon
     Bytes extra = ExtraBlock(0x1234, Bytes(size, 0xFF));
     Bytes const times = TimestampBlock(1, {1'500'000'001});
     extra.insert(extra.end(), times.begin(), times.end());
-    zip_ = {};
+    BeginAgain();
     zip_.Add("a", ToBytes("1")).local_extra = extra;
-    ASSERT_NE(Open(), nullptr);
     EXPECT_EQ(Ticks(Get(0).writeTime), TicksOfUnix(size == 255 ? 1'500'000'001 : 1'534'422'336));
     EXPECT_EQ(Extracted(0), ToBytes("1"));
   }
@@ -227,15 +204,13 @@ TEST_F(LyingArchiveTest, ABlockOf300BytesIsEnteredAtIts44th) {
   Bytes const inner = TimestampBlock(1, {1'400'000'000});
   std::copy(inner.begin(), inner.end(), data.begin() + 44);
   zip_.Add("a", ToBytes("1")).local_extra = ExtraBlock(0x1234, data);
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(Ticks(Get(0).writeTime), TicksOfUnix(1'400'000'000));
 }
 
 TEST_F(LyingArchiveTest, StoredDataShorterThanPromisedAreWrittenAsFarAsTheyGo) {
   for (std::uint32_t stored : {0u, 1u, 6u}) {
-    zip_ = {};
-    EditBoth(zip_.Add("a", ToBytes("abcdefg"), 0), [stored](auto& header) { header.compressed_size = stored; });
-    ASSERT_NE(Open(), nullptr);
+    BeginAgain();
+    zip_.Add("a", ToBytes("abcdefg"), 0).EditBoth([stored](auto& header) { header.compressed_size = stored; });
     EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_BAD_DATA);
     EXPECT_EQ(drive().Contents(u"c:\\a"), ToBytes(std::string_view("abcdefg").substr(0, stored)));
   }
@@ -246,12 +221,11 @@ TEST_F(LyingArchiveTest, AnEncryptedEntryIsExtractedAsGarbageWhenItsCheckByteHap
   // The check byte is the high byte of the time where the values follow the data: one of 256 matches the start keys.
   std::map<DWORD, int> results;
   for (std::uint32_t high = 0; high < 256; ++high) {
-    zip_ = {};
+    BeginAgain();
     ZipItem& item = zip_.Add("a", ToBytes("content"), 0);
     item.password = "secret";
     item.data_descriptor = true;
     item.edit_central = [high](CentralHeader& header) { header.dos_date_time = high << 8; };
-    ASSERT_NE(Open(), nullptr);
     DWORD const result = Unzip(0, u"c:\\a");
     ++results[result];
     if (result != UNZIP_OK) continue;
@@ -264,9 +238,8 @@ TEST_F(LyingArchiveTest, AnEncryptedEntryIsExtractedAsGarbageWhenItsCheckByteHap
 TEST_F(LyingArchiveTest, OtherMethodsThanStoredAndDeflatedAreBadHeaders) {
   for (std::uint16_t method : {0, 1, 6, 7, 8, 9, 10, 12, 14, 16, 24, 93, 95, 99, 0x0100, 0x0800, 0x8000, 0xFFFF}) {
     SCOPED_TRACE(method);
-    zip_ = {};
+    BeginAgain();
     zip_.Add("a", ToBytes("content"), method);
-    ASSERT_NE(Open(), nullptr);
     bool const known = method == 0 || method == 8;
     EXPECT_EQ(CodeOfGet(0), known ? UNZIP_OK : UNZIP_BAD_HEADER);
     EXPECT_EQ(Unzip(0, u"c:\\a"), known ? UNZIP_OK : UNZIP_BAD_DATA);

@@ -11,9 +11,8 @@ class LyingNameTest : public ExtractionTest {
  protected:
   /// The name of an archive's only entry, as the deployment gets it.
   std::u16string NameFrom(const std::string& stored) {
-    zip_ = {};
+    BeginAgain();
     zip_.Add(stored, ToBytes("1"));
-    EXPECT_NE(Open(), nullptr);
     return NameOf(0);
   }
 };
@@ -50,11 +49,7 @@ TEST_F(LyingNameTest, ANameEndsAtItsFirstZero) {
 TEST_F(LyingNameTest, ANameLengthThatReachesIntoTheDataIsTakenAtItsWord) {
   // Both headers claim two bytes more than there are: the central name runs on into the end record, and the data are
   // looked for two bytes past their start.
-  ZipItem& item = zip_.Add("a", ToBytes("content"), 0);
-  auto const lie = [](auto& header) { header.name_length = 3; };
-  item.edit_local = lie;
-  item.edit_central = lie;
-  ASSERT_NE(Open(), nullptr);
+  zip_.Add("a", ToBytes("content"), 0).EditBoth([](auto& header) { header.name_length = 3; });
   EXPECT_EQ(NameOf(0), u"aPK");
   ASSERT_EQ(Unzip(0, u"c:\\a"), UNZIP_OK);
   EXPECT_EQ(drive().Contents(u"c:\\a"), ToBytes("ntentPK"));
@@ -71,11 +66,7 @@ TEST_F(LyingNameTest, BytesThatAreNoUtf8BecomeReplacements) {
 
 TEST_F(LyingNameTest, AnOverlongSeparatorIsNone) {
   // In a careless reading these are "../b" and "/b".
-  for (const char* stored : {"a/\xC0\xAE\xC0\xAE/b",
-                             "\xC0\xAF"
-                             "b",
-                             "\xE0\x80\xAF"
-                             "b"}) {
+  for (const char* stored : {"a/\xC0\xAE\xC0\xAE/b", "\300\257b", "\340\200\257b"}) {
     std::u16string const name = NameFrom(stored);
     EXPECT_EQ(name.find(u".."), std::u16string::npos);
     EXPECT_NE(name.front(), u'/');
@@ -86,7 +77,6 @@ TEST_F(LyingNameTest, AnOverlongSeparatorIsNone) {
 TEST_F(LyingNameTest, NamesThatBecomeTheSameReplacementAreTheSameFile) {
   zip_.Add("\xE4.bin", ToBytes("first"));
   zip_.Add("\xF6.bin", ToBytes("second"));
-  ASSERT_NE(Open(), nullptr);
   EXPECT_EQ(NameOf(0), NameOf(1));
   for (INT i = 0; i < 2; ++i) EXPECT_EQ(Unzip(i, (u"c:\\target\\" + NameOf(i)).c_str()), UNZIP_OK);
   EXPECT_EQ(drive().Contents(u"c:\\target\\\uFFFD.bin"), ToBytes("second"));

@@ -2,16 +2,10 @@
 // sanitizers' build looks at memory while this runs.)
 #include "tests/unit/unzip/archives.h"
 
+namespace unzip_tests {
 namespace {
 
-using testing_support::Compressible;
-using testing_support::TimestampBlock;
-using testing_support::ZipBuilder;
-using unzip_tests::Bytes;
-using unzip_tests::Delivery;
-using unzip_tests::MemoryStream;
-
-class SpoiledArchiveTest : public testing_support::TabletTest {
+class SpoiledArchiveTest : public TabletTest {
  protected:
   SpoiledArchiveTest() {
     zip_.Add("stored", Compressible(40), 0);
@@ -29,7 +23,7 @@ class SpoiledArchiveTest : public testing_support::TabletTest {
       GetCurrentEntryInfo(reader.get(), nullptr, nullptr, name, 260);
       if (OpenCurrentEntry(reader.get(), nullptr) == ZIP_OK) {
         std::uint32_t const declared = reader->entryReadState->restUncompressed;
-        Delivery const delivery = unzip_tests::ReadToEnd(reader.get(), 1000);
+        Delivery const delivery = ReadToEnd(reader.get(), 1000);
         ASSERT_LE(delivery.bytes.size(), declared);
         ASSERT_LE(delivery.bytes.size(), 10'000u);
         ASSERT_LE(reader->stream->position, reader->stream->length);
@@ -69,3 +63,4 @@ TEST_F(SpoiledArchiveTest, NoCutLeadsTheReaderAstray) {
 }
 
 }  // namespace
+}  // namespace unzip_tests

@@ -1,22 +1,9 @@
 #include "tests/unit/unzip/archives.h"
 
+namespace unzip_tests {
 namespace {
 
-using testing_support::CentralHeader;
-using testing_support::Compressible;
-using testing_support::Deflate;
-using testing_support::DosTime;
-using testing_support::Incompressible;
-using testing_support::LocalHeader;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-using testing_support::ZipItem;
-using unzip_tests::Bytes;
-using unzip_tests::Delivery;
-using unzip_tests::MemoryArchive;
-using unzip_tests::ReadToEnd;
-
-class ZipEntryReadingTest : public testing_support::TabletTest {
+class ZipEntryReadingTest : public TabletTest {
  protected:
   /// An archive with the one entry of `zip_`, opened.
   ZipArchiveReader* Open(const char* password = nullptr) {
@@ -26,12 +13,10 @@ class ZipEntryReadingTest : public testing_support::TabletTest {
   }
   /// Makes both headers declare this size.
   static void DeclareSize(ZipItem& item, std::uint32_t size) {
-    item.edit_local = [size](LocalHeader& header) { header.uncompressed_size = size; };
-    item.edit_central = [size](CentralHeader& header) { header.uncompressed_size = size; };
+    item.EditBoth([size](auto& header) { header.uncompressed_size = size; });
   }
   static void DeclareCrc(ZipItem& item, std::uint32_t crc) {
-    item.edit_local = [crc](LocalHeader& header) { header.crc32 = crc; };
-    item.edit_central = [crc](CentralHeader& header) { header.crc32 = crc; };
+    item.EditBoth([crc](auto& header) { header.crc32 = crc; });
   }
 
   ZipBuilder zip_;
@@ -168,14 +153,12 @@ TEST_F(ZipEntryReadingTest, DeflatedDataThatIsCutOffPassesZlibsCodeOn) {
 }
 
 TEST_F(ZipEntryReadingTest, DataThatIsNotDeflatedPassesZlibsCodeOn) {
-  ZipItem& item = zip_.Add("a", Compressible(1000));
-  item.data = Bytes(100, 0xFF);
+  zip_.Add("a", Compressible(1000)).data = Bytes(100, 0xFF);
   EXPECT_EQ(ReadToEnd(Open()).code, Z_DATA_ERROR);
 }
 
 TEST_F(ZipEntryReadingTest, AStoredEntryWhoseBytesRunOutDeliversWhatThereIsWithoutAnEnd) {
-  ZipItem& item = zip_.Add("a", ToBytes("abcdef"), 0);
-  DeclareSize(item, 10);
+  DeclareSize(zip_.Add("a", ToBytes("abcdef"), 0), 10);
   ZipArchiveReader* const reader = Open();
   Delivery const delivery = ReadToEnd(reader);
   EXPECT_EQ(delivery.bytes, ToBytes("abcdef"));
@@ -184,9 +167,7 @@ TEST_F(ZipEntryReadingTest, AStoredEntryWhoseBytesRunOutDeliversWhatThereIsWitho
 }
 
 TEST_F(ZipEntryReadingTest, DataThatTheFileEndsInIsAFailedRead) {
-  ZipItem& item = zip_.Add("a", ToBytes("abc"), 0);
-  item.edit_local = [](LocalHeader& header) { header.compressed_size = header.uncompressed_size = 5000; };
-  item.edit_central = [](CentralHeader& header) { header.compressed_size = header.uncompressed_size = 5000; };
+  zip_.Add("a", ToBytes("abc"), 0).EditBoth([](auto& h) { h.compressed_size = h.uncompressed_size = 5000; });
   Delivery const delivery = ReadToEnd(Open());
   EXPECT_EQ(delivery.code, ZIP_STREAM_FAILED);
   EXPECT_TRUE(delivery.bytes.empty());
@@ -329,9 +310,7 @@ TEST_F(ZipEntryReadingTest, AnEncryptedEntryShorterThanItsHeaderEndsWithoutAnEnd
 TEST_F(ZipEntryReadingTest, AnEncryptedStoredEntryWhoseSizeForgetsTheHeaderEndsWithoutAnEnd) {
   ZipItem& item = zip_.Add("a", Compressible(100), 0);
   item.password = "secret";
-  auto const forget = [](auto& header) { header.compressed_size -= 12; };
-  item.edit_local = forget;
-  item.edit_central = forget;
+  item.EditBoth([](auto& header) { header.compressed_size -= 12; });
   Delivery const delivery = ReadToEnd(Open("secret"));
   EXPECT_EQ(delivery.bytes, Compressible(88));
   EXPECT_EQ(delivery.code, 0);
@@ -339,3 +318,4 @@ TEST_F(ZipEntryReadingTest, AnEncryptedStoredEntryWhoseSizeForgetsTheHeaderEndsW
 }
 
 }  // namespace
+}  // namespace unzip_tests

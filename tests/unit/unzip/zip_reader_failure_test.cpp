@@ -1,16 +1,10 @@
 // What the reader makes of failures that meet, and of bytes that are almost what it looks for.
 #include "tests/unit/unzip/archives.h"
 
+namespace unzip_tests {
 namespace {
 
-using testing_support::CentralHeader;
-using testing_support::LocalHeader;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-using testing_support::ZipItem;
-using unzip_tests::MemoryArchive;
-
-class ZipReaderFailureTest : public testing_support::TabletTest {};
+class ZipReaderFailureTest : public TabletTest {};
 
 TEST_F(ZipReaderFailureTest, WhatOnlyResemblesTheSignatureIsPassedOver) {
   for (const char* comment : {"PK\5x", "PKx\6", "Px\5\6", "xK\5\6", "\6\5KP"}) {
@@ -53,3 +47,4 @@ TEST_F(ZipReaderFailureTest, AnEntryWhoseLocalHeaderCannotBeReadIsABadArchive) {
 }
 
 }  // namespace
+}  // namespace unzip_tests

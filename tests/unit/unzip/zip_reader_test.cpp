@@ -2,23 +2,10 @@
 
 #include "tests/unit/unzip/archives.h"
 
+namespace unzip_tests {
 namespace {
 
-using testing_support::CentralHeader;
-using testing_support::Compressible;
-using testing_support::DosTime;
-using testing_support::EndRecord;
-using testing_support::LocalHeader;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-using testing_support::ZipItem;
-using unzip_tests::Bytes;
-using unzip_tests::CurrentName;
-using unzip_tests::MemoryArchive;
-using unzip_tests::MemoryStream;
-using unzip_tests::ReadToEnd;
-
-class ZipReaderTest : public testing_support::TabletTest {
+class ZipReaderTest : public TabletTest {
  protected:
   /// What the local-header check says of an archive with one entry.
   static int CheckOf(const ZipBuilder& zip) {
@@ -31,14 +18,15 @@ class ZipReaderTest : public testing_support::TabletTest {
     zip.Add("a", ToBytes("content")).edit_local = std::move(edit);
     return CheckOf(zip);
   }
+
+  ZipBuilder zip_;
 };
 
 TEST_F(ZipReaderTest, WalksTheEntriesInOrderAndRewinds) {
-  ZipBuilder zip;
-  zip.Add("one", ToBytes("1")).comment = ToBytes("a comment");
-  zip.Add("two", ToBytes("22")).central_extra = Bytes(30, 9);
-  zip.Add("three", ToBytes("333"));
-  MemoryArchive const archive(zip);
+  zip_.Add("one", ToBytes("1")).comment = ToBytes("a comment");
+  zip_.Add("two", ToBytes("22")).central_extra = Bytes(30, 9);
+  zip_.Add("three", ToBytes("333"));
+  MemoryArchive const archive(zip_);
   ZipArchiveReader* const reader = archive.reader.get();
   ASSERT_NE(reader, nullptr);
   EXPECT_EQ(reader->numberOfEntries, 3u);
@@ -57,8 +45,7 @@ TEST_F(ZipReaderTest, WalksTheEntriesInOrderAndRewinds) {
 }
 
 TEST_F(ZipReaderTest, EveryFieldOfTheCentralHeaderIsRead) {
-  ZipBuilder zip;
-  zip.Add("name", ToBytes("abc")).edit_central = [](CentralHeader& header) {
+  zip_.Add("name", ToBytes("abc")).edit_central = [](CentralHeader& header) {
     header.version_made_by = 0x0B14;
     header.version_needed = 0x1234;
     header.flags = 0xFFF6;
@@ -73,7 +60,7 @@ TEST_F(ZipReaderTest, EveryFieldOfTheCentralHeaderIsRead) {
     header.external_attributes = 0xFEDCBA98;
     header.local_header_offset = 0x89ABCDEF;
   };
-  MemoryArchive const archive(zip);
+  MemoryArchive const archive(zip_);
   ZipCentralEntryInfo info;
   std::uint32_t offset = 0;
   ASSERT_EQ(GetCurrentEntryInfo(archive.reader.get(), &info, &offset, nullptr, 0), ZIP_OK);
@@ -100,9 +87,8 @@ TEST_F(ZipReaderTest, EveryFieldOfTheCentralHeaderIsRead) {
 }
 
 TEST_F(ZipReaderTest, EveryBitOfTheTimeCounts) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("1")).dos_date_time = 0xFFFFFFFF;
-  MemoryArchive const archive(zip);
+  zip_.Add("a", ToBytes("1")).dos_date_time = 0xFFFFFFFF;
+  MemoryArchive const archive(zip_);
   ZipCentralEntryInfo const& entry = archive.reader->currentEntry;
   EXPECT_EQ(entry.seconds, 62u);
   EXPECT_EQ(entry.minutes, 63u);
@@ -113,9 +99,8 @@ TEST_F(ZipReaderTest, EveryBitOfTheTimeCounts) {
 }
 
 TEST_F(ZipReaderTest, AMonthOfZeroWraps) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("abc")).dos_date_time = 0;
-  MemoryArchive const archive(zip);
+  zip_.Add("a", ToBytes("abc")).dos_date_time = 0;
+  MemoryArchive const archive(zip_);
   EXPECT_EQ(archive.reader->currentEntry.month, 0xFFFFFFFFu);
   EXPECT_EQ(archive.reader->currentEntry.year, 1980u);
 }
@@ -144,34 +129,31 @@ TEST_F(ZipReaderTest, AnArchiveWithoutEntriesOpens) {
 }
 
 TEST_F(ZipReaderTest, ACommentOf1006BytesIsTheLongestThatIsFound) {
-  ZipBuilder zip;
-  zip.Add("a", Compressible(5000));
-  zip.comment = Bytes(1006, '.');
-  MemoryArchive const found(zip);
+  zip_.Add("a", Compressible(5000));
+  zip_.comment = Bytes(1006, '.');
+  MemoryArchive const found(zip_);
   ASSERT_NE(found.reader, nullptr);
   EXPECT_EQ(found.reader->commentSize, 1006u);
-  zip.comment = Bytes(1007, '.');
-  EXPECT_EQ(MemoryArchive(zip).reader, nullptr);
+  zip_.comment = Bytes(1007, '.');
+  EXPECT_EQ(MemoryArchive(zip_).reader, nullptr);
 }
 
 TEST_F(ZipReaderTest, TheLastEndRecordCounts) {
   ZipBuilder inner;
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("abc"));
+  zip_.Add("a", ToBytes("abc"));
   // Another archive's end in the comment: it has no entries.
-  zip.comment = inner.Build();
-  MemoryArchive const archive(zip);
+  zip_.comment = inner.Build();
+  MemoryArchive const archive(zip_);
   ASSERT_NE(archive.reader, nullptr);
   EXPECT_EQ(archive.reader->numberOfEntries, 0u);
   EXPECT_EQ(archive.reader->endRecordPosition, archive.bytes.size() - 22);
 }
 
 TEST_F(ZipReaderTest, BytesInFrontShiftEveryOffset) {
-  ZipBuilder zip;
-  zip.Add("one", Compressible(30000));
-  zip.Add("two", Compressible(100)).local_extra = Bytes(9, 0);
-  zip.prefix = Bytes(12345, 0x4D);
-  MemoryArchive const archive(zip);
+  zip_.Add("one", Compressible(30000));
+  zip_.Add("two", Compressible(100)).local_extra = Bytes(9, 0);
+  zip_.prefix = Bytes(12345, 0x4D);
+  MemoryArchive const archive(zip_);
   ZipArchiveReader* const reader = archive.reader.get();
   ASSERT_NE(reader, nullptr);
   EXPECT_EQ(reader->byteBeforeTheArchive, 12345u);
@@ -184,10 +166,9 @@ TEST_F(ZipReaderTest, BytesInFrontShiftEveryOffset) {
 }
 
 TEST_F(ZipReaderTest, WhereTheStreamStartedIsPartOfTheBytesInFront) {
-  ZipBuilder zip;
-  zip.Add("one", ToBytes("abc"));
-  zip.prefix = Bytes(7, 1);
-  Bytes const bytes = zip.Build();
+  zip_.Add("one", ToBytes("abc"));
+  zip_.prefix = Bytes(7, 1);
+  Bytes const bytes = zip_.Build();
   auto stream = MemoryStream(bytes);
   stream->initialOffset = 2;
   auto const reader = OpenZipArchive(std::move(stream));
@@ -221,9 +202,8 @@ TEST_F(ZipReaderTest, ADirectoryThatReachesBehindTheEndRecordIsRefused) {
 }
 
 TEST_F(ZipReaderTest, AnArchiveWhoseFirstCentralHeaderIsBadStillOpens) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("abc")).edit_central = [](CentralHeader& header) { header.signature = 0; };
-  MemoryArchive const archive(zip);
+  zip_.Add("a", ToBytes("abc")).edit_central = [](CentralHeader& header) { header.signature = 0; };
+  MemoryArchive const archive(zip_);
   ASSERT_NE(archive.reader, nullptr);
   EXPECT_FALSE(archive.reader->currentEntryOk);
   EXPECT_EQ(archive.reader->currentEntry.nameLength, 1u) << "its fields are kept all the same";
@@ -232,11 +212,10 @@ TEST_F(ZipReaderTest, AnArchiveWhoseFirstCentralHeaderIsBadStillOpens) {
 }
 
 TEST_F(ZipReaderTest, TheCursorStaysAtABadCentralHeader) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("abc"));
-  zip.Add("b", ToBytes("abc")).edit_central = [](CentralHeader& header) { header.signature = 1; };
-  zip.Add("c", ToBytes("abc"));
-  MemoryArchive const archive(zip);
+  zip_.Add("a", ToBytes("abc"));
+  zip_.Add("b", ToBytes("abc")).edit_central = [](CentralHeader& header) { header.signature = 1; };
+  zip_.Add("c", ToBytes("abc"));
+  MemoryArchive const archive(zip_);
   ZipArchiveReader* const reader = archive.reader.get();
   ASSERT_NE(reader, nullptr);
   GoToNextEntry(reader);
@@ -262,26 +241,23 @@ TEST_F(ZipReaderTest, ANameOf260BytesFillsTheBufferWithoutATerminator) {
 }
 
 TEST_F(ZipReaderTest, AnEmptyNameIsComplete) {
-  ZipBuilder zip;
-  zip.Add("", ToBytes("abc"));
-  MemoryArchive const archive(zip);
+  zip_.Add("", ToBytes("abc"));
+  MemoryArchive const archive(zip_);
   char name[260] = {'#'};
   EXPECT_EQ(GetCurrentEntryInfo(archive.reader.get(), nullptr, nullptr, name, sizeof name), ZIP_OK);
   EXPECT_EQ(name[0], 0);
 }
 
 TEST_F(ZipReaderTest, ANameThatTheFileEndsInIsAFailure) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("abc")).edit_central = [](CentralHeader& header) { header.name_length = 100; };
-  MemoryArchive const archive(zip);
+  zip_.Add("a", ToBytes("abc")).edit_central = [](CentralHeader& header) { header.name_length = 100; };
+  MemoryArchive const archive(zip_);
   char name[260];
   EXPECT_EQ(GetCurrentEntryInfo(archive.reader.get(), nullptr, nullptr, name, sizeof name), ZIP_STREAM_FAILED);
 }
 
 TEST_F(ZipReaderTest, ADirectoryOffsetOutsideOfMemoryFailsTheSeek) {
-  ZipBuilder zip;
-  zip.Add("a", ToBytes("abc"));
-  MemoryArchive const archive(zip);
+  zip_.Add("a", ToBytes("abc"));
+  MemoryArchive const archive(zip_);
   archive.reader->centralDirectoryOffset = 0x7FFFFFFF;
   EXPECT_EQ(GoToFirstEntry(archive.reader.get()), ZIP_STREAM_FAILED);
   EXPECT_FALSE(archive.reader->currentEntryOk);
@@ -291,12 +267,11 @@ TEST_F(ZipReaderTest, ADirectoryOffsetOutsideOfMemoryFailsTheSeek) {
 }
 
 TEST_F(ZipReaderTest, TheLocalHeaderSaysWhereTheDataIs) {
-  ZipBuilder zip;
-  zip.Add("first", ToBytes("x"), 0);
-  ZipItem& item = zip.Add("name", ToBytes("abc"));
+  zip_.Add("first", ToBytes("x"), 0);
+  ZipItem& item = zip_.Add("name", ToBytes("abc"));
   item.local_extra = Bytes(11, 1);
   item.central_extra = Bytes(3, 1);
-  MemoryArchive const archive(zip);
+  MemoryArchive const archive(zip_);
   GoToNextEntry(archive.reader.get());
   ZipLocalHeaderInfo local;
   ASSERT_EQ(CheckLocalHeader(archive.reader.get(), local), ZIP_OK);
@@ -338,11 +313,10 @@ TEST_F(ZipReaderTest, ValuesDeclaredBehindTheDataMayDiffer) {
 }
 
 TEST_F(ZipReaderTest, TheLocalFlagsDecideWhetherValuesMayDiffer) {
-  ZipBuilder zip;
-  ZipItem& item = zip.Add("a", ToBytes("content"));
+  ZipItem& item = zip_.Add("a", ToBytes("content"));
   item.edit_central = [](CentralHeader& header) { header.flags = 8; };
   item.edit_local = [](LocalHeader& header) { header.crc32 = 0; };
-  EXPECT_EQ(CheckOf(zip), ZIP_BAD_ARCHIVE);
+  EXPECT_EQ(CheckOf(zip_), ZIP_BAD_ARCHIVE);
 }
 
 TEST_F(ZipReaderTest, VersionTimeAndNameOfTheLocalHeaderMayDiffer) {
@@ -379,3 +353,4 @@ TEST_F(ZipReaderTest, WithoutAReaderEveryOperationIsABadParameter) {
 }
 
 }  // namespace
+}  // namespace unzip_tests

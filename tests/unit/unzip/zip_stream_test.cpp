@@ -4,14 +4,12 @@
 
 #include "tests/unit/unzip/archives.h"
 
+namespace unzip_tests {
 namespace {
-
-using unzip_tests::Bytes;
-using unzip_tests::MemoryStream;
 
 constexpr const char16_t* kPath = u"c:\\data.bin";
 
-class ZipStreamTest : public testing_support::TabletTest {
+class ZipStreamTest : public TabletTest {
  protected:
   std::unique_ptr<ZipInputStream> OpenFile(const Bytes& bytes) {
     drive().Put(kPath, bytes);
@@ -144,9 +142,10 @@ TEST_F(ZipStreamTest, AnArchiveIsOpenedForReadingAndSharedWithReadersOnly) {
 TEST_F(ZipStreamTest, TheHandleIsClosedWithTheStream) {
   {
     auto const file = OpenFile({1});
-    EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), testing::ElementsAre("file"));
+    EXPECT_THAT(open_kinds(), testing::ElementsAre("file"));
   }
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), testing::IsEmpty());
+  EXPECT_THAT(open_kinds(), testing::IsEmpty());
 }
 
 }  // namespace
+}  // namespace unzip_tests
