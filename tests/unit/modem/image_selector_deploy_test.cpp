@@ -3,20 +3,8 @@
 #include "tests/testing/modem_fixture.h"
 #include "vantord/modem/image_selector.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::kAccessDenied;
-using modem_tests::kModemFolder;
-using modem_tests::kParameters;
-using modem_tests::kVzwArchive;
-using modem_tests::ToBytes;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing_support::ZipBuilder;
-using testing_support::ZipItem;
 
 constexpr std::uint32_t kReadOnly = tablet::kAttributeReadOnly;
 constexpr std::uint32_t kHidden = tablet::kAttributeHidden;
@@ -28,7 +16,7 @@ constexpr char16_t kToastArchive[] = u"c:\\Windows\\ToastGenerator\\ToastResourc
 
 std::u16string InSystem32(std::u16string_view name) { return u"c:\\windows\\system32\\" + std::u16string(name); }
 
-class ImageDeployment : public modem_tests::ModemTest {
+class ImageDeployment : public ModemTest {
  protected:
   DWORD Deploy() {
     CImageSelector selector;
@@ -45,7 +33,7 @@ class ImageDeployment : public modem_tests::ModemTest {
 
 /// Central and local header are fine, the deflated data is not.
 void AddCorrupt(ZipBuilder& archive, std::string name) {
-  ZipItem& item = archive.Add(std::move(name), testing_support::Compressible(500));
+  ZipItem& item = archive.Add(std::move(name), Compressible(500));
   item.data = ToBytes("\xff\xff\xff\xff this never was a deflated stream");
 }
 
@@ -53,7 +41,7 @@ void AddCorrupt(ZipBuilder& archive, std::string name) {
 
 TEST_F(ImageDeployment, TheChosenArchiveIsUnpackedIntoTheSystemFolder) {
   PutSalesCode("KOO");
-  registry().PutText(modem_tests::kCscMap, u"KOO", u"KOR.bin");
+  registry().PutText(kCscMap, u"KOO", u"KOR.bin");
   PutArchive();
   ZipBuilder korea;
   korea.Add("qcdsp2850.mbn", ToBytes("software of Korea"));
@@ -103,7 +91,8 @@ TEST_F(ImageDeployment, ADeploymentThatNobodyRequestedLogsThatThereWasNoRequest)
   registry().MakeKey(kParameters);
   EXPECT_EQ(Deploy(), 1u);
   EXPECT_TRUE(IsDeployed());
-  EXPECT_EQ(Times("SRegistryDeleteValue:1043 : RegistryDeleteValue fail, the value(Distribute) does not exist"), 1u);
+  EXPECT_EQ(TimesLogged("SRegistryDeleteValue:1043 : RegistryDeleteValue fail, the value(Distribute) does not exist"),
+            1u);
 }
 
 TEST_F(ImageDeployment, ARequestThatCannotBeDeletedDoesNotUndoTheDeployment) {
@@ -112,15 +101,16 @@ TEST_F(ImageDeployment, ARequestThatCannotBeDeletedDoesNotUndoTheDeployment) {
   Inject("RegDeleteValueW", kAccessDenied);
   EXPECT_EQ(Deploy(), 1u);
   EXPECT_TRUE(IsRequested());
-  EXPECT_EQ(Times("SRegistryDeleteValue:1043 : RegistryDeleteValue fail, the value(Distribute) does not exist"), 1u);
+  EXPECT_EQ(TimesLogged("SRegistryDeleteValue:1043 : RegistryDeleteValue fail, the value(Distribute) does not exist"),
+            1u);
 }
 
 TEST_F(ImageDeployment, AMissingToastArchiveDoesNotStopTheModem) {
   PutArchive();
   EXPECT_EQ(Deploy(), 1u);
   EXPECT_TRUE(IsDeployed());
-  EXPECT_EQ(Times("CImageSelector::UnzipBinary:244 : Failure in Unzipping "
-                  "c:\\Windows\\ToastGenerator\\\\ToastResource_20180816.zip"),
+  EXPECT_EQ(TimesLogged("CImageSelector::UnzipBinary:244 : Failure in Unzipping "
+                        "c:\\Windows\\ToastGenerator\\\\ToastResource_20180816.zip"),
             1u);
 }
 
@@ -134,9 +124,8 @@ TEST_F(ImageDeployment, AFailingToastArchiveDoesNotStopTheModem) {
 
 TEST_F(ImageDeployment, TheToastArchiveIsNamedWithTwoBackslashes) {
   Deploy();
-  std::vector<std::string> paths;
-  for (const tablet::CallEvent& call : machine().journal().Calls("CreateFileW")) paths.push_back(call.args);
-  EXPECT_THAT(paths, Contains(HasSubstr("c:\\Windows\\ToastGenerator\\\\ToastResource_20180816.zip")));
+  EXPECT_THAT(ArgumentsOf("CreateFileW"),
+              Contains(HasSubstr("c:\\Windows\\ToastGenerator\\\\ToastResource_20180816.zip")));
 }
 
 TEST_F(ImageDeployment, AMissingModemArchiveFailsAndKeepsTheRequest) {
@@ -144,8 +133,9 @@ TEST_F(ImageDeployment, AMissingModemArchiveFailsAndKeepsTheRequest) {
   Request();
   EXPECT_EQ(Deploy(), 0u);
   EXPECT_TRUE(IsRequested());
-  EXPECT_EQ(Times("CImageSelector::UnzipBinary:244 : Failure in Unzipping c:\\windows\\system32\\modem_core\\VZW.bin"),
-            1u);
+  EXPECT_EQ(
+      TimesLogged("CImageSelector::UnzipBinary:244 : Failure in Unzipping c:\\windows\\system32\\modem_core\\VZW.bin"),
+      1u);
   EXPECT_THAT(MessagesOf("SRegistryDeleteValue"), IsEmpty());
 }
 
@@ -188,9 +178,7 @@ TEST_F(ImageDeployment, ACorruptEntryDoesNotStopTheOthers) {
 TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedDoesNotPassForTheFolderBeforeIt) {
   ZipBuilder archive;
   archive.AddFolder("folder/");
-  archive.Add("broken.mbn", ToBytes("broken")).edit_local = [](testing_support::LocalHeader& header) {
-    header.signature = 0;
-  };
+  archive.Add("broken.mbn", ToBytes("broken")).edit_local = [](LocalHeader& header) { header.signature = 0; };
   archive.Add("last.mbn", ToBytes("last"));
   PutArchive(archive);
   EXPECT_EQ(Deploy(), 0u);
@@ -205,9 +193,7 @@ TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedDoesNotPassForTheFolderBefor
 TEST_F(ImageDeployment, AnEntryThatCannotBeDescribedLeavesTheFileBeforeItReadOnly) {
   ZipBuilder archive;
   archive.Add("first.mbn", ToBytes("first")).external_attributes = kReadOnly | kArchive;
-  archive.Add("broken.mbn", ToBytes("broken")).edit_local = [](testing_support::LocalHeader& header) {
-    header.signature = 0;
-  };
+  archive.Add("broken.mbn", ToBytes("broken")).edit_local = [](LocalHeader& header) { header.signature = 0; };
   PutArchive(archive);
   EXPECT_EQ(Deploy(), 0u);
   EXPECT_EQ(AttributesOf(InSystem32(u"first.mbn")) & kReadOnly, kReadOnly);
@@ -297,7 +283,7 @@ TEST_F(ImageDeployment, ASubFolderOfTheArchivesIsNeitherHiddenNorEntered) {
 }
 
 TEST_F(ImageDeployment, AnArchiveWithALongNameIsHiddenToo) {
-  std::u16string const path = std::u16string(modem_tests::kModemFolder) + u"\\" + std::u16string(228, u'x');
+  std::u16string const path = std::u16string(kModemFolder) + u"\\" + std::u16string(228, u'x');
   drive().Put(path, ToBytes("another"));
   Hide();
   EXPECT_NE(AttributesOf(path) & kHidden, 0u);
@@ -310,7 +296,7 @@ TEST_F(ImageDeployment, AReadOnlyFileWithALongNameIsReplaced) {
   std::u16string const path = u"c:\\windows\\system32\\" + tablet::ToUtf16(name);
   ASSERT_EQ(path.size(), 259u);
   drive().Put(path, ToBytes("old"), kReadOnly);
-  testing_support::ZipBuilder archive;
+  ZipBuilder archive;
   archive.Add(name, ToBytes("new"));
   PutArchive(archive);
   EXPECT_EQ(Deploy(), 1u);
@@ -368,3 +354,4 @@ TEST_F(ImageDeployment, EveryHandleButTheDeletedValuesKeyIsClosed) {
 }
 
 }  // namespace
+}  // namespace modem_tests

@@ -3,22 +3,11 @@
 #include "tests/testing/modem_fixture.h"
 #include "vantord/modem/modem_qc.h"
 
+namespace modem_tests {
 namespace {
 
-using modem_tests::kAccessDenied;
-using modem_tests::kFirmwarePath;
-using modem_tests::kModemClass;
-using modem_tests::kParameters;
-using modem_tests::kShippedPath;
-using modem_tests::kSoftwarePath;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 /// A tablet on which every deployment succeeds: what becomes of the paths is then the paths' own business.
-class ImagePaths : public modem_tests::ModemTest {
+class ImagePaths : public ModemTest {
  protected:
   ImagePaths() { PutArchive(); }
 
@@ -39,8 +28,8 @@ TEST_F(ImagePaths, AnOldPathIsReplacedTogetherWithTheSoftwarePath) {
   PutInstance(u"0000", kShippedPath);
   registry().PutText(Instance(u"0000"), u"AmssSwImagePath", u"old");
   StartModem();
-  EXPECT_EQ(registry().Get(Instance(u"0000"), u"AmssFwImagePath"), modem_tests::TextValue(kFirmwarePath));
-  EXPECT_EQ(registry().Get(Instance(u"0000"), u"AmssSwImagePath"), modem_tests::TextValue(kSoftwarePath));
+  EXPECT_EQ(registry().Get(Instance(u"0000"), u"AmssFwImagePath"), TextValue(kFirmwarePath));
+  EXPECT_EQ(registry().Get(Instance(u"0000"), u"AmssSwImagePath"), TextValue(kSoftwarePath));
   EXPECT_THAT(MessagesOf("CModemQC::CheckImageRegPath"),
               ElementsAre("CModemQC::CheckImageRegPath:124 : Needs to be updated from "
                           "\\SystemRoot\\System32\\shipped.mbn"));
@@ -76,7 +65,7 @@ TEST_F(ImagePaths, AnInstanceWithoutAPathIsPassedOver) {
                           "CModemQC::CheckImageRegPath:112 : wcsSystemClassDriverPath (" + class_key + "\\0001)",
                           "CModemQC::CheckImageRegPath:124 : Needs to be updated from "
                           "\\SystemRoot\\System32\\shipped.mbn"));
-  EXPECT_EQ(Times("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = AmssFwImagePath"), 1u);
+  EXPECT_EQ(TimesLogged("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = AmssFwImagePath"), 1u);
 }
 
 TEST_F(ImagePaths, AnInstanceThatMayNotBeReadIsPassedOver) {
@@ -196,3 +185,4 @@ TEST_F(ImagePaths, TheInstancesAreOnlyListedForWhoAsksForModemInformation) {
 }
 
 }  // namespace
+}  // namespace modem_tests

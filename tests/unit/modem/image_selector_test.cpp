@@ -3,22 +3,12 @@
 #include "tests/testing/modem_fixture.h"
 #include "vantord/modem/image_selector.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::Bytes;
-using modem_tests::kAccessDenied;
-using modem_tests::kCscMap;
-using modem_tests::kImageIdMap;
-using modem_tests::kService;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr std::uint32_t kMoreData = 234;
 
-class ImageSelector : public modem_tests::ModemTest {
+class ImageSelector : public ModemTest {
  protected:
   struct Choice {
     bool by_code;
@@ -142,7 +132,7 @@ TEST_F(ImageSelector, NineCharactersFitAndTenAreCut) {
 
 TEST_F(ImageSelector, AnEntryOf20BytesWithoutTerminatorLosesItsLastCharacter) {
   PutSalesCode("KOO");
-  tablet::RegistryValue value = modem_tests::TextValue(u"123456.bin");
+  tablet::RegistryValue value = TextValue(u"123456.bin");
   value.data.resize(20);
   registry().Put(kCscMap, u"KOO", value);
   EXPECT_EQ(Choose().name, u"123456.bi");
@@ -150,7 +140,7 @@ TEST_F(ImageSelector, AnEntryOf20BytesWithoutTerminatorLosesItsLastCharacter) {
 
 TEST_F(ImageSelector, AnEntryOfAnOddNumberOfBytesIsTakenAsFarAsItGoes) {
   PutSalesCode("KOO");
-  tablet::RegistryValue value = modem_tests::TextValue(u"ABCDEFGHIJK.bin");
+  tablet::RegistryValue value = TextValue(u"ABCDEFGHIJK.bin");
   value.data.resize(21);
   registry().Put(kCscMap, u"KOO", value);
   EXPECT_EQ(Choose().name, u"ABCDEFGHI");
@@ -163,7 +153,7 @@ TEST_F(ImageSelector, ATooLongEntryThatCannotBeReadWholeCountsAsMissing) {
   CImageSelector selector;
   ModemBinaryName name = {};
   EXPECT_FALSE(selector.DetermineImageByCSC(name));
-  EXPECT_EQ(Times("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = KOO"), 1u);
+  EXPECT_EQ(TimesLogged("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = KOO"), 1u);
 }
 
 TEST_F(ImageSelector, OnlyATooLongEntryIsAskedForTwice) {
@@ -201,7 +191,7 @@ TEST_F(ImageSelector, WithoutARegistryIdTheFirmwaresIsUsed) {
   EXPECT_EQ(Choose().name, u"KOR.bin");
   EXPECT_THAT(messages(), Contains("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = ModemImageID"));
   EXPECT_THAT(messages(), Contains("CImageSelector::GetUEFIModemID:164 : UEFI Modem Image ID = KOR!!!"));
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Ready:43 : Already performed"), 2u)
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Ready:43 : Already performed"), 2u)
       << "once for the sales code, once for the image ID: each is readied and then readied again by the read";
 }
 
@@ -325,7 +315,7 @@ TEST_F(ImageSelector, WithoutARegistryIdNothingIsMirroredAndNothingSaid) {
   PutFirmwareImageId("KOR");
   CImageSelector selector;
   selector.UpdateUEFIModemIDinAudit();
-  EXPECT_EQ(FirmwareImageId(), modem_tests::ToBytes("KOR"));
+  EXPECT_EQ(FirmwareImageId(), ToBytes("KOR"));
   EXPECT_EQ(DriverRequests(), 0u);
   EXPECT_THAT(MessagesOf("CImageSelector::UpdateUEFI"), IsEmpty());
 }
@@ -349,3 +339,4 @@ TEST_F(ImageSelector, SuccessesAreSilentWithoutTheirZoneAndFailuresWithoutTheirs
 }
 
 }  // namespace
+}  // namespace modem_tests

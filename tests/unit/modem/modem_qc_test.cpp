@@ -5,17 +5,8 @@
 #include "tests/testing/modem_fixture.h"
 #include "vantord/modem/modem_qc.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::kAccessDenied;
-using modem_tests::kFirmwarePath;
-using modem_tests::kParameters;
-using modem_tests::kService;
-using modem_tests::kShippedPath;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr std::uint32_t kNotEnoughMemory = 8;
 constexpr std::uint32_t kRegSz = 1;
@@ -30,7 +21,7 @@ class OpenedModem : public CModemQC {
   void DropControlDevice() { m_pModemCtrl.reset(); }
 };
 
-class ModemQc : public modem_tests::ModemTest {
+class ModemQc : public ModemTest {
  protected:
   void StartModem() {
     CModemQC modem;
@@ -109,7 +100,7 @@ TEST_F(ModemQc, AFailedDeploymentLeavesThePathsAndTheRequest) {
 TEST_F(ModemQc, ItsStartIsOnlyToldToWhoAsksForModemInformation) {
   auto const starts = [this] {
     StartModem();
-    return Times("CModemQC::Init:24 : CModemQC Init Starts.");
+    return TimesLogged("CModemQC::Init:24 : CModemQC Init Starts.");
   };
   EXPECT_EQ(starts(), 0u);
   g_ulZoneMask = ZONE_MODEM_INFO;
@@ -206,11 +197,11 @@ TEST_F(ModemQc, TheFactoryLineGetsTheImageIdIntoFirmware) {
   EnterAuditMode();
   registry().PutText(kService, u"ModemImageID", u"ATT");
   StartModem();
-  EXPECT_EQ(FirmwareImageId(), (modem_tests::Bytes{'A', 'T', 'T', 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(FirmwareImageId(), (Bytes{'A', 'T', 'T', 0, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST_F(ModemQc, AUsersTabletIsNeitherRecordedNorItsIdMirrored) {
-  registry().PutText(modem_tests::kSetupState, u"ImageState", u"IMAGE_STATE_COMPLETE");
+  registry().PutText(kSetupState, u"ImageState", u"IMAGE_STATE_COMPLETE");
   registry().PutText(kService, u"ModemImageID", u"ATT");
   StartModem();
   EXPECT_THAT(machine().trace().sessions(), IsEmpty());
@@ -220,7 +211,7 @@ TEST_F(ModemQc, AUsersTabletIsNeitherRecordedNorItsIdMirrored) {
 TEST_F(ModemQc, AsksTwiceWhetherItRunsOnTheFactoryLine) {
   EnterAuditMode();
   StartModem();
-  EXPECT_EQ(Times("IsFactoryLoggingMode:1683 : It is Audit mode. fRet = true!!"), 2u);
+  EXPECT_EQ(TimesLogged("IsFactoryLoggingMode:1683 : It is Audit mode. fRet = true!!"), 2u);
 }
 
 TEST_F(ModemQc, ATabletThatLeavesTheFactoryLineMeanwhileIsNotMirrored) {
@@ -228,7 +219,7 @@ TEST_F(ModemQc, ATabletThatLeavesTheFactoryLineMeanwhileIsNotMirrored) {
   registry().PutText(kService, u"ModemImageID", u"ATT");
   registry().on_query = [this](std::u16string_view, std::u16string_view value, tablet::WinError,
                                const tablet::RegistryValue&) {
-    if (value == u"Distribute") registry().PutText(modem_tests::kSetupState, u"ImageState", u"IMAGE_STATE_COMPLETE");
+    if (value == u"Distribute") registry().PutText(kSetupState, u"ImageState", u"IMAGE_STATE_COMPLETE");
   };
   StartModem();
   EXPECT_EQ(machine().trace().sessions().size(), 1u);
@@ -245,7 +236,7 @@ TEST_F(ModemQc, TheStartUpGoesOnThroughEveryFailure) {
   Inject("RegOpenKeyExW", kAccessDenied);
   StartModem();
   EXPECT_THAT(MessagesOf("CModemQC::Init"), ElementsAre("CModemQC::Init:24 : CModemQC Init Starts."));
-  EXPECT_EQ(Times("IsFactoryLoggingMode:1701 : It is USER mode. fRet = false!!"), 2u);
+  EXPECT_EQ(TimesLogged("IsFactoryLoggingMode:1701 : It is USER mode. fRet = false!!"), 2u);
 }
 
 TEST_F(ModemQc, EventOperationsDoNothing) {
@@ -356,3 +347,4 @@ TEST_F(ModemQc, WithoutAControlDeviceObjectThereIsNoModem) {
 }
 
 }  // namespace
+}  // namespace modem_tests

@@ -4,15 +4,8 @@
 #include "tests/testing/modem_fixture.h"
 #include "vantord/modem/modem_qc.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::kFirmwarePath;
-using modem_tests::kShippedPath;
-using tablet::Millis;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char16_t kCrashControl[] = u"SYSTEM\\CurrentControlSet\\Control\\CrashControl";
 constexpr char16_t kDump[] = u"c:\\Windows\\System32\\DriverState\\Services\\QCCDI\\Data\\ssr_dumps\\modem.dmp";
@@ -20,15 +13,14 @@ constexpr char kTimeout[] = "ExecuteSilentResetQCThread:4374 : WAIT_TIMEOUT for 
 constexpr char kStart[] = "ExecuteSilentResetQCThread:4378 : Start sending IOCTL_MODEM_RESET";
 constexpr char kSent[] = "ExecuteSilentResetQCThread:4418 : Successfully sent IOCTL_REQ_MODEM_RESET to AMSS driver";
 
-class ModemRestart : public modem_tests::ModemTest {
+class ModemRestart : public ModemTest {
  protected:
   /// A tablet that was never deployed and whose setup ends at `ends`; without a time it has already ended.
   void BeginFresh(std::optional<Millis> ends = std::nullopt) {
     tablet::Description description = DefaultDescription();
     if (ends) description.crash.setup = {{*ends, u"IMAGE_STATE_COMPLETE"}};
     PowerOnAgain(description);
-    registry().PutText(modem_tests::kSetupState, u"ImageState",
-                       ends ? u"IMAGE_STATE_SPECIALIZE_RESEAL" : u"IMAGE_STATE_COMPLETE");
+    registry().PutText(kSetupState, u"ImageState", ends ? u"IMAGE_STATE_SPECIALIZE_RESEAL" : u"IMAGE_STATE_COMPLETE");
     PutArchive();
     PutInstance(u"0000", kShippedPath);
   }
@@ -62,7 +54,7 @@ TEST_F(ModemRestart, BehindSetupTheModemIsResetAtOnce) {
 TEST_F(ModemRestart, ARequestedDeploymentOverRightPathsResetsToo) {
   BeginFresh();
   PutInstance(u"0000", kFirmwarePath);
-  registry().PutDword(modem_tests::kParameters, u"Distribute", 1);
+  registry().PutDword(kParameters, u"Distribute", 1);
   CModemQC modem;
   modem.Init();
   Pass(1);
@@ -71,7 +63,7 @@ TEST_F(ModemRestart, ARequestedDeploymentOverRightPathsResetsToo) {
 
 TEST_F(ModemRestart, WhatWasNotDeployedIsNotReset) {
   BeginFresh();
-  drive().Remove(modem_tests::kVzwArchive);
+  drive().Remove(kVzwArchive);
   CModemQC modem;
   modem.Init();
   Pass(1);
@@ -115,7 +107,7 @@ TEST_F(ModemRestart, NobodyWaitsForTheSilentReset) {
   {
     CModemQC modem;
     modem.Init();
-    EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), Not(Contains("thread")));
+    EXPECT_THAT(open_kinds(), Not(Contains("thread")));
     modem.Deinit(1);
   }
   EXPECT_EQ(machine().scheduler().Now(), Millis{0});
@@ -135,7 +127,7 @@ TEST_F(ModemRestart, AThreadThatCannotBeMadeIsDoneWithout) {
 }
 
 TEST_F(ModemRestart, ACrashIsCollectedWhereDumpsAreKept) {
-  drive().Put(kDump, modem_tests::ToBytes("dump"));
+  drive().Put(kDump, ToBytes("dump"));
   registry().PutDword(kCrashControl, u"CrashDumpEnabled", 3);
   CModemQC modem;
   modem.Init();
@@ -145,7 +137,7 @@ TEST_F(ModemRestart, ACrashIsCollectedWhereDumpsAreKept) {
 }
 
 TEST_F(ModemRestart, ACrashStaysWhereNoDumpsAreKept) {
-  drive().Put(kDump, modem_tests::ToBytes("dump"));
+  drive().Put(kDump, ToBytes("dump"));
   registry().PutDword(kCrashControl, u"CrashDumpEnabled", 0);
   CModemQC modem;
   modem.Init();
@@ -154,3 +146,4 @@ TEST_F(ModemRestart, ACrashStaysWhereNoDumpsAreKept) {
 }
 
 }  // namespace
+}  // namespace modem_tests

@@ -7,21 +7,13 @@
 #include "tests/testing/modem_fixture.h"
 #include "vantord/modem/modem_qc.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::Bytes;
-using modem_tests::kAccessDenied;
-using modem_tests::kService;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char16_t kServiceExecutable[] = u"c:\\windows\\system32\\Vantord.exe";
 constexpr char16_t kPartnerExecutable[] = u"c:\\windows\\system32\\PeltService.exe";
 
-class PackageVersions : public modem_tests::ModemTest {
+class PackageVersions : public ModemTest {
  protected:
   /// What reading the versions logs under its own name.
   std::vector<std::string> Read() {
@@ -76,7 +68,7 @@ TEST_F(PackageVersions, ABlockOf4097BytesIsPassedOverInSilence) {
 }
 
 TEST_F(PackageVersions, FilesWithoutAVersionArePassedOverInSilence) {
-  drive().Put(kServiceExecutable, modem_tests::ToBytes("no executable"));
+  drive().Put(kServiceExecutable, ToBytes("no executable"));
   EXPECT_THAT(Read(), IsEmpty());
 }
 
@@ -95,11 +87,11 @@ TEST_F(PackageVersions, APackageVersionOf14CharactersFitsAndOneOf15IsAReadFailur
   EXPECT_THAT(messages(), Not(Contains(HasSubstr("ValueName = Version"))));
   PutPackage(u"123456789012345");
   EXPECT_THAT(Read(), IsEmpty());
-  EXPECT_EQ(Times("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = Version"), 1u);
+  EXPECT_EQ(TimesLogged("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = Version"), 1u);
 }
 
 TEST_F(PackageVersions, APackageVersionWithoutTerminatorLosesItsFifteenthCharacter) {
-  tablet::RegistryValue value = modem_tests::TextValue(u"123456789012345");
+  tablet::RegistryValue value = TextValue(u"123456789012345");
   value.data.resize(30);
   registry().Put(kService, u"Version", value);
   EXPECT_THAT(Read(), ElementsAre(HasSubstr("ReadMobileBroadBandPackageVer = 12345678901234")));
@@ -107,7 +99,8 @@ TEST_F(PackageVersions, APackageVersionWithoutTerminatorLosesItsFifteenthCharact
 
 TEST_F(PackageVersions, WithoutAPackageVersionTheReadFailureIsLogged) {
   EXPECT_THAT(Read(), IsEmpty());
-  EXPECT_EQ(Times("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = Version"), 1u);
+  EXPECT_EQ(TimesLogged("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = Version"), 1u);
 }
 
 }  // namespace
+}  // namespace modem_tests

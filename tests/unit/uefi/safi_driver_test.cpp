@@ -4,14 +4,8 @@
 #include "tests/unit/uefi/uefi_fixture.h"
 #include "vantord/uefi/safi_driver.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::Bytes;
-using modem_tests::kSalesCodeGuid;
-using modem_tests::kSalesCodeName;
-using modem_tests::ToBytes;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* kDeviceName = "DeviceName = (%S)\r\n";
 constexpr const char* kOpened = "Opened the device successfully.\r\n";
@@ -28,7 +22,7 @@ constexpr const char* kStatus = "Error : Provisiong process failed: IoctlStatus-
 
 constexpr const char* kAskSize = "0x6892200a, 1040 in, 8 out";
 
-class SafiDriver : public modem_tests::UefiTest {
+class SafiDriver : public UefiTest {
  protected:
   SafiDriver() { PutSalesCode("VZW"); }
 
@@ -336,3 +330,4 @@ TEST_F(SafiDriver, CleanUpThatFailsLeavesTheLastErrorAlone) {
 }
 
 }  // namespace
+}  // namespace modem_tests

@@ -21,17 +21,13 @@ class UefiTest : public ModemTest {
 
   /// Powers on a tablet without the firmware driver.
   void PowerOnWithoutDriver() {
-    tablet::Description description = DefaultDescription();
-    description.firmware_driver_present = false;
-    PowerOnAgain(description);
+    PowerOnAgain(With([](auto& description) { description.firmware_driver_present = false; }));
   }
 
   /// Each request to the driver: its code and the lengths of its buffers.
   std::vector<std::string> Requests() {
-    std::vector<std::string> requests;
-    for (const tablet::CallEvent& call : machine().journal().Calls("DeviceIoControl")) {
-      requests.push_back(call.args.substr(call.args.find(", ") + 2));
-    }
+    std::vector<std::string> requests = ArgumentsOf("DeviceIoControl");
+    for (std::string& request : requests) request.erase(0, request.find(", ") + 2);
     return requests;
   }
 

@@ -5,25 +5,17 @@
 
 #include "tests/unit/uefi/uefi_fixture.h"
 
+namespace modem_tests {
 namespace {
-
-using modem_tests::kSalesCodeGuid;
-using modem_tests::kSalesCodeName;
-using modem_tests::ToBytes;
-using tablet::Millis;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr const char* kAlreadyPerformed = "CKAVRILUEFIHandler::Ready:43 : Already performed";
 
-class UefiHandler : public modem_tests::UefiTest {
+class UefiHandler : public UefiTest {
  protected:
   UefiHandler() { PutSalesCode("VZW"); }
 
   DWORD Read() { return CKAVRILUEFIHandler(kSalesCodeName, kSalesCodeGuid).Read(code_, 4); }
   bool Write(const char* data) { return CKAVRILUEFIHandler(kSalesCodeName, kSalesCodeGuid).Write(data); }
-  Millis Now() { return machine().scheduler().Now(); }
 
   char code_[4] = {};
 };
@@ -96,11 +88,11 @@ TEST_F(UefiHandler, AReadIsTried400TimesWithPausesOf15Milliseconds) {
   EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_DEVICE});
   EXPECT_THAT(Requests(), SizeIs(400));
   EXPECT_EQ(Now(), Millis{6'000}) << "the last attempt's pause counts too";
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Read:81 : ERROR ! Failed to read - name[SALES_CODE] "
-                  "guid[{9806d87d-b4fb-4d02-97d2-8597337abc83}], GetLastError=1117"),
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Read:81 : ERROR ! Failed to read - name[SALES_CODE] "
+                        "guid[{9806d87d-b4fb-4d02-97d2-8597337abc83}], GetLastError=1117"),
             400u);
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Read:84 : ERROR_IO_DEVICE, we will retry after 15 msecs"), 400u);
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Read:93 : Retry count reached MAX_UEFI_IO_RETRY"), 1u);
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Read:84 : ERROR_IO_DEVICE, we will retry after 15 msecs"), 400u);
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Read:93 : Retry count reached MAX_UEFI_IO_RETRY"), 1u);
   ExpectAllReleased();
 }
 
@@ -108,7 +100,7 @@ TEST_F(UefiHandler, AReadSucceedsOnceTheDeviceRecovers) {
   trouble() = {.status = ERROR_IO_DEVICE, .count = 399};
   EXPECT_EQ(Read(), 3u);
   EXPECT_EQ(Now(), Millis{399 * 15});
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Read:93 : Retry count reached MAX_UEFI_IO_RETRY"), 0u);
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Read:93 : Retry count reached MAX_UEFI_IO_RETRY"), 0u);
 }
 
 TEST_F(UefiHandler, AnotherErrorEndsAReadAfterOneAttempt) {
@@ -155,9 +147,9 @@ TEST_F(UefiHandler, AWriteIsTried400TimesAtOnce) {
   EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_DEVICE});
   EXPECT_THAT(Requests(), SizeIs(400));
   EXPECT_EQ(Now(), Millis{0});
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Write:113 : SAVE ITEM FAILED!!!, Error = 1117"), 400u);
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Write:116 : ERROR_IO_DEVICE, we will retry"), 400u);
-  EXPECT_EQ(Times("CKAVRILUEFIHandler::Write:128 : Retry count reached MAX_UEFI_IO_RETRY"), 1u);
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Write:113 : SAVE ITEM FAILED!!!, Error = 1117"), 400u);
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Write:116 : ERROR_IO_DEVICE, we will retry"), 400u);
+  EXPECT_EQ(TimesLogged("CKAVRILUEFIHandler::Write:128 : Retry count reached MAX_UEFI_IO_RETRY"), 1u);
   ExpectAllReleased();
 }
 
@@ -244,3 +236,4 @@ TEST_F(UefiHandler, WithItsZonesOffTheStoreSaysNothing) {
 }
 
 }  // namespace
+}  // namespace modem_tests
