@@ -1,6 +1,4 @@
 // Exports of offline hives: numbered control sets, of which Select\Current names the one that is served.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 
@@ -12,8 +10,6 @@
 namespace {
 
 using tablet::Registry;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 constexpr std::string_view kHeader = "Windows Registry Editor Version 5.00\n\n";
 constexpr std::string_view kOffline =

@@ -1,35 +1,14 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <fstream>
-
-#include "sim/tablet/base/input_error.h"
-#include "sim/tablet/description/description.h"
-#include "tests/testing/tablet_fixture.h"
+#include "tests/unit/tablet/description_fixture.h"
 
 namespace {
 
-using ::testing::HasSubstr;
-
-class DescriptionCrashTest : public ::testing::Test {
+class DescriptionCrashTest : public description_tests::DescriptionText {
  protected:
-  tablet::CrashDescription Read(const std::string& keys) {
-    std::filesystem::path const file = folder_.path() / "tablet.json";
-    std::ofstream(file, std::ios::binary) << "{\n\"schema\": 1,\n" + keys + "\n}\n";
-    return tablet::ReadDescription(file).crash;
-  }
-  std::string Refusal(const std::string& keys) {
-    try {
-      Read(keys);
-    } catch (const tablet::InputError& error) {
-      std::string const message = error.what();
-      return message.substr(message.find("tablet.json"));
-    }
-    return "accepted";
-  }
+  tablet::CrashDescription Read(const std::string& keys) { return DescriptionText::Read(Whole(keys)).crash; }
+  std::string Refusal(const std::string& keys) { return DescriptionText::Refusal(Whole(keys)); }
 
  private:
-  testing_support::ScratchFolder folder_;
+  static std::string Whole(const std::string& keys) { return "{\n\"schema\": 1,\n" + keys + "\n}\n"; }
 };
 
 TEST_F(DescriptionCrashTest, ReadsEveryKey) {

@@ -1,43 +1,19 @@
 // What tablet.json says of space, locked files, missing privileges, a late modem and a firmware driver in trouble, and
 // whether the documentation knows every key that the program knows.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
 
-#include "sim/tablet/base/input_error.h"
-#include "sim/tablet/description/description.h"
 #include "tests/testing/places.h"
 #include "tests/testing/tablet_fixture.h"
+#include "tests/unit/tablet/description_fixture.h"
 
 namespace {
 
 using tablet::Description;
-using testing::Contains;
-using testing::HasSubstr;
 
-class SurroundingsTest : public ::testing::Test {
- protected:
-  Description Read(const std::string& text) {
-    std::filesystem::path const file = folder_.path() / "tablet.json";
-    std::ofstream(file) << text;
-    return tablet::ReadDescription(file);
-  }
-  std::string Complaint(const std::string& text) {
-    try {
-      Read(text);
-    } catch (const tablet::InputError& error) {
-      return error.what();
-    }
-    return "no complaint";
-  }
-
- private:
-  testing_support::ScratchFolder folder_;
-};
+class SurroundingsTest : public description_tests::DescriptionText {};
 
 TEST_F(SurroundingsTest, ReadsEveryKey) {
   Description const description = Read(R"({
@@ -72,18 +48,18 @@ TEST_F(SurroundingsTest, WithoutTheKeysNothingIsAmiss) {
 }
 
 TEST_F(SurroundingsTest, WrongValuesAreRefusedWithFileLineAndKey) {
-  EXPECT_THAT(Complaint("{ \"schema\": 1,\n \"drive\": { \"free_byte\": 1 } }"),
+  EXPECT_THAT(Refusal("{ \"schema\": 1,\n \"drive\": { \"free_byte\": 1 } }"),
               HasSubstr("tablet.json:2: drive.free_byte: unknown key; did you mean \"free_bytes\"?"));
-  EXPECT_THAT(Complaint(R"({ "schema": 1, "drive": { "free_bytes": "1 MB" } })"),
+  EXPECT_THAT(Refusal(R"({ "schema": 1, "drive": { "free_bytes": "1 MB" } })"),
               HasSubstr("drive.free_bytes: must be a whole number, is a text"));
-  EXPECT_THAT(Complaint(R"({ "schema": 1, "drive": { "free_bytes": -1 } })"), HasSubstr("-1 is out of range"));
-  EXPECT_THAT(Complaint(R"({ "schema": 1, "drive": { "locked": [1] } })"),
+  EXPECT_THAT(Refusal(R"({ "schema": 1, "drive": { "free_bytes": -1 } })"), HasSubstr("-1 is out of range"));
+  EXPECT_THAT(Refusal(R"({ "schema": 1, "drive": { "locked": [1] } })"),
               HasSubstr("drive.locked[0]: must be a text, is a whole number"));
-  EXPECT_THAT(Complaint(R"({ "schema": 1, "privileges": { "missing": ["SeSystemEnvironment"] } })"),
+  EXPECT_THAT(Refusal(R"({ "schema": 1, "privileges": { "missing": ["SeSystemEnvironment"] } })"),
               HasSubstr("\"SeSystemEnvironment\" is not a privilege; did you mean \"SeSystemEnvironmentPrivilege\"?"));
-  EXPECT_THAT(Complaint(R"({ "schema": 1, "firmware_driver": { "status_count": "never" } })"),
+  EXPECT_THAT(Refusal(R"({ "schema": 1, "firmware_driver": { "status_count": "never" } })"),
               HasSubstr("firmware_driver.status_count: must be a whole number or \"always\""));
-  EXPECT_THAT(Complaint(R"({ "schema": 1, "modem": { "arrives_at_ms": -5 } })"), HasSubstr("modem.arrives_at_ms: -5"));
+  EXPECT_THAT(Refusal(R"({ "schema": 1, "modem": { "arrives_at_ms": -5 } })"), HasSubstr("modem.arrives_at_ms: -5"));
 }
 
 /// Every key that the program takes, found by asking it: the message about an unknown key lists the known ones.
@@ -128,7 +104,7 @@ std::string Documentation() {
 }
 
 TEST_F(SurroundingsTest, TheDocumentationNamesEveryKeyThatTheProgramTakes) {
-  KnownKeys const known([this](const std::string& text) { return Complaint(text); });
+  KnownKeys const known([this](const std::string& text) { return Refusal(text); });
   std::string const text = Documentation();
   EXPECT_GT(known.all().size(), 60u);
   EXPECT_THAT(known.all(), Contains("partner.starting.ends_in"));
@@ -151,7 +127,7 @@ TEST_F(SurroundingsTest, TheDocumentationNamesEveryKeyThatTheProgramTakes) {
 }
 
 TEST_F(SurroundingsTest, TheProgramTakesEveryKeyThatTheDocumentationLists) {
-  KnownKeys const known([this](const std::string& text) { return Complaint(text); });
+  KnownKeys const known([this](const std::string& text) { return Refusal(text); });
   std::istringstream lines(Documentation());
   std::size_t rows = 0;
   for (std::string line; std::getline(lines, line);) {

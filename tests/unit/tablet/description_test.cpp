@@ -1,45 +1,14 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <string>
-
-#include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/json_source.h"
 #include "sim/tablet/base/nearest.h"
-#include "sim/tablet/description/description.h"
 #include "tests/testing/tablet_fixture.h"
+#include "tests/unit/tablet/description_fixture.h"
 
 namespace {
 
 using tablet::Description;
-using tablet::InputError;
-using tablet::Millis;
 using tablet::TimelineEvent;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
-class DescriptionTest : public ::testing::Test {
- protected:
-  Description Read(const std::string& text) {
-    std::ofstream(file(), std::ios::binary) << text;
-    return tablet::ReadDescription(file());
-  }
-  /// The message for a text that is refused; its place without the folder.
-  std::string Refusal(const std::string& text) {
-    try {
-      Read(text);
-    } catch (const InputError& error) {
-      std::string const message = error.what();
-      return message.substr(message.find("tablet.json"));
-    }
-    return "accepted";
-  }
-  std::filesystem::path file() const { return folder_.path() / "tablet.json"; }
-
- private:
-  testing_support::ScratchFolder folder_;
-};
+class DescriptionTest : public description_tests::DescriptionText {};
 
 TEST_F(DescriptionTest, ReadsEveryKey) {
   Description const description = Read(R"({

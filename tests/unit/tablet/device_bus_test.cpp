@@ -6,20 +6,15 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class DeviceBusTest : public testing_support::TabletTest {
  protected:
   tablet::DeviceBus& bus() { return machine().devices(); }
 };
 
 TEST_F(DeviceBusTest, ATabletHasTheDevicesOfItsDescription) {
-  tablet::Description description = DefaultDescription();
-  description.modem_links = {u"\\\\?\\modem#0", u"\\\\?\\modem#1"};
-  PowerOn(description);
+  PowerOn(With([](auto& description) { description.modem_links = {u"\\\\?\\modem#0", u"\\\\?\\modem#1"}; }));
   EXPECT_THAT(bus().Links(tablet::kModemControlClass), ElementsAre(u"\\\\?\\modem#0", u"\\\\?\\modem#1"));
-  EXPECT_THAT(bus().Links(tablet::kSafiClass), ElementsAre(description.firmware_driver_link));
+  EXPECT_THAT(bus().Links(tablet::kSafiClass), ElementsAre(DefaultDescription().firmware_driver_link));
 }
 
 TEST_F(DeviceBusTest, ADescriptionWithoutModemAndDriverMakesNone) {

@@ -1,7 +1,4 @@
 // A drive remembers the folders of the last look-ups. This must not change any result.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "sim/tablet/drive/drive.h"
 #include "tests/testing/tablet_fixture.h"
 

@@ -1,5 +1,4 @@
 // A drive that has left its folder: it goes on in memory, and nothing of that reaches the host.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

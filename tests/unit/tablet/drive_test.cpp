@@ -1,7 +1,5 @@
 #include "sim/tablet/drive/drive.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -13,9 +11,6 @@
 #include "tests/testing/tablet_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 constexpr tablet::FileTicks kPowerOn = tablet::kUnixEpoch + 1'772'438'400ULL * tablet::kTicksPerSecond;
 constexpr std::uint32_t kReadAndWrite = 0xC0000000;

@@ -1,15 +1,12 @@
 // Faults as people write them.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/kernel/fault_catalog.h"
+#include "tests/testing/matchers.h"
 
 namespace {
 
 using tablet::Failure;
 using tablet::Fault;
-using testing::HasSubstr;
 
 std::string Complaint(const std::string& text) {
   try {

@@ -12,9 +12,6 @@ namespace {
 using tablet::Firmware;
 using tablet::FirmwareKey;
 using tablet::InputError;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr const char* kVendor = "9806d87d-b4fb-4d02-97d2-8597337abc83";
 

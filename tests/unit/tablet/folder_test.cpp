@@ -1,8 +1,6 @@
 #include "sim/tablet/folder/folder.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -14,7 +12,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
 namespace fs = std::filesystem;
 
 constexpr const char* kHeader = "Windows Registry Editor Version 5.00\n\n";

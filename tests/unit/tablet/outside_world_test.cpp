@@ -7,13 +7,9 @@ namespace {
 using tablet::FailureActions;
 using tablet::FailureCount;
 using tablet::MakeEvent;
-using tablet::Millis;
 using tablet::RadioProxy;
 using tablet::ServiceWatch;
 using tablet::TimelineEvent;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 // Failure actions.
 
@@ -55,9 +51,7 @@ TEST(FailureActionsTest, ACountThatNeverResetsGrows) {
 class RadioTest : public testing_support::TabletTest {
  protected:
   void PowerOnWith(const tablet::RadioDescription& radio) {
-    tablet::Description description = DefaultDescription();
-    description.radio = radio;
-    PowerOn(description);
+    PowerOn(With([&](auto& description) { description.radio = radio; }));
   }
   RadioProxy::Client Client(Millis work = Millis{0}) {
     return {.on_result =
@@ -66,9 +60,6 @@ class RadioTest : public testing_support::TabletTest {
                   seen_.push_back(with_context ? "result" : "result without context");
                 },
             .on_notify = [this](bool) { seen_.push_back("news"); }};
-  }
-  void Settle() {
-    machine().scheduler().Wait(tablet::kForever, [] { return false; });
   }
   std::vector<std::string> seen_;
 };

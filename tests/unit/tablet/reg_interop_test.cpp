@@ -1,7 +1,5 @@
 // Registry text against a tool that is not ours: hivexregedit, which merges it into the hive files of Windows and
 // exports it from them.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <fstream>

@@ -1,7 +1,5 @@
 #include "sim/tablet/registry/reg_text.h"
 
-#include <gmock/gmock.h>
-
 #include <fstream>
 #include <random>
 
@@ -12,8 +10,6 @@ namespace {
 
 using tablet::Registry;
 using tablet::RegistryValue;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 const std::string kHead = "Windows Registry Editor Version 5.00\n\n";
 const std::string kKey = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\n";

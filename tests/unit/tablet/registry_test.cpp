@@ -1,7 +1,6 @@
 #include "sim/tablet/registry/registry.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tests/testing/matchers.h"
 
 namespace {
 
@@ -10,8 +9,6 @@ using tablet::OpenKey;
 using tablet::Registry;
 using tablet::RegistryChange;
 using tablet::RegistryValue;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr std::uint32_t kRead = 0x20019;
 constexpr std::uint32_t kWrite = 0x20006;

@@ -6,8 +6,6 @@
 namespace {
 
 using tablet::WinError;
-using testing::Each;
-using testing::ElementsAre;
 
 constexpr std::uint32_t kWriteCode = 0x68922002;
 constexpr std::uint32_t kReadCode = 0x68922006;

@@ -4,7 +4,6 @@
 
 namespace {
 
-using tablet::Millis;
 using tablet::Wake;
 
 class SchedulerTest : public testing_support::TabletTest {

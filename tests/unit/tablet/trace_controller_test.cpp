@@ -3,9 +3,6 @@
 namespace {
 
 using tablet::Guid;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 const Guid kProvider = *Guid::Parse("{00000000-0000-0000-0000-000000000001}");
 const Guid kOther = *Guid::Parse("{00000000-0000-0000-0000-000000000002}");
@@ -50,9 +47,7 @@ TEST_F(TraceControllerTest, ACollectedProviderIsEnabledAsItRegisters) {
 }
 
 TEST_F(TraceControllerTest, AProviderIsEnabledByASessionLaterWhereTheTabletSaysSo) {
-  tablet::Description description = DefaultDescription();
-  description.trace_enabled_after = tablet::Millis{250};
-  PowerOn(description);
+  PowerOn(With([](auto& description) { description.trace_enabled_after = tablet::Millis{250}; }));
   trace().Collect(kProvider, 1, 5);
   Register(kProvider);
   std::uint64_t const collector = logger_;
