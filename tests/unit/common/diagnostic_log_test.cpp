@@ -7,11 +7,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 using service_facts::kHelperMessages;
 using service_facts::kServiceMessages;
 const tablet::Guid kProvider = *tablet::Guid::Parse(service_facts::kTraceProvider);
@@ -27,9 +22,7 @@ class DiagnosticLogTest : public testing_support::TabletTest {
     return events;
   }
   void PowerOnUncollected() {
-    tablet::Description description = DefaultDescription();
-    description.trace_collected = false;
-    PowerOn(description);
+    PowerOn(With([](auto& description) { description.trace_collected = false; }));
   }
 };
 

@@ -5,8 +5,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 class MessageTextTest : public testing_support::TabletTest {
  protected:
   MessageTextTest() { OpenLog(); }

@@ -7,9 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const WCHAR* kPath = TEXT("SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters");
 using service_facts::kHelperMessages;
 
@@ -27,7 +24,6 @@ class RegistryHelperTest : public testing_support::TabletTest {
   void PutBytes(const WCHAR* value, std::uint32_t type, std::vector<std::uint8_t> data) {
     registry().Put(kPath, value, {type, std::move(data)});
   }
-  std::vector<std::string> open_kinds() { return machine().handles().OpenKinds(tablet::kMachineProcess); }
 };
 
 TEST_F(RegistryHelperTest, ANumberIsReadAndNothingIsSaid) {

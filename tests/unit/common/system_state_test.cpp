@@ -6,9 +6,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const char16_t* kSetupState = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Setup\\State";
 constexpr const char16_t* kCrashControl = u"SYSTEM\\CurrentControlSet\\Control\\CrashControl";
 constexpr const char16_t* kMarker = u"C:\\MfgDiag\\Dlls\\RILRouter.dll";
@@ -150,7 +147,7 @@ TEST_F(SystemStateTest, AChangeBetweenTwoQueriesIsSeen) {
 TEST_F(SystemStateTest, AFileIsOpenedForNothingAndClosedAgain) {
   PutMarker();
   EXPECT_TRUE(CheckFileExist(kMarker));
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), IsEmpty());
+  EXPECT_THAT(open_kinds(), IsEmpty());
   EXPECT_FALSE(CheckFileExist(TEXT("C:\\MfgDiag\\Dlls\\Other.dll")));
 }
 

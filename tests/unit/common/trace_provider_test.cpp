@@ -6,10 +6,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-
 const tablet::Guid kTraceProvider = *tablet::Guid::Parse(service_facts::kTraceProvider);
 
 class TraceProviderTest : public testing_support::TabletTest {

@@ -16,9 +16,7 @@ void CrashTest::PowerOnAgain(const tablet::Description& description) {
 }
 
 tablet::Description CrashTest::WithKim() {
-  tablet::Description description = DefaultDescription();
-  description.crash.sessions = {{.id = 1, .user = u"kim"}};
-  return description;
+  return With([](auto& description) { description.crash.sessions = {{.id = 1, .user = u"kim"}}; });
 }
 
 void CrashTest::LogKimOn() {
@@ -31,21 +29,6 @@ void CrashTest::PutSession(std::u16string_view name, std::u16string_view sid) {
   std::u16string const key = std::u16string(kLogonUi) + u"\\SessionData\\" + std::u16string(name);
   registry().MakeKey(key);
   if (!sid.empty()) registry().PutText(key, u"LoggedOnUserSID", sid);
-}
-
-void CrashTest::PutFile(std::u16string_view path, std::string_view text) {
-  drive().Put(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-}
-
-std::string CrashTest::TextOf(std::u16string_view path) {
-  auto const data = drive().Contents(path);
-  return {data.begin(), data.end()};
-}
-
-std::vector<std::string> CrashTest::MessagesOf(std::string_view start) {
-  std::vector<std::string> found = messages();
-  std::erase_if(found, [&](const std::string& message) { return !message.starts_with(start); });
-  return found;
 }
 
 std::vector<std::string> CrashTest::Results(std::string_view call) {

@@ -35,15 +35,10 @@ class CrashTest : public testing_support::TabletTest {
   void PutSession(std::u16string_view name, std::u16string_view sid);
   void PutImageState(std::u16string_view state) { registry().PutText(kSetupState, u"ImageState", state); }
 
-  void PutFile(std::u16string_view path, std::string_view text);
-  void PutDump(std::u16string_view name, std::string_view text) { PutFile(kDumpFolder + std::u16string(name), text); }
-  std::string TextOf(std::u16string_view path);
+  void PutDump(std::u16string_view name, std::string_view text) { Put(kDumpFolder + std::u16string(name), text); }
 
-  /// The messages that begin with `start`, a function's name for instance, in order.
-  std::vector<std::string> MessagesOf(std::string_view start);
   /// The results of all calls of that name so far.
   std::vector<std::string> Results(std::string_view call);
-  std::vector<std::string> open_kinds() { return machine().handles().OpenKinds(tablet::kMachineProcess); }
   /// The first process of that name in a session.
   std::shared_ptr<tablet::Process> ProcessNamed(std::u16string_view name, std::uint32_t session);
 };

@@ -6,10 +6,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class FileHelpersTest : public testing_support::FilesTest {
  protected:
   FileHelpersTest() { OpenLog(0); }  // the helpers' messages are sent whatever the mask
@@ -20,12 +16,6 @@ class FileHelpersTest : public testing_support::FilesTest {
     Put(u"c:\\from\\c.txt", "c");
   }
   HRESULT MoveAll(const WCHAR* filter = TEXT("*.*")) { return CopyMoveFiles(TEXT("c:\\from"), filter, TEXT("c:\\to")); }
-  std::vector<std::string> Calls(std::string_view name) {
-    std::vector<std::string> calls;
-    for (const tablet::CallEvent& call : machine().journal().Calls(name)) calls.push_back(call.args);
-    return calls;
-  }
-  std::vector<std::string> open_kinds() { return machine().handles().OpenKinds(tablet::kMachineProcess); }
   /// As it is meant to be called.
   static bool MakeFolder(const WCHAR* path) {
     return ::CreateDirectoryW(path, nullptr) != FALSE || CreateDirectoryFull(path);
@@ -59,7 +49,7 @@ TEST_F(FileHelpersTest, FoldersStayWhereTheyAre) {
   EXPECT_EQ(MoveAll(), S_OK);
   EXPECT_EQ(TextOf(u"c:\\from\\older\\d.dmp"), "d");
   EXPECT_FALSE(drive().Exists(u"c:\\to\\older"));
-  EXPECT_EQ(Calls("MoveFileExW").size(), 3u);
+  EXPECT_EQ(ArgumentsOf("MoveFileExW").size(), 3u);
 }
 
 TEST_F(FileHelpersTest, AFileThatIsThereAlreadyIsNotReplacedAndTheRestIsMoved) {
@@ -85,13 +75,14 @@ TEST_F(FileHelpersTest, AnotherVolumeIsOutOfReach) {
   PutDumps();
   EXPECT_EQ(CopyMoveFiles(TEXT("c:\\from"), TEXT("*.*"), TEXT("d:\\to")), S_OK);
   EXPECT_EQ(TextOf(u"c:\\from\\a.dmp") + TextOf(u"c:\\from\\b.dmp") + TextOf(u"c:\\from\\c.txt"), "abc");
-  for (const std::string& arguments : Calls("MoveFileExW")) EXPECT_TRUE(arguments.ends_with(", 0x0")) << arguments;
+  for (const std::string& arguments : ArgumentsOf("MoveFileExW"))
+    EXPECT_TRUE(arguments.ends_with(", 0x0")) << arguments;
 }
 
 TEST_F(FileHelpersTest, AnEmptyFolderMovesNothing) {
   drive().PutFolder(u"c:\\from");
   EXPECT_EQ(MoveAll(), S_OK);
-  EXPECT_THAT(Calls("MoveFileExW"), IsEmpty());
+  EXPECT_THAT(ArgumentsOf("MoveFileExW"), IsEmpty());
   EXPECT_TRUE(drive().Exists(u"c:\\to")) << "the destination is made all the same";
 }
 
@@ -149,7 +140,7 @@ TEST_F(FileHelpersTest, AChainOf238CharactersIsMade) {
 TEST_F(FileHelpersTest, AWholeChainIsMadeOfAPathThatEndsInABackslash) {
   EXPECT_TRUE(MakeFolder(TEXT("c:\\a\\b\\c\\")));
   EXPECT_TRUE(drive().Exists(u"c:\\a\\b\\c"));
-  EXPECT_THAT(Calls("CreateDirectoryW"),
+  EXPECT_THAT(ArgumentsOf("CreateDirectoryW"),
               ElementsAre("\"c:\\a\\b\\c\\\"", "\"c:\\a\\b\"", "\"c:\\a\"", "\"c:\\a\\b\"", "\"c:\\a\\b\\c\\\""));
   EXPECT_THAT(messages(), ElementsAre("CreateDirectoryFull:4302 : Creating Dir [c:\\a\\b\\c\\]",
                                       "CreateDirectoryFull:4302 : Creating Dir [c:\\a\\b]"));
@@ -170,14 +161,14 @@ TEST_F(FileHelpersTest, AFolderThatIsThereIsFine) {
 TEST_F(FileHelpersTest, ADeniedFolderIsNotTriedAgain) {
   Inject("CreateDirectoryW", ERROR_ACCESS_DENIED);
   EXPECT_FALSE(MakeFolder(TEXT("c:\\a\\b")));
-  EXPECT_EQ(Calls("CreateDirectoryW").size(), 1u);
+  EXPECT_EQ(ArgumentsOf("CreateDirectoryW").size(), 1u);
   EXPECT_THAT(messages(), ElementsAre("CreateDirectoryFull:4323 : Create Directory Failed: Err=5 path[c:\\a\\b]"));
 }
 
 TEST_F(FileHelpersTest, ADeniedParentEndsItForTheWholeChain) {
   Inject("CreateDirectoryW", ERROR_ACCESS_DENIED, 2, 1);
   EXPECT_FALSE(MakeFolder(TEXT("c:\\a\\b")));
-  EXPECT_EQ(Calls("CreateDirectoryW").size(), 2u);
+  EXPECT_EQ(ArgumentsOf("CreateDirectoryW").size(), 2u);
   EXPECT_EQ(messages().back(), "CreateDirectoryFull:4323 : Create Directory Failed: Err=5 path[c:\\a]");
 }
 
@@ -186,7 +177,7 @@ TEST_F(FileHelpersTest, APathWithoutABackslashIsCalledMadeAndIsNot) {
     ::SetLastError(ERROR_PATH_NOT_FOUND);
     EXPECT_TRUE(CreateDirectoryFull(path));
   }
-  EXPECT_THAT(Calls("CreateDirectoryW"), IsEmpty());
+  EXPECT_THAT(ArgumentsOf("CreateDirectoryW"), IsEmpty());
   EXPECT_THAT(drive().Changes(), IsEmpty());
 }
 

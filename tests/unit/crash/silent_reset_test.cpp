@@ -5,13 +5,6 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 constexpr char kTimeout[] = "ExecuteSilentResetQCThread:4374 : WAIT_TIMEOUT for waiting OOBE mode out";
 constexpr char kStart[] = "ExecuteSilentResetQCThread:4378 : Start sending IOCTL_MODEM_RESET";
 constexpr char kSent[] = "ExecuteSilentResetQCThread:4418 : Successfully sent IOCTL_REQ_MODEM_RESET to AMSS driver";
@@ -25,9 +18,7 @@ class SilentResetTest : public crash_tests::CrashTest {
     return m_event;
   }
   void Begin(const tablet::CrashDescription& crash) {
-    tablet::Description description = DefaultDescription();
-    description.crash = crash;
-    PowerOnAgain(description);
+    PowerOnAgain(With([&](auto& description) { description.crash = crash; }));
   }
   std::vector<std::string> Said() { return MessagesOf("ExecuteSilentResetQCThread"); }
   const std::vector<tablet::AmssDriver::Request>& requests() { return machine().amss().requests(); }

@@ -8,12 +8,6 @@ namespace {
 
 using crash_tests::kCollected;
 using crash_tests::kDumpFolder;
-using tablet::Millis;
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char kFailed[] = "CheckSSRDumpFile:4461 : Failed to launch Toast for CPCrash";
 constexpr char kLaunched[] = "CheckSSRDumpFile:4466 : Success to launch Toast for CPCrash";
@@ -27,7 +21,6 @@ class SsrDumpTest : public crash_tests::CrashTest {
     PowerOnAgain(description);
     LogKimOn();
   }
-  Millis Now() { return machine().scheduler().Now(); }
 };
 
 TEST_F(SsrDumpTest, ACrashIsCollectedAndTheUserIsTold) {

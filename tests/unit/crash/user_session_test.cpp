@@ -6,10 +6,6 @@ namespace {
 
 using crash_tests::kKim;
 using crash_tests::kLee;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char kSessionData[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Authentication\\LogonUI\\SessionData\\";
 constexpr const WCHAR* kToast = TEXT("c:\\Windows\\ToastGenerator\\ToastGenerator.exe");

@@ -12,15 +12,6 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
-
 constexpr const char16_t* kLink = u"\\\\?\\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}";
 constexpr GUID kModem = {0xD49F5C0E, 0xE540, 0x4DBE, {0xBF, 0x78, 0x97, 0xED, 0x9B, 0xD9, 0x87, 0xA4}};
 
@@ -30,20 +21,13 @@ class DeviceTest : public testing_support::TabletTest {
 
   /// Powers on a tablet whose modem has these interfaces.
   void PowerOnWithLinks(std::vector<std::u16string> links) {
-    tablet::Description description = DefaultDescription();
-    description.modem_links = std::move(links);
-    PowerOn(description);
+    PowerOn(With([&](auto& description) { description.modem_links = std::move(links); }));
     OpenLog();
   }
   std::size_t Count(const char* call) { return machine().journal().Calls(call).size(); }
   std::size_t Lookups() { return Count("CM_Get_Device_Interface_List_SizeW"); }
   std::size_t Opens() { return Count("CreateFileW"); }
   std::size_t Sleeps() { return Count("Sleep"); }
-  Millis Now() { return machine().scheduler().Now(); }
-  std::size_t Times(const std::string& message) {
-    std::vector<std::string> const all = messages();
-    return static_cast<std::size_t>(std::count(all.begin(), all.end(), message));
-  }
   std::string LastOpen() { return machine().journal().Calls("CreateFileW").back().args; }
 };
 
@@ -72,7 +56,7 @@ TEST_F(DeviceInterface, ADeviceThatArrivesLateIsLookedUpUntilItIsThere) {
   EXPECT_EQ(Lookups(), 11u);
   EXPECT_EQ(Opens(), 11u);
   EXPECT_EQ(Sleeps(), 10u);
-  EXPECT_EQ(Times("GetFirstInterface:1973 : DeviceName : "), 10u) << "an empty list is a list";
+  EXPECT_EQ(TimesLogged("GetFirstInterface:1973 : DeviceName : "), 10u) << "an empty list is a list";
 }
 
 TEST_F(DeviceInterface, WithoutTheDeviceItGivesUpAfterFortyAttempts) {
@@ -82,8 +66,9 @@ TEST_F(DeviceInterface, WithoutTheDeviceItGivesUpAfterFortyAttempts) {
   EXPECT_EQ(Opens(), 40u);
   EXPECT_EQ(Sleeps(), 40u);
   EXPECT_EQ(Now(), Millis{20'000}) << "the pause after the last attempt counts too";
-  EXPECT_EQ(Times("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 3"), 40u);
-  EXPECT_EQ(Times("DeviceInterfaceFunc::Open:36 : DeviceInterfaceFunc::Open failed"), 1u);
+  EXPECT_EQ(TimesLogged("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 3"),
+            40u);
+  EXPECT_EQ(TimesLogged("DeviceInterfaceFunc::Open:36 : DeviceInterfaceFunc::Open failed"), 1u);
   EXPECT_EQ(messages().back(), "DeviceInterfaceFunc::Open: (-)");
   EXPECT_THAT(machine().heap().LiveBlocks(0), IsEmpty());
 }
@@ -107,9 +92,11 @@ TEST_F(DeviceInterface, APathOnceFoundIsNeverLookedUpAgain) {
   std::string const cached =
       "DeviceInterfaceFunc::GetDevicePathInternal:48 : DeviceInterfaceFunc GetDevicePathInternal = "
       "(\\\\?\\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4})";
-  EXPECT_EQ(Times(cached), 39u);
-  EXPECT_EQ(Times("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 5"), 1u);
-  EXPECT_EQ(Times("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 2"), 39u);
+  EXPECT_EQ(TimesLogged(cached), 39u);
+  EXPECT_EQ(TimesLogged("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 5"),
+            1u);
+  EXPECT_EQ(TimesLogged("DeviceInterfaceFunc::OpenDeviceHandle:76 : Failed to open DeviceInterfaceFunc, error - 2"),
+            39u);
 }
 
 TEST_F(DeviceInterface, ASecondOpenReusesThePathOfTheFirst) {
@@ -133,21 +120,21 @@ TEST_F(DeviceInterface, AFailedLookupStillOpensTheEmptyPath) {
   EXPECT_NE(Open(), INVALID_HANDLE_VALUE);
   EXPECT_THAT(machine().journal().Calls("CreateFileW").front().args, StartsWith("\"\""));
   EXPECT_EQ(Opens(), 2u);
-  EXPECT_EQ(Times("GetDevicePath:1989 : CM_Get_Device_Interface_List_Size failed : 13"), 1u);
+  EXPECT_EQ(TimesLogged("GetDevicePath:1989 : CM_Get_Device_Interface_List_Size failed : 13"), 1u);
   EXPECT_EQ(Count("CM_Get_Device_Interface_ListW"), 1u) << "without a size no list is asked for";
 }
 
 TEST_F(DeviceInterface, AListWithoutMemoryIsTriedAgainOnTheNextAttempt) {
   Inject("HeapAlloc", 8, 1, 1);
   EXPECT_NE(Open(), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(Times("GetDevicePath:1996 : HeapAlloc failed"), 1u);
+  EXPECT_EQ(TimesLogged("GetDevicePath:1996 : HeapAlloc failed"), 1u);
   EXPECT_EQ(Count("CM_Get_Device_Interface_ListW"), 1u);
 }
 
 TEST_F(DeviceInterface, AListThatCannotBeFetchedIsTriedAgainAndItsMemoryFreed) {
   Inject("CM_Get_Device_Interface_ListW", 0x1A, 1, 1);
   EXPECT_NE(Open(), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(Times("GetDevicePath:2007 : CM_Get_Device_Interface_List failed : 1a"), 1u);
+  EXPECT_EQ(TimesLogged("GetDevicePath:2007 : CM_Get_Device_Interface_List failed : 1a"), 1u);
   EXPECT_THAT(machine().heap().LiveBlocks(0), IsEmpty());
 }
 

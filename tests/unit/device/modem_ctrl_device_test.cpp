@@ -7,9 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class ModemCtrlDevice : public testing_support::TabletTest {
  protected:
   ModemCtrlDevice() { OpenLog(); }
@@ -31,9 +28,7 @@ TEST_F(ModemCtrlDevice, TellsItsStoryInOrder) {
 }
 
 TEST_F(ModemCtrlDevice, AnswersNoHandleOnATabletWithoutModem) {
-  tablet::Description description = DefaultDescription();
-  description.modem_links.clear();
-  PowerOn(description);
+  PowerOn(With([](auto& description) { description.modem_links.clear(); }));
   EXPECT_EQ(CModemCtrlDevice().Open(), INVALID_HANDLE_VALUE);
   EXPECT_THAT(machine().handles().OpenKinds(0), IsEmpty());
 }

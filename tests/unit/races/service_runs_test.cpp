@@ -9,8 +9,6 @@
 
 namespace {
 
-using tablet::Millis;
-
 constexpr DWORD kMask = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_POWEREVENT | SERVICE_ACCEPT_PRESHUTDOWN;
 constexpr char kUsbLink[] = "\\\\?\\USB#VID_1199&PID_9079#1#{a5dcbf10-6530-11d2-901f-00c04fb951ed}";
 

@@ -30,9 +30,7 @@ class NotificationMask : public service_tests::ServiceTest {
 };
 
 TEST_F(NotificationMask, EachAttemptAsksForAllClassesWhateverTheOneBeforeLeft) {
-  tablet::Description description = DefaultDescription();
-  description.radio = {.failing_attempts = 3};
-  PowerOnDeployed(description);
+  PowerOnDeployed(With([](auto& description) { description.radio = {.failing_attempts = 3}; }));
   left_in_mask = 0;
   CRILHandler handler;
   ASSERT_TRUE(handler.Init());

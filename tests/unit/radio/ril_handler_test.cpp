@@ -10,19 +10,12 @@
 
 namespace {
 
-using tablet::Millis;
 using tablet::RadioDescription;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 class RilHandler : public service_tests::ServiceTest {
  protected:
   void PowerOnWith(const RadioDescription& radio) {
-    tablet::Description description = DefaultDescription();
-    description.radio = radio;
-    PowerOnDeployed(description);
+    PowerOnDeployed(With([&](auto& description) { description.radio = radio; }));
   }
   std::vector<std::string> LinesAfter(std::size_t count) {
     std::vector<std::string> lines = formatted();

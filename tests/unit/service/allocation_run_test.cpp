@@ -10,7 +10,6 @@
 
 namespace {
 
-using testing_support::ToBytes;
 using Main = int (*)(int, WCHAR**);
 
 constexpr char16_t kParameters[] = u"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters";
@@ -28,9 +27,7 @@ class AllocationRunTest : public service_tests::ServiceTest {
   /// A tablet on which a run does everything that takes memory: an image is deployed, by a map's entry that is too long
   /// for its buffer, and a crash is reported to the user.
   void PowerOnBusy() {
-    tablet::Description description = DefaultDescription();
-    description.crash.sessions = {{.id = 1, .user = u"kim"}};
-    PowerOnDeployed(description);
+    PowerOnDeployed(With([](auto& description) { description.crash.sessions = {{.id = 1, .user = u"kim"}}; }));
     registry().PutText(std::u16string(service_tests::kModemClass) + u"\\0000 of a long name", u"AmssFwImagePath",
                        u"old");
     registry().PutText(std::u16string(kParameters) + u"\\CSC", u"XAA", u"ABCDE.bin of a long name");

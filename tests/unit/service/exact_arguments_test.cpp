@@ -17,8 +17,6 @@ using modem_tests::kParameters;
 using modem_tests::kService;
 using modem_tests::kSetupState;
 using testing::ElementsAreArray;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
 
 constexpr char16_t kDumpFolder[] = u"c:\\Windows\\System32\\DriverState\\Services\\QCCDI\\Data\\ssr_dumps\\";
 constexpr char16_t kLogonUi[] = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\LogonUI";

@@ -60,9 +60,7 @@ TEST_F(Order, TheProviderIsUnregisteredOnceTheWorkerHasEndedAndBeforeTheEventsAr
 }
 
 TEST_F(Order, WithoutAModemTheProviderIsUnregisteredAfterTheReasonAndBeforeTheStop) {
-  tablet::Description wifi_only = DefaultDescription();
-  wifi_only.modem_present = false;
-  PowerOnDeployed(wifi_only);
+  PowerOnDeployed(With([](auto& wifi_only) { wifi_only.modem_present = false; }));
   Boot();
   EXPECT_LT(At("_vsnwprintf", "do not start for WIFI device"), At("UnregisterTraceGuids"));
   EXPECT_LT(At("UnregisterTraceGuids"), At("SetServiceStatus", "STOPPED"));

@@ -7,8 +7,6 @@
 
 namespace {
 
-using tablet::Millis;
-
 class ParkedService : public service_tests::ServiceTest {
  protected:
   struct Activity {

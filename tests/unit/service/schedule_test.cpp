@@ -10,9 +10,6 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::ElementsAre;
-
 /// Keeps the test on one processor while it runs: the baton of simulated threads goes round many times faster there.
 class OneProcessor {
  public:

@@ -5,12 +5,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 class ServiceConfiguration : public service_tests::ServiceTest {
  protected:
   const tablet::FailureActions& Actions() { return machine().services().failure_actions(); }
@@ -44,9 +38,7 @@ TEST_F(ServiceConfiguration, TheServiceClosesWhatItOpened) {
 }
 
 TEST_F(ServiceConfiguration, WithoutRightsOnTheServiceManagerTheStartGoesOn) {
-  tablet::Description description = DefaultDescription();
-  description.manager_denied = true;
-  PowerOnDeployed(description);
+  PowerOnDeployed(With([](auto& description) { description.manager_denied = true; }));
   Boot();
   // Logged twice, under two names.
   EXPECT_THAT(formatted(), Contains("OpenServiceHandle:19 : OpenSCManager failed (5)"));

@@ -9,13 +9,6 @@
 
 namespace {
 
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 constexpr char16_t kLink[] = u"\\\\?\\USB#VID_04E8&PID_6860#1#{a5dcbf10-6530-11d2-901f-00c04fb951ed}";
 constexpr char kUsb[] = "{A5DCBF10-6530-11D2-901F-00C04FB951ED}";
 constexpr char kDisplay[] = "{6FE69556-704A-47A0-8F24-C28D936FDA47}";

@@ -5,7 +5,7 @@
 #include <functional>
 #include <iostream>
 
-#include "tests/testing/tablet_fixture.h"
+#include "tests/unit/service/service_fixture.h"
 #include "vantord/common/diagnostic_log.h"
 #include "vantord/service/error.h"
 #include "vantord/service/service_base.h"
@@ -13,8 +13,6 @@
 namespace {
 
 using tablet::StatusEvent;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr DWORD kMask = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_POWEREVENT | SERVICE_ACCEPT_PRESHUTDOWN;
 
@@ -61,7 +59,7 @@ class SilentService : public CServiceBase {
   void OnStart(DWORD, LPWSTR*) override {}
 };
 
-class ServiceBase : public testing_support::TabletTest {
+class ServiceBase : public service_tests::ServiceTest {
  protected:
   void Boot() {
     machine().services().Start(u"Probe", [this] {
@@ -71,10 +69,6 @@ class ServiceBase : public testing_support::TabletTest {
     });
     Settle();
   }
-  /// Lets everything happen that can happen.
-  void Settle() {
-    machine().scheduler().Wait(tablet::kForever, [] { return false; });
-  }
   void Send(DWORD control) {
     ASSERT_EQ(machine().services().Send(control), DWORD{0});
     Settle();
@@ -83,11 +77,6 @@ class ServiceBase : public testing_support::TabletTest {
   void SendForced(DWORD control, DWORD eventType = 0) {
     machine().services().SendUnchecked(control, eventType);
     Settle();
-  }
-  std::vector<std::string> States() {
-    std::vector<std::string> states;
-    for (const StatusEvent& status : machine().journal().Statuses()) states.push_back(status.state);
-    return states;
   }
   std::vector<DWORD> CheckPoints() {
     std::vector<DWORD> points;
@@ -99,7 +88,7 @@ class ServiceBase : public testing_support::TabletTest {
     for (const StatusEvent& status : machine().journal().Statuses()) masks.push_back(status.controls_accepted);
     return masks;
   }
-  DWORD LastExitCode() { return machine().journal().Statuses().back().exit_code; }
+  DWORD LastExitCode() { return LastStatus().exit_code; }
 
   Behaviour behaviour_;
 };

@@ -31,10 +31,6 @@ class ServiceTest : public testing_support::TabletTest {
   void Start() {
     machine().services().Start(u"Vantord", [] { return wmain(0, nullptr); });
   }
-  /// Lets everything happen that can happen.
-  void Settle() {
-    machine().scheduler().Wait(tablet::kForever, [] { return false; });
-  }
   void Boot() {
     Start();
     Settle();
@@ -55,7 +51,6 @@ class ServiceTest : public testing_support::TabletTest {
     return states;
   }
   tablet::StatusEvent LastStatus() { return machine().journal().Statuses().back(); }
-  tablet::Millis Now() { return machine().scheduler().Now(); }
 
   /// The texts that begin with `start`, delivered or not, without the entry and exit of functions.
   std::vector<std::string> LinesOf(std::string_view start) {

@@ -14,12 +14,6 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 constexpr char kLinkText[] = R"(\\?\USB#VID_04E8&PID_6860#1#{a5dcbf10-6530-11d2-901f-00c04fb951ed})";
 
 /// Writes down what it is asked to do.
@@ -144,9 +138,7 @@ TEST_F(ControlHandling, AnotherPowerSettingOrNoDataDoesNothing) {
 // Suspend and resume.
 
 TEST_F(ControlHandling, ASuspendIsToldToThePartnerBeforeTheModem) {
-  tablet::Description description = DefaultDescription();
-  description.partner.state = tablet::kServiceRunning;
-  PowerOn(description);
+  PowerOn(With([](auto& description) { description.partner.state = tablet::kServiceRunning; }));
   service_.OnPowerEvent(PBT_APMSUSPEND, nullptr);
   ASSERT_EQ(machine().partner().received().size(), 1u);
   EXPECT_EQ(machine().partner().received()[0].control, 134u);
@@ -265,9 +257,7 @@ TEST_F(ControlsSent, DisplayEventsStayAwayWhenNobodyRegisteredForThem) {
 }
 
 TEST_F(ControlsSent, NoFailureIsEverReportedToTheServiceManager) {
-  tablet::Description description = DefaultDescription();
-  description.manager_denied = true;
-  PowerOnDeployed(description);
+  PowerOnDeployed(With([](auto& description) { description.manager_denied = true; }));
   Boot();
   Happen("suspend");
   EXPECT_THAT(LinesOf("CVantord::SendModemControlMessage"), testing::SizeIs(1));
@@ -298,9 +288,8 @@ TEST_F(ControlsSent, AStopWithoutProgressIsNoted) {
 }
 
 TEST_F(ControlsSent, AHandlerThatTakesLongerThanHalfAMinuteIsNoted) {
-  tablet::Description description = DefaultDescription();
-  description.radio.failing_attempts = tablet::RadioDescription::kAlways;
-  PowerOnDeployed(description);
+  PowerOnDeployed(
+      With([](auto& description) { description.radio.failing_attempts = tablet::RadioDescription::kAlways; }));
   Boot();
   Stop();
   EXPECT_THAT(Notes(),

@@ -6,12 +6,7 @@
 
 namespace {
 
-using tablet::Millis;
 using tablet::PartnerDescription;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr char kStart[] = "CVantord::StartServiceOEM";
 constexpr char kSend[] = "CVantord::SendModemControlMessage";
@@ -19,10 +14,11 @@ constexpr Millis kLong{3'600'000};
 
 class PartnerService : public service_tests::ServiceTest {
  protected:
+  void PowerOnWith(const PartnerDescription& partner) {
+    PowerOnDeployed(With([&](auto& description) { description.partner = partner; }));
+  }
   void BootWith(const PartnerDescription& partner) {
-    tablet::Description description = DefaultDescription();
-    description.partner = partner;
-    PowerOnDeployed(description);
+    PowerOnWith(partner);
     Boot();
   }
   /// The lines of the start without the function's name; each ends with a line feed of its own.
@@ -38,11 +34,7 @@ class PartnerService : public service_tests::ServiceTest {
   std::size_t Starts() { return machine().journal().Calls("StartServiceW").size(); }
   std::uint32_t PartnerState() { return machine().partner().Status().state; }
   /// How long each sleep of the partner's start was, in milliseconds, as texts.
-  std::vector<std::string> Steps() {
-    std::vector<std::string> steps;
-    for (const tablet::CallEvent& call : machine().journal().Calls("Sleep")) steps.push_back(call.args);
-    return steps;
-  }
+  std::vector<std::string> Steps() { return ArgumentsOf("Sleep"); }
 };
 
 // Starting it.
@@ -146,10 +138,7 @@ TEST_F(PartnerService, AStartWithoutProgressIsLeftWithoutAWord) {
 TEST_F(PartnerService, TheTickCountMayWrapWhileItsStartIsFollowed) {
   // 5 s before the count of milliseconds starts anew; the looks come at 1, 3, 5, 7 and 9 s.
   constexpr Millis kBeforeTheWrap{0x1'0000'0000 - 5000};
-  tablet::Description description = DefaultDescription();
-  description.partner.starting = {
-      .duration = Millis{7500}, .wait_hint = 20'000, .ends_in = tablet::kServiceRunning, .exit_code = 0};
-  PowerOnDeployed(description);
+  PowerOnWith({.starting = {.duration = Millis{7500}, .wait_hint = 20'000, .ends_in = tablet::kServiceRunning}});
   machine().scheduler().Sleep(kBeforeTheWrap);
   Boot();
   EXPECT_THAT(StartLines(), ElementsAre("119 : Service start pending...", "91 : Service started successfully."));
@@ -178,9 +167,7 @@ TEST_F(PartnerService, WithoutItsStatusItIsNotStarted) {
 }
 
 TEST_F(PartnerService, AStatusThatFailsDuringItsStopEndsTheWait) {
-  tablet::Description description = DefaultDescription();
-  description.partner = {.state = tablet::kServiceStopPending, .stopping = {.duration = kLong, .wait_hint = 60'000}};
-  PowerOnDeployed(description);
+  PowerOnWith({.state = tablet::kServiceStopPending, .stopping = {.duration = kLong, .wait_hint = 60'000}});
   Inject("QueryServiceStatusEx", ERROR_ACCESS_DENIED, 2);
   Boot();
   EXPECT_THAT(StartLines(), ElementsAre("61 : QueryServiceStatusEx failed (5)"));
@@ -199,10 +186,7 @@ TEST_F(PartnerService, AStatusThatFailsRightAfterTheStartEndsTheWait) {
 }
 
 TEST_F(PartnerService, AStatusThatFailsDuringItsStartLeavesTheLastGoodOne) {
-  tablet::Description description = DefaultDescription();
-  description.partner.starting = {
-      .duration = kLong, .wait_hint = 60'000, .ends_in = tablet::kServiceRunning, .exit_code = 0};
-  PowerOnDeployed(description);
+  PowerOnWith({.starting = {.duration = kLong, .wait_hint = 60'000, .ends_in = tablet::kServiceRunning}});
   Inject("QueryServiceStatusEx", ERROR_ACCESS_DENIED, 3);
   Boot();
   EXPECT_THAT(StartLines(), ElementsAre("119 : Service start pending...", "80 : QueryServiceStatusEx failed (5)",
@@ -211,10 +195,7 @@ TEST_F(PartnerService, AStatusThatFailsDuringItsStartLeavesTheLastGoodOne) {
 }
 
 TEST_F(PartnerService, AStopOfTheServiceWaitsForThePartnersStart) {
-  tablet::Description description = DefaultDescription();
-  description.partner.starting = {
-      .duration = Millis{20'000}, .wait_hint = 200'000, .ends_in = tablet::kServiceRunning, .exit_code = 0};
-  PowerOnDeployed(description);
+  PowerOnWith({.starting = {.duration = Millis{20'000}, .wait_hint = 200'000, .ends_in = tablet::kServiceRunning}});
   Start();
   machine().scheduler().Sleep(Millis{1000});
   Stop();
@@ -234,9 +215,7 @@ TEST_F(PartnerService, ASuspendNoticeIsLoggedInTheErrorZoneEvenWhenItArrives) {
 }
 
 TEST_F(PartnerService, WithSerialControlsASuspendNoticeFailsAfterHalfAMinute) {
-  tablet::Description description = DefaultDescription();
-  description.serial_controls = true;
-  PowerOnDeployed(description);
+  PowerOnDeployed(With([](auto& description) { description.serial_controls = true; }));
   Boot();
   Happen("suspend");
   EXPECT_EQ(Now(), Millis{30'000});

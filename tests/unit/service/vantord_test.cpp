@@ -11,14 +11,7 @@
 
 namespace {
 
-using tablet::Millis;
 using tablet::StatusEvent;
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr const char* kProvider = service_facts::kTraceProvider;
 constexpr auto& kParameters = service_facts::kParametersKey;
@@ -71,9 +64,7 @@ TEST_F(VantordService, TheZoneMaskOfTheRegistryHoldsFromTheStartOn) {
 }
 
 TEST_F(VantordService, WithoutAModemItStopsCleanlyAfterTwentySeconds) {
-  tablet::Description wifi_only = DefaultDescription();
-  wifi_only.modem_present = false;
-  PowerOnDeployed(wifi_only);
+  PowerOnDeployed(With([](auto& wifi_only) { wifi_only.modem_present = false; }));
   Boot();
   EXPECT_THAT(States(), ElementsAre("START_PENDING", "STOPPED"));
   EXPECT_EQ(LastStatus().exit_code, 0u);
@@ -144,9 +135,7 @@ TEST_F(VantordService, WithoutItsStopEventTheProcessDies) {
 }
 
 TEST_F(VantordService, WithoutAModemTheServiceRegistersForNothing) {
-  tablet::Description wifi_only = DefaultDescription();
-  wifi_only.modem_present = false;
-  PowerOnDeployed(wifi_only);
+  PowerOnDeployed(With([](auto& wifi_only) { wifi_only.modem_present = false; }));
   Boot();
   EXPECT_THAT(machine().journal().Calls("CM_Register_Notification"), IsEmpty());
   EXPECT_THAT(machine().journal().Calls("PowerSettingRegisterNotification"), IsEmpty());

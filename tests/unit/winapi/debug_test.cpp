@@ -5,11 +5,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_support::RefusalOf;
-
 constexpr DWORD kModelled = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
 
 class DebugTest : public testing_support::TabletTest {};

@@ -12,9 +12,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr DWORD kInvalidUserBuffer = 1784;
 GUID g_modem = {0xD49F5C0E, 0xE540, 0x4DBE, {0xBF, 0x78, 0x97, 0xED, 0x9B, 0xD9, 0x87, 0xA4}};
 GUID g_nobody = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
@@ -23,9 +20,7 @@ constexpr DWORD kPresentInterfaces = DIGCF_PRESENT | DIGCF_DEVICEINTERFACE;
 class DeviceListTest : public testing_support::TabletTest {
  protected:
   DeviceListTest() {
-    tablet::Description description = DefaultDescription();
-    description.modem_links = {u"\\\\?\\a", u"\\\\?\\bc"};
-    PowerOn(description);
+    PowerOn(With([](auto& description) { description.modem_links = {u"\\\\?\\a", u"\\\\?\\bc"}; }));
   }
 };
 

@@ -4,12 +4,6 @@
 
 namespace {
 
-using testing_support::CreateAlways;
-using testing_support::Handle;
-using testing_support::OpenForReading;
-using testing_support::ReadText;
-using testing_support::WriteText;
-
 using FileContents = testing_support::FilesTest;
 
 /// Each byte by a call of its own.

@@ -13,13 +13,6 @@ namespace testing_support {
 
 class FilesTest : public TabletTest {
  protected:
-  void Put(std::u16string_view path, std::string_view text, DWORD attributes = FILE_ATTRIBUTE_ARCHIVE) {
-    drive().Put(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, attributes);
-  }
-  std::string TextOf(std::u16string_view path) {
-    auto const data = drive().Contents(path);
-    return {data.begin(), data.end()};
-  }
   /// The last error of an open that is expected to fail; 0 when it succeeded.
   DWORD OpenError(const WCHAR* path, DWORD access, DWORD disposition, DWORD attributes = FILE_ATTRIBUTE_NORMAL,
                   DWORD share = 7) {
@@ -32,3 +25,9 @@ class FilesTest : public TabletTest {
 };
 
 }  // namespace testing_support
+
+using testing_support::CreateAlways;
+using testing_support::Handle;
+using testing_support::OpenForReading;
+using testing_support::ReadText;
+using testing_support::WriteText;

@@ -8,12 +8,6 @@
 
 namespace {
 
-using testing_support::CreateAlways;
-using testing_support::Handle;
-using testing_support::OpenForReading;
-using testing_support::ReadText;
-using testing_support::WriteText;
-
 using Files = testing_support::FilesTest;
 
 TEST_F(Files, AFileReadsBackWhatWasWrittenInAnyCaseAndSpelling) {
@@ -295,7 +289,7 @@ TEST_F(Files, DevicePathsLeadToTheDeviceBus) {
   Handle const device(::CreateFileW(link, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_OVERLAPPED | SECURITY_IMPERSONATION, nullptr));
   EXPECT_TRUE(device.valid());
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), testing::ElementsAre("device"));
+  EXPECT_THAT(open_kinds(), testing::ElementsAre("device"));
 }
 
 TEST_F(Files, InjectedFaultsFailTheCallAndChangeNothing) {

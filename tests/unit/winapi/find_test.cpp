@@ -7,7 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing_support::CreateAlways;
 using testing_support::Handle;
 
@@ -116,9 +115,9 @@ TEST_F(Find, ASearchIsEndedByFindCloseOnly) {
   HANDLE const find = ::FindFirstFileW(TEXT("c:\\*"), &data);
   EXPECT_FALSE(::CloseHandle(find));
   EXPECT_EQ(::GetLastError(), 6u);
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), ElementsAre("search"));
+  EXPECT_THAT(open_kinds(), ElementsAre("search"));
   EXPECT_TRUE(::FindClose(find));
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), ElementsAre());
+  EXPECT_THAT(open_kinds(), ElementsAre());
   EXPECT_FALSE(::FindClose(INVALID_HANDLE_VALUE));
   EXPECT_EQ(::GetLastError(), 6u);
   EXPECT_FALSE(::FindNextFileW(INVALID_HANDLE_VALUE, &data));

@@ -8,10 +8,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing_support::RefusalOf;
-
 int Format(WCHAR* out, std::size_t count, const WCHAR* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);

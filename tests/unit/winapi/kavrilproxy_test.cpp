@@ -6,8 +6,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 class RadioCalls : public testing_support::TabletTest {
  protected:
   HRESULT Connect(HRIL& handle, DWORD port = 1) {

@@ -7,11 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_support::RefusalOf;
-
 class MemoryTest : public testing_support::TabletTest {
  protected:
   std::vector<std::size_t> live() { return machine().heap().LiveBlocks(tablet::kMachineProcess); }

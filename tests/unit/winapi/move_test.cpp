@@ -3,9 +3,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing_support::Handle;
-
 class MoveTest : public testing_support::FilesTest {
  protected:
   /// The last error of a move; 0 when it succeeded.

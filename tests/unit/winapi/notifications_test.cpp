@@ -10,12 +10,6 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_support::RefusalOf;
-
 constexpr GUID kUsb = {0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED}};
 constexpr GUID kDisplay = {0x6FE69556, 0x704A, 0x47A0, {0x8F, 0x24, 0xC2, 0x8D, 0x93, 0x6F, 0xDA, 0x47}};
 constexpr char16_t kLink[] = u"\\\\?\\USB#1";
@@ -53,9 +47,6 @@ class NotificationCalls : public testing_support::TabletTest {
   }
   void Announce(std::uint32_t action) {
     machine().notifications().AnnounceDevice(action, tablet::kUsbDeviceClass, kLink);
-  }
-  void Settle() {
-    machine().scheduler().Wait(tablet::kForever, [] { return false; });
   }
   /// A handle as RegisterServiceCtrlHandlerExW gives it; any open one will do.
   HANDLE Recipient() { return ::CreateEventW(nullptr, FALSE, FALSE, nullptr); }

@@ -11,11 +11,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 constexpr const WCHAR* kProgram = TEXT("c:\\program.exe");
 
 class ProcessesTest : public testing_support::TabletTest {

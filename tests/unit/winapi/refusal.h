@@ -17,3 +17,5 @@ inline std::string RefusalOf(tablet::Tablet& machine, std::function<void()> body
 }
 
 }  // namespace testing_support
+
+using testing_support::RefusalOf;

@@ -6,9 +6,6 @@
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 constexpr const WCHAR* kPath = TEXT("SOFTWARE\\Test");
 
 class RegistryCallsTest : public testing_support::TabletTest {
@@ -22,7 +19,6 @@ class RegistryCallsTest : public testing_support::TabletTest {
   LSTATUS Create(const WCHAR* path, REGSAM access, HKEY& key, DWORD* disposition = nullptr) {
     return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, access, nullptr, &key, disposition);
   }
-  std::vector<std::string> open_kinds() { return machine().handles().OpenKinds(tablet::kMachineProcess); }
 };
 
 /// A call that the stand-in refuses ends the whole run; on the outside's own thread that is an abort.

@@ -8,11 +8,6 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr DWORD kUserControl = 130;
 
 class ControlsOfTwoServices : public testing_support::TabletTest {
@@ -54,7 +49,6 @@ class ControlsOfTwoServices : public testing_support::TabletTest {
     }
     return notes;
   }
-  Millis Now() { return machine().scheduler().Now(); }
 
   tablet::HandleValue handle_ = 0;
 };

@@ -7,18 +7,10 @@
 
 namespace {
 
-using tablet::Millis;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_support::RefusalOf;
-
 class ServiceClient : public testing_support::TabletTest {
  protected:
   void PowerOnWith(const tablet::PartnerDescription& partner) {
-    tablet::Description description = DefaultDescription();
-    description.partner = partner;
-    PowerOn(description);
+    PowerOn(With([&](auto& description) { description.partner = partner; }));
   }
   static SC_HANDLE Manager() { return ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS); }
   static SC_HANDLE Open(const WCHAR* name) { return ::OpenServiceW(Manager(), name, SERVICE_ALL_ACCESS); }
@@ -55,9 +47,7 @@ TEST_F(ServiceClient, APartnerThatIsNotInstalledDoesNotExist) {
 }
 
 TEST_F(ServiceClient, TheManagerIsDeniedWhereTheTabletSaysSo) {
-  tablet::Description description = DefaultDescription();
-  description.manager_denied = true;
-  PowerOn(description);
+  PowerOn(With([](auto& description) { description.manager_denied = true; }));
   EXPECT_EQ(Manager(), nullptr);
   EXPECT_EQ(::GetLastError(), DWORD{ERROR_ACCESS_DENIED});
 }

@@ -8,9 +8,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing_support::RefusalOf;
-
 class TextTest : public testing_support::TabletTest {};
 
 TEST_F(TextTest, WhatIsNotInATextIsNotFound) {

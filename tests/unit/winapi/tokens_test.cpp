@@ -5,11 +5,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing_support::RefusalOf;
-
 class TokensTest : public testing_support::TabletTest {
  protected:
   static HANDLE OpenOwn(DWORD access) {
@@ -29,7 +24,7 @@ class TokensTest : public testing_support::TabletTest {
 
 TEST_F(TokensTest, APrivilegeIsEnabledAndDisabledForTheProcess) {
   HANDLE const token = OpenOwn(TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY);
-  EXPECT_THAT(machine().handles().OpenKinds(tablet::kMachineProcess), ElementsAre("token"));
+  EXPECT_THAT(open_kinds(), ElementsAre("token"));
   EXPECT_FALSE(IsEnabled(SE_SYSTEM_ENVIRONMENT_NAME));
   ::SetLastError(77);
   EXPECT_EQ(Enable(token, SE_SYSTEM_ENVIRONMENT_NAME), TRUE);

@@ -10,12 +10,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing_support::RefusalOf;
-
 constexpr GUID kControl = {0x2170F42F, 0x27B0, 0x4B8B, {0xAE, 0x84, 0x94, 0x91, 0x91, 0x00, 0x0F, 0x66}};
 const tablet::Guid kCollected = *tablet::Guid::Parse(service_facts::kTraceProvider);
 constexpr GUID kMessage = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
