@@ -9,19 +9,10 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-namespace fs = std::filesystem;
-
 class BundleTest : public ProgramTest {
  protected:
   void Collect(const std::string& tablet, const std::string& bundle, const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments{"collect", tablet, "-o", bundle, "--force"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    ProgramResult const result = Run(arguments);
+    ProgramResult const result = Run(Joined({"collect", tablet, "-o", bundle, "--force"}, more));
     EXPECT_EQ(result.exit_code, 0) << result.err;
     EXPECT_FALSE(LeftSomething());
   }

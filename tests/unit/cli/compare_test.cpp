@@ -5,14 +5,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::HasSubstr;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-namespace fs = std::filesystem;
-
 constexpr const char* kDeployed = "kept/C/Windows/System32/";
 
 class CompareTest : public ProgramTest {
@@ -83,8 +75,7 @@ TEST_F(VerifyTest, AnArchiveThatTheServiceCannotExtractIsTrouble) {
   ZipBuilder archive;
   archive.Add("qcdsp2850.mbn").edit_central = [](auto& header) { header.signature = 0; };
   archive.Add("b", ToBytes("x"));
-  auto const bytes = archive.Build();
-  Write("hangs.zip", {bytes.begin(), bytes.end()});
+  Write("hangs.zip", archive.Build());
   json const hangs = RunJson({"verify", "kept", "--archive", "hangs.zip", "--timeout", "1"}, 5);
   EXPECT_EQ(hangs["archive"]["trouble"], "the service hangs on it");
 }

@@ -2,10 +2,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::HasSubstr;
-using testing_support::ProgramTest;
-
 class CrashRunTest : public ProgramTest {
  protected:
   json Crash(const std::string& sample) { return RunJson({"run", Make(sample)})["crash"]; }

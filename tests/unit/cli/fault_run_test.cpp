@@ -1,7 +1,6 @@
 // run --fault, run --cut-at and fault list, as users meet them.
 #include <fmt/format.h>
 
-#include <fstream>
 #include <set>
 
 #include "sim/tablet/kernel/fault_catalog.h"
@@ -9,12 +8,8 @@
 
 namespace {
 
-using nlohmann::json;
 using tablet::CatalogedCall;
 using tablet::Failure;
-using testing::HasSubstr;
-using testing::Not;
-using testing_support::ProgramResult;
 
 /// What the journal shows of a call that failed with `error`.
 std::string ResultOf(const CatalogedCall& call, std::uint32_t error) {
@@ -40,15 +35,7 @@ std::string ResultOf(const CatalogedCall& call, std::uint32_t error) {
   }
 }
 
-class FaultRunTest : public testing_support::ProgramTest {
- protected:
-  std::vector<json> Events(const std::string& name) {
-    std::vector<json> events;
-    std::ifstream in(In(name));
-    for (std::string line; std::getline(in, line);) events.push_back(json::parse(line));
-    return events;
-  }
-};
+class FaultRunTest : public ProgramTest {};
 
 TEST_F(FaultRunTest, AFaultIsToldWhenItComesAndCountedAtTheEnd) {
   Make("already-deployed");

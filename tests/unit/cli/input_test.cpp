@@ -9,12 +9,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-namespace fs = std::filesystem;
-
 class InputTest : public ProgramTest {
  protected:
   void ExpectRefusal(const std::vector<std::string>& arguments, int code, const std::string& message) {

@@ -8,24 +8,13 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::HasSubstr;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-namespace fs = std::filesystem;
-
-class LargeArchiveTest : public testing_support::ProgramTest {
- protected:
-  static std::string TextOf(ZipBuilder& archive) {
-    auto const bytes = archive.Build();
-    return {bytes.begin(), bytes.end()};
-  }
-};
+class LargeArchiveTest : public ProgramTest {};
 
 TEST_F(LargeArchiveTest, AnEndRecordAtTwoGigabytesIsWarnedOf) {
   ZipBuilder archive;
   archive.Add("qcdsp1v2850.mbn", ToBytes("x"));
-  std::string const text = TextOf(archive);
+  auto const bytes = archive.Build();
+  std::string const text(bytes.begin(), bytes.end());
   constexpr std::uintmax_t kReach = std::uintmax_t{1} << 31;
   auto const lint_with_end_record_at = [&](std::uintmax_t at) {
     Write("far.zip", "");
@@ -59,7 +48,7 @@ TEST_F(LargeArchiveTest, AnArchiveOfManyEntriesIsJudgedToItsEnd) {
   archive.Add("qcdsp1v2850.mbn", ToBytes("x"));
   archive.Add("qcdsp2850.mbn", ToBytes("x"));
   for (int i = 0; i < kManyEntries; ++i) archive.Add(fmt::format("f/{}", i), ToBytes("x"), 0);
-  Write("many.zip", TextOf(archive));
+  Write("many.zip", archive.Build());
   json const found = RunJson({"lint", "many.zip"})["archives"][0];
   EXPECT_EQ(found["verdict"], "deploys") << found["reason"];
   EXPECT_EQ(found["entries"].size(), kManyEntries + 2u);

@@ -8,18 +8,7 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using testing_support::Bytes;
-using testing_support::Compressible;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-using testing_support::ZipItem;
-namespace fs = std::filesystem;
 
 constexpr const char* kArchive = "fresh/C/Windows/System32/modem_core/VZW.bin";
 constexpr std::uint32_t kUnixFile = 0100644u << 16;
@@ -35,8 +24,6 @@ struct Kind {
 };
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
-std::string TextOf(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
-
 class LintTest : public ProgramTest {
  protected:
   LintTest() { Make("fresh"); }
@@ -50,7 +37,7 @@ class LintTest : public ProgramTest {
     if (kind.spoil) kind.spoil(bytes);
     return bytes;
   }
-  void Put(const ZipBuilder& archive, const std::string& file = kArchive) { Write(file, TextOf(archive.Build())); }
+  void Put(const ZipBuilder& archive, const std::string& file = kArchive) { Write(file, archive.Build()); }
   static std::vector<std::string> WarningsOf(const json& found) {
     std::vector<std::string> whats;
     for (const json& warning : found["warnings"]) whats.push_back(warning["what"]);
@@ -92,7 +79,7 @@ void ExpectItHappened(const json& found, const json& ran) {
 
 TEST_P(LintedArchive, IsDealtWithAsForetold) {
   const Kind& kind = GetParam();
-  Write(kArchive, TextOf(MakeBytes(kind)));
+  Write(kArchive, MakeBytes(kind));
   bool const clean = kind.verdict == "deploys" && kind.warnings.empty();
   json const document = RunJson({"lint", kArchive, "--timeout", "2"}, clean ? 0 : 5);
   json const found = document["archives"][0];
@@ -152,10 +139,7 @@ const std::vector<Kind> kKinds{
     {"UnknownMethod", Changed([](ZipItem& i) { i.method = 12; }), "fails", {kNoFile}, {}},
     {"Encrypted", Changed([](ZipItem& i) { i.password = "secret"; }), "fails", {kPassword}, {"encrypted"}},
     {"WrongChecksum",
-     Changed([](ZipItem& i) {
-       i.edit_local = [](auto& header) { header.crc32 ^= 1; };
-       i.edit_central = [](auto& header) { header.crc32 ^= 1; };
-     }),
+     Changed([](ZipItem& i) { i.EditBoth([](auto& header) { header.crc32 ^= 1; }); }),
      "deploys",
      {kOk},
      {"checksum"}},
@@ -328,10 +312,10 @@ TEST_F(LintTest, EntriesAfterADeviceNameAreJudged) {
 }
 
 TEST_F(LintTest, ADriverThatKeepsItsOwnSoftwareImageNeedsThatOne) {
-  Write("fresh/registry/90.reg",
-        "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class\\"
-        "{4d36e97d-e325-11ce-bfc1-08002be10318}\\0001]\n\"AmssFwImagePath\"=\"\\\\SystemRoot\\\\System32\\\\"
-        "QCDSP1V2850.mbn\"\n\"AmssSwImagePath\"=\"\\\\SystemRoot\\\\own.mbn\"\n");
+  PutRegistry("fresh",
+              "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class\\"
+              "{4d36e97d-e325-11ce-bfc1-08002be10318}\\0001]\n\"AmssFwImagePath\"=\"\\\\SystemRoot\\\\System32\\\\"
+              "QCDSP1V2850.mbn\"\n\"AmssSwImagePath\"=\"\\\\SystemRoot\\\\own.mbn\"\n");
   json const found = RunJson({"lint", kArchive, "--tablet", "fresh"}, 5)["archives"][0];
   EXPECT_THAT(WarningsOf(found), ElementsAre("image"));
   EXPECT_EQ(found["images"][1]["path"], "\\SystemRoot\\own.mbn");
@@ -346,10 +330,8 @@ TEST_F(LintTest, WhatStandsOnTheTabletCounts) {
 }
 
 TEST_F(LintTest, AnArchiveThatTheTabletHasNoRoomForFails) {
-  std::string text = Read("fresh/tablet.json");
   EXPECT_EQ(RunJson({"lint", kArchive, "--tablet", "fresh"})["archives"][0]["free_bytes"], nullptr);
-  text.insert(text.find('{') + 1, R"("drive": {"free_bytes": 10000},)");
-  Write("fresh/tablet.json", text);
+  Set("fresh", "/drive/free_bytes", 10'000);
   json const found = RunJson({"lint", kArchive, "--tablet", "fresh"}, 5)["archives"][0];
   EXPECT_EQ(found["verdict"], "fails");
   EXPECT_EQ(found["free_bytes"], 10000);

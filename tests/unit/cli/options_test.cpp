@@ -1,22 +1,9 @@
 // The command line as people who know other programs expect it.
-#include "tests/testing/places.h"
 #include "tests/unit/cli/program.h"
 
 namespace {
 
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
-using testing_support::ProgramResult;
-
-class OptionsTest : public testing_support::ProgramTest {
- protected:
-  ProgramResult Shell(const std::string& script) {
-    return testing_support::ProgramTest::Run("/bin/sh",
-                                             {"sh", "-c", "P='" + testing_support::TabletProgram() + "'; " + script});
-  }
-};
+class OptionsTest : public ProgramTest {};
 
 TEST_F(OptionsTest, VersionAndHelpEndWithZero) {
   EXPECT_THAT(Run({"--version"}).out, testing::StartsWith("vantord-tablet 1.0.0 (commit "));

@@ -7,24 +7,11 @@
 #include <csignal>
 
 #include "cli/base/escape.h"
-#include "tests/testing/places.h"
 #include "tests/unit/cli/program.h"
 
 namespace {
 
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing_support::ProgramResult;
-namespace fs = std::filesystem;
-
-class OutputsTest : public testing_support::ProgramTest {
- protected:
-  /// With /bin/sh, where $P is the program: for redirections and pipes.
-  ProgramResult Shell(const std::string& script) {
-    return Run("/bin/sh", {"sh", "-c", "P='" + testing_support::TabletProgram() + "'; " + script});
-  }
-};
+class OutputsTest : public ProgramTest {};
 
 TEST_F(OutputsTest, NoFileOfTheTabletIsOverwritten) {
   Make("fresh");
@@ -146,11 +133,7 @@ TEST_F(OutputsTest, AnInitThatWasKilledDoesNotStopTheNext) {
 
 TEST_F(OutputsTest, ControlCharactersOfNamesNeverReachTheTerminal) {
   Make("wifi-only");
-  std::string description = Read("wifi-only/tablet.json");
-  std::size_t const name = description.find("\"wifi-only: ");
-  ASSERT_NE(name, std::string::npos);
-  description.replace(name, 12, "\"a\\u001b[31mred\\u009b2J\\n\\u202egpj ");
-  Write("wifi-only/tablet.json", description);
+  Set("wifi-only", "/name", "a\x1b[31mred\u009b2J\n\u202egpj tablet");
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{"run", "wifi-only"}, {"select", "wifi-only"}, {"run", "wifi-only", "--json"}}) {
     ProgramResult const result = Run(command);

@@ -3,13 +3,6 @@
 
 namespace {
 
-using nlohmann::json;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing_support::ProgramResult;
-namespace fs = std::filesystem;
-
 constexpr const char* kPreface = "# One.\n# Two.\n# Three.\n";
 constexpr const char* kParameters = "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters]";
 constexpr const char* kFirmware = "C:\\Windows\\System32\\qcdsp1v2850.mbn";
@@ -18,9 +11,7 @@ class OwnStoryTest : public testing_support::ProgramTest {
  protected:
   ProgramResult Play(const std::string& verbs, const std::vector<std::string>& more = {}) {
     Write("own.story", kPreface + verbs);
-    std::vector<std::string> arguments{"story", "own.story"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return Run(arguments);
+    return Run(Joined({"story", "own.story"}, more));
   }
 };
 

@@ -10,27 +10,19 @@
 
 namespace {
 
-using nlohmann::json;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
-using testing_support::ProgramResult;
-namespace fs = std::filesystem;
-
 constexpr std::int64_t kWritten = 1'700'000'000;
 
 class PackageTest : public testing_support::ProgramTest {
  protected:
-  void Put(const std::string& name, const std::string& text, std::int64_t written = kWritten) {
+  template <typename Content>
+  void Put(const std::string& name, const Content& content, std::int64_t written = kWritten) {
     fs::create_directories(In(name).parent_path());
-    Write(name, text);
+    Write(name, content);
     timespec const times[2] = {{written, 0}, {written, 0}};
     ::utimensat(AT_FDCWD, In(name).c_str(), times, 0);
   }
   void PutVersion(const std::string& name, std::uint16_t build) {
-    auto const image = tablet::MakeExecutableWithVersion(1, 0, build, 0);
-    Put(name, std::string(image.begin(), image.end()));
+    Put(name, tablet::MakeExecutableWithVersion(1, 0, build, 0));
   }
   void PutImages(const std::string& folder) {
     Put(folder + "/qcdsp1v2850.mbn", "firmware");

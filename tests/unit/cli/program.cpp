@@ -14,14 +14,19 @@
 
 namespace testing_support {
 
-namespace fs = std::filesystem;
-
 ProgramTest::ProgramTest() { fs::create_directory(In("tmp")); }
 
 ProgramResult ProgramTest::Run(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words{"vantord-tablet"};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  return Run(TabletProgram(), words);
+  return Run(TabletProgram(), Joined({"vantord-tablet"}, arguments));
+}
+
+ProgramResult ProgramTest::Shell(const std::string& script) {
+  return Run("/bin/sh", {"sh", "-c", "P='" + TabletProgram() + "'; " + script});
+}
+
+std::vector<std::string> ProgramTest::Joined(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return arguments;
 }
 
 void ProgramTest::Become(const std::string& program, const std::vector<std::string>& arguments) const {
@@ -54,10 +59,8 @@ std::optional<ProgramResult> ProgramTest::RunOnTerminal(const std::vector<std::s
   pid_t const child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child < 0) return std::nullopt;
   if (child == 0) {
-    std::vector<std::string> words{"vantord-tablet"};
-    words.insert(words.end(), arguments.begin(), arguments.end());
     ::setenv("TERM", "xterm", 1);
-    Become(TabletProgram(), words);
+    Become(TabletProgram(), Joined({"vantord-tablet"}, arguments));
   }
   std::string seen;
   std::array<char, 4096> buffer{};
@@ -99,8 +102,29 @@ std::string ProgramTest::Read(const std::string& name) const {
   return text.str();
 }
 
+std::vector<json> ProgramTest::Events(const std::string& name) const {
+  std::vector<json> events;
+  std::ifstream in(In(name));
+  for (std::string line; std::getline(in, line);) events.push_back(json::parse(line));
+  return events;
+}
+
 void ProgramTest::Write(const std::string& name, const std::string& text) const {
   std::ofstream(In(name), std::ios::binary) << text;
+}
+
+void ProgramTest::Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
+  Write(name, std::string(bytes.begin(), bytes.end()));
+}
+
+void ProgramTest::Set(const std::string& tablet, const std::string& pointer, const json& value) const {
+  json document = json::parse(Read(tablet + "/tablet.json"));
+  document[json::json_pointer(pointer)] = value;
+  Write(tablet + "/tablet.json", document.dump(2));
+}
+
+void ProgramTest::PutRegistry(const std::string& tablet, const std::string& text) const {
+  Write(tablet + "/registry/90-test.reg", "Windows Registry Editor Version 5.00\n\n" + text);
 }
 
 std::map<std::string, std::string> ProgramTest::Contents(const std::string& name) const {

@@ -1,9 +1,6 @@
 // The engineers' program as its users meet it: started with arguments, judged by what it writes and how it ends.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -30,6 +27,8 @@ class ProgramTest : public ::testing::Test {
   ProgramResult Run(const std::vector<std::string>& arguments);
   /// Another program, with all its arguments.
   ProgramResult Run(const std::string& program, const std::vector<std::string>& arguments);
+  /// With /bin/sh, where $P is the program: for redirections and pipes.
+  ProgramResult Shell(const std::string& script);
   /// Runs the program on a terminal of its own; `out` is what the terminal gets. Nothing: this machine gives no
   /// terminals. Ctrl-C is pressed once the terminal has shown `interrupt_at`.
   std::optional<ProgramResult> RunOnTerminal(const std::vector<std::string>& arguments,
@@ -38,12 +37,21 @@ class ProgramTest : public ::testing::Test {
   [[noreturn]] void Become(const std::string& program, const std::vector<std::string>& arguments) const;
   /// The program with --json; expects one document and nothing else on standard output.
   nlohmann::json RunJson(std::vector<std::string> arguments, int expected_code = 0);
+  /// Some arguments and more of them.
+  static std::vector<std::string> Joined(std::vector<std::string> arguments, const std::vector<std::string>& more);
   /// Makes the small variant of a sample; returns its folder's name.
   std::string Make(const std::string& sample);
 
   std::filesystem::path In(const std::string& name) const { return folder_.path() / name; }
   std::string Read(const std::string& name) const;
+  /// The lines of a file of JSON Lines.
+  std::vector<nlohmann::json> Events(const std::string& name) const;
   void Write(const std::string& name, const std::string& text) const;
+  void Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const;
+  /// Changes a tablet's description at a place like "/drive/free_bytes".
+  void Set(const std::string& tablet, const std::string& pointer, const nlohmann::json& value) const;
+  /// Adds registry text to a tablet, without its first line.
+  void PutRegistry(const std::string& tablet, const std::string& text) const;
   /// Each file of a folder with its content, each folder with "": what must not change.
   std::map<std::string, std::string> Contents(const std::string& name) const;
   /// Whether the program left something in the folder for temporary files.
@@ -56,3 +64,8 @@ class ProgramTest : public ::testing::Test {
 };
 
 }  // namespace testing_support
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing_support::ProgramResult;
+using testing_support::ProgramTest;

@@ -8,11 +8,7 @@
 
 namespace {
 
-using tablet::Millis;
 using tablet::StatusEvent;
-using testing::Each;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 constexpr tablet::WinError kBadHandle = 6;
 

@@ -1,31 +1,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <sstream>
 
 #include "tests/unit/cli/program.h"
 
 namespace {
 
-using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-namespace fs = std::filesystem;
-
 constexpr const char* kArchive = "fresh/C/Windows/System32/modem_core/VZW.bin";
 
 class RunTest : public ProgramTest {
  protected:
-  std::vector<json> Events(const std::string& name) const {
-    std::vector<json> events;
-    std::istringstream in(Read(name));
-    for (std::string line; std::getline(in, line);) events.push_back(json::parse(line));
-    return events;
-  }
   /// Overwrites one byte of the `nth` record with that signature in the sample's archive.
   void Damage(const std::string& signature, int nth) const {
     std::string bytes = Read(kArchive);
@@ -92,11 +76,9 @@ TEST_F(RunTest, AServiceThatPollsForEverEndsAtTheCallLimitWithItsLoop) {
 
 TEST_F(RunTest, AChangedFileHasItsAttributesBeforeAndAfter) {
   Make("read-only-leftovers");
-  auto const attributes = [&](std::vector<std::string> more) {
-    std::vector<std::string> words{"run", "read-only-leftovers"};
-    words.insert(words.end(), more.begin(), more.end());
+  auto const attributes = [&](const std::vector<std::string>& more) {
     std::map<std::string, std::pair<json, json>> found;
-    json const document = RunJson(words);
+    json const document = RunJson(Joined({"run", "read-only-leftovers"}, more));
     for (const json& file : document["changes"]["files"]) {
       std::string const path = file["path"];
       found[path.substr(path.rfind('\\') + 1)] = {file["attributes_before"], file["attributes_after"]};
@@ -127,18 +109,16 @@ TEST_F(RunTest, AFailedDeploymentLooksFailed) {
 }
 
 TEST_F(RunTest, ADeploymentThatLeadsNowhereIsAWarning) {
-  constexpr const char* kHead = "Windows Registry Editor Version 5.00\n\n";
-  constexpr const char* kRequest =
+  std::string const request =
       "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters]\n\"Distribute\"=";
   Make("fresh");
   EXPECT_EQ(RunJson({"run", "fresh"})["warnings"], json::array());
-  Write("fresh/registry/90.reg", std::string(kHead) + kRequest + "\"1\"\n");
+  PutRegistry("fresh", request + "\"1\"\n");
   EXPECT_THAT(RunJson({"run", "fresh"})["warnings"].dump(), HasSubstr("Distribute is no DWORD"));
-  Write(
-      "fresh/registry/90.reg",
-      std::string(kHead) +
-          "[-HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}]\n" +
-          kRequest + "dword:00000001\n");
+  PutRegistry(
+      "fresh",
+      "[-HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class\\{4d36e97d-e325-11ce-bfc1-08002be10318}]\n" +
+          request + "dword:00000001\n");
   json const document = RunJson({"run", "fresh"});
   EXPECT_EQ(document["deployed"], true);
   EXPECT_THAT(document["warnings"].dump(), HasSubstr("no driver instance was there"));
@@ -227,9 +207,7 @@ TEST_F(RunTest, UntilEndsTheRunWithSix) {
 
 TEST_F(RunTest, TheTimelineStopsTheService) {
   Make("already-deployed");
-  std::string text = Read("already-deployed/tablet.json");
-  text.replace(text.find("\"timeline\": []"), 14, "\"timeline\": [{\"at_ms\": 7000, \"event\": \"preshutdown\"}]");
-  Write("already-deployed/tablet.json", text);
+  Set("already-deployed", "/timeline/0", {{"at_ms", 7000}, {"event", "preshutdown"}});
   json const document = RunJson({"run", "already-deployed", "--events", "e.jsonl"});
   EXPECT_EQ(document["status"][2]["state"], "STOP_PENDING");
   EXPECT_EQ(document["status"][2]["time_ms"], 7000);

@@ -10,9 +10,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using testing::HasSubstr;
-
 class SamplesTest : public testing_support::ProgramTest {
  protected:
   static std::uint64_t SizeOf(const fs::path& folder) {

@@ -9,13 +9,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-namespace fs = std::filesystem;
-
 constexpr const char* kSalesCode = "SALES_CODE-9806d87d-b4fb-4d02-97d2-8597337abc83";
 constexpr const char* kImageId = "ModemImageID-b61eb57b-80e6-491c-afca-45ff77702391";
 constexpr const char* kService = "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\Vantord";
@@ -120,10 +113,7 @@ TEST_F(SelectTest, ASalesCodeOfFiveBytesIsToldWithItsError) {
 
 TEST_F(SelectTest, ADeniedMapIsToldWithItsError) {
   Firmware(kSalesCode, "KOR");
-  std::string text = Read("fresh/tablet.json");
-  text.replace(text.find("\"denied\": []"), 12,
-               R"("denied": ["SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC"])");
-  Write("fresh/tablet.json", text);
+  Set("fresh", "/registry/denied", {"SYSTEM\\CurrentControlSet\\Services\\Vantord\\Parameters\\CSC"});
   json const map = SourceOf(Select(), "csc_map");
   EXPECT_EQ(map["error"], 5);
   EXPECT_EQ(map["remark"], "its key cannot be opened: ERROR_ACCESS_DENIED (5), Access is denied.");

@@ -7,20 +7,13 @@
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-
 constexpr const char* kPreface = "# One.\n# Two.\n# Three.\n";
 
 class StoryTest : public ProgramTest {
  protected:
   ProgramResult Play(const std::string& verbs, const std::vector<std::string>& more = {}) {
     Write("it.story", kPreface + verbs);
-    std::vector<std::string> arguments{"story", "it.story"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return Run(arguments);
+    return Run(Joined({"story", "it.story"}, more));
   }
   /// What is recorded for the verbs.
   std::string Record(const std::string& verbs) {

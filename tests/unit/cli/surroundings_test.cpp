@@ -6,7 +6,6 @@
 #include <array>
 #include <csignal>
 #include <fstream>
-#include <sstream>
 
 #include "cli/samples/sample_archive.h"
 #include "tests/testing/places.h"
@@ -14,23 +13,12 @@
 
 namespace {
 
-using nlohmann::json;
 using testing::EndsWith;
-using testing::HasSubstr;
-using testing_support::ProgramResult;
 
 constexpr const char* kImage = "C:\\Windows\\System32\\qcdsp2850.mbn";
 
 class BadSurroundingsTest : public testing_support::ProgramTest {
  protected:
-  void Set(const std::string& tablet, const std::string& pointer, const json& value) {
-    json document = json::parse(Read(tablet + "/tablet.json"));
-    document[json::json_pointer(pointer)] = value;
-    Write(tablet + "/tablet.json", document.dump(2));
-  }
-  void PutRegistry(const std::string& tablet, const std::string& text) {
-    Write(tablet + "/registry/90-test.reg", "Windows Registry Editor Version 5.00\n\n" + text);
-  }
   /// What the run's document says of one file, null when nothing.
   static json Change(const json& document, const std::string& path) {
     for (const json& file : document["changes"]["files"]) {
@@ -50,9 +38,7 @@ class BadSurroundingsTest : public testing_support::ProgramTest {
       ::dup2(out[1], STDOUT_FILENO);
       ::dup2(out[1], STDERR_FILENO);
       for (int const end : {in[0], in[1], out[0], out[1]}) ::close(end);
-      std::vector<std::string> words{"vantord-tablet"};
-      words.insert(words.end(), arguments.begin(), arguments.end());
-      Become(testing_support::TabletProgram(), words);
+      Become(testing_support::TabletProgram(), Joined({"vantord-tablet"}, arguments));
     }
     ::close(in[0]);
     ::close(out[1]);
@@ -145,9 +131,7 @@ TEST_F(BadSurroundingsTest, AMissingPrivilegeIsNotAllAssigned) {
   auto const answers = [this] {
     std::vector<int> errors;
     RunJson({"run", "fresh", "--events", "e.jsonl", "--calls", "--force"});
-    std::istringstream lines(Read("e.jsonl"));
-    for (std::string line; std::getline(lines, line);) {
-      json const event = json::parse(line);
+    for (const json& event : Events("e.jsonl")) {
       if (event.value("name", "") == "AdjustTokenPrivileges") errors.push_back(event["last_error"]);
     }
     return errors;
@@ -236,7 +220,7 @@ TEST_F(BadSurroundingsTest, AnEntryWithAPathOfMoreThan260CharactersGoesUnderTheF
   while (long_name.size() < 300) long_name += "name";
   std::vector<std::uint8_t> const archive = cli::MakeArchive(std::vector<cli::ArchiveEntry>{
       {.name = "before.bin", .size = 100}, {.name = long_name, .size = 100}, {.name = "behind.bin", .size = 100}});
-  Write("fresh/C/Windows/System32/modem_core/VZW.bin", std::string(archive.begin(), archive.end()));
+  Write("fresh/C/Windows/System32/modem_core/VZW.bin", archive);
   json const document = RunJson({"run", "fresh"});
   EXPECT_TRUE(document["deployed"]);
   std::string path = "C:\\Windows\\System32\\" + long_name;

@@ -6,17 +6,10 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using testing_support::ProgramTest;
-
 class TraceFileTest : public ProgramTest {
  protected:
   json Trace(const std::string& sample, const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments{"run", Make(sample), "--quiet", "--force", "--trace", "t.json"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    auto const result = Run(arguments);
+    auto const result = Run(Joined({"run", Make(sample), "--quiet", "--force", "--trace", "t.json"}, more));
     EXPECT_TRUE(result.exit_code == 0 || result.exit_code == 6) << result.err;
     return json::parse(Read("t.json"));
   }

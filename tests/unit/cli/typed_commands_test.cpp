@@ -13,10 +13,6 @@
 namespace {
 
 using cli::Interpret;
-using tablet::Millis;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 TEST(TypedCommands, TheWordsOfTheTimelineAreUnderstood) {
   for (const char* line :

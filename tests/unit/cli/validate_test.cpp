@@ -4,13 +4,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-namespace fs = std::filesystem;
-
 class ValidateTest : public ProgramTest {
  protected:
   ValidateTest() { Make("fresh"); }

@@ -14,14 +14,6 @@ namespace {
 
 using cli::CheckFinding;
 using cli::TabletCheck;
-using nlohmann::json;
-using ::testing::HasSubstr;
-using testing_support::Compressible;
-using testing_support::ProgramTest;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-using testing_support::ZipItem;
-namespace fs = std::filesystem;
 
 constexpr const char* kService = R"(SYSTEM\CurrentControlSet\Services\Vantord)";
 constexpr const char* kClass = R"(SYSTEM\CurrentControlSet\Control\Class\{4d36e97d-e325-11ce-bfc1-08002be10318})";
@@ -242,10 +234,7 @@ const std::vector<Mistake> kMistakes{
     {"EntrysHeadersDisagree",
      KoreanEntry([](ZipItem& item) { item.edit_local = [](auto& header) { header.crc32 ^= 1; }; }), "entry-header",
      "disagrees with the central directory", "KOR.bin"},
-    {"ChecksumDiffers", KoreanEntry([](ZipItem& item) {
-       item.edit_local = [](auto& header) { header.crc32 ^= 1; };
-       item.edit_central = [](auto& header) { header.crc32 ^= 1; };
-     }),
+    {"ChecksumDiffers", KoreanEntry([](ZipItem& item) { item.EditBoth([](auto& header) { header.crc32 ^= 1; }); }),
      "archive-checksum", "the service does not notice", "KOR.bin"},
     {"DataEndsEarly", KoreanEntry([](ZipItem& item) {
        item.method = 8;

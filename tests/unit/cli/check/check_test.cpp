@@ -10,17 +10,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using testing_support::ProgramResult;
-using testing_support::ProgramTest;
-using testing_support::ToBytes;
-using testing_support::ZipBuilder;
-namespace fs = std::filesystem;
-
 constexpr const char* kArchives = "fresh/C/Windows/System32/modem_core/";
 
 class CheckTest : public ProgramTest {
@@ -77,10 +66,7 @@ TEST_F(CheckTest, DeepCutsThePowerAtEveryCallWithEachArchive) {
   ZipBuilder archive;
   archive.Add("qcdsp1v2850.mbn", ToBytes("firmware"), 0);
   archive.Add("qcdsp2850.mbn", ToBytes("software"), 0);
-  auto const bytes = archive.Build();
-  for (const char* name : {"VZW.bin", "ATT.bin", "KOR.bin"}) {
-    Write(std::string(kArchives) + name, std::string(bytes.begin(), bytes.end()));
-  }
+  for (const char* name : {"VZW.bin", "ATT.bin", "KOR.bin"}) Write(std::string(kArchives) + name, archive.Build());
   fs::remove(In("fresh/C/Windows/ToastGenerator/ToastResource_20180816.zip"));
   Policy({{"allow", {{{"id", "toast-archive"}, {"reason", "nobody is notified"}}}}});
   json const tablet = RunJson({"check", "fresh", "--deep"})["tablets"][0];
@@ -187,15 +173,12 @@ TEST_F(CheckTest, ThePolicyLimitsTheDeploymentsSize) {
 TEST_F(CheckTest, ThePolicyAsksForFreeSpace) {
   Policy({{"free_bytes", 500'000}});
   EXPECT_THAT(Check(5)["findings"][0]["text"].get<std::string>(), HasSubstr("tablet.json does not say"));
-  json description = json::parse(Read("fresh/tablet.json"));
-  description["drive"]["free_bytes"] = 520'000;
-  Write("fresh/tablet.json", description.dump(1));
+  Set("fresh", "/drive/free_bytes", 520'000);
   json const tablet = Check(5);
   EXPECT_THAT(Ids(tablet), ElementsAre("policy-free"));
   EXPECT_EQ(CaseOf(tablet, "code", "VZW")["result"], "fails");
   EXPECT_EQ(CaseOf(tablet, "code", "KOR")["result"], "deploys");
-  description["drive"]["free_bytes"] = 600'000;
-  Write("fresh/tablet.json", description.dump(1));
+  Set("fresh", "/drive/free_bytes", 600'000);
   EXPECT_THAT(Check(0)["findings"], IsEmpty());
 }
 
@@ -204,8 +187,7 @@ TEST_F(CheckTest, ThePolicyNamesVersionsInTheArchives) {
   archive.Add("qcdsp1v2850.mbn", ToBytes("QC firmware 2.0.1 of the modem"));
   archive.Add("qcdsp2850.mbn", ToBytes("software"), 0);
   archive.Add("tools/update.exe", tablet::MakeExecutableWithVersion(3, 1, 4, 15));
-  auto const bytes = archive.Build();
-  Write(std::string(kArchives) + "KOR.bin", std::string(bytes.begin(), bytes.end()));
+  Write(std::string(kArchives) + "KOR.bin", archive.Build());
   auto const wanted = [&](const std::string& text, const std::string& program) {
     Policy({{"versions", {{"KOR.bin", {{"qcdsp1v2850.mbn", text}, {"tools/update.exe", program}}}}}});
   };
@@ -255,8 +237,7 @@ TEST_F(CheckTest, SarifPointsIntoTheFiles) {
   Map("\"KORX\"=\"KOR.bin\"");
   ZipBuilder archive;
   archive.Add("empty file.txt");
-  auto const bytes = archive.Build();
-  Write(std::string(kArchives) + "ATT.bin", std::string(bytes.begin(), bytes.end()));
+  Write(std::string(kArchives) + "ATT.bin", archive.Build());
   EXPECT_EQ(Run({"check", "fresh", "--sarif", "check.sarif"}).exit_code, 5);
   json const sarif = json::parse(Read("check.sarif"));
   EXPECT_EQ(sarif["version"], "2.1.0");
@@ -282,8 +263,7 @@ TEST_F(CheckTest, SarifPointsIntoTheFiles) {
 TEST_F(CheckTest, ThePageUnfoldsAFailureIntoItsStart) {
   ZipBuilder archive;
   archive.Add("a&b.txt");
-  auto const bytes = archive.Build();
-  Write(std::string(kArchives) + "ATT.bin", std::string(bytes.begin(), bytes.end()));
+  Write(std::string(kArchives) + "ATT.bin", archive.Build());
   EXPECT_EQ(Run({"check", "fresh", "--report", "check.html"}).exit_code, 5);
   std::string const page = Read("check.html");
   EXPECT_THAT(page, HasSubstr("1 of 1 tablet would fail"));

@@ -7,12 +7,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using testing_support::JsonLines;
 using testing_support::TraceText;
 
 class ExplainStart : public testing_support::ProgramTest {
@@ -20,7 +14,7 @@ class ExplainStart : public testing_support::ProgramTest {
   /// Writes the trace of a run of the tablet.
   void Trace(const std::string& tablet, const std::string& file, std::uint32_t process = 0x338) {
     EXPECT_EQ(Run({"run", tablet, "--quiet", "--events", "e.jsonl", "--force"}).exit_code, 0);
-    Write(file, Read(file) + TraceText(JsonLines(Read("e.jsonl")), {.process = process}));
+    Write(file, Read(file) + TraceText(Events("e.jsonl"), {.process = process}));
   }
   /// The sample with another sales code.
   std::string Korean() {
@@ -72,9 +66,7 @@ TEST_F(ExplainStart, AnotherSalesCodeIsNamedAsWhatDiffersBeforeTheyPart) {
 
 TEST_F(ExplainStart, ATabletWhoseTraceIsOffCannotBeComparedWith) {
   Trace(Make("fresh"), "field.txt");
-  json description = json::parse(Read("fresh/tablet.json"));
-  description["trace"]["collect"] = false;
-  Write("fresh/tablet.json", description.dump());
+  Set("fresh", "/trace/collect", false);
   auto const result = Run({"explain", "field.txt", "--tablet", "fresh"});
   EXPECT_EQ(result.exit_code, 3);
   EXPECT_THAT(result.err, HasSubstr("fresh/tablet.json: its run logs no message; let it collect the trace"));

@@ -10,11 +10,6 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using testing_support::JsonLines;
 using testing_support::LogBytes;
 using testing_support::LogStyle;
 using testing_support::ReadBack;
@@ -25,7 +20,7 @@ class ExplainLog : public testing_support::ProgramTest {
  protected:
   void Record(const std::string& sample) {
     EXPECT_EQ(Run({"run", Make(sample), "--quiet", "--events", "e.jsonl", "--force"}).exit_code, 0);
-    events_ = JsonLines(Read("e.jsonl"));
+    events_ = Events("e.jsonl");
   }
   ReadTrace ReadLog(const std::string& bytes) {
     Write("t.etl", bytes);

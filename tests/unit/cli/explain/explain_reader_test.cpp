@@ -1,7 +1,4 @@
 // The parts of explain that read: prefixes, encodings, sequence numbers, messages one by one.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <fstream>
 
 #include "cli/base/exit_code.h"
@@ -9,6 +6,7 @@
 #include "cli/explain/reading/line_reader.h"
 #include "cli/explain/reading/prefix_format.h"
 #include "sim/tablet/base/input_error.h"
+#include "tests/testing/matchers.h"
 #include "tests/testing/scratch_folder.h"
 #include "tests/unit/cli/explain/trace_writer.h"
 
@@ -18,8 +16,6 @@ using cli::LineReader;
 using cli::PrefixFormat;
 using cli::SequenceGap;
 using cli::SequenceGaps;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using testing_support::AsUtf16;
 
 constexpr std::int64_t kJune10 = 1'749'565'543'968;

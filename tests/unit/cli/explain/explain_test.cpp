@@ -12,13 +12,7 @@
 
 namespace {
 
-using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
 using testing_support::AsUtf16;
-using testing_support::JsonLines;
 using testing_support::ReadBack;
 using testing_support::ReadTrace;
 using testing_support::TraceLine;
@@ -29,10 +23,8 @@ class ExplainTest : public testing_support::ProgramTest {
  protected:
   /// Runs a sample and keeps its events; returns the document of the run.
   json Record(const std::string& sample, const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments{"run", Make(sample), "--json", "--events", sample + ".jsonl"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    auto const result = Run(arguments);
-    events_ = JsonLines(Read(sample + ".jsonl"));
+    auto const result = Run(Joined({"run", Make(sample), "--json", "--events", sample + ".jsonl"}, more));
+    events_ = Events(sample + ".jsonl");
     return json::parse(result.out);
   }
   ReadTrace ReadText(const std::string& text, const std::optional<std::string>& prefix = std::nullopt) {

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <functional>
 #include <map>
-#include <sstream>
 
 #include "cli/explain/explain_output.h"
 #include "cli/explain/start_splitter.h"
@@ -43,13 +42,6 @@ std::string TraceLine(const TraceStyle& style, std::int64_t milliseconds, std::u
   std::string const sequence = style.numbered ? fmt::format("{:08x} ", number) : "";
   return fmt::format("[{}]{:04X}.{:04X}::{} {}[{}]{}\r\n", number % 8, style.process, thread, stamp, sequence,
                      style.provider, text);
-}
-
-std::vector<json> JsonLines(const std::string& text) {
-  std::vector<json> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(json::parse(line));
-  return lines;
 }
 
 std::string TraceText(const std::vector<json>& events, const TraceStyle& style) {

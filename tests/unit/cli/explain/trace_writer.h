@@ -28,8 +28,6 @@ struct TraceStyle {
 /// The value of TRACE_FORMAT_PREFIX that `own` stands for.
 std::string OwnPrefix();
 
-/// The lines of JSON Lines.
-std::vector<nlohmann::json> JsonLines(const std::string& text);
 /// The messages among the events of a run, with Windows' ends of lines.
 std::string TraceText(const std::vector<nlohmann::json>& events, const TraceStyle& style);
 /// One line of such a text.

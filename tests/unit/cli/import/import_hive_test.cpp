@@ -1,13 +1,11 @@
 // Hives as imports read them: whole ones, those that are not up to date, and damaged ones.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "cli/import/hive_file.h"
 #include "cli/import/host_attributes.h"
 #include "sim/tablet/base/input_error.h"
 #include "sim/tablet/base/text.h"
 #include "sim/tablet/registry/reg_text.h"
 #include "tests/testing/empty_hive.h"
+#include "tests/testing/matchers.h"
 #include "tests/testing/scratch_folder.h"
 #include "tests/unit/cli/import/hive_maker.h"
 
@@ -16,8 +14,6 @@ namespace {
 using cli::HiveFile;
 using tablet::InputError;
 using tablet::Registry;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using namespace testing_support;
 namespace fs = std::filesystem;
 

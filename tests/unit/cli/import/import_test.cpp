@@ -14,13 +14,8 @@
 
 namespace {
 
-using nlohmann::json;
 using tablet::InputError;
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using ::testing::Not;
 using namespace testing_support;
-namespace fs = std::filesystem;
 
 constexpr const char* kSystem = "volume/Windows/System32/config/SYSTEM";
 constexpr const char* kSalesCode = "efi/SALES_CODE-9806d87d-b4fb-4d02-97d2-8597337abc83";
@@ -266,8 +261,7 @@ TEST_F(ImportTest, NamesInArchivesNeverLeadElsewhere) {
   archive.Add("../up", ToBytes("x"));
   archive.Add("c:/d", ToBytes("x"));
   archive.Add("/e", ToBytes("x"));
-  auto const bytes = archive.Build();
-  Write("a.bin", {bytes.begin(), bytes.end()});
+  Write("a.bin", archive.Build());
   EXPECT_THAT(cli::FilesInArchive(In("a.bin")), ::testing::ElementsAre(u"a\\b.mbn"));
   Write("b.bin", "no archive");
   EXPECT_THAT(cli::FilesInArchive(In("b.bin")), ::testing::IsEmpty());

@@ -1,9 +1,6 @@
 // Single tasks of a sweep, for tests of what a sweep finds.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <functional>
 #include <string>

@@ -8,10 +8,6 @@
 namespace {
 
 using cli::SweepTask;
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing_support::SweepBench;
 
 constexpr tablet::WinError kOutOfMemory = 8;

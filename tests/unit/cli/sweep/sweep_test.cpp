@@ -17,8 +17,6 @@
 namespace {
 
 using cli::SweepTask;
-using nlohmann::json;
-using testing::HasSubstr;
 
 class SweepTest : public testing_support::ProgramTest {};
 
