@@ -63,9 +63,8 @@ test_windows() { skip "far one" "no network"; }
 
 class StepsTest(unittest.TestCase):
     def run_steps(self, more="run_tests", **how):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        return subprocess.run(["bash", "-c", STEPS + more, "bash", folder.name, ROOT], text=True, timeout=60, **how)
+        folder = self.enterContext(tempfile.TemporaryDirectory())
+        return subprocess.run(["bash", "-c", STEPS + more, "bash", folder, ROOT], text=True, timeout=60, **how)
 
     def test_steps_side_by_side_are_counted_in_one_sum(self):
         ran = self.run_steps(capture_output=True)

@@ -25,9 +25,7 @@ POLICY = '{ "schema": 1, "archives": { "codes": { "VZW": "VZW.bin" } } }'
 
 class RecipesTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
         for name in ("tablets", "policies"):
             (self.folder / name).mkdir()
         (self.folder / "policies" / "ship.json").write_text(POLICY, encoding="utf-8")

@@ -109,6 +109,13 @@ class ReportTest(unittest.TestCase):
     def texts(self, selector):
         return self.browser.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", selector)
 
+    def assert_fits(self, screenshot):
+        """The page is as wide as the window, and all of it can be read; a picture of it is kept."""
+        self.assertLessEqual(self.browser.run("return document.scrollingElement.scrollWidth - window.innerWidth"), 0)
+        contrast, text = self.browser.run(LEAST_CONTRAST)
+        self.assertGreaterEqual(contrast, 4.5, text)
+        self.browser.screenshot(FOLDER / screenshot)
+
     def data(self):
         return self.browser.run("return JSON.parse(document.getElementById('run').textContent)")
 
@@ -260,12 +267,8 @@ class ReportTest(unittest.TestCase):
                 with self.subTest(page=name, width=width, dark=dark):
                     self.browser.look(width, dark=dark)
                     self.open(name)
-                    overflow = "return document.scrollingElement.scrollWidth - window.innerWidth"
-                    self.assertLessEqual(self.browser.run(overflow), 0)
-                    contrast, text = self.browser.run(LEAST_CONTRAST)
-                    self.assertGreaterEqual(contrast, 4.5, text)
+                    self.assert_fits(f"{name}-{width}-{'dark' if dark else 'light'}.png")
                     grounds.add(self.browser.run("return getComputedStyle(document.body).backgroundColor"))
-                    self.browser.screenshot(FOLDER / f"{name}-{width}-{'dark' if dark else 'light'}.png")
         self.assertEqual(len(grounds), 2)
 
     def test_the_page_of_a_check_unfolds_and_fits(self):
@@ -280,11 +283,7 @@ class ReportTest(unittest.TestCase):
                 self.browser.click("details:has(.bad) summary")
                 self.assertTrue(self.browser.run(f"{start}.checkVisibility()"))
                 self.assertIn("START_PENDING", self.browser.run(f"{start}.textContent"))
-                self.assertLessEqual(
-                    self.browser.run("return document.scrollingElement.scrollWidth - window.innerWidth"), 0)
-                contrast, text = self.browser.run(LEAST_CONTRAST)
-                self.assertGreaterEqual(contrast, 4.5, text)
-                self.browser.screenshot(FOLDER / f"check-{width}-{'dark' if dark else 'light'}.png")
+                self.assert_fits(f"check-{width}-{'dark' if dark else 'light'}.png")
 
 
 if __name__ == "__main__":

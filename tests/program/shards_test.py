@@ -23,9 +23,7 @@ def merge(*files):
 
 class ShardsTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def run_here(self, *words):
         return subprocess.run(words, check=True, capture_output=True, text=True, cwd=self.folder, timeout=240).stdout

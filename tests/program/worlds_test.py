@@ -38,9 +38,7 @@ def rows(text):
 
 class Worlds(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def world(self, *words):
         return subprocess.run([PROGRAM, "world", *map(str, words)], capture_output=True, text=True, timeout=60)
