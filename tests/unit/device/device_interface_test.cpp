@@ -3,7 +3,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <optional>
 
 #include "sim/tablet/machine/modem_device.h"
