@@ -31,7 +31,10 @@ bool Remove(const WCHAR* name, bool oursOnly) {
   if (service == nullptr) return ::GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST;
   if (oursOnly && !IsOurs(service)) return false;
   EndService(service);
-  return ::DeleteService(service) || ::GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
+  bool const deleted = ::DeleteService(service) || ::GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
+  // It cannot be started any more. A start that was under way may have come after the first look.
+  EndService(service);
+  return deleted;
 }
 
 }  // namespace
@@ -57,7 +60,13 @@ SERVICE_STATUS_PROCESS QueryService(SC_HANDLE service) {
 }
 
 void EndService(SC_HANDLE service) {
-  SERVICE_STATUS_PROCESS const status = QueryService(service);
+  SERVICE_STATUS_PROCESS status = QueryService(service);
+  // At first a service that starts has no process.
+  for (ULONGLONG const end = ::GetTickCount64() + kStopMilliseconds;
+       status.dwCurrentState == SERVICE_START_PENDING && status.dwProcessId == 0 && ::GetTickCount64() < end;) {
+    ::Sleep(kQueryMilliseconds);
+    status = QueryService(service);
+  }
   if (status.dwCurrentState == SERVICE_STOPPED) return;
   HANDLE const process = ::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, status.dwProcessId);
   if (process == nullptr) return;
