@@ -152,8 +152,10 @@ test_linux() {
 run_tests() {
   mkdir -p "$logs"
   rm -f "$logs/counts" "$logs/hosted-is-built"
-  # Each of the service's threads has a second stack for the last of these; the next option keeps it below a megabyte.
-  ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:max_uar_stack_size_log=16:${ASAN_OPTIONS:-}"
+  ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:${ASAN_OPTIONS:-}"
+  # Each thread of the service has a second stack for the last of these, here of less than a megabyte, and each allocation
+  # keeps where it was made, here ten frames.
+  ASAN_OPTIONS="max_uar_stack_size_log=16:malloc_context_size=10:$ASAN_OPTIONS"
   export ASAN_OPTIONS
   # Without the first, each of several hundred exits waits a second for reports that are still to come.
   export TSAN_OPTIONS="atexit_sleep_ms=0:${TSAN_OPTIONS:-}"
