@@ -133,9 +133,15 @@ TEST_F(ForeignArchiveTest, InfoZipReadOnlyFilesAreExtractedReadOnly) {
 
 TEST_F(ForeignArchiveTest, InfoZipsEncryptedEntries) {
   for (const char* options : {"-P 'T\xC3\xB6n 1'", "-0 -P 'T\xC3\xB6n 1'"}) {
-    fs::remove(Archive());
-    Make(std::string("zip -r ") + options + " " + Archive() + " one-more.bin");
-    EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_BAD_PASSWORD);
+    // Info-ZIP draws an encryption header at random, and one byte of it tells a wrong password from the right one: of 256
+    // headers one lets any password pass. Three in a row do not.
+    bool refused = false;
+    for (int attempt = 0; attempt < 3 && !refused; ++attempt) {
+      fs::remove(Archive());
+      Make(std::string("zip -r ") + options + " " + Archive() + " one-more.bin");
+      refused = Unzip(0, u"c:\\a") == UNZIP_BAD_PASSWORD;
+    }
+    EXPECT_TRUE(refused);
 
     MemoryArchive const archive(ReadArchive());
     ASSERT_EQ(OpenCurrentEntry(archive.reader.get(), "T\xC3\xB6n 1"), ZIP_OK);
