@@ -62,7 +62,8 @@ def wrong_verdicts(build):
     source = (mutate.ROOT / FILE).read_text(encoding="utf-8")
     bench = mutate.Bench(build, build / "mutate-self-test", ["common"], [])
     bench.time_out = 2
-    bench.set_up(1)
+    bench.set_up(2)
+    bench.places.get()  # the programs were linked in the first place: in the second they must not use the product of the first
     for number, (true, wrong, expected) in enumerate(PLANTED):
         at = source.index(true, source.index("void CopyWide("))
         record = bench.attempt(mutate.Mutant(str(number), FILE, 1, "planted", at, at + len(true), wrong, true))

@@ -18,7 +18,7 @@ constexpr char16_t kDump[] = u"c:\\Windows\\System32\\DriverState\\Services\\QCC
 constexpr char16_t kFirmware[] = u"c:\\windows\\system32\\qcdsp1v2850.mbn";
 
 Main LoadService() {
-  void* const library = ::dlopen(VANTORD_AGAIN, RTLD_NOW | RTLD_LOCAL);
+  void* const library = ::dlopen("libvantord_again.so", RTLD_NOW | RTLD_LOCAL);
   return library == nullptr ? nullptr : reinterpret_cast<Main>(::dlsym(library, "wmain"));
 }
 
