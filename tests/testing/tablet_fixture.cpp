@@ -61,6 +61,16 @@ std::vector<std::string> TabletTest::ArgumentsOf(std::string_view call) {
   return arguments;
 }
 
+std::ptrdiff_t TabletTest::At(std::string_view name, std::string_view part) {
+  auto const& events = machine_->journal().events();
+  auto const found = std::ranges::find_if(events, [&](const tablet::Event& event) {
+    const auto* const call = std::get_if<tablet::CallEvent>(&event.what);
+    return call != nullptr && call->name == name && call->args.find(part) != std::string::npos;
+  });
+  EXPECT_NE(found, events.end()) << name << " " << part;
+  return found - events.begin();
+}
+
 void TabletTest::Settle() {
   machine_->scheduler().Wait(tablet::kForever, [] { return false; });
 }

@@ -44,6 +44,23 @@ TEST_F(RegistryHelperTest, AMissingNumberIsLoggedAndLeavesTheVariableAlone) {
   EXPECT_THAT(open_kinds(), IsEmpty());
 }
 
+TEST_F(RegistryHelperTest, AKeyIsClosedBeforeItsMessage) {
+  WCHAR text[10] = {};
+  DWORD number = 0;
+  std::vector<WideString> names;
+  const std::pair<const char*, std::function<bool()>> failures[] = {
+      {"RegQueryValueExW", [&] { return SGetRegistryDWORD(kPath, TEXT("gone"), number); }},
+      {"RegQueryValueExW", [&] { return SGetRegistrySZ(kPath, TEXT("gone"), text, sizeof(text)); }},
+      {"RegSetValueExW", [&] { return SSetRegistryDWORD(kPath, TEXT("new"), 1); }},
+      {"RegSetValueExW", [&] { return SSetRegistrySZ(kPath, TEXT("new"), TEXT("x")); }}};
+  for (const auto& [call, fails] : failures) {
+    PowerOnWith({}, {});
+    Inject(call, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(fails());
+    EXPECT_LT(At("RegCloseKey"), At("_vsnwprintf", "fail, ValueName"));
+  }
+}
+
 TEST_F(RegistryHelperTest, MessagesGoOutUnderTheHelpersOwnGuid) {
   DWORD value = 0;
   SGetRegistryDWORD(kPath, TEXT("gone"), value);

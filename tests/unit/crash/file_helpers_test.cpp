@@ -152,6 +152,12 @@ TEST_F(FileHelpersTest, OnlyOneBackslashAtTheEndIsPassedOver) {
   EXPECT_EQ(messages().back(), "CreateDirectoryFull:4315 : Create Directory Failed: Err=183 path[c:\\a\\b\\\\]");
 }
 
+TEST_F(FileHelpersTest, ABackslashAloneHasNoParentAndIsCalledMade) {
+  ::SetLastError(ERROR_PATH_NOT_FOUND);
+  EXPECT_TRUE(CreateDirectoryFull(TEXT("\\")));
+  EXPECT_THAT(ArgumentsOf("CreateDirectoryW"), IsEmpty());
+}
+
 TEST_F(FileHelpersTest, AFolderThatIsThereIsFine) {
   drive().PutFolder(u"c:\\a");
   EXPECT_TRUE(MakeFolder(TEXT("c:\\a")));

@@ -36,6 +36,12 @@ TEST_F(SilentResetTest, BehindSetupTheModemIsResetAtOnce) {
   EXPECT_THAT(open_kinds(), ElementsAre("event"));
 }
 
+TEST_F(SilentResetTest, TheDriverIsClosedBeforeTheSuccessIsLogged) {
+  PutImageState(u"IMAGE_STATE_COMPLETE");
+  Run();
+  EXPECT_LT(At("CloseHandle"), At("_vsnwprintf", "Successfully sent"));
+}
+
 TEST_F(SilentResetTest, TheRequestIs1042BytesWithASingle1) {
   PutImageState(u"IMAGE_STATE_COMPLETE");
   Run();

@@ -266,6 +266,18 @@ TEST_F(ImageDeployment, TheArchivesAndTheirFolderAreHiddenAndKeepTheirOtherAttri
           "CImageSelector::HideModemFiles:222 : c:\\windows\\system32\\modem_core\\VZW.bin FILE_ATTRIBUTE_HIDDEN"));
 }
 
+TEST_F(ImageDeployment, AReadOnlyFolderOfArchivesIsHiddenToo) {
+  drive().PutFolder(kModemFolder, kDirectory | kReadOnly);
+  Hide();
+  EXPECT_EQ(AttributesOf(kModemFolder), kDirectory | kReadOnly | kHidden);
+}
+
+TEST_F(ImageDeployment, AnArchiveIsHiddenBeforeThatIsLogged) {
+  drive().Put(kVzwArchive, {}, kArchive);
+  Hide();
+  EXPECT_LT(At("SetFileAttributesW", "VZW.bin"), At("_vsnwprintf", "VZW.bin FILE_ATTRIBUTE_HIDDEN"));
+}
+
 TEST_F(ImageDeployment, WhatIsHiddenAlreadyIsLeftAlone) {
   drive().PutFolder(kModemFolder, kDirectory | kHidden);
   drive().Put(kVzwArchive, {}, kArchive | kHidden);

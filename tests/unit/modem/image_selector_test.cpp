@@ -69,6 +69,7 @@ TEST_F(ImageSelector, ASalesCodeWithoutAMapLeadsToTheImageId) {
               ElementsAre("CImageSelector::DetermineImageByCSC:59 : Maps CSC Reg Not Exist. Try to find by Modem Image "
                           "ID"));
   EXPECT_THAT(messages(), Contains("SGetRegistrySZ:887 : RegQueryValueEx fail, ValueName = KOO"));
+  EXPECT_LT(At("RegCloseKey"), At("_vsnwprintf", "fail, ValueName = KOO")) << "the key is closed before";
   EXPECT_TRUE(registry().HasKey(kCscMap)) << "reading makes the missing key, as the service's other readers do";
 }
 

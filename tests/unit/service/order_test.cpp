@@ -8,19 +8,7 @@ namespace {
 
 constexpr char16_t kDump[] = u"c:\\Windows\\System32\\DriverState\\Services\\QCCDI\\Data\\ssr_dumps\\modem.dmp";
 
-class Order : public service_tests::ServiceTest {
- protected:
-  /// The number of the first event of the journal that is a call of that name with `part` in its arguments.
-  std::ptrdiff_t At(std::string_view name, std::string_view part = "") {
-    auto const& events = machine().journal().events();
-    auto const found = std::ranges::find_if(events, [&](const tablet::Event& event) {
-      const auto* const call = std::get_if<tablet::CallEvent>(&event.what);
-      return call != nullptr && call->name == name && call->args.find(part) != std::string::npos;
-    });
-    EXPECT_NE(found, events.end()) << name << " " << part;
-    return found - events.begin();
-  }
-};
+class Order : public service_tests::ServiceTest {};
 
 TEST_F(Order, TheFactoryLinesStepsFollowOneAnother) {
   registry().PutText(modem_tests::kSetupState, u"ImageState", u"IMAGE_STATE_SPECIALIZE_RESEAL_TO_AUDIT");

@@ -29,6 +29,11 @@ TEST_F(ServiceConfiguration, TheyAreWrittenBetweenTheFirstReportAndTheStartWork)
   EXPECT_EQ(begin[2], "ConfigureFailureActions: (-)");
 }
 
+TEST_F(ServiceConfiguration, TheirBeginIsLoggedBeforeTheServiceIsOpened) {
+  Boot();
+  EXPECT_LT(At("_vsnwprintf", "ConfigureFailureActions: (+)"), At("OpenSCManagerW"));
+}
+
 TEST_F(ServiceConfiguration, TheServiceClosesWhatItOpened) {
   Inject("StartServiceW", ERROR_ACCESS_DENIED);
   Boot();

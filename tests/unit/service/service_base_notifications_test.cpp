@@ -89,6 +89,7 @@ TEST_F(Notifications, AStopWithoutRegistrationsUndoesNone) {
   EXPECT_EQ(LastStatus().state, "STOPPED");
   EXPECT_THAT(machine().journal().Calls("CM_Unregister_Notification"), IsEmpty());
   EXPECT_THAT(machine().journal().Calls("PowerSettingUnregisterNotification"), IsEmpty());
+  EXPECT_THAT(LinesOf("CServiceBase::Stop"), IsEmpty()) << "nothing failed";
 }
 
 TEST_F(Notifications, AnUnregistrationThatSucceedsIsNotLogged) {

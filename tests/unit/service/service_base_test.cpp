@@ -135,6 +135,19 @@ TEST_F(ServiceBase, TheWaitHintIsAlwaysZero) {
   for (const StatusEvent& status : machine().journal().Statuses()) EXPECT_EQ(status.wait_hint, 0u) << status.state;
 }
 
+TEST_F(ServiceBase, NoReportOfARunWithoutErrorsCarriesOne) {
+  Boot();
+  SendForced(SERVICE_CONTROL_PAUSE);
+  SendForced(SERVICE_CONTROL_CONTINUE);
+  behaviour_.pause = [] { throw -1; };
+  behaviour_.resume = [] { throw -1; };
+  SendForced(SERVICE_CONTROL_PAUSE);
+  SendForced(SERVICE_CONTROL_CONTINUE);
+  Send(SERVICE_CONTROL_STOP);
+  EXPECT_EQ(States().size(), 12u);
+  for (const StatusEvent& status : machine().journal().Statuses()) EXPECT_EQ(status.exit_code, 0u) << status.state;
+}
+
 TEST_F(ServiceBase, TheStatusMessageShowsTheAcceptedControls) {
   Boot();
   std::string const report = "CServiceBase::SetServiceStatus:101 : Service SetServiceStatus, 141";

@@ -52,6 +52,7 @@ TEST_F(VantordService, WhatIsLoggedBeforeTheStartWorkIsNeverDelivered) {
   std::string const mask = "CVantord::CVantord:41 : Service m_controlsAccepted, 141";
   EXPECT_THAT(formatted(), Contains(mask));
   EXPECT_THAT(messages(), Not(Contains(mask)));
+  EXPECT_LT(At("_vsnwprintf", mask), At("CreateEventW"));
   std::string const zone = "GetDebugZoneMask:";
   EXPECT_THAT(formatted(), Contains(AllOf(HasSubstr(zone), HasSubstr("Fail to get dwRegulZoneMask registry"))));
   EXPECT_THAT(messages(), Not(Contains(HasSubstr(zone))));

@@ -44,6 +44,16 @@ TEST_F(EnsureDirectoryTest, OfABaseOneSeparatorIsDropped) {
   EXPECT_THAT(Created(), ElementsAre("c:\\root"));
 }
 
+TEST_F(EnsureDirectoryTest, ABaseWithoutASeparatorAtItsEndIsMadeAsItStands) {
+  EnsureDirectory(u"c:\\root", u"\\sub");
+  EXPECT_THAT(Created(), ElementsAre("c:\\root", "c:\\root\\sub"));
+}
+
+TEST_F(EnsureDirectoryTest, APathOf260CharactersOrMoreIsCutTo259) {
+  EnsureDirectory(u"c:\\", std::u16string(300, u'a').c_str());
+  EXPECT_EQ(Created().back(), "c:\\" + std::string(256, 'a'));
+}
+
 TEST_F(EnsureDirectoryTest, WithoutAFolderOnlyTheBaseIsMade) {
   EnsureDirectory(u"c:\\root\\", u"");
   EXPECT_THAT(Created(), ElementsAre("c:\\root"));

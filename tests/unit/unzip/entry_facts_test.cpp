@@ -93,6 +93,13 @@ TEST_F(EntryFactsTest, ATimeThatIsNotThereTakesNoRoom) {
   EXPECT_EQ(Ticks(creation_), TicksOfUnix(1'500'000'003));
 }
 
+TEST_F(EntryFactsTest, FlagsBeyondTheThreeTimesAreIgnored) {
+  Read(TimestampBlock(0xFF, {1'500'000'001, 1'500'000'002, 1'500'000'003, 1'500'000'004, 1'500'000'005}));
+  EXPECT_EQ(Ticks(write_), TicksOfUnix(1'500'000'001));
+  EXPECT_EQ(Ticks(access_), TicksOfUnix(1'500'000'002));
+  EXPECT_EQ(Ticks(creation_), TicksOfUnix(1'500'000'003));
+}
+
 TEST_F(EntryFactsTest, SecondsAreSigned) {
   Read(TimestampBlock(3, {-1, INT32_MIN}));
   EXPECT_EQ(Ticks(write_), TicksOfUnix(-1));

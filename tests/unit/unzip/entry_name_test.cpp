@@ -37,6 +37,7 @@ TEST(EntryName, EverythingUpToAStepUpIsCutAway) {
   EXPECT_EQ(Cleaned(u"a/..\\b"), u"b");
   EXPECT_EQ(Cleaned(u"a/../b/../c/d"), u"c/d");
   EXPECT_EQ(Cleaned(u"a/../C:/b"), u"b");
+  EXPECT_EQ(Cleaned(u"a/../:x"), u":x") << "the step's last separator is cut away, too";
 }
 
 TEST(EntryName, TheSpellingsOfAStepUpAreLookedForOneAfterTheOther) {
@@ -68,6 +69,7 @@ TEST(EntryName, AbsoluteIsWhatBeginsWithASeparatorOrADrive) {
   EXPECT_TRUE(IsAbsolutePath(u"/x"));
   EXPECT_TRUE(IsAbsolutePath(u"c:x"));
   EXPECT_FALSE(IsAbsolutePath(u""));
+  EXPECT_FALSE(IsAbsolutePath(u"\0:"));
   EXPECT_FALSE(IsAbsolutePath(u"x"));
   EXPECT_FALSE(IsAbsolutePath(u"x\\c:"));
 }

@@ -1,4 +1,8 @@
 // What extraction does with archives, files and calls that go wrong.
+#include <zlib.h>
+
+#include <algorithm>
+
 #include "tests/unit/unzip/extraction_fixture.h"
 
 namespace unzip_tests {
@@ -67,6 +71,7 @@ TEST_F(ExtractionTest, AnEmptyFileIsCreatedWithoutTimesAndFails) {
     EXPECT_EQ(drive().Facts(u"c:\\empty").size, 0u);
     EXPECT_EQ(drive().Facts(u"c:\\empty").times.write, machine().clock().UtcNow());
   }
+  EXPECT_THAT(machine().journal().Calls("WriteFile"), IsEmpty());
   EXPECT_THAT(machine().journal().Calls("SetFileTime"), IsEmpty());
 }
 
@@ -105,6 +110,50 @@ TEST_F(ExtractionTest, TheLineBehindTheCreationComesAlsoWhenItFailed) {
   zip_.Add("a", ToBytes("new"));
   EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_FILE_FAILED);
   EXPECT_EQ(Lines().back(), "TUnzip::Unzip:4193 : 4193");
+}
+
+TEST_F(ExtractionTest, TheLinesOfAnEntryStandAroundTheCreationOfItsFile) {
+  zip_.Add("a", ToBytes("new"));
+  EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_OK);
+  EXPECT_LT(At("_vsnwprintf", "4189"), At("CreateFileW", "c:\\a\""));
+  EXPECT_LT(At("CreateFileW", "c:\\a\""), At("_vsnwprintf", "4193"));
+}
+
+/// Deflated data of 32768 bytes in two blocks, of which the second is stored, and which take 16384 bytes: the reader's
+/// two buffers for compressed and for extracted bytes are full at once. The end follows.
+Bytes DeflatedToFullBuffers() {
+  Bytes data(16384);
+  uInt stored = 16'000;
+  for (uInt last = 0; last != stored;) {
+    last = stored;
+    Bytes content(32'768 - stored, 'x');
+    z_stream stream = {};
+    EXPECT_EQ(deflateInit2(&stream, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    stream.next_in = content.data();
+    stream.avail_in = static_cast<uInt>(content.size());
+    stream.next_out = data.data();
+    stream.avail_out = static_cast<uInt>(data.size());
+    EXPECT_EQ(deflate(&stream, Z_SYNC_FLUSH), Z_OK);
+    stored = stream.avail_out - 5;
+    deflateEnd(&stream);
+  }
+  std::size_t const at = data.size() - stored - 5;
+  Bytes const block{0, static_cast<std::uint8_t>(stored), static_cast<std::uint8_t>(stored >> 8),
+                    static_cast<std::uint8_t>(~stored), static_cast<std::uint8_t>(~stored >> 8)};
+  std::ranges::copy(block, data.begin() + static_cast<std::ptrdiff_t>(at));
+  std::fill(data.begin() + static_cast<std::ptrdiff_t>(at) + 5, data.end(), 'y');
+  data.insert(data.end(), {3, 0});
+  return data;
+}
+
+TEST_F(ExtractionTest, AReadThatGivesTheEndAndNoByteIsASuccess) {
+  ZipItem& item = zip_.Add("a", Bytes(40'000, 'z'));
+  item.data = DeflatedToFullBuffers();
+  item.local_extra = TimestampBlock(1, {1'500'000'001});
+  EXPECT_EQ(Unzip(0, u"c:\\a"), UNZIP_OK);
+  EXPECT_EQ(ArgumentsOf("WriteFile").size(), 2u);
+  EXPECT_EQ(drive().Facts(u"c:\\a").size, 32'768u);
+  EXPECT_EQ(drive().Facts(u"c:\\a").times.write, TicksOfUnix(1'500'000'001));
 }
 
 TEST_F(ExtractionTest, AFolderThatCannotBeMadeShowsWhenTheFileIsCreated) {

@@ -115,6 +115,7 @@ TEST_F(ExtractionTest, NamesAreCutAt259Characters) {
   EXPECT_EQ(NameOf(2), std::u16string(259, u'c'));
   EXPECT_EQ(NameOf(3), std::u16string(259, u'd'));
   EXPECT_EQ(NameOf(4), u"");
+  EXPECT_THAT(ArgumentsOf("MultiByteToWideChar"), testing::Contains("65001, 0x0, 261 bytes, room for 261"));
 }
 
 TEST_F(ExtractionTest, AFileIsExtractedWithItsFoldersAttributesAndTimes) {

@@ -86,6 +86,13 @@ TEST_F(ZipReaderTest, EveryFieldOfTheCentralHeaderIsRead) {
   EXPECT_EQ(info.seconds, 58u);
 }
 
+TEST_F(ZipReaderTest, AnEndSignatureInTheLastFourBytesIsFound) {
+  MemoryArchive const archive({0, 'P', 'K', 5, 6});
+  ASSERT_NE(archive.reader, nullptr) << "what the file does not have reads as zero";
+  EXPECT_EQ(archive.reader->numberOfEntries, 0u);
+  EXPECT_EQ(archive.reader->endRecordPosition, 1u);
+}
+
 TEST_F(ZipReaderTest, EveryBitOfTheTimeCounts) {
   zip_.Add("a", ToBytes("1")).dos_date_time = 0xFFFFFFFF;
   MemoryArchive const archive(zip_);
@@ -96,6 +103,18 @@ TEST_F(ZipReaderTest, EveryBitOfTheTimeCounts) {
   EXPECT_EQ(entry.day, 31u);
   EXPECT_EQ(entry.month, 14u);
   EXPECT_EQ(entry.year, 2107u);
+}
+
+TEST_F(ZipReaderTest, AnOrdinaryTimeIsBrokenDownIntoItsFields) {
+  zip_.Add("a", ToBytes("1")).dos_date_time = DosTime(1999, 5, 6, 7, 8, 10);
+  MemoryArchive const archive(zip_);
+  ZipCentralEntryInfo const& entry = archive.reader->currentEntry;
+  EXPECT_EQ(entry.seconds, 10u);
+  EXPECT_EQ(entry.minutes, 8u);
+  EXPECT_EQ(entry.hours, 7u);
+  EXPECT_EQ(entry.day, 6u);
+  EXPECT_EQ(entry.month, 4u);
+  EXPECT_EQ(entry.year, 1999u);
 }
 
 TEST_F(ZipReaderTest, AMonthOfZeroWraps) {

@@ -129,6 +129,18 @@ TEST_F(ZipStreamTest, OffsetsOfAFileCountFromWhereTheArchiveStarts) {
   EXPECT_EQ(value, 5u);
 }
 
+TEST_F(ZipStreamTest, BehindTheEndThereIsNothingToRead) {
+  Bytes const bytes{1, 2, 3};
+  auto const memory = MemoryStream(bytes);
+  auto const file = OpenFile(bytes);
+  ASSERT_NE(file, nullptr);
+  for (ZipInputStream* stream : {memory.get(), file.get()}) {
+    BYTE byte = 0;
+    EXPECT_EQ(SeekToEnd(*stream), 3u);
+    EXPECT_EQ(lufread(&byte, 1, 1, *stream), 0u);
+  }
+}
+
 TEST_F(ZipStreamTest, AnArchiveIsOpenedForReadingAndSharedWithReadersOnly) {
   auto const file = OpenFile({1});
   ASSERT_NE(file, nullptr);
