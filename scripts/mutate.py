@@ -113,6 +113,17 @@ def statements(text):
             start = at + 1
 
 
+ASSIGNMENT = re.compile(r"([\w.>-]+) = (.*);", re.S)
+
+
+def independent(first, second):
+    """Whether both are assignments without a call, neither of which names the other's variable."""
+    pair = [ASSIGNMENT.fullmatch(statement.strip()) for statement in (first, second)]
+    if not all(pair) or any(re.search(r"[\w>]\(", re.sub(r"(static_cast<[\w ]+>|sizeof)\(", "", match[2])) for match in pair):
+        return False
+    return not any(re.search(rf"\b{re.escape(mine[1])}\b", other[0]) for mine, other in (pair, pair[::-1]))
+
+
 def edits(text):
     """(operator, start, end, replacement) of every wrong line of a masked source; `replacement` may take the words
     {0} and {1} of the true source."""
@@ -139,7 +150,8 @@ def edits(text):
     for block, start, end, simple in statements(text):
         if simple:
             yield "statement dropped", start, end, ";"
-        if before and before[0] == block and not text[before[2] : start].strip():
+        follows = before and before[0] == block and not text[before[2] : start].strip()
+        if follows and not independent(text[before[1] : before[2]], text[start:end]):
             yield "order of two statements", before[1], end, "{1} {0}", before[2], start
         before = block, start, end
 

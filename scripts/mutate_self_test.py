@@ -16,6 +16,9 @@ void Walk(int a) {
   First();
   Second(FILE_BEGIN);
   DebugPrintZone(ZONE_ERROR, a);
+  to.x = static_cast<int>((from.x));
+  to.y = from.y;
+  to.z = to.y;
 }
 }
 """
@@ -35,6 +38,11 @@ EXPECTED = [
     (8, "order of two statements", "DebugPrintZone(ZONE_ERROR, a); Second(FILE_BEGIN);"),
     (8, "statement dropped", ";"),
     (9, "statement dropped", ";"),
+    (9, "order of two statements", "to.x = static_cast<int>((from.x)); DebugPrintZone(ZONE_ERROR, a);"),
+    (10, "statement dropped", ";"),
+    (11, "statement dropped", ";"),
+    (11, "order of two statements", "to.z = to.y; to.y = from.y;"),
+    (12, "statement dropped", ";"),
 ]
 
 FILE = "vantord/common/wide_format.cpp"
