@@ -43,6 +43,12 @@ TEST_F(FileHelpersTest, OnlyWhatMatchesTheFilterIsMoved) {
   EXPECT_TRUE(drive().Exists(u"c:\\from\\b.dmp"));
 }
 
+TEST_F(FileHelpersTest, AReadOnlyFileIsMovedToo) {
+  Put(u"c:\\from\\a.dmp", "a", tablet::kAttributeReadOnly);
+  EXPECT_EQ(MoveAll(), S_OK);
+  EXPECT_EQ(TextOf(u"c:\\to\\a.dmp"), "a");
+}
+
 TEST_F(FileHelpersTest, FoldersStayWhereTheyAre) {
   PutDumps();
   Put(u"c:\\from\\older\\d.dmp", "d");

@@ -143,6 +143,7 @@ TEST_F(UserSessionTest, AListThatCannotBeHadIsLogged) {
   Inject("K32EnumProcesses", tablet::kAccessDenied);
   EXPECT_EQ(GetActiveUserToken(), INVALID_HANDLE_VALUE);
   EXPECT_THAT(messages(), Contains("FindExplorerProcessNameAndID:4035 : EnumProcesses failed 5"));
+  EXPECT_EQ(messages().back(), "GetActiveUserToken:4086 : FindExplorerProcessNameAndID Failed");
 }
 
 TEST_F(UserSessionTest, TheLastOf1024ProcessesIsStillLookedAt) {

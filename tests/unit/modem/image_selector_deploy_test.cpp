@@ -275,6 +275,7 @@ TEST_F(ImageDeployment, AReadOnlyFolderOfArchivesIsHiddenToo) {
 TEST_F(ImageDeployment, AnArchiveIsHiddenBeforeThatIsLogged) {
   drive().Put(kVzwArchive, {}, kArchive);
   Hide();
+  EXPECT_LT(At("SetFileAttributesW", "modem_core"), At("_vsnwprintf", "modem_core FILE_ATTRIBUTE_HIDDEN"));
   EXPECT_LT(At("SetFileAttributesW", "VZW.bin"), At("_vsnwprintf", "VZW.bin FILE_ATTRIBUTE_HIDDEN"));
 }
 

@@ -23,7 +23,10 @@ class UefiHandler : public UefiTest {
 TEST_F(UefiHandler, ReadyEnablesThePrivilegeOnceAndKeepsTheTokenUntilTheHandlerEnds) {
   {
     CKAVRILUEFIHandler handler(kSalesCodeName, kSalesCodeGuid);
+    std::uint32_t const privilege = tablet::Privileges::Number(u"SeSystemEnvironmentPrivilege").value();
+    EXPECT_FALSE(machine().privileges().IsEnabled(tablet::kMachineProcess, privilege));
     EXPECT_TRUE(handler.Ready());
+    EXPECT_TRUE(machine().privileges().IsEnabled(tablet::kMachineProcess, privilege));
     EXPECT_THAT(messages(), IsEmpty());
     EXPECT_TRUE(handler.Ready());
     EXPECT_THAT(messages(), ElementsAre(kAlreadyPerformed));
