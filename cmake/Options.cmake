@@ -39,14 +39,6 @@ function(vantord_lines_only target)
   endif()
 endfunction()
 
-# Tests run for a moment and are compiled for long: without optimization it is a third less.
-function(vantord_of_tests target)
-  if(NOT VANTORD_SANITIZE)
-    target_compile_options(${target} PRIVATE -O0)
-  endif()
-  vantord_lines_only(${target})
-endfunction()
-
 # Sources of one folder are compiled together, at most BATCH at a time: most of the time goes into the headers they share.
 # JOIN names small folders that are compiled together, each group as one word: "story,sweep". The service's own sources
 # are compiled singly in what ships and in most tests.
