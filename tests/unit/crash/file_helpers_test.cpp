@@ -164,6 +164,12 @@ TEST_F(FileHelpersTest, ABackslashAloneHasNoParentAndIsCalledMade) {
   EXPECT_THAT(ArgumentsOf("CreateDirectoryW"), IsEmpty());
 }
 
+TEST_F(FileHelpersTest, TheParentIsSoughtInTheFirst259Characters) {
+  ::SetLastError(ERROR_PATH_NOT_FOUND);
+  (void)CreateDirectoryFull((u"c:\\" + std::u16string(256, u'a') + u"\\b").c_str());
+  EXPECT_THAT(ArgumentsOf("CreateDirectoryW"), testing::Contains("\"c:\"")) << "its last backslash is the 260th";
+}
+
 TEST_F(FileHelpersTest, AFolderThatIsThereIsFine) {
   drive().PutFolder(u"c:\\a");
   EXPECT_TRUE(MakeFolder(TEXT("c:\\a")));

@@ -154,6 +154,7 @@ const Row kRegistry[] = {
 
 // Of an opening: access, share mode, disposition, flags and attributes.
 const Row kFilesAndDevices[] = {
+    {"GetCurrentDirectoryW", {"260"}},
     {"CreateFileW",
      {R"("C:\MfgDiag\Dlls\RILRouter.dll", 0x0, 0x0, 3, 0x80)", R"("\\.\AMSSStats", 0xc0000000, 0x0, 3, 0x0)",
       R"("\\?\QCMS#modem#0#{d49f5c0e-e540-4dbe-bf78-97ed9bd987a4}", 0xc0000000, 0x3, 3, 0x40020000)",
