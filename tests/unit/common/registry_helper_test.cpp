@@ -47,7 +47,6 @@ TEST_F(RegistryHelperTest, AMissingNumberIsLoggedAndLeavesTheVariableAlone) {
 TEST_F(RegistryHelperTest, AKeyIsClosedBeforeItsMessage) {
   WCHAR text[10] = {};
   DWORD number = 0;
-  std::vector<WideString> names;
   const std::pair<const char*, std::function<bool()>> failures[] = {
       {"RegQueryValueExW", [&] { return SGetRegistryDWORD(kPath, TEXT("gone"), number); }},
       {"RegQueryValueExW", [&] { return SGetRegistrySZ(kPath, TEXT("gone"), text, sizeof(text)); }},
@@ -59,6 +58,11 @@ TEST_F(RegistryHelperTest, AKeyIsClosedBeforeItsMessage) {
     EXPECT_FALSE(fails());
     EXPECT_LT(At("RegCloseKey"), At("_vsnwprintf", "fail, ValueName"));
   }
+  PowerOnWith({}, {});
+  registry().PutDword(kPath, u"no sub-key", 1);
+  std::vector<WideString> names;
+  EXPECT_FALSE(SRegistrySubKeys(kPath, names));
+  EXPECT_LT(At("RegCloseKey"), At("_vsnwprintf", "RegistrySubKeys fail"));
 }
 
 TEST_F(RegistryHelperTest, MessagesGoOutUnderTheHelpersOwnGuid) {

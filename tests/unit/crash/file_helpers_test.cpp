@@ -49,6 +49,14 @@ TEST_F(FileHelpersTest, AReadOnlyFileIsMovedToo) {
   EXPECT_EQ(TextOf(u"c:\\to\\a.dmp"), "a");
 }
 
+TEST_F(FileHelpersTest, ADestinationOf260CharactersOrMoreIsCutTo259) {
+  PutDumps();
+  std::u16string const to = u"c:\\" + std::u16string(252, u't');
+  EXPECT_EQ(CopyMoveFiles(TEXT("c:\\from"), TEXT("a.dmp"), to.c_str()), S_OK);
+  EXPECT_EQ(MessagesOf("CopyMoveFiles:1874").front(),
+            "CopyMoveFiles:1874 : Moving 'c:\\from\\a.dmp' to '" + tablet::ToUtf8(to) + "\\a.d'");
+}
+
 TEST_F(FileHelpersTest, FoldersStayWhereTheyAre) {
   PutDumps();
   Put(u"c:\\from\\older\\d.dmp", "d");
