@@ -174,8 +174,9 @@ TEST_F(FileHelpersTest, ABackslashAloneHasNoParentAndIsCalledMade) {
 
 TEST_F(FileHelpersTest, TheParentIsSoughtInTheFirst259Characters) {
   ::SetLastError(ERROR_PATH_NOT_FOUND);
-  (void)CreateDirectoryFull((u"c:\\" + std::u16string(256, u'a') + u"\\b").c_str());
-  EXPECT_THAT(ArgumentsOf("CreateDirectoryW"), testing::Contains("\"c:\"")) << "its last backslash is the 260th";
+  (void)CreateDirectoryFull((u"c:\\" + std::u16string(255, u'a') + u"\\bb").c_str());
+  EXPECT_THAT(ArgumentsOf("CreateDirectoryW"), testing::Contains("\"c:\""))
+      << "the last backslash is at their end, and is ignored";
 }
 
 TEST_F(FileHelpersTest, AFolderThatIsThereIsFine) {

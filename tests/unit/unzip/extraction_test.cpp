@@ -287,6 +287,7 @@ TEST_F(ExtractionTest, AHandleOfAnotherKindIsLeftAlone) {
     EXPECT_EQ(LastUnzipResult, UNZIP_BAD_HANDLE);
   }
   EXPECT_EQ(other.kind, 2u);
+  EXPECT_EQ(OpenBytes(zip_.Build())->kind, 1u);
 }
 
 TEST_F(ExtractionTest, AnObjectHoldsOneArchiveOnly) {
