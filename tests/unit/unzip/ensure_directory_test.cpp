@@ -54,6 +54,12 @@ TEST_F(EnsureDirectoryTest, APathOf260CharactersOrMoreIsCutTo259) {
   EXPECT_EQ(Created().back(), "c:\\" + std::string(256, 'a'));
 }
 
+TEST_F(EnsureDirectoryTest, ASeparatorBehindTheLongestPathCutsNothing) {
+  std::u16string const name(257, u'a');
+  EnsureDirectory(nullptr, (u"c:\\" + name + u"\\b").c_str());
+  EXPECT_EQ(Created().back(), "c:\\" + std::string(256, 'a'));
+}
+
 TEST_F(EnsureDirectoryTest, WithoutAFolderOnlyTheBaseIsMade) {
   EnsureDirectory(u"c:\\root\\", u"");
   EXPECT_THAT(Created(), ElementsAre("c:\\root"));

@@ -162,6 +162,7 @@ TEST_F(EntryFactsTest, AFieldOf4BytesOrFewerIsNotWalked) {
     ReadExtendedTimestamps(extra.data(), static_cast<std::uint32_t>(size), write_, access_, creation_);
     EXPECT_EQ(Ticks(write_), 1u);
   }
+  Read(Bytes{'U', 'T', 5, 0});  // nothing behind it
   // One byte more is the flags, with no value after them.
   ReadExtendedTimestamps(extra.data(), 5, write_, access_, creation_);
   EXPECT_EQ(Ticks(write_), 1u);
