@@ -61,9 +61,9 @@ std::vector<std::string> TabletTest::ArgumentsOf(std::string_view call) {
   return arguments;
 }
 
-std::ptrdiff_t TabletTest::At(std::string_view name, std::string_view part) {
+std::ptrdiff_t TabletTest::At(std::string_view name, std::string_view part, std::ptrdiff_t start) {
   auto const& events = machine_->journal().events();
-  auto const found = std::ranges::find_if(events, [&](const tablet::Event& event) {
+  auto const found = std::find_if(events.begin() + start, events.end(), [&](const tablet::Event& event) {
     const auto* const call = std::get_if<tablet::CallEvent>(&event.what);
     return call != nullptr && call->name == name && call->args.find(part) != std::string::npos;
   });

@@ -51,8 +51,9 @@ class TabletTest : public ::testing::Test {
   std::size_t TimesLogged(std::string_view message);
   /// The arguments of each call of that name.
   std::vector<std::string> ArgumentsOf(std::string_view call);
-  /// The number of the first event of the journal that is a call of that name with `part` in its arguments.
-  std::ptrdiff_t At(std::string_view name, std::string_view part = "");
+  /// The number of the first event of the journal, from `start` on, that is a call of that name with `part` in its
+  /// arguments.
+  std::ptrdiff_t At(std::string_view name, std::string_view part = "", std::ptrdiff_t start = 0);
   /// The kinds of the handles that are open.
   std::vector<std::string> open_kinds() { return machine_->handles().OpenKinds(tablet::kMachineProcess); }
 

@@ -36,10 +36,11 @@ TEST_F(SilentResetTest, BehindSetupTheModemIsResetAtOnce) {
   EXPECT_THAT(open_kinds(), ElementsAre("event"));
 }
 
-TEST_F(SilentResetTest, TheDriverIsClosedBeforeTheSuccessIsLogged) {
+TEST_F(SilentResetTest, TheLinesOfAResetStandAroundTheUseOfTheDriver) {
   PutImageState(u"IMAGE_STATE_COMPLETE");
   Run();
-  EXPECT_LT(At("CloseHandle"), At("_vsnwprintf", "Successfully sent"));
+  EXPECT_LT(At("_vsnwprintf", kStart), At("CreateFileW"));
+  EXPECT_LT(At("CloseHandle"), At("_vsnwprintf", kSent));
 }
 
 TEST_F(SilentResetTest, TheRequestIs1042BytesWithASingle1) {

@@ -229,6 +229,15 @@ TEST_F(UserSessionTest, NamesAndIdentifiersAreUsedWhole) {
               Contains("GetActiveSession:3989 : session " + std::string(kSessionData) + "1" + std::string(150, 'x')));
 }
 
+TEST_F(UserSessionTest, AKeyOf260CharactersOrMoreIsCutTo259) {
+  std::u16string const name(250, u'1');
+  PutSession(name, kKim);
+  std::vector<WideString> sessions;
+  EXPECT_TRUE(GetActiveSession(sessions));
+  std::string const key = std::string(kSessionData) + tablet::ToUtf8(name);
+  EXPECT_THAT(messages(), Contains("GetActiveSession:3989 : session " + key.substr(0, 259)));
+}
+
 TEST_F(UserSessionTest, AProcessThatCannotBeOpenedForOneSessionIsTriedForTheNext) {
   PutSession(u"1 again", kKim);
   std::size_t const listed = machine().processes().running().size() - 1;  // the idle process is not opened

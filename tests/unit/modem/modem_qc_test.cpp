@@ -257,7 +257,7 @@ TEST_F(ModemQc, TheModemStateIsClearedAndStaysSo) {
   PutInstance(u"0000", kFirmwarePath);
   OpenedModem modem;
   (void)modem.ExistModemCtrl();
-  modem.Init();
+  EXPECT_EQ(modem.Init(), 0u);
   modem.OnModemOn();
   modem.Deinit(1);
   EXPECT_EQ(modem.state(0), 0u);

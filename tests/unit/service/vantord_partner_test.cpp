@@ -48,15 +48,7 @@ TEST_F(PartnerService, IsStartedAndFollowedUntilItRuns) {
 
 TEST_F(PartnerService, IsStartedOnlyAfterTheModemsStartUp) {
   Boot();
-  auto const& events = machine().journal().events();
-  auto const first = [&](std::string_view call, std::string_view args) {
-    return std::ranges::find_if(events, [&](const tablet::Event& event) {
-      const auto* made = std::get_if<tablet::CallEvent>(&event.what);
-      return made != nullptr && made->name == call && made->args.find(args) != std::string::npos;
-    });
-  };
-  EXPECT_LT(first("RegQueryValueExW", "AmssFwImagePath") - events.begin(),
-            first("OpenServiceW", "Pelt") - events.begin());
+  EXPECT_LT(At("RegQueryValueExW", "AmssFwImagePath"), At("OpenServiceW", "Pelt"));
   EXPECT_EQ(Starts(), 1u);
 }
 
@@ -204,6 +196,13 @@ TEST_F(PartnerService, AStopOfTheServiceWaitsForThePartnersStart) {
 }
 
 // Telling it of a suspend.
+
+TEST_F(PartnerService, TheBeginOfANoticeIsLoggedBeforeTheServiceManagerIsOpened) {
+  Boot();
+  std::ptrdiff_t const started = At("StartServiceW");
+  Happen("suspend");
+  EXPECT_LT(At("_vsnwprintf", "SendModemControlMessage: (+)"), At("OpenSCManagerW", "", started));
+}
 
 TEST_F(PartnerService, ASuspendNoticeIsLoggedInTheErrorZoneEvenWhenItArrives) {
   ASSERT_FALSE(DefaultDescription().serial_controls) << "it arrives where services are controlled independently";
