@@ -5,6 +5,7 @@ import sys
 import tempfile
 from pathlib import Path
 
+import mutants
 import mutate
 
 SAMPLE = """// if (a == 1) Comment(2);
@@ -59,7 +60,7 @@ PLANTED = [
 def wrong_generation():
     with tempfile.TemporaryDirectory() as folder:
         (Path(folder) / "sample.cpp").write_text(SAMPLE, encoding="utf-8")
-        found = [(m.line, m.operator, m.text) for m in mutate.mutants_of("sample.cpp", Path(folder))]
+        found = [(m.line, m.operator, m.text) for m in mutants.mutants_of("sample.cpp", Path(folder))]
     for row in sorted(set(EXPECTED) - set(found)):
         yield f"a wrong line is not found: {row}"
     for row in sorted(set(found) - set(EXPECTED)):
@@ -74,7 +75,7 @@ def wrong_verdicts(build):
     bench.places.get()  # the programs were linked in the first place: in the second they must not use the product of the first
     for number, (true, wrong, expected) in enumerate(PLANTED):
         at = source.index(true, source.index("void CopyWide("))
-        record = bench.attempt(mutate.Mutant(str(number), FILE, 1, "planted", at, at + len(true), wrong, true))
+        record = bench.attempt(mutants.Mutant(str(number), FILE, 1, "planted", at, at + len(true), wrong, true))
         if record["result"] != expected:
             yield f"{wrong}: {record['result']}, not {expected}"
     if (mutate.ROOT / FILE).read_text(encoding="utf-8") != source:
