@@ -133,8 +133,8 @@ TEST_F(ForeignArchiveTest, InfoZipReadOnlyFilesAreExtractedReadOnly) {
 
 TEST_F(ForeignArchiveTest, InfoZipsEncryptedEntries) {
   for (const char* options : {"-P 'T\xC3\xB6n 1'", "-0 -P 'T\xC3\xB6n 1'"}) {
-    // Info-ZIP draws an encryption header at random, and one byte of it tells a wrong password from the right one: of 256
-    // headers one lets any password pass. Three in a row do not.
+    // Info-ZIP draws an encryption header at random, and one byte of it tells a wrong password from the right one: of
+    // 256 headers one lets any password pass. Three in a row do not.
     bool refused = false;
     for (int attempt = 0; attempt < 3 && !refused; ++attempt) {
       fs::remove(Archive());
