@@ -66,7 +66,9 @@ class Kit(unittest.TestCase):
 
     def script(self, windows, *words):
         """Exit code and output of run-check.cmd."""
-        return windows.run_for_status("cmd", "/c", f"{FOLDER}\\run-check.cmd", *words, seconds=RUN_SECONDS)
+        command = ("cmd", "/c", f"{FOLDER}\\run-check.cmd", *words)
+        return machine.with_retries("run-check.cmd", lambda: windows.run_for_status(*command, seconds=RUN_SECONDS),
+                                    after=machine.NotStarted)
 
     def state(self, windows):
         """Files of drive C: and the keys that a program of the kit could have left."""

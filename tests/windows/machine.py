@@ -20,8 +20,15 @@ class MachineError(Exception):
     """The machine failed, not the service; the text says how."""
 
 
+class NotStarted(MachineError):
+    """A program did not begin."""
+
+
 POLL_SECONDS = 0.05
 INTERRUPT_SECONDS = 30
+
+# What Wine says itself when it could not begin a program.
+NOT_STARTED = "Application could not be started"
 
 # Copied, not hard-linked from the template: Wine writes these in place.
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
@@ -96,6 +103,7 @@ class Machine:
         return output
 
     def run_for_status(self, *command, seconds=60):
+        """Its exit code, too. MachineError on a time-out, NotStarted if Wine did not begin it."""
         if _interrupted.is_set():
             raise MachineError("interrupted")
         seconds *= self.wine.slowdown
@@ -118,7 +126,10 @@ class Machine:
                     process.kill()
                     process.wait()
             output.seek(0)
-            return status, output.read().decode("utf-8", "replace")
+            text = output.read().decode("utf-8", "replace")
+        if NOT_STARTED in text:
+            raise NotStarted(f"{' '.join(map(str, command))} was not started: {text}")
+        return status, text
 
     def host_path(self, windows_path):
         """The host path of a path of drive C:. Existing names are found in any letter case."""
@@ -225,13 +236,13 @@ def template(wine, folder):
     return made
 
 
-def with_retries(what, use):
-    """The result of `use`, which starts a machine. Wine sometimes loses a program: after a MachineError it is tried
-    again, at most twice, and the retry is printed. A failed test is not tried again."""
+def with_retries(what, use, after=MachineError):
+    """The result of `use`, which starts a machine. Wine sometimes loses a program: after a MachineError, or another kind
+    of it, it is tried again, at most twice, and the retry is printed. A failed test is not tried again."""
     for tries_left in (2, 1, 0):
         try:
             return use()
-        except MachineError as error:
+        except after as error:
             if _interrupted.is_set() or tries_left == 0:
                 raise
             print(f"again            {what}: {str(error).splitlines()[0]}", flush=True)

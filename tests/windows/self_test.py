@@ -164,6 +164,12 @@ class Machines(unittest.TestCase):
         self.assertEqual(("ok", 3), self.tried(*[machine.MachineError("x")] * 2, "ok")[:2])
         self.assertEqual((machine.MachineError, 3), self.tried(*[machine.MachineError("x")] * 3, "ok")[:2])
 
+    def test_a_program_that_wine_did_not_start_has_no_exit_code(self):
+        echo = machine.Machine(machine.Wine(["sh", "-c", 'echo "$1"; exit 1', "sh"]), "/nowhere")
+        self.assertEqual((1, "a failure\n"), echo.run_for_status("a failure"))
+        with self.assertRaisesRegex(machine.NotStarted, "was not started: 0 != 1 : Application could not"):
+            echo.run_for_status("0 != 1 : Application could not be started, or no application")
+
     def test_a_failed_test_is_not_tried_again(self):
         self.assertEqual((AssertionError, 1, ""), self.tried(AssertionError("x"), "ok"))
 
