@@ -19,7 +19,7 @@ namespace {
 using kit::Saw;
 
 constexpr DWORD kWait = 20000;  // for a state that comes soon
-constexpr DWORD kShortWait = 1500;
+constexpr DWORD kShortWait = 5000;
 constexpr DWORD kLongWait = 100000;  // for what the service manager may delay by 30 s, twice
 constexpr DWORD kPoll = 20;
 

@@ -14,8 +14,9 @@ namespace {
 
 constexpr DWORD kPause = 2000;
 constexpr DWORD kWaitHint = 30000;
-constexpr DWORD kPowerEvent = 13;         // SERVICE_CONTROL_POWEREVENT
-constexpr DWORD kSettingChange = 0x8013;  // PBT_POWERSETTINGCHANGE
+constexpr DWORD kServeMilliseconds = 10000;  // after the dispatcher has returned
+constexpr DWORD kPowerEvent = 13;            // SERVICE_CONTROL_POWEREVENT
+constexpr DWORD kSettingChange = 0x8013;     // PBT_POWERSETTINGCHANGE
 
 /// The display's state, which every machine has.
 constexpr GUID kDisplayState = {0x6fe69556, 0x704a, 0x47a0, {0x8f, 0x24, 0xc2, 0x8d, 0x93, 0x6f, 0xda, 0x47}};
@@ -25,6 +26,7 @@ std::wstring g_folder;
 std::wstring g_behaviour;
 SERVICE_STATUS_HANDLE g_status;
 HANDLE g_stop;
+HANDLE g_ended;  ///< set when ServiceMain ends
 
 void Note(const std::string& text) { AppendText(g_folder + L"\\" + kServiceNotes, text + "\n"); }
 
@@ -126,7 +128,7 @@ void StartOnEmptyDesktop() {
   ::CloseHandle(process.hThread);
 }
 
-void WINAPI ServiceMain(DWORD count, LPWSTR* arguments) {
+void Serve(DWORD count, LPWSTR* arguments) {
   if (count > 1) g_behaviour = arguments[1];
   g_stop = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
   g_status = ::RegisterServiceCtrlHandlerExW(g_name.c_str(), &Handle, nullptr);
@@ -151,13 +153,22 @@ void WINAPI ServiceMain(DWORD count, LPWSTR* arguments) {
   }
 }
 
+void WINAPI ServiceMain(DWORD count, LPWSTR* arguments) {
+  Serve(count, arguments);
+  ::SetEvent(g_ended);
+}
+
 }  // namespace
 
 int RunOwnService(const std::wstring& name, const std::wstring& folder) {
   g_name = name;
   g_folder = folder;
   SERVICE_TABLE_ENTRYW const table[] = {{g_name.data(), &ServiceMain}, {nullptr, nullptr}};
-  return ::StartServiceCtrlDispatcherW(table) ? 0 : 1;
+  g_ended = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  if (!::StartServiceCtrlDispatcherW(table)) return 1;
+  // It returns when the service reports STOPPED: its thread may still be at work, with texts that end with the process.
+  ::WaitForSingleObject(g_ended, kServeMilliseconds);
+  return 0;
 }
 
 }  // namespace kit
