@@ -75,8 +75,9 @@ def measure(options, progress):
         data["full_drive"] = {}
         for case in cases:
             progress(f"{case.name}: system calls and memory")
-            # Plain calls make one call for each byte of a header: ten million are too many for strace.
-            counted = [c for c in present if not (c.name == "plain calls" and case.files > 10000)]
+            # Plain calls make one call for each byte of a header: ten million are too many for strace. A smaller case leaves
+            # out what the full one does.
+            counted = [c for c in present if not (c.name == "plain calls" and case.name == "many")]
             data["calls"][case.name] = {c.name: bench.system_calls(c, bench.archive(case)) for c in counted}
             data["full_drive"][case.name] = {
                 c.name: memory_on_a_full_drive(bench, c, bench.archive(case)) for c in present if c.drive}

@@ -56,6 +56,12 @@ mkdir -p "$logs"
 for part in packages progress tests; do . "$2/scripts/dev/$part.sh"; done
 fails() { printf 'before\n[7/9] x\nFAILED: x.o\nerror: here\n'; return 1; }
 counted() { printf '<testsuite tests="5" failures="0" disabled="1" skipped="1">' >"$1"; }
+shared() {
+  printf '<testsuite tests="3" failures="1" disabled="0" skipped="0">
+<testcase name="all.unzip" status="run"><system-out>...\n[  PASSED  ] 20 tests.\n</system-out></testcase>
+<testcase name="all.crash" status="fail"><system-out>...\n[  PASSED  ] 5 tests.\n[  FAILED  ] 2 tests</system-out></testcase>
+<testcase name="together.crash" status="run"><system-out>...\n[  PASSED  ] 7 tests.\n</system-out></testcase>' >"$1"
+}
 test_linux() { step "good one" true; step "bad one" fails || true; counted_step "many" counted @REPORT@; }
 test_windows() { skip "far one" "no network"; }
 """
@@ -80,6 +86,10 @@ class StepsTest(unittest.TestCase):
     def test_nothing_failed_is_exit_code_0(self):
         ran = self.run_steps("fails() { true; }; run_tests", capture_output=True)
         self.assertEqual((ran.returncode, ran.stdout.splitlines()[-1]), (0, "5 passed, 0 failed, 3 skipped"))
+
+    def test_tests_that_share_a_process_count_for_themselves(self):
+        ran = self.run_steps('test_linux() { counted_step "some" shared @REPORT@; }; run_tests', capture_output=True)
+        self.assertRegex(ran.stdout, r"some +26 of 27 passed")
 
     def test_a_terminal_shows_steps_at_work_with_their_time_and_how_far_they_are(self):
         main, terminal = pty.openpty()
