@@ -178,9 +178,10 @@ int Run(int count, char** values, Console& console) {
 }  // namespace
 
 int main(int count, char** values) {
-  cli::Console console;
-  cli::EndOrderlyOnSignals([&console] { console.EndProgress(); });
-  int const code = Run(count, values, console);
-  console.Finish();
+  // Never destroyed: the signal thread may need it while the program ends.
+  static auto* const console = new cli::Console;
+  cli::EndOrderlyOnSignals([] { console->EndProgress(); });
+  int const code = Run(count, values, *console);
+  console->Finish();
   return code;
 }
