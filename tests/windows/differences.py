@@ -1,8 +1,8 @@
 """The explained differences: a table of sim/winapi/README.md that the tests read.
 
 The texts of a row are whole messages in which `*` matches anything, `{digits}` a number, and `{same}` text that must be
-the same in both worlds; `-` means that this world has no such message. A row applies to the tablets it names, or to
-`all`, and must occur there.
+the same in both worlds; `-` means that this world has no such message, `?` under Wine that it may be missing there. A row
+applies to the tablets it names, or to `all`, and must occur there.
 """
 
 import re
@@ -23,21 +23,25 @@ class Difference:
 
     @property
     def is_of_one_world(self):
-        return "-" in (self.tablet, self.wine)
+        return "-" in (self.tablet, self.wine) or self.may_be_missing
+
+    @property
+    def may_be_missing(self):
+        return self.wine == "?"
 
     def applies_to(self, tablet):
         return self.tablets == "all" or tablet in [name.strip() for name in self.tablets.split(",")]
 
     def explain(self, text, world):
         """The text to compare in place of a message that this row explains; None for any other message."""
-        pattern = self.tablet if world == "tablet" else self.wine
+        pattern = self.tablet if world == "tablet" or self.may_be_missing else self.wine
         match = None if pattern == "-" else re.fullmatch(_regex(pattern), text.rstrip("\n"), re.S)
         return None if match is None else " | ".join((str(self), *match.groups()))
 
     def occurred(self, used):
         """True if the worlds differed as this row says. `used` counts (row, world, text)."""
         texts = {world: {text for row, of, text in used if row is self and of == world} for world in ("tablet", "wine")}
-        return texts["tablet"] != texts["wine"]
+        return texts["tablet"] != texts["wine"] or (self.may_be_missing and bool(texts["tablet"]))
 
     def __str__(self):
         return f"tablet: {self.tablet} / Wine: {self.wine}"

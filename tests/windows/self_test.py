@@ -88,6 +88,12 @@ class Transcripts(unittest.TestCase):
         tablet, windows = logged("main", "A:1 : a"), logged(4, "A:1 : a", "W:9 : only here")
         self.assertEqual([], self.complaints(tablet, windows, row("-", "W:9 : {same}")))
 
+    def test_a_message_can_be_listed_that_may_be_missing_under_wine(self):
+        tablet, listed = logged("main", "A:1 : a", "Z:9 : closed"), row("Z:9 : closed", "?")
+        self.assertEqual([], self.complaints(tablet, logged(4, "A:1 : a", "Z:9 : closed"), listed))
+        self.assertEqual([], self.complaints(tablet, logged(4, "A:1 : a"), listed))
+        self.assertEqual(1, len(self.complaints(logged("main", "A:1 : a"), logged(4, "A:1 : a"), listed)))
+
     def test_messages_not_logged_yet_are_counted(self):
         expected = logged("main", "A:1 : a", "A:1 : a", "B:2 : b")
         self.assertEqual(2, transcript.inclusion(expected, logged(4, "A:1 : a"), []))
